@@ -1,0 +1,59 @@
+#include <algorithm>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <tilewright/substrate/Chunk.h>
+
+namespace Larder {
+namespace {
+
+using namespace Orrery;
+using PhysicalSpace::point;
+using PhysicalSpace::vector;
+using Triple = FixedArray<double, 3>;
+using ChunkPtr = StrongPtr<ChunkBase, ChunkBase>;
+template <class T> using Rung = StrongPtr<TypedChunk<T>, ChunkBase>;
+
+TEST(TotalMemsize, FollowsTheSizesOfChunks) {
+    const long long before = ChunkBase::TotalMemsize;
+    {
+        const ChunkPtr copy = Ref<Chunk<float>>(3u, false)->copy();
+        EXPECT_EQ(ChunkBase::TotalMemsize, before + 12);
+    }
+    {
+        const Ref<Chunk<double>> reserved(100u, true);
+        EXPECT_TRUE(reserved->capacity() >= 100 && !reserved->data_ptr());
+        EXPECT_EQ(ChunkBase::TotalMemsize, before);
+        reserved->assign({1, 2});
+    }
+    EXPECT_EQ(ChunkBase::TotalMemsize, before - 16) << "what grew in between is only taken off";
+}
+
+TEST(Chunks, MakeChunksOfTheirOwnClassThroughTheErasedFace) {
+    const ChunkPtr chunk = Ref<Chunk<Color16>>(5u, false);
+    EXPECT_TRUE(chunk->getBaseType() == typeid(FixedArray<unsigned short, 3>) && chunk->element_size() == 6);
+    const StrongPtr<Chunk<Color16>, ChunkBase> fresh = chunk->createNewChunk(3, false);
+    EXPECT_EQ(std::ranges::count(fresh->base_vector(), Color16()), 3);
+    const StrongPtr<Chunk<Color16>, ChunkBase> copy = fresh->copy();
+    EXPECT_TRUE(copy && copy->elements() == 3 && copy->data() != fresh->data());
+}
+
+/// Whether a chunk of T can be reached as one of each of the types.
+template <class T, class... As> std::vector<bool> reaches() {
+    return {!!Rung<As>(ChunkPtr(Ref<Chunk<T>>(1u, false)))...};
+}
+
+TEST(Ladders, LeadFromEachTypeUpToItsLayoutOnly) {
+    using Tagged = DomainVector<Column<3, double>, Cartesian3D, double>;
+    const auto ofVector = reaches<vector, Triple, Vector<double, 3>, Matrix<3, 1, double>, Column<3, double>,
+                                  Tagged, vector, point, double>();
+    EXPECT_EQ(ofVector, std::vector<bool>({1, 1, 1, 1, 1, 1, 0, 0}));
+    EXPECT_EQ((reaches<point, Triple, point, Vector<double, 3>, vector>()), std::vector<bool>({1, 1, 0, 0}));
+    const Ref<Chunk<vector>> vectors(2u, false);
+    Rung<Triple>(vectors)->base_vector().back()[2] = 8;
+    EXPECT_EQ(vectors->back(), vector(0, 0, 8)) << "all rungs show the same elements";
+}
+
+} // namespace
+} // namespace Larder

@@ -1,0 +1,113 @@
+#include <functional>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <tilewright/substrate/Intercube.h>
+
+namespace Larder {
+namespace {
+
+struct Node : ReferenceBase<Node> {
+    Node() : ReferenceBase<Node>(this) {}
+    ~Node() override { AtEnd(); }
+    void extremeUnction() override { LastWords(); }
+    std::function<void()> LastWords = [] {}, AtEnd = [] {};
+};
+struct Leaf : Node {};
+struct OtherLeaf : Node {};
+
+using NodePtr = StrongPtr<Node, Node>;
+using LeafPtr = StrongPtr<Leaf, Node>;
+using WeakNode = WeakPtrImpl<Node, Node>;
+using WeakLeaf = WeakPtrImpl<Leaf, Node>;
+
+/// A weak pointer that shows the record; it leaves itself out of the weak count.
+struct Probe : WeakNode {
+    Probe(const WeakNode& pointer) : WeakNode(pointer) {}
+    int strong() const { return Block->strongCount; }
+    unsigned weak() const { return Block->weakCount - 1; }
+};
+
+TEST(Counts, AreOneOfEachKindThatAPointerHolds) {
+    LeafPtr leaf = Ref<Leaf>();
+    const Probe probe(leaf);
+    EXPECT_EQ(probe.weak(), 2u) << "the object and its holder";
+    {
+        const WeakLeaf weak = leaf;
+        const WeakNode root = weak;
+        EXPECT_TRUE(probe.strong() == 1 && probe.weak() == 4);
+        const LeafPtr copy = leaf, promoted = weak.promote(), down = NodePtr(copy), fromWeak = root;
+        EXPECT_TRUE(probe.strong() == 5 && probe.weak() == 8);
+        EXPECT_TRUE(down == leaf && fromWeak.rawptr() == leaf.rawptr());
+    }
+    EXPECT_TRUE(probe.strong() == 1 && probe.weak() == 2);
+}
+
+TEST(Counts, AreHeldByAPointerOfTheWrongClass) {
+    NodePtr node = Ref<Leaf>();
+    const Probe probe(node);
+    StrongPtr<OtherLeaf, Node> wrong = node;
+    EXPECT_TRUE(!wrong && !wrong.rawptr() && wrong == node);
+    node = {};
+    EXPECT_TRUE(!!LeafPtr(wrong)) << "the object lives and is still found";
+    wrong = {};
+    EXPECT_TRUE(!probe);
+}
+
+TEST(Counts, MoveBetweenStrongPointersButNotIntoWeakOnes) {
+    LeafPtr first = Ref<Leaf>();
+    const Probe probe(first);
+    LeafPtr leaf = std::move(first);
+    const WeakNode root = std::move(leaf);
+    EXPECT_TRUE(!first && leaf && root && probe.strong() == 1 && probe.weak() == 3);
+}
+
+TEST(Death, SpeaksLastWordsOnceThenMarksThenDestroys) {
+    LeafPtr leaf = Ref<Leaf>();
+    const Probe probe(leaf);
+    const WeakLeaf weak = leaf;
+    std::string order;
+    leaf->LastWords = [&] {
+        order += "words ";
+        { const LeafPtr passing = weak; }
+        EXPECT_EQ(probe.strong(), dyingMark);
+        EXPECT_TRUE(weak && weak.rawptr() && !weak.promote());
+    };
+    leaf->AtEnd = [&] {
+        order += "end";
+        EXPECT_EQ(probe.strong(), -1);
+        EXPECT_TRUE(!weak);
+    };
+    leaf = {};
+    EXPECT_EQ(order, "words end");
+
+    // The record stays for the weak holders, and nothing revives the object.
+    const LeafPtr tooLate = weak;
+    probe.ref();
+    EXPECT_TRUE(!tooLate && !weak.promote() && !weak.rawptr() && !static_cast<void*>(weak));
+    EXPECT_TRUE(probe.strong() == -1 && probe.weak() == 2);
+}
+
+struct Label : Interface<Label> {};
+struct LongLabel : Label {};
+struct Stamp : Interface<Stamp> {};
+
+TEST(Intercube, HoldsOneInterfaceOfEachDomain) {
+    WeakPtrImpl<LongLabel, InterfaceBase> label;
+    {
+        const Intercube object;
+        EXPECT_TRUE(!object.findInterface(typeid(Label)));
+        object.addInterface({});
+        object.addInterface(Ref<Label>());
+        object.addInterface(Ref<Stamp>());
+        object.addInterface(Ref<LongLabel>());
+        label = object.findInterface(typeid(Label));
+        EXPECT_TRUE(!!label) << "a derived class takes the place in its parent's domain";
+        EXPECT_TRUE(object.findInterface(typeid(Stamp)) && !object.findInterface(typeid(LongLabel)));
+    }
+    EXPECT_TRUE(!label);
+}
+
+} // namespace
+} // namespace Larder

@@ -1,0 +1,3 @@
+#include <tilewright/substrate/LoaderProgress.h>
+
+Larder::LoaderProgress::~LoaderProgress() = default;

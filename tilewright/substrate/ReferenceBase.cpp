@@ -1,0 +1,3 @@
+#include <tilewright/substrate/ReferenceBase.h>
+
+void Larder::throwMemoryException() { throw MemoryException(); }

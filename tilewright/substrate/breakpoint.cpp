@@ -1,0 +1,3 @@
+#include <tilewright/substrate/breakpoint.h>
+
+void Larder::breakpoint() {}

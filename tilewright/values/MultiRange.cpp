@@ -1,0 +1,109 @@
+#include <tilewright/values/MultiRange.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <iostream>
+#include <limits>
+
+#include <tilewright/arrays/ValueTypes.h>
+#include <tilewright/values/StringUtil.h>
+
+namespace Orrery {
+
+namespace {
+
+/// Truncates toward zero; what the integer can't hold gives its least value, as the processor's own
+/// conversion does.
+template <class I> I truncatedTo(double value) {
+    constexpr double limit = -static_cast<double>(std::numeric_limits<I>::min());
+    return value > -limit - 1.0 && value < limit ? static_cast<I>(value) : std::numeric_limits<I>::min();
+}
+
+template <class T> T converted(double value) {
+    if constexpr (std::is_floating_point_v<T>) {
+        return static_cast<T>(value);
+    } else if constexpr (std::is_same_v<T, unsigned long long>) {
+        constexpr double half = 9223372036854775808.0;
+        if (value >= 2.0 * half)
+            return std::numeric_limits<T>::max();
+        return value >= half ? static_cast<T>(value) : static_cast<T>(truncatedTo<long long>(value));
+    } else if constexpr (std::is_same_v<T, unsigned int>) {
+        return static_cast<T>(truncatedTo<long long>(value));
+    } else {
+        return static_cast<T>(truncatedTo<int>(value));
+    }
+}
+
+std::string trimmed(const std::string& text) {
+    return Larder::StringUtil::rtrim(Larder::StringUtil::ltrim(text));
+}
+
+/// A "-" may stand in front and nowhere else.
+bool isValidNumber(const std::string& text) { return text.find('-', 1) == std::string::npos; }
+
+/// Ascending, with what is not a number behind every number: a sort needs an order.
+template <class T> bool precedes(T a, T b) {
+    if constexpr (std::is_floating_point_v<T>)
+        return a < b || (a == a && b != b);
+    else
+        return a < b;
+}
+
+template <class T> bool pairPrecedes(const std::pair<T, T>& a, const std::pair<T, T>& b) {
+    return precedes(a.first, b.first) || (!precedes(b.first, a.first) && precedes(a.second, b.second));
+}
+
+/// On purpose the smallest positive number for floating types, and not the lowest: see greatestBound.
+template <class T> constexpr T startOfGreatest = std::numeric_limits<T>::min();
+
+} // namespace
+
+template <class T>
+MultiRange<T>::MultiRange(const std::string& input)
+    : Larder::ReferenceBase<MultiRange<T>>(this), leastBound(std::numeric_limits<T>::max()),
+      greatestBound(startOfGreatest<T>) {
+    construct(input);
+}
+
+template <class T> MultiRange<T>::~MultiRange() = default;
+
+template <class T> void MultiRange<T>::construct(const std::string& input) {
+    std::vector<std::string> items;
+    splitAtAnyOf(input.data(), input.size(), items, ";,");
+    for (const std::string& item : items) {
+        if (item.empty() || appendItem(item))
+            continue;
+        std::cout << "MultiRange(const string& input), ERROR: invalid range: " << input << std::endl;
+        this->clear();
+        greatestBound = startOfGreatest<T>;
+        return;
+    }
+    if (this->empty())
+        return;
+    std::sort(this->begin(), this->end(), pairPrecedes<T>);
+    leastBound = this->front().first;
+}
+
+template <class T> bool MultiRange<T>::appendItem(const std::string& item) {
+    const std::string text = trimmed(item);
+    std::vector<std::string> values;
+    splitAtAnyOf(text.data(), text.size(), values, ":");
+    for (std::string& value : values) {
+        value = trimmed(value);
+        if (!isValidNumber(value))
+            return false;
+    }
+    if (values.size() > 2)
+        return false;
+    const double a = std::atof(values.front().c_str());
+    const double b = std::atof(values.back().c_str());
+    const std::pair<T, T> range(converted<T>(std::min(a, b)), converted<T>(std::max(a, b)));
+    this->push_back(range);
+    greatestBound = std::max(greatestBound, range.second);
+    return true;
+}
+
+#define TILEWRIGHT_INSTANTIATE(T) template class MultiRange<T>;
+TILEWRIGHT_PLAIN_VALUE_TYPES(TILEWRIGHT_INSTANTIATE)
+
+} // namespace Orrery
