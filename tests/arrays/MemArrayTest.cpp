@@ -1,0 +1,117 @@
+#include <numeric>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <tilewright/arrays/MemArray.h>
+
+namespace Quill {
+namespace {
+
+using Larder::Chunk;
+using Larder::Ref;
+using Orrery::PhysicalSpace::point;
+using testing::ElementsAre;
+
+template <int N, class T> using Typed = Larder::StrongPtr<MemArray<N, T>, Larder::Cacheable>;
+
+/// An array whose elements are their own linear indices.
+template <int N, class T = float> Typed<N, T> counting(const MultiIndex<N>& size) {
+    const Ref<MemArray<N, T>> array(size);
+    std::iota(array->data, array->data + array->nElements(), T(0));
+    return array;
+}
+
+TEST(MemArray, ShowsItsShapeAndStorageOnEveryFace) {
+    const Typed<3, float> array = counting<3>({2, 3, 4});
+    const ArrayPtr erased = array;
+    EXPECT_TRUE(erased->rank() == 3 && erased->nElements() == 24 && erased->getType() == typeid(float));
+    EXPECT_TRUE(erased->memsize() == 96 && erased->getSize().toMultiIndex<3>() == array->Size());
+    EXPECT_EQ(erased->getPtr(), erased->getChunk()->data_ptr());
+    EXPECT_TRUE(array->first() == 0 && array->last() == 23);
+}
+
+TEST(MemArray, HasNoElementsAroundAChunkOfAnotherType) {
+    const Ref<Chunk<double>> doubles(6u, false);
+    const Ref<MemArray<2, float>> array(ChunkPtr(doubles), MultiIndex<2>(2, 3));
+    EXPECT_TRUE(!array->getPtr() && array->memsize() == 0 && !array->copy({}));
+    EXPECT_FALSE(array->copyFrom(ChunkPtr(Ref<Chunk<float>>(6u, false))));
+    array->set(1);
+}
+
+TEST(MemArray, IsShownWholeToTheSaveRegistryWhenFirstHeld) {
+    static std::vector<const void*> shown;
+    struct Saver : Larder::SaveInterfaceCreator<MemBase> {
+        std::uint32_t createSaveInterface(MemBase* array) override {
+            shown.push_back(dynamic_cast<MemArray<2, unsigned short>*>(array));
+            return 0;
+        }
+    };
+    Larder::SaveRegistryBase::registerCreator(typeid(MemBase), Ref<Saver>());
+    auto* const array = new MemArray<2, unsigned short>({1, 1});
+    EXPECT_THAT(shown, ElementsAre());
+    const Typed<2, unsigned short> held(array);
+    EXPECT_THAT(shown, ElementsAre(array));
+}
+
+TEST(Slice, IsAViewOfTheParentsElements) {
+    Typed<3, float> array = counting<3>({4, 5, 6});
+    const Typed<2, float> slice = array->getSlice(2, {});
+    EXPECT_TRUE(slice->firstSkip == 40 && slice->Size() == MultiIndex<2>(4, 5));
+    const Typed<1, float> row = slice->getSlice(3, {});
+    EXPECT_TRUE(row->first() == 52 && row->last() == 55 && !row->getSlice(0, {}));
+    row->set(-1);
+    for (unsigned e = 0; e < 120; ++e)
+        EXPECT_EQ(array->data[e], e >= 52 && e < 56 ? -1.f : static_cast<float>(e));
+    array = {};
+    EXPECT_EQ((*slice)[MultiIndex<2>(0, 3)], -1);
+}
+
+TEST(SubArray, CopiesTheBoxIfBothRanksFit) {
+    const DynamicSize one(MultiIndex<1>(1)), two(MultiIndex<2>(1, 1));
+    const Typed<1, float> row = counting<1>({5});
+    EXPECT_TRUE(row->createSubArray(one, one, {}) && !row->createSubArray(two, one, {}) &&
+                !row->createSubArray(one, two, {}));
+    const Typed<3, float> array = counting<3>({4, 3, 2});
+    const Typed<3, float> box = array->createSubMemArray({1, 2, 0}, {2, 1, 2}, {});
+    EXPECT_THAT(std::vector(box->data, box->data + 4), ElementsAre(9, 10, 21, 22));
+    EXPECT_EQ(counting<4>({2, 2, 2, 2})->createSubMemArray({}, {2, 0, 2, 2}, {})->memsize(), 0u);
+}
+
+TEST(Storage, IsOnlyTakenOverInTheRightSizeAndType) {
+    const Typed<2, float> array = counting<2>({3, 2});
+    const Typed<1, float> sharing = array->getSlice(1, {});
+    const Ref<Chunk<float>> fits(6u, false), tooShort(5u, false);
+    fits->assign({9, 8, 7, 6, 5, 4});
+    for (const ChunkPtr& unfit : {ChunkPtr(), ChunkPtr(tooShort)})
+        EXPECT_TRUE(!array->createEquallySizedMemArray(unfit, {}) && !array->copyFrom(unfit));
+    EXPECT_EQ(array->createEquallySizedMemArray(fits, {})->getPtr(), fits->data());
+    EXPECT_FALSE(array->copyFrom(Ref<Chunk<int>>(6u, false)));
+    EXPECT_TRUE(array->copyFrom(fits));
+    EXPECT_EQ(sharing->first(), 6) << "whoever shares the storage sees it";
+}
+
+TEST(Component, OfARecordIsOneScalarThatCanBeWritten) {
+    const Ref<MemArray<1, Orrery::Color16>> colours(MultiIndex<1>(2));
+    Typed<1, unsigned short>(colours->getComponentArray(2, {}))->set(700);
+    EXPECT_EQ(colours->last(), Orrery::Color16(0, 0, 700));
+    const Ref<MemArray<3, point>> points(MultiIndex<3>(2, 3, 2));
+    for (unsigned e = 0; e < 12; ++e)
+        points->data[e] = point(e, e + 0.25, e + 0.5);
+    const Typed<3, double> heights = points->getComponentArray(2, {});
+    EXPECT_EQ((*heights)[MultiIndex<3>(1, 2, 1)], 11.5);
+    (*heights)[MultiIndex<3>(1, 0, 0)] = -1;
+    EXPECT_EQ(points->data[1], point(1, 1.25, -1));
+    EXPECT_TRUE(!points->getComponentArray(3, {}));
+
+    const ArrayPtr slice = points->getSlice(1, {});
+    const Typed<2, double> eastings = slice->getComponentArray(0, {});
+    EXPECT_EQ(eastings->first(), 6) << "it begins where the slice begins";
+    eastings->set(0);
+    EXPECT_EQ(points->data[5], point(5, 5.25, 5.5));
+    EXPECT_EQ(points->data[11], point(0, 11.25, 11.5));
+}
+
+} // namespace
+} // namespace Quill

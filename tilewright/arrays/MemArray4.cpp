@@ -1,0 +1,4 @@
+#include <tilewright/arrays/MemArray.h>
+
+#define TILEWRIGHT_INSTANTIATE(T) template class Quill::MemArray<4, T>;
+TILEWRIGHT_VALUE_TYPES(TILEWRIGHT_INSTANTIATE)

@@ -1,0 +1,66 @@
+/// ValueTypes: the one catalogue of the value types that arrays and fields are made of.
+///
+/// Everything that is done for each value type derives from the two lists here: explicit instantiation and
+/// registration, the order in which fields are probed, and the types that tests and benchmarks run over. To
+/// add a type, add its line and, if the rules of QuillType.h don't fit it, its ValueTypeTraits.
+#pragma once
+
+#include <type_traits>
+
+#include <tilewright/values/PhysicalSpace.h>
+
+namespace Quill {
+
+/// A plain triple; the name keeps its comma out of the lists.
+using Triple = Orrery::FixedArray<double, 3>;
+
+} // namespace Quill
+
+/// The plain numbers among the value types of fields, in the order in which a field is probed for them.
+#define TILEWRIGHT_PLAIN_VALUE_TYPES(X)                                                                      \
+    X(float)                                                                                                 \
+    X(double)                                                                                                \
+    X(unsigned char)                                                                                         \
+    X(unsigned short)                                                                                        \
+    X(unsigned int)                                                                                          \
+    X(unsigned long long)                                                                                    \
+    X(int)
+
+/// The value types of fields: the plain numbers are probed first.
+#define TILEWRIGHT_FIELD_VALUE_TYPES(X)                                                                      \
+    TILEWRIGHT_PLAIN_VALUE_TYPES(X)                                                                          \
+    X(Orrery::PhysicalSpace::point)                                                                          \
+    X(Orrery::PhysicalSpace::vector)                                                                         \
+    X(Orrery::Color8)                                                                                        \
+    X(Orrery::Color16)
+
+/// All public value types of arrays.
+#define TILEWRIGHT_VALUE_TYPES(X)                                                                            \
+    TILEWRIGHT_FIELD_VALUE_TYPES(X)                                                                          \
+    X(Quill::Triple)
+
+namespace Quill {
+
+/// Types in a fixed order.
+template <class... T> struct TypeList { static constexpr std::size_t size = sizeof...(T); };
+
+/// The list without its first entry: a macro list begins with a comma, so it gets a `void` in front.
+template <class First, class... T> using TypeListBehind = TypeList<T...>;
+
+#define TILEWRIGHT_AS_ARGUMENT(T) , T
+using PlainValueTypes = TypeListBehind<void TILEWRIGHT_PLAIN_VALUE_TYPES(TILEWRIGHT_AS_ARGUMENT)>;
+using FieldValueTypes = TypeListBehind<void TILEWRIGHT_FIELD_VALUE_TYPES(TILEWRIGHT_AS_ARGUMENT)>;
+using ValueTypes = TypeListBehind<void TILEWRIGHT_VALUE_TYPES(TILEWRIGHT_AS_ARGUMENT)>;
+#undef TILEWRIGHT_AS_ARGUMENT
+
+/// Calls `probe` with std::type_identity<T> for each T in order, up to the first that answers true; false if
+/// none does.
+template <class... T, class Probe> bool probeTypes(TypeList<T...>, Probe&& probe) {
+    return (probe(std::type_identity<T>()) || ...);
+}
+
+/// Makes sure that all public value types are registered (MemArrayAllocator.h), whatever the order in which
+/// the program's parts were initialised.
+TILEWRIGHT_API void registerValueTypes();
+
+} // namespace Quill
