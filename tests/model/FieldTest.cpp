@@ -1,0 +1,139 @@
+// Fields, fragments, creators and the cache behind them.
+#include "tests/support/CloudBuilder.h"
+
+#include <cmath>
+
+#include <tilewright/model/FragmentRange.h>
+
+namespace {
+
+using namespace TestSupport;
+
+TEST(RegularField, FragmentsAreNumberedAndNamedFirstIndexFastest) {
+    const Larder::Ref<RegularField> made(Index(3, 2, 2), "RegularFragment");
+    const RegularField& field = *made;
+    EXPECT_EQ(field.getFragmentID({0, 1, 1})->name, "RegularFragment[0x1x1]");
+    EXPECT_EQ(field.Collection->NumberOfName.at("RegularFragment[2x1x1]"), 11U);
+    EXPECT_EQ(field.Collection->findFragmentID(6), field.getFragmentID({0, 0, 1}));
+    for (const Index& beyond : {Index(3, 0, 0), Index(0, 2, 0), Index(0, 0, 2)})
+        EXPECT_FALSE(field.getFragmentID(beyond));
+    EXPECT_FALSE((Larder::Ref<RegularField>(Index(3, 0, 2), "none")->getFragmentID({0, 0, 0})));
+}
+
+TEST(RegularField, CopiesShareTheFragmentsAndWhatIsAttachedToThemButNoData) {
+    CloudBuilder cloud({2, 1, 1});
+    cloud.values<float>("a", {1});
+    const Quill::RegularFieldPtr original = cloud.regularField("a");
+    const Larder::Ref<RegularField> copy(*original);
+    EXPECT_TRUE(copy->FragmentCount == Index(2, 1, 1) && copy->Creators.empty());
+
+    using Offset = Quill::FragmentLocation<3, Quill::GlobalOffset>;
+    using Low = Quill::FragmentLocation<3, Quill::LowOverlap>;
+    Quill::FragmentID& fragment = *original->getFragmentID({1, 0, 0});
+    Offset::make(fragment) = Index(4, 5, 6);
+    EXPECT_EQ(Offset::make(*copy->getFragmentID({1, 0, 0})), Index(4, 5, 6));
+    EXPECT_EQ(Low::make(fragment), Index()) << "properties are kept apart";
+}
+
+// Each array takes 8 bytes.
+struct OnDemandArrays : testing::Test {
+    Larder::Ref<OnDemand> a = onDemand<double>({1}), b = onDemand<double>({2}), c = onDemand<double>({3});
+    const unsigned long long keptBefore = Larder::Cache::MemCache()->bytesKept();
+};
+
+TEST_F(OnDemandArrays, AreMadeOnceAndKnowTheirCreator) {
+    const Quill::ArrayPtr array = Quill::getData(a);
+    EXPECT_TRUE(Quill::getData(a) == array && a->made == 1 && array->getCreator() == a);
+    EXPECT_EQ(Larder::Cache::MemCache()->bytesKept(), keptBefore + 8);
+    const Larder::Ref<OnDemand> fails([] { return Quill::ArrayPtr(); });
+    EXPECT_FALSE(Quill::getData(fails) || Quill::getData(fails));
+    EXPECT_EQ(fails->made, 2) << "what can't be made is tried again";
+}
+
+TEST_F(OnDemandArrays, UsedLeastRecentlyAreEvictedFirstAndMadeAnew) {
+    const CacheBudget budget(keptBefore + 16);
+    for (const auto& each : {a, b, a, c})
+        Quill::getData(each);
+    EXPECT_TRUE(a->get() && !b->get() && c->get());
+    EXPECT_EQ((elementsOf<double, 1>(Quill::getData(b))), std::vector<double>{2});
+    EXPECT_TRUE(a->made == 1 && b->made == 2 && c->made == 1);
+}
+
+TEST_F(OnDemandArrays, ThatSomebodyHoldsOutliveTheirEviction) {
+    const CacheBudget budget(0);
+    const Quill::ArrayPtr held = Quill::getData(a);
+    EXPECT_EQ((elementsOf<double, 1>(held)), std::vector<double>{1});
+    EXPECT_EQ(Quill::getData(a), held) << "two arrays of one fragment would be in memory";
+    EXPECT_EQ(a->made, 1);
+}
+
+TEST_F(OnDemandArrays, AreLetGoAtOnceWhenTheBudgetShrinksOrTheCreatorDies) {
+    Quill::getData(a);
+    Quill::getData(b);
+    a = onDemand<double>({4});
+    EXPECT_EQ(Larder::Cache::MemCache()->bytesKept(), keptBefore + 8);
+    CloudBuilder cloud;
+    cloud.values<double>("stored", {5});
+    const CacheBudget budget(0);
+    EXPECT_TRUE(Larder::Cache::MemCache()->bytesKept() == 0 && !b->get());
+    EXPECT_TRUE(dataOf(cloud.grid(), "stored")) << "the cache is not all that keeps arrays";
+}
+
+using Components = std::vector<std::pair<double, double>>;
+
+Components rangeOf(Quill::Field& field, const Quill::FragmentIDPtr& fragment) {
+    Components result;
+    const auto range = Quill::getRange(field, fragment, false, false);
+    for (const auto& bounds : range->components())
+        result.emplace_back(bounds.least, bounds.greatest);
+    return result;
+}
+
+TEST(Range, FollowsTheDataOfItsOwnFieldOnASharedFragment) {
+    CloudBuilder cloud;
+    cloud.values<int>("a", {3, -2});
+    const Quill::RegularFieldPtr a = cloud.regularField("a");
+    const Larder::Ref<RegularField> b(*a);
+    const Quill::FragmentIDPtr shared = a->getFragmentID({});
+    b->setPersistentData(arrayOf<point>({{1, 2, 3}, {-1, std::nan(""), 5}}), shared,
+                         Larder::Cache::MemCache(), "");
+    EXPECT_EQ(rangeOf(*a, shared), (Components{{-2, 3}}));
+    EXPECT_EQ(rangeOf(*b, shared), (Components{{-1, 1}, {2, 2}, {3, 5}}));
+    cloud.values<int>("a", {7});
+    EXPECT_EQ(rangeOf(*a, shared), (Components{{7, 7}})) << "a stale range would hide the new data";
+    const auto maker = onDemand<int>({8});
+    cloud.creator("a", maker);
+    EXPECT_TRUE(!Quill::getRange(*a, shared, false, false) && maker->made == 0) << "it never loads data";
+    Quill::getData(maker);
+    EXPECT_EQ(rangeOf(*a, shared), (Components{{8, 8}}));
+}
+
+TEST(Box, IsWorkedOutOverAllFragmentsPassingOverNaN) {
+    CloudBuilder cloud({3, 1, 1});
+    const double nan = std::nan("");
+    EXPECT_FALSE(Quill::getBoundingBox(*cloud.points({{nan, nan, nan}}).positions()));
+    cloud.points({{1, 5, nan}, {2, nan, 3}}).points({{-4, 4, 9}}, {2, 0, 0});
+    cloud.array("Positions",
+                Larder::Ref<Quill::UniformCartesianArray>(Index(2, 1, 3), point(0, 6, 0), vector(1, 1, -2)),
+                {1, 0, 0});
+    const Quill::BoundingBoxPtr box = Quill::getBoundingBox(*cloud.positions());
+    EXPECT_TRUE(box && box->at(0) == point(-4, 4, -4) && box->at(1) == point(2, 6, 9));
+}
+
+TEST(Box, ThatAFieldCarriesIsItsAnswerWithoutLoadingAndStaysAsItIs) {
+    CloudBuilder cloud;
+    const auto maker = onDemand<point>({{50, 50, 50}});
+    cloud.creator("Positions", maker).box({0, 1, 2}, {3, 4, 5});
+    Quill::BoundingBoxPtr grown;
+    Quill::expandBoundingBox(cloud.positions(), grown);
+    EXPECT_EQ(maker->made, 0);
+    CloudBuilder other;
+    other.points({{-9, 2, 9}});
+    const Quill::BoundingBoxPtr same = grown;
+    Quill::expandBoundingBox(other.positions(), grown);
+    EXPECT_EQ(grown, same) << "it grows in place";
+    EXPECT_TRUE(grown->at(0) == point(-9, 1, 2) && grown->at(1) == point(3, 4, 9));
+    EXPECT_EQ(Quill::getBoundingBox(*cloud.positions())->at(0), point(0, 1, 2));
+}
+
+} // namespace

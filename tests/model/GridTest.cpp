@@ -1,0 +1,87 @@
+// Skeletons, representations and the record of fragments.
+#include "tests/support/CloudBuilder.h"
+
+namespace {
+
+using namespace TestSupport;
+using Quill::SkeletonID;
+using FragmentedGrid = Quill::RegularlyFragmentedGrid<3>;
+
+Quill::FieldPtr plainField() { return Larder::Ref<Quill::Field>(Quill::FragmentIDCollectionPtr()); }
+
+TEST(Grid, LooksUpTheLeastVertexSkeletonAndMakesNothing) {
+    const Larder::Ref<Quill::Grid> grid;
+    EXPECT_FALSE(grid->getSkeleton(SkeletonID(3, 0)) || grid->getSkeleton(SkeletonID(3, 0)) ||
+                 grid->CartesianPositions());
+    (*grid)[SkeletonID(0, 2)];
+    EXPECT_FALSE(grid->findVertices(-1)) << "only depth 0 means vertices";
+    EXPECT_FALSE(grid->getCartesianRepresentation(""));
+    grid->makeCartesianRepresentation(3, "", 0);
+    const Quill::Skeleton& line = (*grid)[SkeletonID(1, 0)];
+    EXPECT_EQ(grid->findVertices(-1).rawptr(), &line);
+    EXPECT_TRUE(grid->findVertices(3) && !grid->findVertices(2));
+    EXPECT_TRUE(grid->getCartesianRepresentation("")) << "the first vertex skeleton has none, the second has";
+}
+
+TEST(Grid, SkeletonsRepresentationsAndFieldSlotsStayWhereTheyAre) {
+    const Larder::Ref<Quill::Grid> grid;
+    Quill::Representation& output = grid->makeCartesianRepresentation(3, "", 0);
+    output["Positions"] = plainField();
+    const Quill::FieldPtr& positions = output.findField("Positions");
+    for (int i = 0; i < 100; ++i) {
+        grid->makeCartesianRepresentation(3, "chart" + std::to_string(i), 1);
+        output["field" + std::to_string(i)] = plainField();
+    }
+    EXPECT_EQ(&grid->makeCartesianRepresentation(3, "", 0), &output);
+    EXPECT_EQ(&output.findField("Positions"), &positions);
+    EXPECT_NE(&grid->makeCartesianRepresentation(3, "", 1), &output) << "charts differ by number";
+}
+
+TEST(Representation, VisitsItsOwnFieldsInTheOrderOfTheirNamesArrival) {
+    const Larder::Ref<Quill::Grid> grid;
+    Quill::Representation& fields = grid->makeCartesianRepresentation(3, "", 0);
+    grid->makeCartesianRepresentation(4, "", 0)["elsewhere"] = plainField();
+    fields["zebra"]; // The name comes in here, its field last of all.
+    fields["monkey"] = plainField();
+    fields["ant"] = plainField();
+    fields["monkey"] = plainField();
+    fields["zebra"] = plainField();
+    EXPECT_EQ(fieldNames(*grid), (std::vector<std::string>{"zebra", "monkey", "ant"}));
+}
+
+TEST(Representation, MayBeWrittenToWhileItIsWalked) {
+    const Larder::Ref<Quill::Grid> grid;
+    Quill::Representation& fields = grid->makeCartesianRepresentation(3, "", 0);
+    for (const char* const name : {"a", "b", "c"})
+        fields[name] = plainField();
+    const Quill::Field* const before = fields.findField("b").rawptr();
+    std::vector<std::string> visited;
+    fields.iterate([&](const Quill::FieldID& identifier, const Quill::Field& field) {
+        visited.push_back(identifier.name);
+        for (int i = 0; i < 50; ++i)
+            fields["new" + std::to_string(i)] = plainField();
+        fields["b"] = plainField();
+        EXPECT_EQ(identifier.name == "b", &field == before) << "the walk is over what stood at its start";
+        return visited.size() < 2; // A false answer ends it.
+    });
+    EXPECT_EQ(visited, (std::vector<std::string>{"a", "b"}));
+}
+
+TEST(FragmentedGrid, RecordsTheFragmentsOnceAndShowsThemLater) {
+    const CloudBuilder cloud({2, 1, 3});
+    const auto view = FragmentedGrid::create(cloud.grid(), cloud.positions());
+    EXPECT_EQ((*view.FragmentArray)[Index(1, 0, 2)], cloud.positions()->getFragmentID({1, 0, 2}));
+    EXPECT_EQ(view.FragmentSkeleton, cloud.grid().getSkeleton(SkeletonID(3, 2)));
+    EXPECT_EQ(view.FragmentRepresentation, (*view.FragmentSkeleton)(*cloud.grid().findVertices(-1)));
+
+    const CloudBuilder other({5, 5, 5});
+    const auto again = FragmentedGrid::create(cloud.grid(), other.positions());
+    EXPECT_EQ(again.FragmentArray, view.FragmentArray) << "the record that is there stays";
+    EXPECT_EQ(FragmentedGrid(Quill::GridPtr(&cloud.grid())).FragmentArray, view.FragmentArray);
+
+    const Larder::Ref<Quill::Grid> bare;
+    EXPECT_FALSE(FragmentedGrid::create(*bare, cloud.positions()).theGrid) << "it has no vertices";
+    EXPECT_FALSE(FragmentedGrid::create(other.grid(), {}).theGrid);
+}
+
+} // namespace

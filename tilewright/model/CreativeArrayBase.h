@@ -1,0 +1,54 @@
+/// CreativeArrayBase: a creator, which holds or makes the array of one fragment of a field.
+///
+/// To make arrays on demand, derive from it, override create(), and put the creator into a field:
+/// (*field)[index] = creator. The array is made when it is first asked for; after that the shared cache keeps
+/// it (Cache.h), and when the cache lets it go it is made again.
+///
+/// Thread safety: a creator belongs to the thread that works on its grid. The cache may let arrays go from
+/// any thread.
+#pragma once
+
+#include <tilewright/model/references.h>
+#include <tilewright/substrate/Creature.h>
+
+namespace Larder {
+
+/// A creator of class Base that holds its object for good.
+template <class T, class Base> class TILEWRIGHT_API Creator : public Base {
+public:
+    explicit Creator(const StrongPtr<T, Cacheable>& object) : Data(object) {}
+
+    StrongPtr<T, Cacheable> get() const override { return Data; }
+
+private:
+    StrongPtr<T, Cacheable> Data;
+};
+
+} // namespace Larder
+
+namespace Quill {
+
+class TILEWRIGHT_API CreativeArrayBase : public Larder::CreatorBase<MemBase>,
+                                         public Ownable<CreativeArrayBase>,
+                                         public SaveableAttributes {
+public:
+    CreativeArrayBase();
+    /// The cache forgets what nobody can ask for any more.
+    ~CreativeArrayBase() override;
+
+    /// Makes the array; null if it can't be made.
+    ArrayPtr create() override;
+    /// The array that was made before, as long as anybody holds it.
+    ArrayPtr get() const override;
+
+private:
+    friend TILEWRIGHT_API ArrayPtr getData(const CreatorPtr& creator);
+
+    Larder::WeakPtrImpl<MemBase, Larder::Cacheable> Made;
+};
+
+/// The array of a creator: the one at hand, else a new one, else null; null for a null creator. All access to
+/// the data of fields goes through here.
+TILEWRIGHT_API ArrayPtr getData(const CreatorPtr& creator);
+
+} // namespace Quill

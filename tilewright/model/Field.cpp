@@ -1,0 +1,75 @@
+#include <tilewright/model/Field.h>
+
+#include <optional>
+
+#include <tilewright/model/FragmentRange.h>
+
+namespace Quill {
+
+namespace {
+
+/// The key of `fragment` among the creators; nothing for the null identifier of a field with fragments.
+std::optional<unsigned> creatorKey(const Field& field, const FragmentIDPtr& fragment) {
+    if (const FragmentID* const identifier = fragment.rawptr())
+        return identifier->number;
+    return field.Collection ? std::nullopt : std::optional<unsigned>(0);
+}
+
+} // namespace
+
+Field::Field(const FragmentIDCollectionPtr& collection) : FragmentAge(GlobalTime), Collection(collection) {}
+
+Field::Field(const ArrayPtr& data, const FragmentIDCollectionPtr& collection) : Field(collection) {
+    setPersistentData(data, Collection ? Collection->findFragmentID(0) : FragmentIDPtr(),
+                      Larder::Cache::MemCache(), "");
+}
+
+Field::~Field() = default;
+
+bool Field::processOwnership(Larder::Intercube& target, const Larder::Intercube& source) const {
+    return Ownable<Field>::processOwnership(target, source);
+}
+
+FragmentIDCollectionPtr Field::getFragmentIDCollection() const { return Collection; }
+
+void Field::takeAge(const Larder::Ageable& changed) {
+    setAge(changed);
+    updateOwnershipAge(changed);
+}
+
+CreatorPtr Field::getCreator(const FragmentIDPtr& fragment) const {
+    const auto key = creatorKey(*this, fragment);
+    const auto found = key ? Creators.find(*key) : Creators.end();
+    return found == Creators.end() ? CreatorPtr() : found->second;
+}
+
+ArrayPtr Field::getData(const FragmentIDPtr& fragment) const { return Quill::getData(getCreator(fragment)); }
+
+void Field::setPersistentData(const ArrayPtr& data, const FragmentIDPtr& fragment,
+                              const Larder::StrongPtr<Larder::Cache, Larder::CacheBase>&,
+                              const std::string&) {
+    const auto key = creatorKey(*this, fragment);
+    if (!key)
+        return;
+    const Larder::Ref<Larder::Creator<MemBase, CreativeArrayBase>> creator(data);
+    creator->addOwner(*this);
+    if (data)
+        data->setCreator(creator);
+    Creators[*key] = creator;
+    dropRange(*this, fragment);
+}
+
+ArrayPtr Field::newFragmentationArray() const {
+    const FragmentIDCollection* const collection = Collection.rawptr();
+    if (!collection || collection->Dimensions != 3 || !collection->Extents)
+        return {};
+    const unsigned long long* const extents = collection->Extents.get();
+    return new MemArray<3, FragmentIDPtr>(collection->Fragments, {extents[0], extents[1], extents[2]});
+}
+
+const FieldPtr& Field::NullPtrField() {
+    static const FieldPtr missing;
+    return missing;
+}
+
+} // namespace Quill

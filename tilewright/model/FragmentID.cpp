@@ -1,0 +1,25 @@
+#include <tilewright/model/FragmentID.h>
+
+template class Larder::Chunk<Quill::FragmentIDPtr>;
+template class Quill::MemArray<3, Quill::FragmentIDPtr>;
+
+namespace Quill {
+
+FragmentID::FragmentID(const std::string& Name, unsigned Number, const CollectionRef& Collection)
+    : ReferenceBase(this), name(Name), number(Number), collection(Collection) {}
+
+FragmentID::~FragmentID() = default;
+
+FragmentIDCollection::FragmentIDCollection() : ReferenceBase(this) {}
+
+FragmentIDCollection::~FragmentIDCollection() = default;
+
+FragmentIDPtr FragmentIDCollection::findFragmentID(unsigned number) const {
+    const Identifiers* const identifiers = Fragments.rawptr();
+    return identifiers && number < identifiers->elements() ? identifiers->base_vector()[number]
+                                                           : FragmentIDPtr();
+}
+
+FragmentIDCollectionProvider::~FragmentIDCollectionProvider() = default;
+
+} // namespace Quill

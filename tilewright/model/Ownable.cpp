@@ -1,0 +1,11 @@
+#include <tilewright/model/Ownable.h>
+
+namespace Quill {
+
+OwnerBase::OwnerBase() = default;
+
+OwnerBase::~OwnerBase() = default;
+
+SaveableAttributes::~SaveableAttributes() = default;
+
+} // namespace Quill

@@ -1,0 +1,3 @@
+#include <tilewright/model/RegularlyFragmentedField.h>
+
+template class Quill::RegularlyFragmentedField<3>;

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+#include <tilewright/model/Grid.h>
+
+namespace Retort::Commonplace {
+
+/// Stores `Text` as the attribute of `grid` whose name is `Source`. The grid that the text speaks of and the
+/// two numbers are for other keepers of such reports.
+TILEWRIGHT_API void addInfoToGrid(const std::string& Text, Quill::Grid& grid, const std::string& Source,
+                                  const Quill::GridPtr& other, const int&, const int&);
+
+} // namespace Retort::Commonplace

@@ -1,0 +1,31 @@
+/// The reference pointers of the model under short names, with the domain in which each class is held.
+#pragma once
+
+#include <tilewright/arrays/MemBase.h>
+#include <tilewright/model/Ownable.h>
+
+namespace Quill {
+
+class BaseSpace;
+class BaseSpaceDependency;
+class Field;
+class FieldID;
+class FragmentID;
+class FragmentIDCollection;
+class Grid;
+class Representation;
+class Skeleton;
+template <int N> class RegularlyFragmentedField;
+
+using GridPtr = Larder::StrongPtr<Grid, Ownable<BaseSpace>::Container>;
+using SkeletonPtr = Larder::StrongPtr<Skeleton, Ownable<BaseSpaceDependency>::Container>;
+using BaseSpaceRef = Larder::WeakPtrImpl<BaseSpace, Ownable<BaseSpaceDependency>::Container>;
+using RepresentationPtr = Larder::StrongPtr<Representation, Ownable<Field>::Container>;
+using FieldPtr = Larder::StrongPtr<Field, Ownable<CreativeArrayBase>::Container>;
+using RegularFieldPtr = Larder::StrongPtr<RegularlyFragmentedField<3>, Ownable<CreativeArrayBase>::Container>;
+using CreatorPtr = Larder::StrongPtr<CreativeArrayBase, Larder::Creature>;
+using FieldIDPtr = Larder::StrongPtr<FieldID, FieldID>;
+using FragmentIDPtr = Larder::StrongPtr<FragmentID, FragmentID>;
+using FragmentIDCollectionPtr = Larder::StrongPtr<FragmentIDCollection, FragmentIDCollection>;
+
+} // namespace Quill
