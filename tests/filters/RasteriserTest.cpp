@@ -1,0 +1,125 @@
+// One field in one fragment: which operation takes it, what is stored, and the companions of the heights.
+#include "tests/support/CloudBuilder.h"
+
+#include <tilewright/filters/dispatch.h>
+
+namespace {
+
+using namespace TestSupport;
+using namespace Tilewright;
+using Larder::Ref;
+using Orrery::Color16;
+using Orrery::Color8;
+using Bytes = std::vector<unsigned char>;
+using Shorts = std::vector<unsigned short>;
+using Doubles = std::vector<double>;
+
+/// A job on a raster of one fragment, with cells in one row.
+struct Job {
+    std::vector<std::vector<std::uint32_t>> cells{{0, 2}, {}, {1}};
+    unsigned direction = directionAll;
+    unsigned filter = filterMean;
+    unsigned sparseLimit = 0;
+    std::string name = "Height";
+    Index fragment{};
+    CloudBuilder out{};
+
+    /// Gives what was written to the console.
+    std::string run(const Quill::CreatorPtr& input) {
+        const Ref<Quill::MemArray<3, MyCell>> lists(Index(cells.size(), 1, 1));
+        for (std::size_t c = 0; c < cells.size(); ++c)
+            lists->data[c].PointIndices = cells[c];
+        testing::internal::CaptureStderr();
+        rasterField({input, lists.rawptr(), out.regularField(name), &fragment, &direction, &filter, &name,
+                     out.regularField("CellType"), out.regularField("Alpha"), out.regularField("Density"),
+                     Quill::CreatorPtr(), &sparseLimit});
+        return testing::internal::GetCapturedStderr();
+    }
+    template <class T> std::string run(const std::vector<T>& values) { return run(onDemand(values)); }
+    template <class T> auto result(const std::string& field) { return cellsOf<T>(out.grid(), field); }
+};
+
+TEST(Dispatch, TakesEachFilterToItsOperatorAndLeavesEmptyCellsZero) {
+    const double expected[] = {-2, -8, 3, 3, -8};
+    for (unsigned filter = filterMean; filter <= filterMaxOccurrence; ++filter) {
+        Job job{.cells = {{0, 1, 2, 3}, {}}, .filter = filter};
+        job.run<double>({-8, 3, 3, -6});
+        EXPECT_EQ(job.result<double>("Height"), (Doubles{expected[filter], 0}));
+    }
+}
+
+TEST(Companions, CountThePointsOfCellsAboveTheSparseLimitIn16Bits) {
+    Job job{.cells = {std::vector<std::uint32_t>(65535), std::vector<std::uint32_t>(65536), {}, {0}},
+            .sparseLimit = 1};
+    job.run<double>({2});
+    EXPECT_EQ(job.result<double>("Height"), (Doubles{2, 2, 0, 2})) << "sparse cells keep their value";
+    EXPECT_EQ(job.result<unsigned char>("CellType"), (Bytes{0, 0, 1, 1}));
+    EXPECT_EQ(job.result<unsigned char>("Alpha"), (Bytes{255, 255, 0, 0}));
+    EXPECT_EQ(job.result<unsigned short>("Density"), (Shorts{65535, 0, 0, 0}));
+    job.sparseLimit = 0;
+    job.run<double>({2});
+    EXPECT_EQ(job.result<unsigned short>("Density"), (Shorts{65535, 0, 0, 1}));
+
+    Job other{.name = "Intensity"};
+    other.run<double>({2, 5, 4});
+    EXPECT_TRUE(other.result<double>("Intensity") && !other.result<unsigned char>("CellType"));
+}
+
+TEST(Rasteriser, StoresNothingWithoutAFragment) {
+    Job beyond{.fragment = {1, 0, 0}};
+    beyond.run<double>({2, 5, 4});
+    EXPECT_TRUE(beyond.out.regularField("Height")->Creators.empty());
+}
+
+/// The element type that a direction gives, as a table of its own.
+template <class T> const std::type_info& outputType(unsigned direction) {
+    if (direction == directionFit)
+        return typeid(float);
+    if (direction == directionAll)
+        return typeid(T);
+    return std::is_same_v<T, Color8>    ? typeid(unsigned char)
+           : std::is_same_v<T, Color16> ? typeid(unsigned short)
+                                        : typeid(double);
+}
+
+TEST(Dispatch, TakesEveryFieldTypeInEveryDirectionToItsOutputType) {
+    Quill::probeTypes(Quill::FieldValueTypes(), []<class T>(std::type_identity<T>) {
+        for (unsigned direction = directionX; direction <= directionFit; ++direction)
+            for (const unsigned filter : {filterMax, filterRegression}) {
+                SCOPED_TRACE(Larder::Typename(typeid(T)) + " in direction " + std::to_string(direction));
+                Job job{.direction = direction, .filter = filter};
+                EXPECT_EQ(job.run(std::vector<T>(3)), "");
+                const Quill::ArrayPtr stored = dataOf(job.out.grid(), "Height");
+                EXPECT_TRUE(stored && stored->rank() == 3 && stored->getType() == outputType<T>(direction));
+            }
+        return false;
+    });
+}
+
+TEST(Dispatch, PicksTheComponentOfTheDirectionAndMakesTheArrayOnce) {
+    const CacheBudget budget(0); // Nothing keeps the array between two probes.
+    const unsigned short minima[] = {1, 400, 3};
+    for (unsigned direction = directionX; direction <= directionZ; ++direction) {
+        Job job{.cells = {{0, 1, 2}}, .direction = direction, .filter = filterMin};
+        const auto colours = onDemand<Color16>({{1, 500, 30}, {4, 600, 6}, {7, 400, 3}});
+        job.run(colours);
+        EXPECT_EQ(job.result<unsigned short>("Height"), Shorts{minima[direction]});
+        EXPECT_EQ(colours->made, 1);
+    }
+}
+
+TEST(Dispatch, LeavesOtherTypesAndRanksWithoutDataAndComplainsOfADirectionThatNoRequestForms) {
+    for (const Quill::ArrayPtr& array : {Quill::ArrayPtr(Ref<Quill::MemArray<3, float>>(Index(3, 1, 1))),
+                                         Quill::ArrayPtr(), arrayOf(std::vector<Quill::Triple>(3))}) {
+        Job job;
+        EXPECT_EQ(job.run(Ref<OnDemand>([array] { return array; })), "");
+        EXPECT_TRUE(job.out.regularField("Height")->Creators.empty());
+    }
+    for (const unsigned filter : {filterMean, filterSkip}) {
+        Job job{.direction = 5, .filter = filter};
+        EXPECT_EQ(job.run<float>({1, 2, 3}), "Filter type not supported");
+        EXPECT_FALSE(dataOf(job.out.grid(), "Height"));
+    }
+}
+
+} // namespace

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <functional>
+
+#include <tilewright/filters/Operator.h>
+
+namespace Tilewright {
+namespace {
+
+/// The filter of the counted map. The map counts how often each value occurs, in the order of the values, but
+/// the counts do not decide: a plain value gets the map's first key, the smallest value, and a record under
+/// "All" the last key of each component, the largest. Only that key is kept here. As in a map, of equal keys
+/// the first stands, and a value that is not a number equals every key: it counts only where it comes first,
+/// and then keeps all others out.
+template <class FilterT> class MaxOccurrenceOperator : public Operator<FilterT> {
+    using typename Operator<FilterT>::value_type;
+    using typename Operator<FilterT>::output_type;
+
+public:
+    output_type reduce(const std::vector<unsigned>& cellPoints, const std::vector<value_type>& values,
+                       const unsigned&, const point&) const override {
+        if (cellPoints.empty())
+            return output_type();
+        output_type key = FilterT::readValue(values[cellPoints.front()]);
+        for (const unsigned i : cellPoints) {
+            const output_type value = FilterT::readValue(values[i]);
+            if constexpr (Orrery::Record<output_type>) {
+                for (std::size_t c = 0; c < 3; ++c)
+                    if (key[c] < value[c])
+                        key[c] = value[c];
+            } else if (value < key) {
+                key = value;
+            }
+        }
+        return key;
+    }
+};
+
+} // namespace
+} // namespace Tilewright
