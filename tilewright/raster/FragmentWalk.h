@@ -1,0 +1,199 @@
+/// The fragment walk: sorts the points of each fragment into its cells and reduces all fields through these
+/// lists, one fragment after the other.
+#pragma once
+
+#include <limits>
+#include <stdexcept>
+#include <string>
+
+#include <tilewright/filters/dispatch.h>
+#include <tilewright/raster/CellLocator.h>
+#include <tilewright/raster/PointSelection.h>
+#include <tilewright/raster/raster.h>
+
+namespace Tilewright {
+namespace {
+
+using Quill::MultiIndex;
+using Quill::RegularFieldPtr;
+using ProgressPtr = Larder::StrongPtr<Larder::LoaderProgress, Larder::InterfaceBase>;
+using PointArray = Quill::MemArray<1, point>;
+using CellArray = Quill::MemArray<3, MyCell>;
+
+/// The field `name` of `output`, made as a copy of `model` without data if it is not there or not regularly
+/// fragmented.
+inline RegularFieldPtr provideField(Quill::Representation& output, const std::string& name,
+                                    const RegularFieldPtr& model) {
+    RegularFieldPtr field = output.findField(name);
+    if (!field) {
+        field = Larder::Ref<Quill::RegularlyFragmentedField<3>>(*model);
+        output[name] = field;
+    }
+    return field;
+}
+
+/// What stays the same for all fragments of a call.
+struct WalkContext {
+    Quill::Representation& Output;
+    RegularFieldPtr OutputPositions;
+    const Modus& Requests;
+    PointSelection Selection;
+    RegularFieldPtr CellType;
+    RegularFieldPtr Alpha;
+    RegularFieldPtr Density;
+    bool HeightOnly;
+    unsigned SparseLimit;
+};
+
+/// Visits the fields of the input for one fragment and has each of them reduced.
+class FieldVisitor {
+public:
+    FieldVisitor(const WalkContext& context, const MultiIndex<3>& index, const CellLists& cells,
+                 const Quill::CreatorPtr& positions)
+        : Context(context), Index(index), Cells(cells), Positions(positions) {}
+
+    /// False, which ends the walk over the fields, for one that is not regularly fragmented.
+    bool operator()(const Quill::FieldID& identifier, const Quill::Field& field) const {
+        const std::string& name = identifier.name;
+        const bool isHeight = name == "Positions";
+        if (Context.HeightOnly && !isHeight)
+            return true;
+        const RegularFieldPtr input = &field;
+        if (!input) {
+            Larder::Console() << "raster: is not regularly fragmented";
+            return false;
+        }
+        const Quill::CreatorPtr creator = (*input)[Index];
+        if (!creator)
+            return true;
+        const std::string outputName = isHeight ? "Height" : name;
+        const auto request = Context.Requests.find(name);
+        const DirectionAndFilter wanted = request == Context.Requests.end()
+                                              ? DirectionAndFilter{directionAll, filterMean}
+                                              : request->second;
+        rasterField({creator, &Cells, provideField(Context.Output, outputName, Context.OutputPositions),
+                     &Index, &wanted.direction, &wanted.filter, &outputName, Context.CellType, Context.Alpha,
+                     Context.Density, Positions, &Context.SparseLimit});
+        return true;
+    }
+
+private:
+    const WalkContext& Context;
+    const MultiIndex<3>& Index;
+    const CellLists& Cells;
+    const Quill::CreatorPtr& Positions;
+};
+
+/// Throws what a vector throws that is asked for too much: the product of the sizes alone might wrap and look
+/// small.
+inline void checkCellCount(const MultiIndex<3>& cellCounts) {
+    unsigned long long total = 1;
+    for (std::size_t axis = 0; axis < 3; ++axis)
+        if (cellCounts[axis] != 0 && __builtin_mul_overflow(total, cellCounts[axis], &total))
+            throw std::length_error("cannot create std::vector larger than max_size()");
+}
+
+constexpr std::uint32_t outside = std::numeric_limits<std::uint32_t>::max();
+
+/// Enters the ordinals of the selected `points` into the lists of their cells. A first pass finds the cells
+/// and counts, so that each list is allocated once and in its final size.
+template <class IsSelected>
+void sortIntoCells(const PointArray& points, const CellLocator& locator, const CellArray& cells,
+                   const IsSelected& isSelected) {
+    const auto pointCount = static_cast<std::uint32_t>(points.sizes[0]);
+    const bool cellsFitOrdinals = cells.nElements() < outside;
+    std::vector<std::uint32_t> cellOfPoint(cellsFitOrdinals ? pointCount : 0);
+    std::vector<std::uint32_t> counts(cellsFitOrdinals ? cells.nElements() : 0);
+    const auto locate = [&](std::uint32_t i, MultiIndex<3>& index) {
+        return isSelected(i) && locator.locateCell(points[MultiIndex<1>(i)], index);
+    };
+    MultiIndex<3> index;
+    if (!cellsFitOrdinals) {
+        for (std::uint32_t i = 0; i < pointCount; ++i)
+            if (locate(i, index))
+                cells[index].PointIndices.push_back(i);
+        return;
+    }
+    for (std::uint32_t i = 0; i < pointCount; ++i) {
+        cellOfPoint[i] = outside;
+        if (locate(i, index)) {
+            cellOfPoint[i] = static_cast<std::uint32_t>(index.linearIn(cells.sizes));
+            ++counts[cellOfPoint[i]];
+        }
+    }
+    MyCell* const lists = cells.data;
+    for (std::size_t c = 0; c < counts.size(); ++c)
+        if (counts[c] != 0)
+            lists[c].PointIndices.reserve(counts[c]);
+    for (std::uint32_t i = 0; i < pointCount; ++i)
+        if (cellOfPoint[i] != outside)
+            lists[cellOfPoint[i]].PointIndices.push_back(i);
+}
+
+/// One fragment of the walk: sorts its points and reduces every field of `input`.
+inline void rasterFragment(const WalkContext& context, const Quill::Representation& input,
+                           const Quill::CreatorPtr& inputPositions, const MultiIndex<3>& index,
+                           const MultiIndex<3>& cellCounts) {
+    const Larder::StrongPtr<PointArray, Larder::Cacheable> points = Quill::getData(inputPositions);
+    if (!points) {
+        Larder::Console() << "have no point cloud positions";
+        return;
+    }
+    const Quill::CreatorPtr outputPositions = (*context.OutputPositions)[index];
+    const Larder::StrongPtr<Quill::UniformCartesianArray, Larder::Cacheable> nodes =
+        Quill::getData(outputPositions);
+    if (!nodes)
+        return;
+    checkCellCount(cellCounts);
+    const Larder::Ref<CellArray> cells(cellCounts);
+    const CellLocator locator(*nodes, cellCounts);
+    withSelection(context.Selection, index,
+                  [&](const auto& isSelected) { sortIntoCells(*points, locator, *cells, isSelected); });
+    input.iterate(FieldVisitor(context, index, *cells, outputPositions));
+}
+
+/// Walks all fragments, x fastest, and reduces the fields of `input` into `output`, whose positions must be
+/// there. Gives the empty text, or why it stopped; what was finished stays.
+inline std::string createFragmentedOtherFields(Quill::Representation& output, const MultiIndex<3>& cellCounts,
+                                               const MultiIndex<3>& FragmentCount,
+                                               const Quill::RepresentationPtr& input, const Modus& requests,
+                                               bool withAlpha, bool heightOnly, const std::string& selection,
+                                               unsigned sparseLimit, const ProgressPtr& progress) {
+    const Quill::Representation* const inputFields = input.rawptr();
+    const RegularFieldPtr inputPositions =
+        inputFields ? inputFields->findField("Positions") : Quill::Field::NullPtrField();
+    if (!inputPositions)
+        return "Have no regularly fragmented Positions";
+    PointSelection selectedPoints;
+    if (std::string failure = analyseSelection(selection, *inputFields, selectedPoints); !failure.empty())
+        return failure;
+    const RegularFieldPtr outputPositions = output.findField("Positions");
+    if (!outputPositions)
+        return "Have no regularly fragmented Out-Positions";
+    const RegularFieldPtr cellType = provideField(output, "CellType", outputPositions);
+    const RegularFieldPtr density = provideField(output, "Density", outputPositions);
+    const RegularFieldPtr alpha =
+        withAlpha ? provideField(output, "Alpha", outputPositions) : RegularFieldPtr();
+    const WalkContext context{output, outputPositions, requests,   selectedPoints, cellType,
+                              alpha,  density,         heightOnly, sparseLimit};
+
+    const unsigned long long total = FragmentCount.product();
+    if (total == 0)
+        return {};
+    unsigned reported = 0;
+    MultiIndex<3> index;
+    do {
+        const Quill::CreatorPtr slot = (*inputPositions)[index];
+        if (progress) {
+            if (!progress->reportProgress("Fragment: ", reported, static_cast<unsigned>(total)))
+                return "Interrupted";
+            ++reported;
+        }
+        if (slot)
+            rasterFragment(context, *inputFields, slot, index, cellCounts);
+    } while (index.inc(FragmentCount));
+    return {};
+}
+
+} // namespace
+} // namespace Tilewright
