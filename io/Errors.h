@@ -1,0 +1,34 @@
+/// Errors: what the readers and writers throw.
+///
+/// The text of each is one line for the person at the keyboard: what is wrong, with which file, and what to
+/// do about it where that helps.
+#pragma once
+
+#include <stdexcept>
+
+namespace Tilewright::Io {
+
+class Error : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// A file that cannot be read or is not what it claims to be.
+class InputError : public Error {
+public:
+    using Error::Error;
+};
+
+/// A result that cannot be written.
+class OutputError : public Error {
+public:
+    using Error::Error;
+};
+
+/// A request that makes no sense, whatever the files hold.
+class UsageError : public Error {
+public:
+    using Error::Error;
+};
+
+} // namespace Tilewright::Io

@@ -1,0 +1,82 @@
+/// FolderTest: a test with a folder of its own, and looks into the files there.
+#pragma once
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <stdexcept>
+#include <string>
+
+#include <gdal_priv.h>
+#include <stdlib.h>
+
+#include <gtest/gtest.h>
+
+#include <tests/io/LasBuilder.h>
+
+namespace Tilewright::Io::Test {
+
+namespace fs = std::filesystem;
+using Names = std::set<std::string>;
+
+/// With heights.
+inline const char* const compoundWkt =
+    R"(COMPD_CS["WGS 84 / UTM zone 32N + EGM96 height",PROJCS["WGS 84 / UTM zone 32N",GEOGCS["WGS 84",)"
+    R"(DATUM["WGS_1984",SPHEROID["WGS 84",6378137,298.257223563]],PRIMEM["Greenwich",0],)"
+    R"(UNIT["degree",0.0174532925199433],AUTHORITY["EPSG","4326"]],PROJECTION["Transverse_Mercator"],)"
+    R"(PARAMETER["latitude_of_origin",0],PARAMETER["central_meridian",9],PARAMETER["scale_factor",0.9996],)"
+    R"(PARAMETER["false_easting",500000],PARAMETER["false_northing",0],UNIT["metre",1],)"
+    R"(AUTHORITY["EPSG","32632"]],VERT_CS["EGM96 height",VERT_DATUM["EGM96 geoid",2005,)"
+    R"(AUTHORITY["EPSG","5171"]],UNIT["metre",1],AXIS["Up",UP],AUTHORITY["EPSG","5773"]]])";
+
+class FolderTest : public testing::Test {
+protected:
+    FolderTest() {
+        std::string pattern = (fs::temp_directory_path() / "tilewright-test-XXXXXX").string();
+        if (!::mkdtemp(pattern.data()))
+            throw std::runtime_error("no temporary folder");
+        Top = pattern;
+    }
+    ~FolderTest() override {
+        std::error_code ignored;
+        fs::remove_all(Top, ignored);
+    }
+
+    static void saveAs(const fs::path& path, const Bytes& bytes) {
+        std::ofstream(path, std::ios::binary)
+            .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    }
+
+    static std::string textOf(const fs::path& path) {
+        std::ifstream file(path, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    static Names namesIn(const fs::path& folder) {
+        Names names;
+        for (const auto& entry : fs::directory_iterator(folder))
+            names.insert(entry.path().filename().string());
+        return names;
+    }
+
+    static GDALDatasetUniquePtr openRaster(const fs::path& path) {
+        GDALAllRegister();
+        GDALDatasetUniquePtr dataset(GDALDataset::Open(path.c_str(), GDAL_OF_RASTER));
+        if (!dataset)
+            throw std::runtime_error(path.string() + " is no raster");
+        return dataset;
+    }
+
+    template <class T> static std::vector<T> readAll(GDALRasterBand& band, GDALDataType type) {
+        const int width = band.GetXSize(), height = band.GetYSize();
+        std::vector<T> values(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+        EXPECT_EQ(CE_None,
+                  band.RasterIO(GF_Read, 0, 0, width, height, values.data(), width, height, type, 0, 0));
+        return values;
+    }
+
+    fs::path Top;
+};
+
+} // namespace Tilewright::Io::Test

@@ -1,0 +1,427 @@
+#include <io/LasFile.h>
+
+#include <functional>
+#include <limits>
+#include <map>
+#include <thread>
+
+#include <sys/stat.h>
+
+#include <gmock/gmock.h>
+
+#include <io/CoordinateSystem.h>
+#include <io/Errors.h>
+#include <tests/io/FolderTest.h>
+
+namespace Tilewright::Io::Test {
+namespace {
+
+class LasFileTest : public FolderTest {
+protected:
+    LasFile open(const Bytes& bytes) const {
+        saveAs(Top / "cloud.las", bytes);
+        return LasFile(Top / "cloud.las");
+    }
+};
+
+using testing::AllOf, testing::HasSubstr, testing::Not, testing::StartsWith;
+using Positions = std::vector<std::array<double, 3>>;
+
+/// An attribute's type and the values of all points, as far as a double can show them.
+using Values = std::pair<FieldType, std::vector<double>>;
+
+std::map<std::string, Values> valuesOf(const LasFile& file) {
+    std::map<std::string, Values> all;
+    for (const LasField& field : file.fields())
+        visitFieldType(field.type, [&]<class T>() {
+            std::vector<T> values(file.pointCount());
+            file.read(field, 0, std::span(values));
+            all[field.name] = {field.type, std::vector<double>(values.begin(), values.end())};
+        });
+    return all;
+}
+
+std::string messageOf(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const InputError& error) {
+        return error.what();
+    }
+    return "no InputError";
+}
+
+// Points
+
+class LasFormatTest : public LasFileTest, public testing::WithParamInterface<unsigned> {};
+
+TEST_P(LasFormatTest, DecodesEveryAttributeToItsOwnBits) {
+    const unsigned format = GetParam();
+    const bool legacy = format <= 5;
+    struct BitField {
+        const char* name;
+        unsigned LasPoint::*bits;
+        unsigned width, value;
+    };
+    std::vector<BitField> bitFields = {
+        {"ReturnNumber", &LasPoint::returnNumber, legacy ? 3U : 4U, legacy ? 5U : 10U},
+        {"NumberOfReturns", &LasPoint::numberOfReturns, legacy ? 3U : 4U, legacy ? 2U : 5U},
+        {"ScanDirectionFlag", &LasPoint::scanDirection, 1, 1},
+        {"EdgeOfFlightLine", &LasPoint::edge, 1, 0},
+        {"Classification", &LasPoint::classification, legacy ? 5U : 8U, legacy ? 21U : 0xB5U},
+        {"Synthetic", &LasPoint::synthetic, 1, 0},
+        {"KeyPoint", &LasPoint::keyPoint, 1, 1},
+        {"Withheld", &LasPoint::withheld, 1, 0},
+    };
+    if (!legacy) {
+        bitFields.push_back({"Overlap", &LasPoint::overlap, 1, 1});
+        bitFields.push_back({"ScannerChannel", &LasPoint::channel, 2, 2});
+    }
+    LasPoint a;
+    a.xyz = {-2147483647 - 1, 1234567, -3};
+    a.intensity = 0xA5C3;
+    a.scanAngle = legacy ? -90 : -15000;
+    a.userData = 0xC7;
+    a.source = 0xBEEF;
+    a.gpsTime = 1.5e8 + 0.125;
+    a.colours = {0xF00D, 0x8001, 0x0102, 0xFFFE};
+    a.waveIndex = 0xEE;
+    a.waveOffset = 0x0012345678ABCDEF;
+    a.waveSize = 0x89ABCDEF;
+    a.wave = {1.5F, -2.25F, 3.125F, -4.0625F};
+    LasPoint b = a;
+    b.scanAngle = legacy ? 127 : 15000;
+    std::map<std::string, Values> expected;
+    const auto expect = [&](const char* name, FieldType type, auto first, auto second) {
+        expected[name] = {type, {static_cast<double>(first), static_cast<double>(second)}};
+    };
+    // The second point has every bit field inverted, so that a neighbour's bit shows in one of the two.
+    for (const BitField& field : bitFields) {
+        a.*field.bits = field.value;
+        b.*field.bits = field.value ^ ((1U << field.width) - 1);
+        expect(field.name, FieldType::UnsignedChar, a.*field.bits, b.*field.bits);
+    }
+
+    LasBuilder builder;
+    builder.format = static_cast<std::uint8_t>(format);
+    builder.versionMinor = legacy ? (format >= 4 ? 3 : 2) : 4;
+    builder.scale = {0.01, 0.001, -0.5};
+    builder.offset = {500000.1, -0.3, 7};
+    builder.points = {a, b};
+    const LasFile file = open(builder.build());
+
+    expect("Intensity", FieldType::UnsignedShort, a.intensity, b.intensity);
+    expect(legacy ? "ScanAngleRank" : "ScanAngle", FieldType::Int, a.scanAngle, b.scanAngle);
+    expect("UserData", FieldType::UnsignedChar, a.userData, b.userData);
+    expect("PointSourceId", FieldType::UnsignedShort, a.source, b.source);
+    if (format != 0 && format != 2)
+        expect("GpsTime", FieldType::Double, a.gpsTime, b.gpsTime);
+    const std::size_t colours = std::array{0U, 0U, 3U, 3U, 0U, 3U, 0U, 3U, 4U, 0U, 4U}.at(format);
+    for (std::size_t i = 0; i < colours; ++i)
+        expect(std::array{"Red", "Green", "Blue", "Nir"}.at(i), FieldType::UnsignedShort, a.colours.at(i),
+               b.colours.at(i));
+    if (format == 4 || format == 5 || format >= 9) {
+        expect("WavePacketDescriptorIndex", FieldType::UnsignedChar, a.waveIndex, b.waveIndex);
+        expect("WaveformDataOffset", FieldType::UnsignedLongLong, a.waveOffset, b.waveOffset);
+        expect("WaveformPacketSize", FieldType::UnsignedInt, a.waveSize, b.waveSize);
+        for (std::size_t i = 0; i < 4; ++i)
+            expect(std::array{"ReturnPointWaveformLocation", "XT", "YT", "ZT"}.at(i), FieldType::Float,
+                   a.wave.at(i), b.wave.at(i));
+    }
+    EXPECT_EQ(valuesOf(file), expected);
+
+    Positions positions(1);
+    file.readPositions(0, std::span(positions));
+    EXPECT_EQ(positions[0], (std::array{-2147483648.0 * 0.01 + 500000.1, 1234567 * 0.001 - 0.3, 8.5}));
+}
+
+INSTANTIATE_TEST_SUITE_P(AllFormats, LasFormatTest, testing::Range(0U, 11U));
+
+/// Points in number and size enough for a read to cross from block to block and to give pages back.
+LasBuilder largeCloud() {
+    LasBuilder builder;
+    builder.scale = {0.25, 0.25, -0.25};
+    builder.points.assign(6000, {});
+    for (std::int32_t i = 0; i < 6000; ++i) {
+        LasPoint& point = builder.points[static_cast<std::size_t>(i)];
+        point.xyz = {i, (i * 7919) % 6000, -i};
+        point.intensity = static_cast<std::uint16_t>(i);
+        point.userData = static_cast<std::uint8_t>(i % 251);
+        point.extra.resize(980);
+    }
+    return builder;
+}
+
+TEST_F(LasFileTest, ReadsAnyStretchOnSeveralThreads) {
+    const LasFile file = open(largeCloud().build());
+    const auto check = [&file](std::size_t first, std::size_t count) {
+        Positions positions(count);
+        std::vector<unsigned short> intensity(count);
+        std::vector<unsigned char> userData(count);
+        const std::array columns = {LasColumn{file.findField("Intensity"), std::span(intensity)},
+                                    LasColumn{file.findField("UserData"), std::span(userData)}};
+        file.read(first, count, positions.empty() ? nullptr : positions[0].data(), columns);
+        for (std::size_t i = 0; i < count; ++i) {
+            const auto number = static_cast<double>(first + i);
+            ASSERT_EQ(positions[i][0], number * 0.25);
+            ASSERT_EQ(positions[i][2], number * 0.25);
+            ASSERT_EQ(intensity[i], first + i);
+            ASSERT_EQ(userData[i], (first + i) % 251);
+        }
+    };
+    std::vector<std::thread> threads;
+    for (const auto& [first, count] : {std::pair{0, 6000}, {17, 5000}, {5999, 1}, {6000, 0}})
+        threads.emplace_back(check, first, count);
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_THROW(check(5999, 2), std::out_of_range);
+    EXPECT_THROW(file.bounds(1, std::numeric_limits<std::uint64_t>::max()), std::out_of_range);
+}
+
+TEST_F(LasFileTest, BoundsAreThoseOfThePointsAndNotOfTheHeader) {
+    const LasFile file = open(largeCloud().build());
+    const auto all = file.bounds(), some = file.bounds(10, 2);
+    EXPECT_EQ(all->low, (std::array{0.0, 0.0, 0.0}));
+    EXPECT_EQ(all->high, (std::array{1499.75, 1499.75, 1499.75}));
+    EXPECT_EQ((std::pair{some->low[2], some->high[2]}), (std::pair{2.5, 2.75}));
+    EXPECT_FALSE(file.bounds(10, 0));
+}
+
+TEST_F(LasFileTest, CountOfPointsIsTheOneThatHolds) {
+    LasBuilder builder;
+    builder.versionMinor = 4;
+    Bytes bytes = builder.build();
+    poke<std::uint32_t>(bytes, 107, 1); // stale
+    EXPECT_EQ(open(bytes).pointCount(), 3U);
+    poke<std::uint32_t>(bytes, 107, 2);
+    poke<std::uint64_t>(bytes, 247, 0); // a writer that knows no other count
+    EXPECT_EQ(open(bytes).pointCount(), 2U);
+}
+
+// Extra bytes
+
+Bytes description(const std::string& name, std::uint8_t type, std::uint8_t options = 0,
+                  std::array<double, 3> scale = {}, std::array<double, 3> offset = {}) {
+    Bytes bytes(2);
+    put(bytes, type, options, textBytes(name, 32), Bytes(76), scale, offset, Bytes(32));
+    return bytes;
+}
+
+TEST_F(LasFileTest, ExtraBytesComeUnderTheirNamesInFittingTypes) {
+    LasPoint point;
+    Bytes descriptions;
+    std::map<std::string, Values> expected;
+    const auto add = [&](const char* name, std::uint8_t code, FieldType type, auto value) {
+        put(descriptions, description(name, code));
+        put(point.extra, value);
+        expected[name] = {type, {static_cast<double>(value)}};
+    };
+    add("u8", 1, FieldType::UnsignedChar, std::uint8_t{200});
+    add("i8", 2, FieldType::Int, std::int8_t{-100});
+    add("u16", 3, FieldType::UnsignedShort, std::uint16_t{60000});
+    add("i16", 4, FieldType::Int, std::int16_t{-30000});
+    put(descriptions, description("untyped", 0, 3));
+    put(point.extra, textBytes("abc"));
+    add("u32", 5, FieldType::UnsignedInt, std::uint32_t{4000000000});
+    add("i32", 6, FieldType::Int, std::int32_t{-2000000000});
+    add("u64", 7, FieldType::UnsignedLongLong, std::uint64_t{1} << 63);
+    add("i64", 8, FieldType::Double, std::int64_t{-5000000000});
+    add("float", 9, FieldType::Float, 1.5F);
+    add("double", 10, FieldType::Double, 2.5);
+    put(descriptions, description("scaled", 3, 0x18, {0.5}, {100}));
+    expected["scaled"] = {FieldType::Double, {104.5}};
+    put(descriptions, description("shifted byte", 1, 0x10, {0.5}, {-1000}));
+    expected["shifted byte"] = {FieldType::Double, {-745}};
+    put(descriptions, description("normal", 24, 0x08, {1, 2, 4}));
+    put(point.extra, std::uint16_t{9}, std::uint8_t{255}, std::array<std::int16_t, 3>{-1, -2, -3});
+    expected["normalX"] = {FieldType::Double, {-1}};
+    expected["normalY"] = {FieldType::Double, {-4}};
+    expected["normalZ"] = {FieldType::Double, {-12}};
+    put(descriptions, description("Intensity", 1)); // taken by the format's own
+    expected["Intensity_2"] = {FieldType::UnsignedChar, {42}};
+    put(descriptions, description("too long", 10));
+    put(point.extra, std::uint8_t{42}, std::uint32_t{0});
+
+    LasBuilder builder;
+    builder.points = {{}};
+    expected.merge(valuesOf(open(builder.build())));
+    builder.points = {point};
+    builder.records = {{"LASF_Spec", 4, descriptions}};
+    EXPECT_EQ(valuesOf(open(builder.build())), expected);
+    builder.versionMinor = 4;
+    std::swap(builder.records, builder.extendedRecords);
+    EXPECT_EQ(valuesOf(open(builder.build())), expected);
+}
+
+// Coordinate system
+
+LasRecord wktRecord(const std::string& text) { return {"LASF_Projection", 2112, textBytes(text)}; }
+
+using GeoKeys = std::vector<std::array<std::uint16_t, 4>>;
+LasRecord keyRecord(const GeoKeys& keys) {
+    Bytes bytes;
+    put(bytes, std::array<std::uint16_t, 4>{1, 1, 0, static_cast<std::uint16_t>(keys.size())});
+    for (const auto& key : keys)
+        put(bytes, key);
+    return {"LASF_Projection", 34735, bytes};
+}
+
+const LasRecord utmWithHeights =
+    keyRecord({{1024, 0, 1, 1}, {3072, 0, 1, 25832}, {4096, 0, 1, 5783}, {4099, 0, 1, 9001}});
+
+TEST_F(LasFileTest, CoordinateSystemHasItsVerticalPart) {
+    LasBuilder builder;
+    builder.versionMinor = 4;
+    EXPECT_EQ(open(builder.build()).coordinateSystem(), "");
+
+    builder.records = {utmWithHeights};
+    const std::string fromKeys = open(builder.build()).coordinateSystem();
+    EXPECT_THAT(fromKeys,
+                AllOf(StartsWith("COMPOUNDCRS["), HasSubstr("zone 32N"), HasSubstr("DHHN92 height")));
+
+    builder.records = {};
+    builder.extendedRecords = {wktRecord(compoundWkt)};
+    const std::string fromWkt = open(builder.build()).coordinateSystem();
+    EXPECT_THAT(fromWkt, AllOf(StartsWith("COMPOUNDCRS["), HasSubstr("VERTCRS[\"EGM96 height\"")));
+
+    // With both records the header's bit decides, unless what it asks for makes no sense.
+    builder.records = {utmWithHeights};
+    EXPECT_EQ(open(builder.build()).coordinateSystem(), fromKeys);
+    builder.globalEncoding = 0x10;
+    EXPECT_EQ(open(builder.build()).coordinateSystem(), fromWkt);
+    builder.extendedRecords = {wktRecord("PROJCS[nonsense")};
+    EXPECT_EQ(open(builder.build()).coordinateSystem(), fromKeys);
+}
+
+TEST_F(LasFileTest, GeoKeysTakeNumbersAndTextsFromTheirRecords) {
+    LasBuilder builder;
+    Bytes numbers;
+    put(numbers, std::array{43.0, 45.5, 41.75, -120.5, 1312335.958, 0.0});
+    GeoKeys keys = {{1024, 0, 1, 1}, {2048, 0, 1, 4152}, {3072, 0, 1, 32767}, {3073, 34737, 12, 4}};
+    keys.insert(keys.end(), {{3074, 0, 1, 32767}, {3075, 0, 1, 8}, {3076, 0, 1, 9002}});
+    for (const unsigned key : {3078U, 3079U, 3085U, 3084U, 3086U, 3087U})
+        keys.push_back(
+            {static_cast<std::uint16_t>(key), 34736, 1, static_cast<std::uint16_t>(keys.size() - 7)});
+    builder.records = {keyRecord(keys),
+                       {"LASF_Projection", 34736, numbers},
+                       {"LASF_Projection", 34737, textBytes("GCS|Own Lambert|")}};
+    const std::string wkt = open(builder.build()).coordinateSystem();
+    for (const char* part : {"Own Lambert", "Lambert Conic Conformal (2SP)", "-120.5", "45.5", "foot"})
+        EXPECT_THAT(wkt, HasSubstr(part));
+}
+
+TEST_F(LasFileTest, CoordinateSystemsThatLieAreSurvived) {
+    LasBuilder builder;
+    LasRecord keys =
+        keyRecord({{1024, 0, 1, 1}, {3072, 0, 1, 25832}, {2057, 34736, 500, 65535}, {3073, 34737, 99, 9}});
+    poke<std::uint16_t>(keys.contents, 6, 60000);
+    builder.records = {keys};
+    EXPECT_THAT(open(builder.build()).coordinateSystem(), HasSubstr("UTM zone 32N"));
+    for (const LasRecord& record :
+         {wktRecord(""), wktRecord("no WKT"), keyRecord({}), keyRecord({{3072, 0, 1, 9}}),
+          keyRecord({{1024, 0, 1, 77}}), LasRecord{"LASF_Projection", 34735, Bytes(5)}}) {
+        builder.records = {record};
+        EXPECT_EQ(open(builder.build()).coordinateSystem(), "");
+    }
+}
+
+// Broken files
+
+TEST_F(LasFileTest, PipeIsRefusedInsteadOfWaitedFor) {
+    ASSERT_EQ(::mkfifo((Top / "pipe").c_str(), 0600), 0);
+    EXPECT_THAT(messageOf([&] { LasFile file(Top / "pipe"); }), HasSubstr("pipe: is not a regular file"));
+}
+
+TEST_F(LasFileTest, EachFaultOfAFileGetsItsOwnLine) {
+    LasBuilder builder;
+    builder.versionMinor = 4;
+    builder.format = 6;
+    builder.records = {{"other", 1, Bytes(10)}, wktRecord(compoundWkt)};
+    builder.extendedRecords = {{"other", 2, Bytes(10)}};
+    const Bytes sound = builder.build();
+    const std::size_t firstRecord = 375;
+    const std::size_t extendedRecord = sound.size() - 70;
+    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+    constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
+
+    const auto with = [](std::size_t offset, auto value) {
+        return [offset, value](Bytes& bytes) { poke(bytes, offset, value); };
+    };
+    const std::vector<std::pair<const char*, std::function<void(Bytes&)>>> cases = {
+        {"is empty", [](Bytes& bytes) { bytes.clear(); }},
+        {"is not a LAS file", [](Bytes& bytes) { bytes.resize(3); }},
+        {"100 of at least 227 bytes", [](Bytes& bytes) { bytes.resize(100); }},
+        {"300 of 375 bytes", [](Bytes& bytes) { bytes.resize(300); }},
+        {"is LAS 1.5", with(25, std::uint8_t{5})},
+        {"LAS 1.4 takes 375", with(94, std::uint16_t{227})},
+        {"inside its header", with(96, std::uint32_t{374})},
+        {"but ends at byte", with(96, std::uint32_t{0xFFFFFFFF})},
+        {"points of format 11", with(104, std::uint8_t{11})},
+        {"compressed (LAZ)", with(104, std::uint8_t{0x80 | 6})},
+        {"compressed (LAZ)", with(104, std::uint8_t{0x40 | 6})},
+        {"decompress it first",
+         [=](Bytes& bytes) { std::memcpy(bytes.data() + firstRecord + 2, "laszip encoded", 14); }},
+        {"takes at least 30", with(105, std::uint16_t{0})},
+        {"promises 4 points, but only 3", with(247, std::uint64_t{4})},
+        {"promises 18446744073709551615 points", with(247, most)},
+        // times 30 bytes this is 14 modulo 2^64, and would seem to fit
+        {"promises 614891469123651721 points", with(247, std::uint64_t{614891469123651721})},
+        {"x scale is zero or not finite", with(131, 0.0)},
+        {"y scale is zero or not finite", with(139, nan)},
+        {"z offset is not finite", with(171, nan)},
+        {"overflow", with(131, 1e300)},
+        {"variable length record 1 of 2", with(firstRecord + 20, std::uint16_t{65535})},
+        {"variable length record 3 of 4294967295", with(100, std::uint32_t{0xFFFFFFFF})},
+        {"extended record 1 of 1", with(extendedRecord + 20, most)},
+        {"extended record 1 of 1", with(235, most - 10)},
+    };
+    EXPECT_EQ(messageOf([&] { open(sound); }), "no InputError");
+    for (const auto& [part, damage] : cases) {
+        Bytes bytes = sound;
+        damage(bytes);
+        const std::string message = messageOf([&] { open(bytes); });
+        EXPECT_THAT(message, AllOf(HasSubstr(part), HasSubstr("cloud.las: "), Not(HasSubstr("\n"))));
+    }
+}
+
+// Works on memory of exactly the file's size, where a sanitizer sees the first byte too many.
+TEST(LasHeaderTest, NoDamageLeadsPastTheFile) {
+    LasBuilder builder;
+    builder.versionMinor = 4;
+    builder.format = 10;
+    builder.points[0].extra = builder.points[1].extra = builder.points[2].extra = Bytes(9);
+    Bytes descriptions = description("a", 10);
+    put(descriptions, description("b", 1));
+    builder.records = {{"LASF_Spec", 4, descriptions}, utmWithHeights};
+    builder.extendedRecords = {{"other", 2, Bytes(10)}};
+    const Bytes sound = builder.build();
+    for (std::size_t length = 1; length < sound.size(); ++length) {
+        const Bytes bytes(sound.begin(), sound.begin() + static_cast<std::ptrdiff_t>(length));
+        EXPECT_NE(messageOf([&] { readLasHeader(bytes, "cut"); }), "no InputError") << length;
+    }
+    const std::size_t keys = 375 + 54 + descriptions.size() + 54;
+    const std::size_t keysEnd = keys + utmWithHeights.contents.size();
+    for (std::size_t offset = 0; offset < keysEnd; ++offset) {
+        for (const unsigned damage : {0x01U, 0x80U, 0xFFU}) {
+            Bytes bytes = sound;
+            bytes[offset] ^= static_cast<std::byte>(damage);
+            messageOf([&] {
+                const LasHeader header = readLasHeader(bytes, "damaged");
+                ASSERT_LE(header.pointOffset + header.pointCount * header.recordLength, bytes.size())
+                    << offset;
+                // Copied to where a sanitizer sees the first byte too many.
+                const auto copy = [&bytes](ByteRange range) {
+                    const auto first = bytes.begin() + static_cast<std::ptrdiff_t>(range.offset);
+                    return Bytes(first, first + static_cast<std::ptrdiff_t>(range.length));
+                };
+                const Bytes extra = copy(header.extraBytes), directory = copy(header.geoKeyDirectory);
+                for (const LasField& field : lasFields(header.pointFormat, header.recordLength, extra))
+                    ASSERT_LE(field.position + field.size, header.recordLength) << offset;
+                if (offset >= keys)
+                    coordinateSystemFromGeoKeys({directory, {}, {}});
+            });
+        }
+    }
+}
+
+} // namespace
+} // namespace Tilewright::Io::Test
