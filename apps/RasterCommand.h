@@ -1,28 +1,13 @@
-/// RasterCommand: `tilewright raster`, a point file to raster files.
+/// RasterCommand: `tilewright raster`, point files to raster files.
 #pragma once
 
-#include <string>
-#include <vector>
-
-#include <io/RasterLattice.h>
+#include "Progress.h"
+#include "RasterOptions.h"
 
 namespace Tilewright::App {
 
-struct RasterOptions {
-    std::string input;
-    std::string output;
-    /// FIELD:FILTER:DIRECTION, or the name of a companion.
-    std::vector<std::string> requests;
-    /// Empty for all points, else RANGES@FIELD.
-    std::string selection;
-    Io::LatticeRequest lattice;
-    /// Whether to choose the fragments by the number of cells.
-    bool chooseFragments = true;
-    bool alpha = false;
-    unsigned sparseLimit = 0;
-};
-
-/// Reads, rasters and writes; a summary goes to the standard output. Throws Io::Error, with nothing written.
-void runRaster(const RasterOptions& options);
+/// Reads, rasters and writes. Throws Io::UsageError for options that make no sense, and Io::Error otherwise,
+/// with nothing written.
+RasterReport runRaster(const RasterOptions& options, ProgressBar& bar);
 
 } // namespace Tilewright::App

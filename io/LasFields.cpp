@@ -13,7 +13,7 @@ namespace Tilewright::Io {
 
 namespace {
 
-using Storage = LasField::Storage;
+using Storage = PointField::Storage;
 
 struct StorageTraits {
     std::size_t size;
@@ -54,7 +54,7 @@ public:
     void add(std::string name, Storage storage) { append(std::move(name), storage); }
 
     void addScaled(std::string name, Storage storage, double scale, double offset) {
-        LasField& field = append(std::move(name), storage);
+        PointField& field = append(std::move(name), storage);
         field.type = FieldType::Double;
         field.scaled = true;
         field.scale = scale;
@@ -65,7 +65,7 @@ public:
     void addBits(std::initializer_list<std::pair<const char*, unsigned>> parts) {
         unsigned firstBit = 0;
         for (const auto& [name, bitCount] : parts) {
-            LasField& field = append(name, Storage::Bits);
+            PointField& field = append(name, Storage::Bits);
             field.firstBit = firstBit;
             field.bitCount = bitCount;
             --position;
@@ -75,11 +75,11 @@ public:
     }
 
     std::size_t end() const { return position; }
-    std::vector<LasField> take() { return std::move(fields); }
+    std::vector<PointField> take() { return std::move(fields); }
 
 private:
-    LasField& append(std::string name, Storage storage) {
-        LasField field;
+    PointField& append(std::string name, Storage storage) {
+        PointField field;
         field.name = std::move(name);
         field.type = traitsOf(storage).type;
         field.storage = storage;
@@ -89,7 +89,7 @@ private:
         return fields.emplace_back(std::move(field));
     }
 
-    std::vector<LasField> fields;
+    std::vector<PointField> fields;
     std::size_t position = 0;
 };
 
@@ -185,10 +185,10 @@ void addExtraBytes(RecordLayout& layout, std::size_t recordLength, std::span<con
 }
 
 /// A second attribute of a name that is taken gets a number behind it.
-void makeNamesUnique(std::vector<LasField>& fields) {
+void makeNamesUnique(std::vector<PointField>& fields) {
     std::set<std::string> taken;
     unsigned number = 2;
-    for (LasField& field : fields) {
+    for (PointField& field : fields) {
         const std::string name = field.name;
         while (!taken.insert(field.name).second) {
             field.name = name + "_" + std::to_string(number++);
@@ -198,8 +198,8 @@ void makeNamesUnique(std::vector<LasField>& fields) {
 
 } // namespace
 
-std::vector<LasField> lasFields(unsigned format, std::size_t recordLength,
-                                std::span<const std::byte> extraBytes) {
+std::vector<PointField> lasFields(unsigned format, std::size_t recordLength,
+                                  std::span<const std::byte> extraBytes) {
     const auto isOneOf = [format](std::initializer_list<unsigned> formats) {
         return std::find(formats.begin(), formats.end(), format) != formats.end();
     };
@@ -223,7 +223,7 @@ std::vector<LasField> lasFields(unsigned format, std::size_t recordLength,
         addWavePacket(layout);
     }
     addExtraBytes(layout, recordLength, extraBytes);
-    std::vector<LasField> fields = layout.take();
+    std::vector<PointField> fields = layout.take();
     makeNamesUnique(fields);
     return fields;
 }

@@ -1,0 +1,65 @@
+/// PointCloud: any number of files as one cloud.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <io/Interruption.h>
+#include <io/PointSource.h>
+
+namespace Tilewright::Io {
+
+struct CloudOptions {
+    /// Where files that have to be converted first find room.
+    std::filesystem::path scratch = ".";
+    /// Asked while files are converted whether to go on; may be empty.
+    StepReport report;
+};
+
+/// An attribute of a cloud: one that each of its sources has, in the type that holds the values of all.
+struct CloudField {
+    std::string name;
+    FieldType type;
+};
+
+/// Opens a single file of any known kind, told by its contents, and for texts by its extension. Throws
+/// InputError.
+std::unique_ptr<PointSource> openPointFile(const std::filesystem::path& path, const CloudOptions& options);
+
+/// The files that the words of a command line stand for: files as they are, all point files of a folder and
+/// of those below it, in ascending order of their paths, and what matches a pattern with * or ?, ascending
+/// too. Throws InputError for a word that stands for no file.
+std::vector<std::filesystem::path> findPointFiles(const std::vector<std::string>& words);
+
+/// All sources in the order of the files, each file once.
+///
+/// The const operations may run on several threads at once.
+class PointCloud {
+public:
+    /// Throws InputError as openPointFile does, and where files name different coordinate systems and
+    /// `ignoreSystems` is not set.
+    PointCloud(std::span<const std::filesystem::path> files, const CloudOptions& options, bool ignoreSystems);
+
+    const std::vector<std::unique_ptr<PointSource>>& sources() const noexcept { return Sources; }
+    std::uint64_t pointCount() const noexcept { return Count; }
+    const std::string& coordinateSystem() const noexcept { return System; }
+
+    /// The attributes that all sources have, in the order of the first. Where they differ in type: Double.
+    const std::vector<CloudField>& fields() const noexcept { return Fields; }
+    /// Null for a name that is none of them. Letter case counts.
+    const CloudField* findField(std::string_view name) const noexcept;
+    /// What to call the cloud in a message: the one file, or the number of files.
+    std::string name() const;
+
+private:
+    std::vector<std::unique_ptr<PointSource>> Sources;
+    std::vector<CloudField> Fields;
+    std::uint64_t Count = 0;
+    std::string System;
+};
+
+} // namespace Tilewright::Io

@@ -1,0 +1,59 @@
+/// RecordStore: a point source that is filled record by record, for files that can only be read from front to
+/// back, such as texts. Small ones stay in memory, larger ones go to a scratch file.
+///
+/// First all records are appended, on one thread; after finish() the store is a source like any other.
+#pragma once
+
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <io/PointSource.h>
+#include <io/ScratchFile.h>
+
+namespace Tilewright::Io {
+
+class RecordStore : public PointSource {
+public:
+    /// `format` holds positions as doubles; recordLength and the positions of the fields are filled in here,
+    /// from their sizes. `scratch` is the folder for what doesn't fit into memory.
+    RecordStore(std::string name, RecordFormat format, std::string coordinateSystem,
+                std::filesystem::path scratch);
+
+    /// Adds a point with no attributes set (all bytes zero) and gives its record, valid until the next call.
+    /// Throws InputError for a coordinate that is not finite.
+    std::byte* append(const std::array<double, 3>& position);
+
+    /// Stores an attribute in a record that append() gave. T is the C++ type of the field.
+    template <class T> static void put(std::byte* record, const PointField& field, T value) {
+        std::memcpy(record + field.position, &value, sizeof value);
+    }
+
+    void finish();
+
+    const std::string& name() const noexcept override { return label; }
+    const RecordFormat& format() const noexcept override { return records; }
+    std::uint64_t pointCount() const noexcept override { return count; }
+    std::string coordinateSystem() const override { return wkt; }
+
+private:
+    void visitRecords(std::uint64_t first, std::uint64_t n, const RecordVisitor& visitor) const override;
+    void flush();
+
+    std::string label;
+    RecordFormat records;
+    std::string wkt;
+    std::filesystem::path scratch;
+    std::uint64_t count = 0;
+    /// Records since the last flush; all of them if there was none.
+    std::vector<std::byte> buffer;
+    std::unique_ptr<ScratchFile> file;
+    std::uint64_t flushed = 0;
+};
+
+/// A plain attribute of a store, to be appended to its format.
+PointField storedField(std::string name, FieldType type);
+
+} // namespace Tilewright::Io
