@@ -252,4 +252,26 @@ std::string coordinateSystemFromGeoKeys(const GeoKeys& keys) {
     return system ? asWkt2(*system) : std::string();
 }
 
+bool isSameCoordinateSystem(std::string_view a, std::string_view b) {
+    if (a == b)
+        return true;
+    const Silence silence;
+    OGRSpatialReference first, second;
+    if (first.importFromWkt(std::string(a).c_str()) != OGRERR_NONE ||
+        second.importFromWkt(std::string(b).c_str()) != OGRERR_NONE)
+        return false;
+    const std::array options = {"CRITERION=EQUIVALENT_EXCEPT_AXIS_ORDER_GEOGCRS",
+                                "IGNORE_DATA_AXIS_TO_SRS_AXIS_MAPPING=YES",
+                                static_cast<const char*>(nullptr)};
+    return first.IsSame(&second, options.data()) != FALSE;
+}
+
+std::string coordinateSystemName(std::string_view wkt) {
+    const Silence silence;
+    OGRSpatialReference system;
+    const bool isRead = system.importFromWkt(std::string(wkt).c_str()) == OGRERR_NONE;
+    const char* const name = isRead ? system.GetName() : nullptr;
+    return name ? name : "";
+}
+
 } // namespace Tilewright::Io

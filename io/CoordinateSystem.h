@@ -27,4 +27,11 @@ struct GeoKeys {
 /// Keys that point outside their records are left out of account.
 std::string coordinateSystemFromGeoKeys(const GeoKeys& keys);
 
+/// Whether two systems in WKT give a position the same coordinates, whatever they are called and in whichever
+/// order their axes are named.
+bool isSameCoordinateSystem(std::string_view a, std::string_view b);
+
+/// What a system in WKT is called; empty if it has no name.
+std::string coordinateSystemName(std::string_view wkt);
+
 } // namespace Tilewright::Io

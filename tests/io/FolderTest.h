@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <set>
 #include <stdexcept>
@@ -13,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include <io/Errors.h>
 #include <tests/io/LasBuilder.h>
 
 namespace Tilewright::Io::Test {
@@ -29,6 +31,16 @@ inline const char* const compoundWkt =
     R"(PARAMETER["false_easting",500000],PARAMETER["false_northing",0],UNIT["metre",1],)"
     R"(AUTHORITY["EPSG","32632"]],VERT_CS["EGM96 height",VERT_DATUM["EGM96 geoid",2005,)"
     R"(AUTHORITY["EPSG","5171"]],UNIT["metre",1],AXIS["Up",UP],AUTHORITY["EPSG","5773"]]])";
+
+/// What an action says that fails as it should.
+inline std::string messageOf(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const InputError& error) {
+        return error.what();
+    }
+    return "no InputError";
+}
 
 class FolderTest : public testing::Test {
 protected:

@@ -42,15 +42,6 @@ std::map<std::string, Values> valuesOf(const LasFile& file) {
     return all;
 }
 
-std::string messageOf(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const InputError& error) {
-        return error.what();
-    }
-    return "no InputError";
-}
-
 // Points
 
 class LasFormatTest : public LasFileTest, public testing::WithParamInterface<unsigned> {};
