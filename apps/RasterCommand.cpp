@@ -7,7 +7,6 @@
 #include <cmath>
 #include <filesystem>
 #include <limits>
-#include <thread>
 
 #include <unistd.h>
 
@@ -16,11 +15,12 @@
 #include <io/Preview.h>
 #include <io/RasterFormat.h>
 #include <io/RasterWriter.h>
-#include <tilewright/model/Cache.h>
 #include <tilewright/values/MultiRange.h>
 #include <tilewright/values/StringUtil.h>
 
 #include "BandPlan.h"
+#include "NoDataChoice.h"
+#include "Resources.h"
 
 namespace Tilewright::App {
 
@@ -32,16 +32,6 @@ namespace fs = std::filesystem;
 std::string textOf(double number) {
     std::array<char, 32> text;
     return {text.data(), std::to_chars(text.data(), text.data() + text.size(), number).ptr};
-}
-
-std::string inMegabytes(double bytes) {
-    return bytes < 2e9 ? std::to_string(std::llround(bytes / 1e6)) + " MB"
-                       : std::to_string(std::llround(bytes / 1e9)) + " GB";
-}
-
-std::uint64_t physicalMemory() {
-    return static_cast<std::uint64_t>(sysconf(_SC_PHYS_PAGES)) *
-           static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
 }
 
 /// Reads "RANGES@FIELD"; none for an empty text.
@@ -104,47 +94,6 @@ void checkCells(const Io::BlockLattice& lattice, const Io::PointCloud& cloud) {
                          std::to_string(cloud.pointCount()) + " points; choose a larger --cell");
 }
 
-/// How threads and memory are shared out.
-struct Resources {
-    unsigned threads = 1;
-    /// For sorted points.
-    std::uint64_t sorting = 0;
-    std::uint64_t estimate = 0;
-};
-
-/// A window in work: its points, up to a certain number, and its cells.
-double bytesPerThread(const BandPlan& plan) {
-    constexpr double mostPoints = 1.2e6;
-    constexpr double bytesOfOrdinals = 8.0;
-    constexpr double cells = 256.0 * 256.0;
-    double perPoint = bytesOfOrdinals;
-    for (const Io::GridColumn& column : plan.grid.columns)
-        perPoint +=
-            column.kind == Io::GridColumn::Kind::Positions ||
-                    column.kind == Io::GridColumn::Kind::TruePositions
-                ? 24.0
-            : column.kind == Io::GridColumn::Kind::Attribute
-                ? Io::visitFieldType(column.type, []<class T>() { return static_cast<double>(sizeof(T)); })
-                : 8.0;
-    // The library's arrays and the tiles of a few blocks that wait to be written.
-    const double perCell = 16.0 + 8.0 * static_cast<double>(plan.requests.size()) * 4.0;
-    return mostPoints * perPoint * 1.25 + cells * perCell;
-}
-
-Resources shareOut(const RasterOptions& options, const BandPlan& plan) {
-    const std::uint64_t memory = options.memory.value_or(physicalMemory() / 2);
-    const double perThread = bytesPerThread(plan);
-    Resources shares;
-    shares.threads = options.threads.value_or(std::max(1U, std::thread::hardware_concurrency()));
-    // Half of the memory is enough for the threads, or there are fewer of them.
-    shares.threads = static_cast<unsigned>(
-        std::clamp(static_cast<double>(memory) / 2.0 / perThread, 1.0, static_cast<double>(shares.threads)));
-    const auto working = static_cast<std::uint64_t>(perThread * shares.threads);
-    shares.sorting = memory - std::min(memory * 3 / 4, working);
-    shares.estimate = working;
-    return shares;
-}
-
 bool isColour(const PlannedFile& file) { return file.bands.front().colour != Io::BandColour::Undefined; }
 
 /// The narrowest type that holds all values of two types.
@@ -202,65 +151,6 @@ const char* nameOf(Io::PixelType type) {
         return "Int32";
     }
     return "";
-}
-
-/// Values to stand for cells without data, the best first: floating numbers have the usual ones, integers the
-/// largest.
-class NoDataChoice {
-public:
-    explicit NoDataChoice(Io::PixelType type) : Type(type) {}
-
-    Io::PixelType type() const { return Type; }
-
-    Io::NoData value() const {
-        if (isFloating())
-            return std::array<double, 3>{-9999.0, lowest(), std::numeric_limits<double>::quiet_NaN()}[Next];
-        return greatest() - Next;
-    }
-
-    /// Goes on to a value that no cell has; to a wider type if all are taken.
-    void avoid(const Io::NoDataClash& clash) {
-        if (isFloating()) {
-            Next = std::min<std::size_t>(Next + 1, 2);
-            return;
-        }
-        const auto isFree = std::ranges::find(clash.usedFromTop, false);
-        Next = static_cast<std::size_t>(isFree - clash.usedFromTop.begin());
-        if (isFree == clash.usedFromTop.end()) {
-            Next = 0;
-            Type = Type == Io::PixelType::Byte     ? Io::PixelType::UInt16
-                   : Type == Io::PixelType::UInt16 ? Io::PixelType::UInt32
-                                                   : Io::PixelType::Float64;
-        }
-    }
-
-private:
-    bool isFloating() const { return Type == Io::PixelType::Float32 || Type == Io::PixelType::Float64; }
-    double lowest() const {
-        return Type == Io::PixelType::Float32 ? static_cast<double>(std::numeric_limits<float>::lowest())
-                                              : std::numeric_limits<double>::lowest();
-    }
-    unsigned long long greatest() const {
-        switch (Type) {
-        case Io::PixelType::Byte:
-            return std::numeric_limits<unsigned char>::max();
-        case Io::PixelType::UInt16:
-            return std::numeric_limits<unsigned short>::max();
-        case Io::PixelType::UInt32:
-            return std::numeric_limits<unsigned int>::max();
-        case Io::PixelType::Int32:
-            return std::numeric_limits<int>::max();
-        default:
-            return std::numeric_limits<unsigned long long>::max();
-        }
-    }
-
-    Io::PixelType Type;
-    std::size_t Next = 0;
-};
-
-double asNumber(const Io::NoData& nodata) {
-    return std::visit([](auto value) { return static_cast<double>(value); }, nodata);
 }
 
 /// Everything of a run that stands before the first point is rastered.
@@ -328,8 +218,8 @@ void RasterRun::open() {
 void RasterRun::plan() {
     const std::vector<WantedBand> wanted = readBands(Options, *Cloud);
     const std::optional<Io::CloudSelection> selection = readSelection(Options.selection, *Cloud);
-    const unsigned threads = Options.threads.value_or(std::max(1U, std::thread::hardware_concurrency()));
-    Index = Io::indexCloud(*Cloud, fieldsToMeasure(wanted, *Cloud), threads, reportAs("measuring"));
+    Index = Io::indexCloud(*Cloud, fieldsToMeasure(wanted, *Cloud), threadsWanted(Options),
+                           reportAs("measuring"));
     Lattice = makeLattice(Options, Index.bounds);
     checkCells(*Lattice, *Cloud);
     Plan = planBands(wanted, *Cloud, Index);
@@ -453,10 +343,8 @@ void RasterRun::rasterFiles(const Io::UnitReader& reader) {
         Result = Io::runJob(job, *Lattice, reader, Descriptions, Writers, reportAs("rastering"));
         isDone = true;
         for (std::size_t f = 0; f < choices.size(); ++f)
-            if (Result.clashes[f].happened && !Options.nodata && !std::isnan(asNumber(choices[f].value()))) {
-                choices[f].avoid(Result.clashes[f]);
+            if (Result.clashes[f].happened && !Options.nodata && choices[f].avoid(Result.clashes[f]))
                 isDone = false;
-            }
     }
 }
 

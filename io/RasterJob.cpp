@@ -14,9 +14,6 @@ namespace Tilewright::Io {
 
 namespace {
 
-/// More points than this are not loaded at a time; windows with more are halved, down to a cell.
-constexpr double mostPointsAtATime = 1.2e6;
-
 /// The finished pixels of a block, one tile a band; none where nothing is to be written.
 using BlockTiles = std::vector<std::unique_ptr<BandTile>>;
 

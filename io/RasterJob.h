@@ -18,6 +18,9 @@
 
 namespace Tilewright::Io {
 
+/// More points than this are not loaded at a time; windows with more are halved, down to a cell.
+inline constexpr double mostPointsAtATime = 1.2e6;
+
 /// Where the pixels of a band come from.
 struct JobBand {
     enum class Source {
