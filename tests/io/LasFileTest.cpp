@@ -2,7 +2,6 @@
 
 #include <functional>
 #include <limits>
-#include <map>
 #include <thread>
 
 #include <sys/stat.h>
@@ -27,20 +26,6 @@ protected:
 
 using testing::AllOf, testing::HasSubstr, testing::Not, testing::StartsWith;
 using Positions = std::vector<std::array<double, 3>>;
-
-/// An attribute's type and the values of all points, as far as a double can show them.
-using Values = std::pair<FieldType, std::vector<double>>;
-
-std::map<std::string, Values> valuesOf(const LasFile& file) {
-    std::map<std::string, Values> all;
-    for (const PointField& field : file.format().fields)
-        visitFieldType(field.type, [&]<class T>() {
-            std::vector<T> values(file.pointCount());
-            file.read(0, values.size(), nullptr, std::array{FieldColumn{&field, std::span(values)}});
-            all[field.name] = {field.type, std::vector<double>(values.begin(), values.end())};
-        });
-    return all;
-}
 
 // Points
 
