@@ -11,7 +11,10 @@
 
 #include <io/CoordinateSystem.h>
 #include <io/Errors.h>
+#include <io/InputFile.h>
 #include <io/LasFile.h>
+#include <io/PlyReader.h>
+#include <io/TextReader.h>
 
 namespace Tilewright::Io {
 
@@ -23,12 +26,22 @@ namespace fs = std::filesystem;
 constexpr std::array extensions = {".las", ".laz", ".ply",  ".xyz",     ".txt", ".csv", ".asc", ".pts",
                                    ".tsv", ".shp", ".gpkg", ".geojson", ".fgb", ".e57", ".pcd"};
 
+/// What makes a file a text with points. Texts have no other mark.
+constexpr std::array textExtensions = {".xyz", ".txt", ".csv", ".asc", ".pts", ".tsv"};
+
 std::string lowerExtension(const fs::path& path) {
     std::string extension = path.extension().string();
     std::ranges::transform(extension, extension.begin(), [](char c) {
         return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
     });
     return extension;
+}
+
+/// As many as tell what kind of file it is.
+std::string firstBytes(const fs::path& path) {
+    std::string bytes(227, '\0');
+    bytes.resize(InputFile(path).read(0, std::as_writable_bytes(std::span(bytes))));
+    return bytes;
 }
 
 /// Whether `pattern`, where * stands for any characters and ? for any one, fits all of `text`.
@@ -162,7 +175,13 @@ std::vector<CloudField> commonFields(std::span<const std::unique_ptr<PointSource
 
 } // namespace
 
-std::unique_ptr<PointSource> openPointFile(const fs::path& path, const CloudOptions&) {
+std::unique_ptr<PointSource> openPointFile(const fs::path& path, const CloudOptions& options) {
+    const std::string head = firstBytes(path);
+    if (head.starts_with("ply\n") || head.starts_with("ply\r\n"))
+        return readPly(path, options);
+    if (!head.starts_with("LASF") &&
+        std::ranges::find(textExtensions, lowerExtension(path)) != textExtensions.end())
+        return readText(path, options);
     return std::make_unique<LasFile>(path);
 }
 
