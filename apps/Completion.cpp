@@ -1,5 +1,6 @@
 #include "Completion.h"
 
+#include <algorithm>
 #include <memory>
 
 #include "CommandLine.h"
@@ -8,12 +9,12 @@ namespace Tilewright::App {
 
 namespace {
 
-/// Up to its first end of a clause: lists of a shell are narrow.
+/// Up to the end of its first clause: lists of a shell are narrow.
 std::string brief(const std::string& description) {
-    const std::size_t end = description.find_first_of(";:(");
-    std::string text = description.substr(0, end);
-    text.erase(text.find_last_not_of(' ') + 1);
-    return text;
+    std::size_t end = description.size();
+    for (const char* const clause : {"; ", ": ", " (", ", for example"})
+        end = std::min(end, description.find(clause));
+    return description.substr(0, end);
 }
 
 std::string joined(const Words& words, const std::string& separator) {
@@ -23,14 +24,10 @@ std::string joined(const Words& words, const std::string& separator) {
     return text;
 }
 
-/// `text` in single quotes, with a backslash before each of `special`.
-std::string quoted(const std::string& text, const std::string& special = "") {
+std::string quoted(const std::string& text) {
     std::string result = "'";
     for (const char c : text)
-        if (c == '\'')
-            result += "'\\''";
-        else
-            result += (special.find(c) == std::string::npos ? "" : "\\") + std::string(1, c);
+        result += c == '\'' ? "'\\''" : std::string(1, c);
     return result + "'";
 }
 
@@ -107,22 +104,28 @@ std::string zshAction(const std::string& label) {
     return label == "FOLDER" ? "_files -/" : "";
 }
 
+/// With a backslash before what _arguments takes for its own.
+std::string zshText(const std::string& text) {
+    std::string result;
+    for (const char c : text)
+        result += (std::string("[]:\\").find(c) == std::string::npos ? "" : "\\") + std::string(1, c);
+    return result;
+}
+
 /// An option in the language of _arguments.
 std::string zshSpec(const CLI::Option& option) {
     const std::string label = option.get_type_name();
-    const std::string special = "[]:\\";
-    if (option.get_positional()) {
-        const bool isRepeated = option.get_items_expected_max() > 1;
-        return quoted(isRepeated ? "*" : "1") + ":" + quoted(label, special) + ":" + quoted(zshAction(label));
-    }
+    const std::string value = ":" + zshText(label) + ":" + zshAction(label);
+    if (option.get_positional())
+        return quoted((choicesOf(label).empty() ? "*" : "1") + value);
     std::string values;
     for (int i = 0; !isFlag(option) && i < option.get_type_size(); ++i)
-        values += ":" + quoted(label, special) + ":" + quoted(zshAction(label));
+        values += value;
     const Words names = spellings(option);
     const bool isRepeated = option.get_multi_option_policy() == CLI::MultiOptionPolicy::TakeAll;
     std::string spec = isRepeated ? "'*'" : names.size() > 1 ? quoted("(" + joined(names, " ") + ")") : "";
     spec += names.size() > 1 ? "{" + joined(names, ",") + "}" : names.front();
-    return spec + quoted("[" + quoted(brief(option.get_description()), special) + "]") + values;
+    return spec + quoted("[" + zshText(brief(option.get_description())) + "]" + values);
 }
 
 void printZsh(std::ostream& out, const CLI::App& app) {

@@ -1,5 +1,6 @@
 #include "InfoCommand.h"
 
+#include <cmath>
 #include <iostream>
 #include <memory>
 #include <thread>
@@ -56,6 +57,10 @@ std::string fieldNumber(double number, Io::FieldType type) {
 }
 std::string fieldNumber(unsigned long long number, Io::FieldType) { return numberText(number); }
 
+std::string areaText(double area) {
+    return area < 1000.0 ? roundedNumber(area, 4) : numberText(std::round(area));
+}
+
 std::string rasterCommand(const InfoOptions& options, double cell) {
     std::string command = "tilewright raster";
     for (const std::string& input : options.inputs)
@@ -110,7 +115,7 @@ void printText(std::ostream& out, const InfoOptions& options, const Io::PointClo
         printBounds(out, summary.bounds);
     if (summary.density)
         out << "density  " << roundedNumber(*summary.density, 3) << " points for each square "
-            << (unit.empty() ? "unit" : oneLine(unit)) << " of the " << roundedNumber(summary.area, 4)
+            << (unit.empty() ? "unit" : oneLine(unit)) << " of the " << areaText(summary.area)
             << " that they cover\n";
     printFields(out, cloud, summary);
     if (summary.cell)
@@ -223,7 +228,7 @@ void addInfoCommand(CLI::App& app, std::ostream& out) {
     command.add_flag("-q,--quiet", options->quiet, "No progress");
     command.callback([options, &out] {
         if (options->inputs.empty())
-            throw CLI::RequiredError("a file");
+            throw CLI::ValidationError("info", "wants a file");
         runInfo(*options, out);
     });
 }

@@ -183,9 +183,9 @@ void addWorkOptions(CLI::App& command, RasterOptions& options) {
     addOption(command, "--scratch", "FOLDER", 1,
               "Where to put what does not fit into memory (default: the folder of the output)",
               [&options](const Words& words) { options.scratch = words[0]; });
-    addOption(command, "--overlap", "N", 1, "Of earlier versions: checked, and without effect",
+    addOption(command, "--overlap", "N", 1, "Of no effect on the files any more, but checked",
               [](const Words& words) { readCount("--overlap", words[0], 0, mostOverlap); });
-    addOption(command, "--fragments", "COLUMNSxROWS", 1, "Of earlier versions: checked, and without effect",
+    addOption(command, "--fragments", "COLUMNSxROWS", 1, "Of no effect on the files any more, but checked",
               [](const Words& words) { checkFragments(words[0]); });
 }
 
@@ -227,7 +227,7 @@ void addRasterCommand(CLI::App& app, std::function<void(const RasterArguments&)>
     command.callback([state, run = std::move(run)] {
         const Words& files = state->files;
         if (files.size() < 2)
-            throw CLI::RequiredError("an input and an output");
+            throw CLI::ValidationError("raster", "wants an input and an output");
         state->arguments.options.inputs.assign(files.begin(), files.end() - 1);
         state->arguments.options.output = files.back();
         checkCreationOptions(state->arguments.options.creationOptions);

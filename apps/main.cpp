@@ -83,6 +83,8 @@ int run(CLI::App& app, App::Words words) {
         words = App::plainWords(app, std::move(words));
         std::ranges::reverse(words);
         app.parse(words);
+        if (app.get_subcommands().empty())
+            throw CLI::RequiredError("A command");
     } catch (const CLI::Success& asked) {
         app.exit(asked);
     } catch (const CLI::ParseError& wrong) {
@@ -104,8 +106,8 @@ int main(int argc, char** argv) {
     CLI::App app("Turns point clouds into regular rasters.", "tilewright");
     app.formatter(std::make_shared<App::HelpFormatter>());
     app.set_help_flag("-h,--help", "Show this help");
-    app.set_version_flag("--version", "tilewright " TILEWRIGHT_VERSION);
-    app.require_subcommand(1);
+    app.set_version_flag("--version", "tilewright " TILEWRIGHT_VERSION, "Show the version");
+    app.require_subcommand(0, 1);
     app.footer(examples);
     App::addRasterCommand(app, runRasterCommand);
     App::addInfoCommand(app, std::cout);
