@@ -240,4 +240,17 @@ std::string coordinateSystemName(std::string_view wkt) {
     return name ? name : "";
 }
 
+std::string coordinateSystemUnit(std::string_view wkt) {
+    const Silence silence;
+    OGRSpatialReference system;
+    if (system.importFromWkt(std::string(wkt).c_str()) != OGRERR_NONE)
+        return {};
+    const char* name = nullptr;
+    if (system.IsGeographic())
+        system.GetAngularUnits(&name);
+    else
+        system.GetLinearUnits(&name);
+    return name ? name : "";
+}
+
 } // namespace Tilewright::Io
