@@ -221,7 +221,7 @@ std::string coordinateSystemFromGeoKeys(const GeoKeys& keys) {
 bool isSameCoordinateSystem(std::string_view a, std::string_view b) {
     if (a == b)
         return true;
-    const Silence silence;
+    const GdalMessages unheard;
     OGRSpatialReference first, second;
     if (first.importFromWkt(std::string(a).c_str()) != OGRERR_NONE ||
         second.importFromWkt(std::string(b).c_str()) != OGRERR_NONE)
@@ -233,7 +233,7 @@ bool isSameCoordinateSystem(std::string_view a, std::string_view b) {
 }
 
 std::string coordinateSystemName(std::string_view wkt) {
-    const Silence silence;
+    const GdalMessages unheard;
     OGRSpatialReference system;
     const bool isRead = system.importFromWkt(std::string(wkt).c_str()) == OGRERR_NONE;
     const char* const name = isRead ? system.GetName() : nullptr;
@@ -241,7 +241,7 @@ std::string coordinateSystemName(std::string_view wkt) {
 }
 
 std::string coordinateSystemUnit(std::string_view wkt) {
-    const Silence silence;
+    const GdalMessages unheard;
     OGRSpatialReference system;
     if (system.importFromWkt(std::string(wkt).c_str()) != OGRERR_NONE)
         return {};
