@@ -112,45 +112,36 @@ Io::PixelType commonType(Io::PixelType a, Io::PixelType b) {
     return isShort ? b : Type::Float64;
 }
 
-std::optional<Io::PixelType> readPixelType(const std::string& name) {
-    struct Known {
-        const char* name;
-        Io::PixelType type;
-    };
-    constexpr std::array<Known, 7> known = {{{"Byte", Io::PixelType::Byte},
-                                             {"UInt16", Io::PixelType::UInt16},
-                                             {"UInt32", Io::PixelType::UInt32},
-                                             {"UInt64", Io::PixelType::UInt64},
-                                             {"Int32", Io::PixelType::Int32},
-                                             {"Float32", Io::PixelType::Float32},
-                                             {"Float64", Io::PixelType::Float64}}};
-    if (name.empty())
-        return std::nullopt;
-    for (const Known& type : known)
-        if (name == type.name)
-            return type.type;
-    throw Io::UsageError("the type '" + name +
-                         "' is none of Byte, UInt16, UInt32, UInt64, Int32, Float32, Float64");
+struct NamedType {
+    const char* name;
+    Io::PixelType type;
+    std::uint64_t bytes;
+};
+
+constexpr std::array<NamedType, 7> pixelTypes = {{{"Byte", Io::PixelType::Byte, 1},
+                                                  {"UInt16", Io::PixelType::UInt16, 2},
+                                                  {"UInt32", Io::PixelType::UInt32, 4},
+                                                  {"UInt64", Io::PixelType::UInt64, 8},
+                                                  {"Int32", Io::PixelType::Int32, 4},
+                                                  {"Float32", Io::PixelType::Float32, 4},
+                                                  {"Float64", Io::PixelType::Float64, 8}}};
+
+const NamedType& describeType(Io::PixelType type) {
+    return *std::ranges::find(pixelTypes, type, &NamedType::type);
 }
 
-const char* nameOf(Io::PixelType type) {
-    switch (type) {
-    case Io::PixelType::Float32:
-        return "Float32";
-    case Io::PixelType::Float64:
-        return "Float64";
-    case Io::PixelType::Byte:
-        return "Byte";
-    case Io::PixelType::UInt16:
-        return "UInt16";
-    case Io::PixelType::UInt32:
-        return "UInt32";
-    case Io::PixelType::UInt64:
-        return "UInt64";
-    case Io::PixelType::Int32:
-        return "Int32";
+/// None for an empty name.
+std::optional<Io::PixelType> readPixelType(const std::string& name) {
+    if (name.empty())
+        return std::nullopt;
+    std::string known;
+    for (const NamedType& type : pixelTypes) {
+        if (name == type.name)
+            return type.type;
+        known += known.empty() ? "" : ", ";
+        known += type.name;
     }
-    return "";
+    throw Io::UsageError("the type '" + name + "' is none of " + known);
 }
 
 /// Everything of a run that stands before the first point is rastered.
@@ -370,9 +361,9 @@ void RasterRun::reportBands() {
             report.path = Paths[f].string();
             report.request = band.request;
             report.unit = unitOf(band);
-            report.type = nameOf(FixedType.value_or(Plan.files[f].bands.front().type));
+            report.type = describeType(FixedType.value_or(Plan.files[f].bands.front().type)).name;
             if (!Writers.empty()) {
-                report.type = nameOf(Descriptions[f].type);
+                report.type = describeType(Descriptions[f].type).name;
                 if (Descriptions[f].nodata)
                     report.nodata = asNumber(*Descriptions[f].nodata);
                 const Io::BandStatistics statistics = Writers[f].statistics(b);
@@ -400,11 +391,11 @@ RasterReport RasterRun::run() {
     Report.extent = extentOf(*Lattice);
     Report.coordinateSystem = System;
     Report.threads = Shares.threads;
-    Report.memory = Shares.estimate;
+    Report.memory = Shares.working;
     Report.notes = Plan.notes;
     for (const PlannedFile& file : Plan.files)
-        Report.outputBytes +=
-            Lattice->cells() * file.bands.size() * Io::pixelSize(FixedType.value_or(file.bands.front().type));
+        Report.outputBytes += Lattice->cells() * file.bands.size() *
+                              describeType(FixedType.value_or(file.bands.front().type)).bytes;
     Report.dryRun = Options.dryRun;
     if (!Options.dryRun) {
         rasterFiles(*makeReader());
