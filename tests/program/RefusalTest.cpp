@@ -67,12 +67,6 @@ TEST_F(Refusal, WrongUsageAndBadInputHaveExitStatusesOfTheirOwn) {
         {1, {"--cell", "1e-6"}, "memory"},
         {1, {"--request", "Red:Mean:Zdir"}, "no field 'Red'"},
         {1, {"--select", "2@Nothing"}, "no field 'Nothing'"},
-        {2, {"--cell", "0"}, "cell size"},
-        {2, {"--cell", "1,5"}, "--cell"},
-        {2, {"--overlap", "-1"}, "--overlap"},
-        {2, {"--fragments", "0x3"}, "0x3"},
-        {2, {"--fragments", "99999999999999999999x1"}, "99999999999999999999x1"},
-        {2, {"--sparse-limit", "-1"}, "--sparse-limit"},
         {2, {"--request", "Positions"}, "FIELD:FILTER:DIRECTION"},
         {2, {"--request", "a\nb"}, "a b"},
         {2, {"--request", "Positions:mean:Zdir"}, "mean"},
@@ -134,14 +128,6 @@ TEST_F(Refusal, InterruptionStopsTheRunSoonAndLeavesNothing) {
         const auto asked = Clock::now();
         expectRefusal(finish(pid), 1, "interrupted");
         EXPECT_LT(Clock::now() - asked, std::chrono::seconds(5)) << "asked after " << milliseconds << " ms";
-    }
-}
-
-TEST_F(Refusal, HelpAndVersionAreNoFailures) {
-    for (const Arguments& arguments : {Arguments{"--help"}, {"--version"}, {"raster", "--help"}}) {
-        const Outcome outcome = run(arguments);
-        EXPECT_EQ((std::pair(0, std::string())), (std::pair(outcome.status, outcome.err)));
-        EXPECT_NE("", outcome.out);
     }
 }
 
