@@ -10,12 +10,12 @@
 #include <vector>
 
 #include <cpl_conv.h>
-#include <cpl_error.h>
 #include <cpl_vsi.h>
 #include <gdal_frmts.h>
 #include <gdal_priv.h>
 #include <ogr_spatialref.h>
 
+#include <io/GdalSilence.h>
 #include <io/LasBytes.h>
 
 namespace Tilewright::Io {
@@ -24,18 +24,6 @@ namespace {
 
 /// No honest coordinate system comes near this size, and the parsers should not be fed gigabytes of noise.
 constexpr std::size_t largestRecord = std::size_t{1} << 20;
-
-/// Keeps the complaints about texts and keys that cannot be understood off the user's screen.
-class Silence {
-public:
-    Silence() { CPLPushErrorHandler(CPLQuietErrorHandler); }
-    ~Silence() {
-        CPLPopErrorHandler();
-        CPLErrorReset();
-    }
-    Silence(const Silence&) = delete;
-    Silence& operator=(const Silence&) = delete;
-};
 
 /// Sets an option for this thread, and back at the end.
 class ThreadOption {
@@ -206,7 +194,7 @@ std::string coordinateSystemFromWkt(std::string_view wkt) {
     if (text.empty() || text.size() > largestRecord) {
         return {};
     }
-    const Silence silence;
+    const GdalSilence silence;
     OGRSpatialReference system;
     return system.importFromWkt(text.c_str()) == OGRERR_NONE ? asWkt2(system) : std::string();
 }
@@ -241,7 +229,7 @@ std::string coordinateSystemFromGeoKeys(const GeoKeys& keys) {
 
     static std::once_flag registered;
     std::call_once(registered, GDALRegister_GTiff);
-    const Silence silence;
+    const GdalSilence silence;
     const ThreadOption compound("GTIFF_REPORT_COMPD_CS", "YES");
     const MemoryFile file(tiff.build());
     const std::array<const char*, 2> drivers = {"GTiff", nullptr};
@@ -255,7 +243,7 @@ std::string coordinateSystemFromGeoKeys(const GeoKeys& keys) {
 bool isSameCoordinateSystem(std::string_view a, std::string_view b) {
     if (a == b)
         return true;
-    const Silence silence;
+    const GdalSilence silence;
     OGRSpatialReference first, second;
     if (first.importFromWkt(std::string(a).c_str()) != OGRERR_NONE ||
         second.importFromWkt(std::string(b).c_str()) != OGRERR_NONE)
@@ -267,7 +255,7 @@ bool isSameCoordinateSystem(std::string_view a, std::string_view b) {
 }
 
 std::string coordinateSystemName(std::string_view wkt) {
-    const Silence silence;
+    const GdalSilence silence;
     OGRSpatialReference system;
     const bool isRead = system.importFromWkt(std::string(wkt).c_str()) == OGRERR_NONE;
     const char* const name = isRead ? system.GetName() : nullptr;
