@@ -1,59 +1,205 @@
 #include "Progress.h"
 
+#include <algorithm>
+#include <cmath>
 #include <csignal>
+#include <cstdlib>
 #include <iostream>
+#include <streambuf>
+#include <sys/ioctl.h>
 #include <unistd.h>
+
+#include "Text.h"
 
 namespace Tilewright::App {
 
 namespace {
 
+using namespace std::chrono_literals;
+
 volatile std::sig_atomic_t interrupted = 0;
 
 extern "C" void noteInterruption(int) { interrupted = 1; }
 
-constexpr std::uint64_t barWidth = 40;
+/// Notes the signal once; the next one does what it does by default.
+void catchSignal(int signal) {
+    struct sigaction action = {};
+    action.sa_handler = noteInterruption;
+    action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);
+    sigaction(signal, &action, nullptr);
+}
+
+constexpr auto betweenBars = 100ms;
+constexpr auto betweenLines = 1s;
+/// What is over sooner needs no progress.
+constexpr auto beforeBars = 200ms;
+constexpr auto beforeLines = 2s;
+/// A rate over less is no more than noise.
+constexpr auto beforePace = 1s;
+
+bool isTerminal() {
+    const char* const kind = std::getenv("TERM");
+    return isatty(STDERR_FILENO) != 0 && !(kind && std::string_view(kind) == "dumb");
+}
+
+/// A line of the full width would be broken by some terminals.
+std::size_t lineWidth() {
+    constexpr std::size_t usual = 80;
+    winsize size = {};
+    const bool isKnown = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1;
+    return std::min<std::size_t>(isKnown ? size.ws_col : usual, usual) - 1;
+}
+
+std::string readableRate(double perSecond, std::string_view unit) {
+    constexpr std::string_view prefixes = " kMG";
+    std::size_t prefix = 0;
+    for (; perSecond >= 999.5 && prefix + 1 < prefixes.size(); ++prefix)
+        perSecond /= 1000.0;
+    std::string text = roundedNumber(perSecond, 3) + " ";
+    if (prefix != 0)
+        text += std::string(1, prefixes[prefix]) + " ";
+    return text + std::string(unit) + "/s";
+}
+
+std::string readableTime(double seconds) {
+    const auto whole = static_cast<std::uint64_t>(std::ceil(seconds));
+    const auto two = [](std::uint64_t number) { return (number < 10 ? "0" : "") + std::to_string(number); };
+    if (whole < 3600)
+        return std::to_string(whole / 60) + ":" + two(whole % 60);
+    return std::to_string(whole / 3600) + ":" + two(whole / 60 % 60) + ":" + two(whole % 60);
+}
+
+/// Takes everything and keeps nothing. Unlike a stream without a buffer it changes no state of the stream,
+/// which several threads may be writing to.
+class NullBuffer : public std::streambuf {
+    int_type overflow(int_type c) override { return traits_type::not_eof(c); }
+    std::streamsize xsputn(const char*, std::streamsize count) override { return count; }
+};
+
+/// All who keep the standard output quiet now.
+struct Quiet {
+    std::mutex changing;
+    unsigned count = 0;
+    std::streambuf* before = nullptr;
+    NullBuffer null;
+};
+
+Quiet& quiet() {
+    static Quiet one;
+    return one;
+}
 
 } // namespace
 
 void catchInterruptions() {
-    std::signal(SIGINT, noteInterruption);
-    std::signal(SIGTERM, noteInterruption);
+    catchSignal(SIGINT);
+    catchSignal(SIGTERM);
     // Whoever runs the program beyond the end of a login has it ignored already.
-    if (std::signal(SIGHUP, noteInterruption) == SIG_IGN)
-        std::signal(SIGHUP, SIG_IGN);
+    if (std::signal(SIGHUP, SIG_IGN) != SIG_IGN)
+        catchSignal(SIGHUP);
     // A file beyond the user's limit then fails to be written, like one on a full disk.
     std::signal(SIGXFSZ, SIG_IGN);
 }
 
 bool isInterrupted() { return interrupted != 0; }
 
-ProgressBar::ProgressBar() : IsTerminal(isatty(STDERR_FILENO) != 0) {}
+ProgressBar::ProgressBar(bool isQuiet)
+    : Shown(isQuiet        ? Kind::Silent
+            : isTerminal() ? Kind::Bar
+                           : Kind::Lines),
+      Next((Clock::now() + (Shown == Kind::Bar ? Clock::duration(beforeBars) : Clock::duration(beforeLines)))
+               .time_since_epoch()
+               .count()) {}
 
 ProgressBar::~ProgressBar() {
-    if (!Shown.empty())
-        std::cerr << "\r" << std::string(Shown.size(), ' ') << "\r" << std::flush;
+    if (Width != 0)
+        std::cerr << "\r" << std::string(Width, ' ') << "\r" << std::flush;
 }
 
-bool ProgressBar::show(const std::string& step, std::uint64_t done, std::uint64_t total) {
-    if (IsTerminal && total != 0) {
-        const auto filled = static_cast<std::size_t>(barWidth * done / total);
-        std::string text = step + " [" + std::string(filled, '#') + std::string(barWidth - filled, '.') +
-                           "] " + std::to_string(100 * done / total) + " %";
-        text.resize(std::max(text.size(), Shown.size()), ' ');
-        if (text != Shown)
-            std::cerr << "\r" << text << std::flush;
-        Shown = text;
+bool ProgressBar::show(std::string_view step, std::uint64_t done, std::uint64_t total,
+                       std::string_view unit) {
+    if (Shown != Kind::Silent && total != 0) {
+        const auto now = Clock::now().time_since_epoch().count();
+        // Whoever moves the time on is the one to draw.
+        auto next = Next.load(std::memory_order_relaxed);
+        const Clock::duration wait = Shown == Kind::Bar ? Clock::duration(betweenBars) : betweenLines;
+        if (now >= next && Next.compare_exchange_strong(next, now + wait.count(), std::memory_order_relaxed))
+            draw(step, done, total, unit);
     }
     return !isInterrupted();
 }
 
-bool FragmentProgress::reportProgress(const std::string&, unsigned done, unsigned total) {
-    return Bar.show("rastering", done, total);
+void ProgressBar::draw(std::string_view step, std::uint64_t done, std::uint64_t total,
+                       std::string_view unit) {
+    const std::lock_guard lock(Drawing);
+    if (step != Step) {
+        Step = step;
+        Start = Clock::now();
+        First = Done = done;
+        Tenths = 0;
+    }
+    // Threads overtake each other.
+    Done = std::min(std::max(Done, done), total);
+    const double share = static_cast<double>(Done) / static_cast<double>(total);
+    const std::string text = pace(static_cast<double>(total - Done), unit);
+    if (Shown == Kind::Bar)
+        drawBar(share, text);
+    else
+        drawLine(share, text);
 }
 
-QuietStandardOutput::QuietStandardOutput() : Buffer(std::cout.rdbuf(nullptr)) {}
+std::string ProgressBar::pace(double rest, std::string_view unit) const {
+    const auto elapsed = Clock::now() - Start;
+    if (elapsed < beforePace || Done == First)
+        return {};
+    const double perSecond =
+        static_cast<double>(Done - First) / std::chrono::duration<double>(elapsed).count();
+    return (unit.empty() ? "" : ", " + readableRate(perSecond, unit)) + ", " +
+           readableTime(rest / perSecond) + " left";
+}
 
-QuietStandardOutput::~QuietStandardOutput() { std::cout.rdbuf(Buffer); }
+void ProgressBar::drawBar(double share, const std::string& pace) {
+    constexpr std::size_t longestBar = 30;
+    std::string text = std::to_string(static_cast<int>(100.0 * share)) + " %" + pace;
+    const std::size_t width = lineWidth();
+    const std::size_t other = Step.size() + text.size() + 4;
+    if (other < width) {
+        const std::size_t length = std::min(longestBar, width - other);
+        const auto filled = static_cast<std::size_t>(share * static_cast<double>(length));
+        text = "[" + std::string(filled, '#') + std::string(length - filled, '.') + "] " + text;
+    }
+    text = (Step + " " + text).substr(0, width);
+    const std::size_t shown = text.size();
+    // Over what is left of a longer one.
+    text.resize(std::max(shown, std::min(Width, width)), ' ');
+    std::cerr << "\r" << text << std::flush;
+    Width = shown;
+}
+
+void ProgressBar::drawLine(double share, const std::string& pace) {
+    const int tenths = static_cast<int>(10.0 * share);
+    if (tenths <= Tenths)
+        return;
+    Tenths = tenths;
+    std::cerr << "tilewright: " + Step + " " + std::to_string(static_cast<int>(100.0 * share)) + " %" + pace +
+                     "\n"
+              << std::flush;
+}
+
+bool FragmentProgress::reportProgress(const std::string&, unsigned done, unsigned total) {
+    return Bar.show("rastering", done, total, "");
+}
+
+QuietStandardOutput::QuietStandardOutput() {
+    const std::lock_guard lock(quiet().changing);
+    if (quiet().count++ == 0)
+        quiet().before = std::cout.rdbuf(&quiet().null);
+}
+
+QuietStandardOutput::~QuietStandardOutput() {
+    const std::lock_guard lock(quiet().changing);
+    if (--quiet().count == 0)
+        std::cout.rdbuf(quiet().before);
+}
 
 } // namespace Tilewright::App

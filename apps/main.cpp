@@ -1,5 +1,6 @@
-#include <charconv>
+#include <algorithm>
 #include <iostream>
+#include <memory>
 #include <new>
 #include <string>
 
@@ -7,111 +8,110 @@
 
 #include <io/Errors.h>
 
+#include "CommandLine.h"
+#include "Completion.h"
+#include "InfoCommand.h"
 #include "Progress.h"
+#include "RasterArguments.h"
 #include "RasterCommand.h"
+#include "RasterSummary.h"
+#include "Text.h"
 
 namespace {
 
-using Tilewright::App::RasterOptions;
+using namespace Tilewright;
 
 constexpr int failed = 1;
 constexpr int wrongUsage = 2;
 
-constexpr std::uint64_t mostFragmentsOnSide = 1000;
+constexpr auto examples = R"(Examples:
+  tilewright info scan.las
+  tilewright raster scan.las heights.tif --cell 0.5
+  tilewright help raster)";
 
-/// Reads "NxM"; the whole text must be of that form, with numbers from 1 to 1000.
-bool parseFragments(const std::string& text, std::uint64_t& x, std::uint64_t& y) {
-    const char* const end = text.data() + text.size();
-    const auto first = std::from_chars(text.data(), end, x);
-    if (first.ec != std::errc() || first.ptr == end || *first.ptr != 'x')
-        return false;
-    const auto second = std::from_chars(first.ptr + 1, end, y);
-    return second.ec == std::errc() && second.ptr == end && x > 0 && y > 0 && x <= mostFragmentsOnSide &&
-           y <= mostFragmentsOnSide;
+int fail(const std::string& what, int status) {
+    std::cerr << "tilewright: " << App::oneLine(what) << std::endl;
+    return status;
 }
 
-void addRasterCommand(CLI::App& app, RasterOptions& options) {
-    CLI::App* const command = app.add_subcommand("raster", "Turn a point file into GeoTIFF rasters");
-    command->add_option("input", options.input, "Point file: LAS 1.0 to 1.4")->required();
-    command->add_option("output", options.output, "GeoTIFF; with several bands OUT-BAND.tif each")
-        ->required();
-    command->add_option("--cell", options.lattice.cell, "Cell size, in the units of the coordinates")
-        ->capture_default_str();
-    command
-        ->add_option(
-            "--request", options.requests,
-            "FIELD:FILTER:DIRECTION, or CellType, Density or Alpha; repeatable "
-            "(default Positions:Mean:Zdir). Heights are asked for as Positions. Filters: Mean, Min, Max, "
-            "Median, MaxOccurrence, Regression, Skip. Directions: Xdir, Ydir, Zdir, All")
-        ->take_all()
-        ->allow_extra_args(false);
-    command->add_option(
-        "--select", options.selection,
-        "Only points whose value lies in ranges: RANGES@FIELD, for example 2,9@Classification");
-    command
-        ->add_option("--overlap", options.lattice.overlap,
-                     "Cells that neighbouring fragments share in memory; the file has each cell once")
-        ->check(CLI::Range(0, 10000));
-    command
-        ->add_option_function<std::vector<double>>(
-            "--shift",
-            [&options](const std::vector<double>& shift) {
-                options.lattice.shiftX = shift[0];
-                options.lattice.shiftY = shift[1];
-            },
-            "Move the cell edges, in cells along x and y (default 0 0: edges are multiples of the cell size)")
-        ->expected(2);
-    command->add_option_function<std::string>(
-        "--fragments",
-        [&options](const std::string& text) {
-            if (!parseFragments(text, options.lattice.fragmentsX, options.lattice.fragmentsY))
-                throw CLI::ValidationError(
-                    "--fragments",
-                    "want COLUMNSxROWS of at most 1000x1000, for example 4x3, and not " + text);
-            options.chooseFragments = false;
-        },
-        "Fragments to work through, COLUMNSxROWS (default: by the number of cells)");
-    command->add_flag("--alpha", options.alpha, "Write the band Alpha, 255 where there are data");
-    command
-        ->add_option("--sparse-limit", options.sparseLimit,
-                     "Cells with at most so many points are without data")
-        ->capture_default_str();
-    command->callback([&options] {
-        if (options.requests.empty())
-            options.requests = {"Positions:Mean:Zdir"};
-        Tilewright::App::runRaster(options);
+App::RasterReport rasterWithProgress(const App::RasterArguments& arguments) {
+    App::ProgressBar bar(arguments.quiet);
+    return App::runRaster(arguments.options, bar);
+}
+
+void runRasterCommand(const App::RasterArguments& arguments) {
+    const App::RasterReport report = rasterWithProgress(arguments);
+    for (const std::string& note : report.notes)
+        std::cerr << "tilewright: note: " << App::oneLine(note) << std::endl;
+    if (arguments.json)
+        App::printJson(std::cout, report);
+    else if (!arguments.quiet)
+        App::printSummary(std::cout, report);
+}
+
+void addHelpCommand(CLI::App& app) {
+    const auto words = std::make_shared<App::Words>();
+    CLI::App& command = *app.add_subcommand("help", "Tell how a command is used");
+    std::string names = "help";
+    for (const CLI::App* other : App::commandsOf(app))
+        if (other != &command)
+            names += "|" + other->get_name();
+    App::addPositionals(command, "command", names, "The command; without one, the program as a whole",
+                        *words);
+    command.footer("Examples:\n  tilewright help raster");
+    command.callback([&app, words] {
+        const CLI::App* about = &app;
+        if (!words->empty())
+            about = App::findCommand(app, words->front());
+        if (!about || words->size() > 1)
+            throw CLI::ExtrasError("help", *words);
+        // Not App::help(): that would tell about the command that runs.
+        const std::string name = about == &app ? app.get_name() : app.get_name() + " " + about->get_name();
+        std::cout << app.get_formatter()->make_help(about, name, CLI::AppFormatMode::Normal);
     });
 }
 
-/// One line, whatever characters a name in the text has.
-int report(std::string what, int status) {
-    for (char& c : what)
-        c = static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
-    std::cerr << "tilewright: " << what << std::endl;
-    return status;
+/// Wrong usage, with a hint at where the right one stands.
+int failUsage(const CLI::App& app, const std::string& what) {
+    const auto commands = app.get_subcommands();
+    const std::string name = commands.empty() ? "" : " " + commands.front()->get_name();
+    return fail(what + "; see tilewright" + name + " --help", wrongUsage);
+}
+
+int run(CLI::App& app, App::Words words) {
+    try {
+        words = App::plainWords(app, std::move(words));
+        std::ranges::reverse(words);
+        app.parse(words);
+        if (app.get_subcommands().empty())
+            throw CLI::RequiredError("A command");
+    } catch (const CLI::Success& asked) {
+        app.exit(asked);
+    } catch (const CLI::ParseError& wrong) {
+        return failUsage(app, wrong.what());
+    } catch (const Io::UsageError& wrong) {
+        return fail(wrong.what(), wrongUsage);
+    } catch (const std::bad_alloc&) {
+        return fail("not enough memory", failed);
+    } catch (const std::exception& failure) {
+        return fail(failure.what(), failed);
+    }
+    return std::cout.flush() ? 0 : fail("the standard output can't be written", failed);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    Tilewright::App::catchInterruptions();
-    CLI::App app("Turns point clouds into regular rasters", "tilewright");
-    app.set_version_flag("--version", "tilewright " TILEWRIGHT_VERSION);
-    app.require_subcommand(1);
-    RasterOptions options;
-    addRasterCommand(app, options);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::Success& asked) {
-        return app.exit(asked);
-    } catch (const CLI::ParseError& wrong) {
-        return report(wrong.what(), wrongUsage);
-    } catch (const Tilewright::Io::UsageError& wrong) {
-        return report(wrong.what(), wrongUsage);
-    } catch (const std::bad_alloc&) {
-        return report("not enough memory", failed);
-    } catch (const std::exception& failure) {
-        return report(failure.what(), failed);
-    }
-    return std::cout.flush() ? 0 : report("the standard output can't be written", failed);
+    App::catchInterruptions();
+    CLI::App app("Turns point clouds into regular rasters.", "tilewright");
+    app.formatter(std::make_shared<App::HelpFormatter>());
+    app.set_help_flag("-h,--help", "Show this help");
+    app.set_version_flag("--version", "tilewright " TILEWRIGHT_VERSION, "Show the version");
+    app.require_subcommand(0, 1);
+    app.footer(examples);
+    App::addRasterCommand(app, runRasterCommand);
+    App::addInfoCommand(app, std::cout);
+    App::addCompletionCommand(app, std::cout);
+    addHelpCommand(app);
+    return run(app, App::Words(argv + std::min(argc, 1), argv + argc));
 }

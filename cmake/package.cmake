@@ -34,6 +34,16 @@ if(TARGET tilewright_program)
   set_target_properties(tilewright_program PROPERTIES INSTALL_RPATH "$ORIGIN/${lib_from_bin}")
   install(TARGETS tilewright_program RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
   add_dependencies(tilewright_shipped tilewright_program)
+  install(FILES ${PROJECT_SOURCE_DIR}/docs/tilewright.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+endif()
+
+if(TARGET tilewright_completions)
+  set(scripts ${PROJECT_BINARY_DIR}/apps/completion)
+  install(FILES ${scripts}.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME tilewright)
+  install(FILES ${scripts}.zsh DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions RENAME _tilewright)
+  install(FILES ${scripts}.fish
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d RENAME tilewright.fish)
+  add_dependencies(tilewright_shipped tilewright_completions)
 endif()
 
 configure_package_config_file(

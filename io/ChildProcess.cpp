@@ -13,8 +13,6 @@
 
 #include <io/Interruption.h>
 
-extern "C" char** environ; // NOLINT: no header declares it
-
 namespace Tilewright::Io {
 
 namespace {
@@ -84,6 +82,7 @@ private:
 
 pid_t spawn(std::vector<std::string> words, int errorOutput) {
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);

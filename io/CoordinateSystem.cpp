@@ -5,17 +5,14 @@
 #include <atomic>
 #include <cstdint>
 #include <cstring>
-#include <mutex>
-#include <optional>
 #include <vector>
 
 #include <cpl_conv.h>
 #include <cpl_vsi.h>
-#include <gdal_frmts.h>
 #include <gdal_priv.h>
 #include <ogr_spatialref.h>
 
-#include <io/GdalSilence.h>
+#include <io/Gdal.h>
 #include <io/LasBytes.h>
 
 namespace Tilewright::Io {
@@ -24,24 +21,6 @@ namespace {
 
 /// No honest coordinate system comes near this size, and the parsers should not be fed gigabytes of noise.
 constexpr std::size_t largestRecord = std::size_t{1} << 20;
-
-/// Sets an option for this thread, and back at the end.
-class ThreadOption {
-public:
-    ThreadOption(const char* key, const char* value) : key(key) {
-        if (const char* text = CPLGetThreadLocalConfigOption(key, nullptr)) {
-            before = text;
-        }
-        CPLSetThreadLocalConfigOption(key, value);
-    }
-    ~ThreadOption() { CPLSetThreadLocalConfigOption(key, before ? before->c_str() : nullptr); }
-    ThreadOption(const ThreadOption&) = delete;
-    ThreadOption& operator=(const ThreadOption&) = delete;
-
-private:
-    const char* key;
-    std::optional<std::string> before;
-};
 
 std::string asWkt2(const OGRSpatialReference& system) {
     // A local system without a name is what comes out of keys that say next to nothing.
@@ -194,7 +173,7 @@ std::string coordinateSystemFromWkt(std::string_view wkt) {
     if (text.empty() || text.size() > largestRecord) {
         return {};
     }
-    const GdalSilence silence;
+    const GdalMessages unheard;
     OGRSpatialReference system;
     return system.importFromWkt(text.c_str()) == OGRERR_NONE ? asWkt2(system) : std::string();
 }
@@ -227,9 +206,8 @@ std::string coordinateSystemFromGeoKeys(const GeoKeys& keys) {
     tiff.addDoubles(numbersTag, {keys.numbers.begin(), keys.numbers.end()});
     tiff.addText(textsTag, std::move(texts));
 
-    static std::once_flag registered;
-    std::call_once(registered, GDALRegister_GTiff);
-    const GdalSilence silence;
+    geoTiffDriver(); // has to be there
+    const GdalMessages unheard;
     const ThreadOption compound("GTIFF_REPORT_COMPD_CS", "YES");
     const MemoryFile file(tiff.build());
     const std::array<const char*, 2> drivers = {"GTiff", nullptr};
@@ -243,7 +221,7 @@ std::string coordinateSystemFromGeoKeys(const GeoKeys& keys) {
 bool isSameCoordinateSystem(std::string_view a, std::string_view b) {
     if (a == b)
         return true;
-    const GdalSilence silence;
+    const GdalMessages unheard;
     OGRSpatialReference first, second;
     if (first.importFromWkt(std::string(a).c_str()) != OGRERR_NONE ||
         second.importFromWkt(std::string(b).c_str()) != OGRERR_NONE)
@@ -255,10 +233,23 @@ bool isSameCoordinateSystem(std::string_view a, std::string_view b) {
 }
 
 std::string coordinateSystemName(std::string_view wkt) {
-    const GdalSilence silence;
+    const GdalMessages unheard;
     OGRSpatialReference system;
     const bool isRead = system.importFromWkt(std::string(wkt).c_str()) == OGRERR_NONE;
     const char* const name = isRead ? system.GetName() : nullptr;
+    return name ? name : "";
+}
+
+std::string coordinateSystemUnit(std::string_view wkt) {
+    const GdalMessages unheard;
+    OGRSpatialReference system;
+    if (system.importFromWkt(std::string(wkt).c_str()) != OGRERR_NONE)
+        return {};
+    const char* name = nullptr;
+    if (system.IsGeographic())
+        system.GetAngularUnits(&name);
+    else
+        system.GetLinearUnits(&name);
     return name ? name : "";
 }
 

@@ -33,5 +33,7 @@ bool isSameCoordinateSystem(std::string_view a, std::string_view b);
 
 /// What a system in WKT is called; empty if it has no name.
 std::string coordinateSystemName(std::string_view wkt);
+/// The unit of its x and y, such as "metre" or "degree"; empty if it has none.
+std::string coordinateSystemUnit(std::string_view wkt);
 
 } // namespace Tilewright::Io

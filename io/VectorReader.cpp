@@ -3,19 +3,16 @@
 #include <algorithm>
 #include <array>
 #include <limits>
-#include <mutex>
 #include <optional>
 #include <utility>
 
 #include <cpl_conv.h>
-#include <gdal_priv.h>
 #include <ogr_spatialref.h>
 #include <ogrsf_frmts.h>
 
 #include <io/CoordinateSystem.h>
 #include <io/FieldNames.h>
-#include <io/GdalSilence.h>
-#include <io/Messages.h>
+#include <io/Gdal.h>
 #include <io/RecordStore.h>
 
 namespace Tilewright::Io {
@@ -135,8 +132,8 @@ private:
     template <class Visitor> void forEachFeature(Visitor&& visit) {
         constexpr std::uint64_t stride = 4096;
         for (std::size_t i = 0; i < layers.size(); ++i) {
+            const GdalMessages messages;
             layers[i]->ResetReading();
-            CPLErrorReset();
             while (const OGRFeatureUniquePtr feature{layers[i]->GetNextFeature()}) {
                 visit(*feature, i);
                 if (++visited % stride == 0 && options.report &&
@@ -144,8 +141,8 @@ private:
                     throw Interruption();
             }
             // The end of a layer and a fault in it look the same.
-            if (CPLGetLastErrorType() >= CE_Failure)
-                fail("cannot be read to its end: " + oneLine(CPLGetLastErrorMsg()));
+            if (messages.failed())
+                fail("cannot be read to its end: " + messages.text());
         }
     }
 
@@ -176,14 +173,13 @@ private:
 } // namespace
 
 std::unique_ptr<PointSource> readVector(const std::filesystem::path& path, const CloudOptions& options) {
-    static std::once_flag registered;
-    std::call_once(registered, GDALAllRegister);
-    const GdalSilence silence;
+    registerAllDrivers();
+    const GdalMessages messages;
     // Absolute, so that no name is taken for that of a database or a server.
     const std::string absolute = std::filesystem::absolute(path).string();
     const GDALDatasetUniquePtr data(GDALDataset::Open(absolute.c_str(), GDAL_OF_VECTOR | GDAL_OF_READONLY));
     if (!data && GDALIdentifyDriverEx(absolute.c_str(), GDAL_OF_VECTOR, nullptr, nullptr))
-        throw InputError(path.string() + ": cannot be opened: " + oneLine(CPLGetLastErrorMsg()));
+        throw InputError(path.string() + ": cannot be opened: " + messages.text());
     return data ? VectorReader(path.string(), *data, options).read() : nullptr;
 }
 

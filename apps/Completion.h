@@ -1,0 +1,14 @@
+/// Completion: scripts that let a shell complete the words of a command line.
+#pragma once
+
+#include <ostream>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+namespace Tilewright::App {
+
+/// Adds `completion`, which prints the script for one of the shells; it knows all commands of `app`.
+void addCompletionCommand(CLI::App& app, std::ostream& out);
+
+} // namespace Tilewright::App
