@@ -30,8 +30,8 @@ void makeNamesUnique(std::vector<PointField>& fields);
 class ValueRange {
 public:
     void add(const Number& value);
-    /// There is a point without a value, which only NaN can stand for.
-    void addMissing() { isReal = true; }
+    /// There is a value that only Double can hold.
+    void addReal() { isReal = true; }
 
     /// The type that LAS files have for an attribute of this name if all values fit; else Int, UnsignedInt,
     /// UnsignedLongLong, and Double for what is not whole or fits none of them.

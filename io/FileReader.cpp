@@ -87,12 +87,4 @@ void FileReader::failInLine(const std::string& what) const {
     fail("line " + std::to_string(lines) + ": " + what);
 }
 
-std::string shown(std::string_view text) {
-    constexpr std::size_t longest = 40;
-    std::string piece(text.substr(0, longest));
-    for (char& c : piece)
-        c = static_cast<unsigned char>(c) < 0x20 || c == 0x7F ? '?' : c;
-    return "'" + piece + (text.size() > longest ? "...'" : "'");
-}
-
 } // namespace Tilewright::Io

@@ -54,7 +54,4 @@ private:
     std::uint64_t lines = 0;
 };
 
-/// A piece of a file for a message: short, in one line and between quotes.
-std::string shown(std::string_view text);
-
 } // namespace Tilewright::Io

@@ -10,6 +10,7 @@
 #include <io/FieldNames.h>
 #include <io/FileReader.h>
 #include <io/LineSplitter.h>
+#include <io/Messages.h>
 #include <io/Numbers.h>
 #include <io/RecordStore.h>
 

@@ -13,8 +13,10 @@
 #include <io/Errors.h>
 #include <io/InputFile.h>
 #include <io/LasFile.h>
+#include <io/PdalReader.h>
 #include <io/PlyReader.h>
 #include <io/TextReader.h>
+#include <io/VectorReader.h>
 
 namespace Tilewright::Io {
 
@@ -177,12 +179,19 @@ std::vector<CloudField> commonFields(std::span<const std::unique_ptr<PointSource
 
 std::unique_ptr<PointSource> openPointFile(const fs::path& path, const CloudOptions& options) {
     const std::string head = firstBytes(path);
+    const std::string extension = lowerExtension(path);
+    if (head.starts_with("LASF") && isCompressedLas(std::as_bytes(std::span(head))))
+        return readWithPdal(path, options, true);
+    // By its name too, as the reader says best what is wrong with it.
+    if (head.starts_with("LASF") || extension == ".las" || extension == ".laz")
+        return std::make_unique<LasFile>(path);
     if (head.starts_with("ply\n") || head.starts_with("ply\r\n"))
         return readPly(path, options);
-    if (!head.starts_with("LASF") &&
-        std::ranges::find(textExtensions, lowerExtension(path)) != textExtensions.end())
+    if (std::ranges::find(textExtensions, extension) != textExtensions.end())
         return readText(path, options);
-    return std::make_unique<LasFile>(path);
+    if (auto vector = readVector(path, options))
+        return vector;
+    return readWithPdal(path, options, false);
 }
 
 std::vector<fs::path> findPointFiles(const std::vector<std::string>& words) {

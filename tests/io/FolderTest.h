@@ -64,6 +64,20 @@ inline std::vector<double> positionsOf(const PointSource& file) {
     return xyz;
 }
 
+/// Where programs are looked for, as long as the object lives.
+class PathOfPrograms {
+public:
+    explicit PathOfPrograms(const std::string& folders) : Before(std::getenv("PATH")) {
+        ::setenv("PATH", folders.c_str(), 1);
+    }
+    ~PathOfPrograms() { ::setenv("PATH", Before.c_str(), 1); }
+    PathOfPrograms(const PathOfPrograms&) = delete;
+    PathOfPrograms& operator=(const PathOfPrograms&) = delete;
+
+private:
+    std::string Before;
+};
+
 class FolderTest : public testing::Test {
 protected:
     FolderTest() {
