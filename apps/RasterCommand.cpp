@@ -1,7 +1,422 @@
 #include "RasterCommand.h"
 
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+#include <limits>
+
+#include <unistd.h>
+
+#include <io/CoordinateSystem.h>
+#include <io/Errors.h>
+#include <io/Preview.h>
+#include <io/RasterFormat.h>
+#include <io/RasterWriter.h>
+#include <tilewright/values/MultiRange.h>
+#include <tilewright/values/StringUtil.h>
+
+#include "BandPlan.h"
+#include "NoDataChoice.h"
+#include "Resources.h"
+
 namespace Tilewright::App {
 
-RasterReport runRaster(const RasterOptions&, ProgressBar&) { return {}; }
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The shortest text that gives the number back.
+std::string textOf(double number) {
+    std::array<char, 32> text;
+    return {text.data(), std::to_chars(text.data(), text.data() + text.size(), number).ptr};
+}
+
+/// Reads "RANGES@FIELD"; none for an empty text.
+std::optional<Io::CloudSelection> readSelection(const std::string& text, const Io::PointCloud& cloud) {
+    if (text.empty())
+        return std::nullopt;
+    std::vector<std::string> parts;
+    splitAtAnyOf(text.data(), text.size(), parts, "@");
+    if (parts.size() != 2)
+        throw Io::UsageError("the selection '" + text +
+                             "' is not of the form RANGES@FIELD, for example 2,9@Classification");
+    // The range language's own complaint about a bad text goes to the standard output, and says no more than
+    // this.
+    const QuietStandardOutput quiet;
+    // It takes a word for 0.
+    const bool hasWords = parts[0].find_first_not_of("0123456789.+-eE:;, ") != std::string::npos;
+    if (hasWords || Larder::Ref<Orrery::MultiRange<double>>(parts[0])->empty())
+        throw Io::UsageError("the selection '" + text + "' names no range of values");
+    const Io::CloudField* const field = cloud.findField(parts[1]);
+    if (!field)
+        throw Io::InputError(cloud.name() + " has no field '" + parts[1] + "' to select by");
+    return Io::CloudSelection{*field, parts[0]};
+}
+
+Io::BlockLattice makeLattice(const RasterOptions& options, const Io::PointBounds& bounds) {
+    const auto request = [&](std::size_t axis) {
+        Io::LatticeAxis::Request wanted;
+        wanted.low = bounds.low[axis];
+        wanted.high = bounds.high[axis];
+        wanted.cell = options.cell[axis];
+        wanted.origin = options.origin[axis] + std::fmod(options.shift[axis], 1.0) * options.cell[axis];
+        if (options.bounds)
+            wanted.bounds = {{(*options.bounds)[axis], (*options.bounds)[axis + 2]}};
+        return wanted;
+    };
+    return {request(0), request(1)};
+}
+
+/// West, south, east, north.
+std::array<double, 4> extentOf(const Io::BlockLattice& lattice) {
+    return {lattice.x().edge(0), lattice.y().edge(0),
+            lattice.x().edge(static_cast<std::int64_t>(lattice.x().cells())),
+            lattice.y().edge(static_cast<std::int64_t>(lattice.y().cells()))};
+}
+
+/// Refuses a raster of so many cells for so few points that its cell size must be a mistake.
+void checkCells(const Io::BlockLattice& lattice, const Io::PointCloud& cloud) {
+    constexpr double mostCellsPerPoint = 1000.0;
+    constexpr double alwaysFine = 1e7;
+    const double cells = static_cast<double>(lattice.x().cells()) * static_cast<double>(lattice.y().cells());
+    if (cells <= std::max(alwaysFine, mostCellsPerPoint * static_cast<double>(cloud.pointCount())))
+        return;
+    const std::array<double, 4> extent = extentOf(lattice);
+    const std::string unit = Io::linearUnitOf(cloud.coordinateSystem());
+    throw Io::InputError("cells of " + textOf(lattice.x().cellSize()) + " x " +
+                         textOf(lattice.y().cellSize()) + " make " + std::to_string(lattice.x().cells()) +
+                         " x " + std::to_string(lattice.y().cells()) + " cells over an extent of " +
+                         textOf(extent[2] - extent[0]) + " x " + textOf(extent[3] - extent[1]) + " " +
+                         (unit.empty() ? "units" : unit + "s") + ", for only " +
+                         std::to_string(cloud.pointCount()) + " points; choose a larger --cell");
+}
+
+bool isColour(const PlannedFile& file) { return file.bands.front().colour != Io::BandColour::Undefined; }
+
+/// The narrowest type that holds all values of two types.
+Io::PixelType commonType(Io::PixelType a, Io::PixelType b) {
+    using Type = Io::PixelType;
+    const auto rank = [](Type type) {
+        constexpr std::array order = {Type::Byte,  Type::UInt16,  Type::UInt32, Type::UInt64,
+                                      Type::Int32, Type::Float32, Type::Float64};
+        return std::ranges::find(order, type) - order.begin();
+    };
+    if (rank(a) > rank(b))
+        std::swap(a, b);
+    if (a == b || b == Type::Float64 || rank(b) <= rank(Type::UInt64))
+        return b;
+    const bool isShort = a == Type::Byte || a == Type::UInt16;
+    return isShort ? b : Type::Float64;
+}
+
+struct NamedType {
+    const char* name;
+    Io::PixelType type;
+    std::uint64_t bytes;
+};
+
+constexpr std::array<NamedType, 7> pixelTypes = {{{"Byte", Io::PixelType::Byte, 1},
+                                                  {"UInt16", Io::PixelType::UInt16, 2},
+                                                  {"UInt32", Io::PixelType::UInt32, 4},
+                                                  {"UInt64", Io::PixelType::UInt64, 8},
+                                                  {"Int32", Io::PixelType::Int32, 4},
+                                                  {"Float32", Io::PixelType::Float32, 4},
+                                                  {"Float64", Io::PixelType::Float64, 8}}};
+
+const NamedType& describeType(Io::PixelType type) {
+    return *std::ranges::find(pixelTypes, type, &NamedType::type);
+}
+
+/// None for an empty name.
+std::optional<Io::PixelType> readPixelType(const std::string& name) {
+    if (name.empty())
+        return std::nullopt;
+    std::string known;
+    for (const NamedType& type : pixelTypes) {
+        if (name == type.name)
+            return type.type;
+        known += known.empty() ? "" : ", ";
+        known += type.name;
+    }
+    throw Io::UsageError("the type '" + name + "' is none of " + known);
+}
+
+/// Everything of a run that stands before the first point is rastered.
+class RasterRun {
+public:
+    RasterRun(const RasterOptions& options, ProgressBar& bar) : Options(options), Bar(bar) {}
+
+    RasterReport run();
+
+private:
+    void open();
+    void plan();
+    void stackFiles();
+    void checkOutputs();
+    Io::RasterDescription describe(const PlannedFile& file, const NoDataChoice& choice) const;
+    std::string unitOf(const PlannedBand& band) const;
+    std::unique_ptr<Io::UnitReader> makeReader();
+    void rasterFiles(const Io::UnitReader& reader);
+    void finish();
+    void reportBands();
+
+    Io::StepReport reportAs(const char* step) {
+        return [this, step](std::uint64_t done, std::uint64_t total) { return Bar.show(step, done, total); };
+    }
+    fs::path scratch() const {
+        if (!Options.scratch.empty())
+            return Options.scratch;
+        const fs::path folder = fs::path(Options.output).parent_path();
+        return folder.empty() ? fs::path(".") : folder;
+    }
+
+    const RasterOptions& Options;
+    ProgressBar& Bar;
+    std::vector<fs::path> Inputs;
+    std::unique_ptr<Io::PointCloud> Cloud;
+    std::string System;
+    std::string Driver;
+    std::optional<Io::PixelType> FixedType;
+    Io::CloudIndex Index;
+    std::optional<Io::BlockLattice> Lattice;
+    BandPlan Plan;
+    std::vector<fs::path> Paths;
+    Resources Shares;
+    std::vector<Io::RasterDescription> Descriptions;
+    std::vector<Io::RasterWriter> Writers;
+    Io::JobResult Result;
+    RasterReport Report;
+};
+
+void RasterRun::open() {
+    Driver = Io::driverOf(Options.driver, Options.output);
+    Io::checkCreationOptions(Driver, Options.creationOptions);
+    FixedType = readPixelType(Options.pixelType);
+    if (!Options.coordinateSystem.empty())
+        System = Io::coordinateSystemFromUser(Options.coordinateSystem);
+    Inputs = Io::findPointFiles(Options.inputs);
+    const Io::CloudOptions cloudOptions = {scratch(), reportAs("reading")};
+    Cloud = std::make_unique<Io::PointCloud>(Inputs, cloudOptions, !System.empty());
+    if (System.empty())
+        System = Cloud->coordinateSystem();
+    if (Cloud->pointCount() == 0 && !Options.bounds)
+        throw Io::InputError(Cloud->name() + " has no points");
+}
+
+void RasterRun::plan() {
+    const std::vector<WantedBand> wanted = readBands(Options, *Cloud);
+    const std::optional<Io::CloudSelection> selection = readSelection(Options.selection, *Cloud);
+    Index = Io::indexCloud(*Cloud, fieldsToMeasure(wanted, *Cloud), threadsWanted(Options),
+                           reportAs("measuring"));
+    Lattice = makeLattice(Options, Index.bounds);
+    checkCells(*Lattice, *Cloud);
+    Plan = planBands(wanted, *Cloud, Index);
+    Plan.grid.needs.selection = selection;
+    Shares = shareOut(Options, Plan);
+    if (Options.stack)
+        stackFiles();
+}
+
+/// One file of all bands, with the widest of their types.
+void RasterRun::stackFiles() {
+    PlannedFile all{"", {}, false};
+    for (const PlannedFile& file : Plan.files) {
+        all.hasNoData |= file.hasNoData;
+        for (PlannedBand band : file.bands) {
+            // A colour's transparency means nothing among bands of other kinds.
+            if (isColour(file) && Plan.files.size() > 1) {
+                if (band.colour == Io::BandColour::Alpha)
+                    continue;
+                band.name = file.name + "-" + band.name;
+                band.colour = Io::BandColour::Undefined;
+            }
+            all.bands.push_back(band);
+        }
+    }
+    for (const PlannedBand& band : all.bands)
+        all.bands.front().type = commonType(all.bands.front().type, band.type);
+    Plan.files = {all};
+}
+
+void RasterRun::checkOutputs() {
+    const fs::path output = Options.output;
+    std::error_code ignored;
+    if (Options.output.empty() || fs::is_directory(output, ignored))
+        throw Io::UsageError("the output '" + Options.output + "' needs the name of a file");
+    for (const PlannedFile& file : Plan.files)
+        Paths.emplace_back(Io::bandFileName(Options.output, file.name, Plan.files.size()));
+    std::vector<fs::path> all = Paths;
+    if (!Options.preview.empty())
+        all.emplace_back(Options.preview);
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        const fs::path folder = all[i].parent_path().empty() ? fs::path(".") : all[i].parent_path();
+        if (!fs::is_directory(folder, ignored))
+            throw Io::OutputError(all[i].string() + ": there is no folder " + folder.string());
+        if (access(folder.c_str(), W_OK) != 0)
+            throw Io::OutputError(all[i].string() + ": the folder " + folder.string() + " can't be written");
+        for (const fs::path& input : Inputs)
+            if (fs::equivalent(all[i], input, ignored))
+                throw Io::OutputError(all[i].string() + " is an input; choose another name for the output");
+        if (fs::exists(all[i], ignored) && !Options.overwrite)
+            throw Io::OutputError(all[i].string() + " is there already; --overwrite replaces it");
+        if (std::ranges::count(all, all[i]) > 1)
+            throw Io::OutputError("two bands would be written to " + all[i].string());
+    }
+}
+
+std::string RasterRun::unitOf(const PlannedBand& band) const {
+    if (band.unit == "height") {
+        const std::string vertical = Io::verticalUnitOf(System);
+        return vertical.empty() ? Io::linearUnitOf(System) : vertical;
+    }
+    return band.unit == "coordinate" ? Io::linearUnitOf(System) : band.unit;
+}
+
+Io::RasterDescription RasterRun::describe(const PlannedFile& file, const NoDataChoice& choice) const {
+    Io::RasterDescription description;
+    const std::array<double, 4> extent = extentOf(*Lattice);
+    description.geometry = {Lattice->x().cells(),    Lattice->y().cells(),    extent[0], extent[3],
+                            Lattice->x().cellSize(), Lattice->y().cellSize(), System};
+    description.type = choice.type();
+    if (file.hasNoData)
+        description.nodata = Options.nodata ? Io::NoData(*Options.nodata) : choice.value();
+    for (const PlannedBand& band : file.bands)
+        description.bands.push_back({band.name, unitOf(band), band.colour, {{"REQUEST", band.request}}});
+    description.metadata = {{"TIFFTAG_SOFTWARE", "Tilewright " TILEWRIGHT_VERSION},
+                            {"POINTS", std::to_string(Cloud->pointCount())},
+                            {"INPUTS", Cloud->name()}};
+    if (!Options.selection.empty())
+        description.metadata.emplace_back("SELECTION", Options.selection);
+    if (Options.sparseLimit != 0)
+        description.metadata.emplace_back("SPARSE_LIMIT", std::to_string(Options.sparseLimit));
+    description.blockSize = static_cast<int>(Io::BlockLattice::blockSide);
+    description.driver = Driver;
+    description.creationOptions = Options.creationOptions;
+    description.overviews = Options.overviews;
+    description.fillDistance = Options.fill;
+    return description;
+}
+
+std::unique_ptr<Io::UnitReader> RasterRun::makeReader() {
+    /// Reading a file twice is cheaper than sorting it.
+    constexpr double mostEffort = 4.0;
+    const std::uint64_t side = Io::chooseSide(*Lattice, Cloud->pointCount());
+    const Io::ReadingPlan reading = {Shares.threads, Shares.sorting, scratch(), reportAs("sorting")};
+    Report.sorted = Io::readingEffort(Index, *Lattice, side) > mostEffort;
+    return Report.sorted ? Io::makeSortedReader(Index, *Lattice, Plan.grid.needs, side, reading)
+                         : Io::makeStretchReader(Index, *Lattice, Plan.grid.needs, side, reading);
+}
+
+/// Rasters until no cell with data has the value of those without: mostly once.
+void RasterRun::rasterFiles(const Io::UnitReader& reader) {
+    Io::RasterJob job{Plan.grid, Plan.requests, Options.sparseLimit, {}, Shares.threads};
+    std::vector<NoDataChoice> choices;
+    for (std::size_t f = 0; f < Plan.files.size(); ++f) {
+        const PlannedFile& file = Plan.files[f];
+        choices.emplace_back(FixedType.value_or(file.bands.front().type));
+        for (std::size_t b = 0; b < file.bands.size(); ++b) {
+            job.bands.push_back(file.bands[b].job);
+            job.bands.back().file = f;
+            job.bands.back().number = b;
+        }
+    }
+    const QuietStandardOutput quiet;
+    for (bool isDone = false; !isDone;) {
+        Writers.clear();
+        Descriptions.clear();
+        for (std::size_t f = 0; f < Plan.files.size(); ++f) {
+            Descriptions.push_back(describe(Plan.files[f], choices[f]));
+            Writers.emplace_back(Paths[f], Descriptions.back());
+        }
+        Result = Io::runJob(job, *Lattice, reader, Descriptions, Writers, reportAs("rastering"));
+        isDone = true;
+        for (std::size_t f = 0; f < choices.size(); ++f)
+            if (Result.clashes[f].happened && !Options.nodata && choices[f].avoid(Result.clashes[f]))
+                isDone = false;
+    }
+}
+
+/// Nothing appears under its name before everything is complete.
+void RasterRun::finish() {
+    for (Io::RasterWriter& writer : Writers) {
+        writer.addMetadata("RASTERED_POINTS", std::to_string(Result.points));
+        writer.close();
+        if (!Bar.show("finishing", static_cast<std::uint64_t>(&writer - Writers.data()), Writers.size()))
+            throw Io::Interruption();
+    }
+    if (!Options.preview.empty())
+        Io::makePreview(Writers.front().hiddenPath(),
+                        {0, Plan.files.front().bands.front().unit == "height", ""}, Options.preview);
+    Io::finishAll(Writers);
+}
+
+void RasterRun::reportBands() {
+    for (std::size_t f = 0; f < Plan.files.size(); ++f)
+        for (std::size_t b = 0; b < Plan.files[f].bands.size(); ++b) {
+            const PlannedBand& band = Plan.files[f].bands[b];
+            BandReport report;
+            report.name = band.name;
+            report.path = Paths[f].string();
+            report.request = band.request;
+            report.unit = unitOf(band);
+            report.type = describeType(FixedType.value_or(Plan.files[f].bands.front().type)).name;
+            if (!Writers.empty()) {
+                report.type = describeType(Descriptions[f].type).name;
+                if (Descriptions[f].nodata)
+                    report.nodata = asNumber(*Descriptions[f].nodata);
+                const Io::BandStatistics statistics = Writers[f].statistics(b);
+                report.filled = statistics.count;
+                if (statistics.count != 0) {
+                    report.range = {{statistics.least, statistics.greatest}};
+                    report.mean = statistics.mean;
+                }
+            }
+            Report.bands.push_back(report);
+        }
+}
+
+RasterReport RasterRun::run() {
+    const auto start = std::chrono::steady_clock::now();
+    open();
+    plan();
+    checkOutputs();
+    Report.cloud = Cloud->name();
+    Report.files = Cloud->sources().size();
+    Report.points = Cloud->pointCount();
+    Report.columns = Lattice->x().cells();
+    Report.rows = Lattice->y().cells();
+    Report.cell = {Lattice->x().cellSize(), Lattice->y().cellSize()};
+    Report.extent = extentOf(*Lattice);
+    Report.coordinateSystem = System;
+    Report.threads = Shares.threads;
+    Report.memory = Shares.working;
+    Report.notes = Plan.notes;
+    for (const PlannedFile& file : Plan.files)
+        Report.outputBytes += Lattice->cells() * file.bands.size() *
+                              describeType(FixedType.value_or(file.bands.front().type)).bytes;
+    Report.dryRun = Options.dryRun;
+    if (!Options.dryRun) {
+        rasterFiles(*makeReader());
+        if (Result.points == 0)
+            Report.notes.push_back(Options.selection.empty()
+                                       ? "no point lies within the bounds; all cells are empty"
+                                       : "no point passes the selection; all cells are empty");
+        finish();
+        Report.rastered = Result.points;
+        Report.filled = Result.filledCells;
+    }
+    reportBands();
+    Report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return Report;
+}
+
+} // namespace
+
+RasterReport runRaster(const RasterOptions& options, ProgressBar& bar) {
+    return RasterRun(options, bar).run();
+}
 
 } // namespace Tilewright::App

@@ -46,7 +46,7 @@ void printGrid(std::ostream& out, const RasterReport& report) {
     out << "\nx " << coordinate(west) << " to " << coordinate(east) << ", y " << coordinate(south) << " to "
         << coordinate(north);
     if (!report.coordinateSystem.empty())
-        out << ", " << oneLine(Io::coordinateSystemName(report.coordinateSystem));
+        out << ", " << oneLine(Io::systemName(report.coordinateSystem));
     out << "\n";
 }
 

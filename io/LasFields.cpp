@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <set>
 #include <utility>
 
+#include <io/FieldNames.h>
 #include <io/LasBytes.h>
 #include <io/LasHeader.h>
 
@@ -180,18 +180,6 @@ void addExtraBytes(RecordLayout& layout, std::size_t recordLength, std::span<con
             } else {
                 layout.add(fullName, storage);
             }
-        }
-    }
-}
-
-/// A second attribute of a name that is taken gets a number behind it.
-void makeNamesUnique(std::vector<PointField>& fields) {
-    std::set<std::string> taken;
-    unsigned number = 2;
-    for (PointField& field : fields) {
-        const std::string name = field.name;
-        while (!taken.insert(field.name).second) {
-            field.name = name + "_" + std::to_string(number++);
         }
     }
 }

@@ -1,6 +1,7 @@
 #include <io/LasFile.h>
 
 #include <algorithm>
+#include <utility>
 
 #include <io/CoordinateSystem.h>
 #include <io/LasBytes.h>
@@ -24,13 +25,17 @@ std::span<const std::byte> slice(const MappedFile& file, ByteRange range) {
 
 } // namespace
 
-LasFile::LasFile(const std::filesystem::path& path)
-    : path(path.string()), file(path),
-      head(readLasHeader(file.bytes(), path.string())), records{head.recordLength,
-                                                                RecordFormat::Position::ScaledIntegers,
-                                                                head.scale, head.offset,
-                                                                lasFields(head.pointFormat, head.recordLength,
-                                                                          slice(file, head.extraBytes))} {}
+LasFile::LasFile(const std::filesystem::path& path) : LasFile(path, path.string()) {}
+
+LasFile::LasFile(const std::filesystem::path& path, std::string name)
+    : label(std::move(name)), file(path),
+      head(readLasHeader(file.bytes(), label)), records{head.recordLength,
+                                                        RecordFormat::Position::ScaledIntegers, head.scale,
+                                                        head.offset,
+                                                        lasFields(head.pointFormat, head.recordLength,
+                                                                  slice(file, head.extraBytes))} {
+    file.checkWhole();
+}
 
 std::string LasFile::coordinateSystem() const {
     const auto fromWkt = [this] {
@@ -45,6 +50,7 @@ std::string LasFile::coordinateSystem() const {
     if (system.empty()) {
         system = head.prefersWkt() ? fromKeys() : fromWkt();
     }
+    file.checkWhole();
     return system;
 }
 
@@ -58,6 +64,7 @@ void LasFile::visitRecords(std::uint64_t first, std::uint64_t count, const Recor
         position += n * head.recordLength;
         count -= n;
         if (position - kept >= stretchBytes || count == 0) {
+            file.checkWhole();
             file.release(kept, position - kept);
             kept = position;
         }

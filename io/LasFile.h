@@ -5,6 +5,7 @@
 /// larger than memory can be worked through.
 ///
 /// 1. An open file has been checked: no read of points that it has leaves its bytes.
+/// Where another program shortens it later, a read throws InputError.
 /// 2. The pages that a read has been through are given back as it goes; memory use does not grow with the
 /// file.
 ///
@@ -25,10 +26,12 @@ public:
     /// Throws InputError, with one line for the user, for whatever is not such a file from its first byte to
     /// its last point.
     explicit LasFile(const std::filesystem::path& path);
+    /// `name` stands for the file in messages.
+    LasFile(const std::filesystem::path& path, std::string name);
 
     const LasHeader& header() const noexcept { return head; }
 
-    const std::string& name() const noexcept override { return path; }
+    const std::string& name() const noexcept override { return label; }
     const RecordFormat& format() const noexcept override { return records; }
     std::uint64_t pointCount() const noexcept override { return head.pointCount; }
     std::string coordinateSystem() const override;
@@ -36,7 +39,7 @@ public:
 private:
     void visitRecords(std::uint64_t first, std::uint64_t count, const RecordVisitor& visitor) const override;
 
-    std::string path;
+    std::string label;
     MappedFile file;
     LasHeader head;
     RecordFormat records;

@@ -10,6 +10,7 @@ namespace Tilewright::Io {
 namespace {
 
 constexpr unsigned highestFormat = 10;
+constexpr std::size_t formatPosition = 104;
 constexpr std::array<unsigned, highestFormat + 1> pointSizes = {20, 28, 26, 34, 57, 63, 30, 36, 38, 59, 67};
 constexpr std::array<unsigned, 5> headerSizes = {227, 227, 227, 235, 375}; // by minor version
 
@@ -73,9 +74,8 @@ private:
     }
 
     void readPointLayout() {
-        const auto format = at<std::uint8_t>(104);
-        // Compressors set one of the two high bits, so that programs that know nothing of them stop here.
-        if ((format & 0xC0U) != 0) {
+        const auto format = at<std::uint8_t>(formatPosition);
+        if (isCompressedLas(file)) {
             failCompressed();
         }
         if (format > highestFormat) {
@@ -204,6 +204,12 @@ private:
 
 LasHeader readLasHeader(std::span<const std::byte> file, const std::string& name) {
     return Parser(file, name).parse();
+}
+
+bool isCompressedLas(std::span<const std::byte> file) {
+    // Compressors set one of the two high bits, so that programs that know nothing of them stop here.
+    return file.size() > formatPosition &&
+           (loadLittleEndian<std::uint8_t>(file.data() + formatPosition) & 0xC0U) != 0;
 }
 
 unsigned lasPointSize(unsigned format) { return pointSizes.at(format); }

@@ -47,6 +47,9 @@ struct LasHeader {
 /// for whatever is not LAS 1.0 to 1.4, uncompressed, with all its points.
 LasHeader readLasHeader(std::span<const std::byte> file, const std::string& name);
 
+/// Whether a file that begins with LASF has compressed points (LAZ).
+bool isCompressedLas(std::span<const std::byte> file);
+
 /// Bytes that a point of `format`, 0 to 10, takes without extra bytes.
 unsigned lasPointSize(unsigned format);
 

@@ -7,79 +7,69 @@
 #include <system_error>
 #include <utility>
 
-#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <io/Errors.h>
+#include <io/InputFile.h>
+#include <io/LostPages.h>
 
 namespace Tilewright::Io {
 
-namespace {
-
-class Descriptor {
-public:
-    explicit Descriptor(int number) : number(number) {}
-    ~Descriptor() {
-        if (number >= 0) {
-            ::close(number);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    const int number;
-};
-
-std::string reason(int code) { return std::generic_category().message(code); }
-
-} // namespace
-
-MappedFile::MappedFile(const std::filesystem::path& path) {
-    const std::string name = path.string();
-    // Without O_NONBLOCK the opening of a pipe would wait for somebody to write into it.
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (file.number < 0) {
-        throw InputError(name + ": cannot be opened: " + reason(errno));
-    }
+MappedFile::MappedFile(const std::filesystem::path& path) : path(path) {
+    const InputFile file(path);
+    if (file.size() > std::numeric_limits<std::size_t>::max())
+        throw InputError(file.name() + ": is too large for the address space of this program");
+    const auto length = static_cast<std::size_t>(file.size());
     struct stat status = {};
-    if (::fstat(file.number, &status) != 0) {
-        throw InputError(name + ": cannot be examined: " + reason(errno));
-    }
-    if (S_ISDIR(status.st_mode)) {
-        throw InputError(name + ": is a directory, not a file");
-    }
-    if (!S_ISREG(status.st_mode)) {
-        throw InputError(name + ": is not a regular file; save the data to a file first");
-    }
-    const auto size = static_cast<std::uint64_t>(status.st_size);
-    if (size == 0) {
-        throw InputError(name + ": is empty");
-    }
-    if (size > std::numeric_limits<std::size_t>::max()) {
-        throw InputError(name + ": is too large for the address space of this program");
-    }
-    const auto length = static_cast<std::size_t>(size);
-    void* address = ::mmap(nullptr, length, PROT_READ, MAP_PRIVATE, file.number, 0);
-    if (address == MAP_FAILED) {
-        throw InputError(name + ": cannot be read: " + reason(errno));
-    }
+    void* const address = ::fstat(file.descriptor(), &status) == 0
+                              ? ::mmap(nullptr, length, PROT_READ, MAP_PRIVATE, file.descriptor(), 0)
+                              : MAP_FAILED;
+    if (address == MAP_FAILED)
+        throw InputError(file.name() + ": cannot be read: " + std::generic_category().message(errno));
     content = {static_cast<const std::byte*>(address), length};
+    device = status.st_dev;
+    inode = status.st_ino;
+    try {
+        isDamaged = guardPages(content);
+    } catch (...) {
+        ::munmap(address, length);
+        throw;
+    }
     advise(0, length, MADV_SEQUENTIAL);
 }
 
 MappedFile::~MappedFile() {
-    if (!content.empty()) {
-        ::munmap(const_cast<std::byte*>(content.data()), content.size());
-    }
+    if (content.empty())
+        return;
+    forgetPages(isDamaged);
+    ::munmap(const_cast<std::byte*>(content.data()), content.size());
 }
 
-MappedFile::MappedFile(MappedFile&& other) noexcept : content(std::exchange(other.content, {})) {}
+MappedFile::MappedFile(MappedFile&& other) noexcept { swap(other); }
 
 MappedFile& MappedFile::operator=(MappedFile&& other) noexcept {
-    std::swap(content, other.content);
+    swap(other);
     return *this;
+}
+
+void MappedFile::swap(MappedFile& other) noexcept {
+    std::swap(path, other.path);
+    std::swap(device, other.device);
+    std::swap(inode, other.inode);
+    std::swap(content, other.content);
+    std::swap(isDamaged, other.isDamaged);
+}
+
+void MappedFile::checkWhole() const {
+    // The rest of the page in which the file ends now reads as zeros without any signal. A file that took the
+    // place of this one, or nothing there any more, is no harm to the map.
+    struct stat status = {};
+    const bool isThere =
+        ::stat(path.c_str(), &status) == 0 && status.st_dev == device && status.st_ino == inode;
+    if (*isDamaged || (isThere && static_cast<std::uint64_t>(status.st_size) < size()))
+        throw InputError(path.string() + ": was cut short while it was read");
 }
 
 void MappedFile::release(std::uint64_t offset, std::uint64_t length) const noexcept {

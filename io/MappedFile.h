@@ -6,15 +6,20 @@
 ///
 /// 1. The file is a regular file and not empty.
 /// 2. `bytes()` stays at its address until the map is destroyed, also when the map is moved.
+/// 3. All of `bytes()` can be read at any time. Where another program has shortened the file meanwhile, or
+/// the device fails, they are zeros, and checkWhole() says so. For that the first map installs a handler for
+/// SIGBUS, which passes on what concerns no map.
 ///
-/// All const operations may run on several threads at once. A file that another program shortens while it is
-/// mapped cannot be guarded against: touching the lost part ends the process.
+/// All const operations may run on several threads at once.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <span>
+
+#include <sys/types.h>
 
 namespace Tilewright::Io {
 
@@ -32,14 +37,24 @@ public:
     std::span<const std::byte> bytes() const noexcept { return content; }
     std::uint64_t size() const noexcept { return content.size(); }
 
+    /// Throws InputError if bytes that have been read were not those of the file. To be called after a read
+    /// and before what was read is used.
+    void checkWhole() const;
+
     /// Gives the pages that hold these bytes back to the system. They stay readable: the next touch fetches
     /// them again. What lies beyond the file is ignored.
     void release(std::uint64_t offset, std::uint64_t length) const noexcept;
 
 private:
+    void swap(MappedFile& other) noexcept;
     void advise(std::uint64_t offset, std::uint64_t length, int advice) const noexcept;
 
+    std::filesystem::path path;
+    dev_t device = 0;
+    ino_t inode = 0;
     std::span<const std::byte> content;
+    /// Set when bytes of this map turned out to be lost.
+    const std::atomic<bool>* isDamaged = nullptr;
 };
 
 } // namespace Tilewright::Io

@@ -11,7 +11,12 @@
 
 #include <io/CoordinateSystem.h>
 #include <io/Errors.h>
+#include <io/InputFile.h>
 #include <io/LasFile.h>
+#include <io/PdalReader.h>
+#include <io/PlyReader.h>
+#include <io/TextReader.h>
+#include <io/VectorReader.h>
 
 namespace Tilewright::Io {
 
@@ -23,12 +28,22 @@ namespace fs = std::filesystem;
 constexpr std::array extensions = {".las", ".laz", ".ply",  ".xyz",     ".txt", ".csv", ".asc", ".pts",
                                    ".tsv", ".shp", ".gpkg", ".geojson", ".fgb", ".e57", ".pcd"};
 
+/// What makes a file a text with points. Texts have no other mark.
+constexpr std::array textExtensions = {".xyz", ".txt", ".csv", ".asc", ".pts", ".tsv"};
+
 std::string lowerExtension(const fs::path& path) {
     std::string extension = path.extension().string();
     std::ranges::transform(extension, extension.begin(), [](char c) {
         return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
     });
     return extension;
+}
+
+/// As many as tell what kind of file it is.
+std::string firstBytes(const fs::path& path) {
+    std::string bytes(227, '\0');
+    bytes.resize(InputFile(path).read(0, std::as_writable_bytes(std::span(bytes))));
+    return bytes;
 }
 
 /// Whether `pattern`, where * stands for any characters and ? for any one, fits all of `text`.
@@ -162,8 +177,21 @@ std::vector<CloudField> commonFields(std::span<const std::unique_ptr<PointSource
 
 } // namespace
 
-std::unique_ptr<PointSource> openPointFile(const fs::path& path, const CloudOptions&) {
-    return std::make_unique<LasFile>(path);
+std::unique_ptr<PointSource> openPointFile(const fs::path& path, const CloudOptions& options) {
+    const std::string head = firstBytes(path);
+    const std::string extension = lowerExtension(path);
+    if (head.starts_with("LASF") && isCompressedLas(std::as_bytes(std::span(head))))
+        return readWithPdal(path, options, true);
+    // By its name too, as the reader says best what is wrong with it.
+    if (head.starts_with("LASF") || extension == ".las" || extension == ".laz")
+        return std::make_unique<LasFile>(path);
+    if (head.starts_with("ply\n") || head.starts_with("ply\r\n"))
+        return readPly(path, options);
+    if (std::ranges::find(textExtensions, extension) != textExtensions.end())
+        return readText(path, options);
+    if (auto vector = readVector(path, options))
+        return vector;
+    return readWithPdal(path, options, false);
 }
 
 std::vector<fs::path> findPointFiles(const std::vector<std::string>& words) {
@@ -203,7 +231,7 @@ PointCloud::PointCloud(std::span<const fs::path> files, const CloudOptions& opti
             System = std::move(system);
         } else if (!ignoreSystems && !isSameCoordinateSystem(system, System)) {
             throw InputError(source.name() + ": is in another coordinate system than " + named->name() +
-                             ": " + coordinateSystemName(system) + ", not " + coordinateSystemName(System));
+                             ": " + systemName(system) + ", not " + systemName(System));
         }
     }
     Fields = commonFields(Sources);

@@ -1,7 +1,23 @@
 /// RasterWriter: a raster file, written window by window, that appears complete or not at all.
 ///
-/// The work goes into a hidden tiled GeoTIFF in the folder of the output. What is asked for beyond it,
-/// another format, overviews, filled holes, is made of that file when it is closed.
+/// The work goes into a hidden tiled GeoTIFF beside the output. What is asked for beyond it, another format,
+/// overviews, filled holes, is made of that file when it is closed.
+///
+/// 1. The files come into being in a hidden folder in the folder of the output. The output appears by one
+///    rename, complete, or not at all; until then a file that already has this name stays as it is.
+/// 2. A writer that goes away before publish() takes its hidden folder along.
+/// 3. A GeoTIFF is one file, unless a creation option asks for more; some formats have files beside the main
+///    one. Side files (.aux.xml, .ovr, .msk) that describe an older output of that name are removed.
+/// 4. A GeoTIFF is sparse: a block that receives nothing but the nodata value (zero, where there is none)
+///    takes no space and reads back as that value. It becomes a BigTIFF where it could outgrow 4 GB.
+/// 5. The order of the bytes in the file depends on the order of the windows alone.
+/// 6. GDAL prints nothing. What it has to say comes as the one line of an OutputError that starts with the
+///    path.
+///
+/// For several files that belong together, close() all of them before the first publish(), or call
+/// finishAll(): then a full disk leaves none of them behind.
+///
+/// One writer belongs to one thread at a time; different writers may work on different threads.
 #pragma once
 
 #include <cstddef>
@@ -51,6 +67,13 @@ template <PixelValue T> inline constexpr PixelType pixelTypeOf = PixelTypeOf<T>:
 /// The integer alternative exists because a double cannot name every 64-bit value.
 using NoData = std::variant<double, unsigned long long>;
 
+/// How several pixels become one in an overview.
+enum class Resampling {
+    ByType, ///< bytes without colour by mode, for they are mostly numbers of classes; others by average
+    Average,
+    Mode
+};
+
 enum class BandColour { Undefined, Gray, Red, Green, Blue, Alpha };
 
 struct BandDescription {
@@ -63,27 +86,39 @@ struct BandDescription {
 struct RasterDescription {
     RasterGeometry geometry;
     PixelType type = PixelType::Float32;
-    std::optional<NoData> nodata; ///< has to be a value of the pixel type
-    std::vector<BandDescription> bands;
+    /// Of all bands but those of alpha. Has to be a value of the pixel type.
+    std::optional<NoData> nodata;
+    std::vector<BandDescription> bands;                        ///< at least one
     std::vector<std::pair<std::string, std::string>> metadata; ///< keys and texts of the file
     int blockSize = 256;                                       ///< side of a tile, a multiple of 16
     std::string driver = "GTiff";                              ///< GDAL's name of the format
-    std::vector<std::string> creationOptions;                  ///< KEY=VALUE, as for the format's driver
-    bool overviews = false;
-    double fillDistance = 0; ///< pixels without data up to so far from data are filled; 0 for none
+    /// KEY=VALUE, as for the format's driver; what they say goes before all else here. A GeoTIFF that is
+    /// compressed gets the predictor of its type if they name none.
+    std::vector<std::string> creationOptions;
+    bool overviews = false; ///< a Cloud Optimized GeoTIFF has them in any case
+    Resampling resampling = Resampling::ByType;
+    /// Pixels without data up to so many pixels from data are filled with a mean of those around, weighted by
+    /// their distances; 0 for none. Single precision. In a file without nodata the pixels without data are
+    /// those whose alpha is 0, and those filled become opaque.
+    double fillDistance = 0;
 };
 
-/// Of the pixels with data that are numbers. Filled holes count.
+/// Of the pixels with data that are finite numbers, all zero if there are none. Filled holes count. In a file
+/// without nodata the pixels with data are those whose alpha is not 0, or all if it has no alpha.
 struct BandStatistics {
     std::uint64_t count = 0;
     double least = 0;
     double greatest = 0;
     double mean = 0;
-    double deviation = 0;
+    double deviation = 0; ///< of the pixels as they are, not of a larger set from which they are drawn
 };
 
 class RasterWriter {
 public:
+    /// Creates the hidden file. Throws UsageError for a driver or a creation option that GDAL does not know,
+    /// and OutputError if the folder cannot be written, if an axis has no pixel or more than 2^31-1, if the
+    /// pixel size is not positive, if the nodata value is none of the pixel type, if GDAL does not understand
+    /// the coordinate system, or if the format does not hold such a raster.
     RasterWriter(const std::filesystem::path& path, const RasterDescription& description);
     RasterWriter(RasterWriter&&) noexcept;
     RasterWriter& operator=(RasterWriter&&) noexcept;
@@ -91,6 +126,12 @@ public:
 
     /// Writes `columns` x `rows` pixels of band `band`, from 0, with their upper left corner at (column,
     /// row). Row 0 is the northernmost; `values` holds the rows from north to south, each from west to east.
+    /// T is the pixel type: another type, a band that is none, a window that leaves the raster, or a span of
+    /// another length is an std::invalid_argument. Throws OutputError if the file takes no more; the writer
+    /// is of no use after that.
+    ///
+    /// Windows made of whole blocks are the fast ones. A block that comes in several windows waits in memory
+    /// until it is complete, up to 64 MB of them; so do those of colours until all bands have come.
     template <PixelValue T>
     void write(std::size_t band, std::uint64_t column, std::uint64_t row, std::uint64_t columns,
                std::uint64_t rows, std::span<const T> values);
@@ -98,14 +139,16 @@ public:
     /// One more key and text of the file, before close().
     void addMetadata(const std::string& key, const std::string& text);
 
-    /// Finishes the hidden file, with statistics, overviews and all.
+    /// Finishes the hidden file, with statistics, overviews and all. Throws OutputError if any of it did not
+    /// reach the disk. May be repeated.
     void close();
     /// Of a band of the closed file.
     BandStatistics statistics(std::size_t band) const;
     /// The closed file under its hidden name, to be read by GDAL until publish().
     const std::filesystem::path& hiddenPath() const;
 
-    /// Gives the closed file its name, replacing an older one.
+    /// Gives the closed file its name, replacing an older one. Throws OutputError if the system refuses.
+    /// Calling it before close() is an std::logic_error; repeating it does nothing.
     void publish();
 
     const std::filesystem::path& path() const;

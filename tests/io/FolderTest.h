@@ -5,6 +5,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <map>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -15,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include <io/Errors.h>
+#include <io/PointSource.h>
 #include <tests/io/LasBuilder.h>
 
 namespace Tilewright::Io::Test {
@@ -42,6 +44,40 @@ inline std::string messageOf(const std::function<void()>& action) {
     return "no InputError";
 }
 
+/// An attribute's type and the values of all points, as far as a double can show them.
+using Values = std::pair<FieldType, std::vector<double>>;
+
+inline std::map<std::string, Values> valuesOf(const PointSource& file) {
+    std::map<std::string, Values> all;
+    for (const PointField& field : file.format().fields)
+        visitFieldType(field.type, [&]<class T>() {
+            std::vector<T> values(file.pointCount());
+            file.read(0, values.size(), nullptr, std::array{FieldColumn{&field, std::span(values)}});
+            all[field.name] = {field.type, std::vector<double>(values.begin(), values.end())};
+        });
+    return all;
+}
+
+inline std::vector<double> positionsOf(const PointSource& file) {
+    std::vector<double> xyz(3 * file.pointCount());
+    file.read(0, file.pointCount(), xyz.data(), {});
+    return xyz;
+}
+
+/// Where programs are looked for, as long as the object lives.
+class PathOfPrograms {
+public:
+    explicit PathOfPrograms(const std::string& folders) : Before(std::getenv("PATH")) {
+        ::setenv("PATH", folders.c_str(), 1);
+    }
+    ~PathOfPrograms() { ::setenv("PATH", Before.c_str(), 1); }
+    PathOfPrograms(const PathOfPrograms&) = delete;
+    PathOfPrograms& operator=(const PathOfPrograms&) = delete;
+
+private:
+    std::string Before;
+};
+
 class FolderTest : public testing::Test {
 protected:
     FolderTest() {
@@ -59,6 +95,8 @@ protected:
         std::ofstream(path, std::ios::binary)
             .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     }
+
+    static void saveAs(const fs::path& path, const std::string& text) { saveAs(path, textBytes(text)); }
 
     static std::string textOf(const fs::path& path) {
         std::ifstream file(path, std::ios::binary);

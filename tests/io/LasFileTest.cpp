@@ -2,9 +2,10 @@
 
 #include <functional>
 #include <limits>
-#include <map>
 #include <thread>
 
+#include <stdio.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 
 #include <gmock/gmock.h>
@@ -27,20 +28,6 @@ protected:
 
 using testing::AllOf, testing::HasSubstr, testing::Not, testing::StartsWith;
 using Positions = std::vector<std::array<double, 3>>;
-
-/// An attribute's type and the values of all points, as far as a double can show them.
-using Values = std::pair<FieldType, std::vector<double>>;
-
-std::map<std::string, Values> valuesOf(const LasFile& file) {
-    std::map<std::string, Values> all;
-    for (const PointField& field : file.format().fields)
-        visitFieldType(field.type, [&]<class T>() {
-            std::vector<T> values(file.pointCount());
-            file.read(0, values.size(), nullptr, std::array{FieldColumn{&field, std::span(values)}});
-            all[field.name] = {field.type, std::vector<double>(values.begin(), values.end())};
-        });
-    return all;
-}
 
 // Points
 
@@ -317,6 +304,44 @@ TEST_F(LasFileTest, CoordinateSystemsThatLieAreSurvived) {
 }
 
 // Broken files
+
+TEST_F(LasFileTest, FileThatIsCutShortWhileItIsReadEndsTheReadAndNotTheProcess) {
+    const Bytes bytes = largeCloud().build(); // some 6 MB
+    for (const std::size_t length : {bytes.size() - 5, bytes.size() / 2, std::size_t{1}}) {
+        LasFile file = open(bytes);
+        std::vector<unsigned short> intensity(6000);
+        const std::array columns = {FieldColumn{file.format().findField("Intensity"), std::span(intensity)}};
+        file.read(0, 6000, nullptr, columns);
+        fs::resize_file(Top / "cloud.las", length);
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 3; ++i)
+            threads.emplace_back([&] {
+                EXPECT_THAT(messageOf([&] { file.bounds(0, 6000); }),
+                            HasSubstr("cloud.las: was cut short while it was read"));
+            });
+        for (std::thread& thread : threads)
+            thread.join();
+        EXPECT_THROW(file.read(5999, 1, nullptr, {}), InputError);
+    }
+    // What took the place of a file is another one.
+    const LasFile file = open(bytes);
+    fs::rename(Top / "cloud.las", Top / "old.las");
+    saveAs(Top / "cloud.las", Bytes(1));
+    EXPECT_EQ(file.bounds(0, 6000).high[0], 1499.75);
+}
+
+// Only maps are guarded.
+TEST_F(LasFileTest, OtherBusErrorsAreLeftToOthers) {
+    const LasFile file = open(LasBuilder().build());
+    const auto readLostPage = [] {
+        std::FILE* const empty = std::tmpfile();
+        const auto* page = static_cast<const volatile char*>(
+            ::mmap(nullptr, 4096, PROT_READ, MAP_SHARED, ::fileno(empty), 0));
+        return page[0];
+    };
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_DEATH(readLostPage(), "");
+}
 
 TEST_F(LasFileTest, PipeIsRefusedInsteadOfWaitedFor) {
     ASSERT_EQ(::mkfifo((Top / "pipe").c_str(), 0600), 0);

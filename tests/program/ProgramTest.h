@@ -72,9 +72,9 @@ protected:
 
     Outcome run(const Arguments& arguments) const { return finish(start("TILEWRIGHT_PROGRAM", arguments)); }
 
-    /// `raster in.las out.tif` with further arguments.
+    /// `raster in.las out.tif` with further arguments, over an older output.
     Outcome raster(const Arguments& more) const {
-        Arguments arguments = {"raster", "in.las", "out.tif"};
+        Arguments arguments = {"raster", "in.las", "out.tif", "--overwrite"};
         arguments.insert(arguments.end(), more.begin(), more.end());
         return run(arguments);
     }

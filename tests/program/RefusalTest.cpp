@@ -64,7 +64,7 @@ TEST_F(Refusal, BrokenInputIsToldInOneLineAndNothingIsWritten) {
 
 TEST_F(Refusal, WrongUsageAndBadInputHaveExitStatusesOfTheirOwn) {
     const std::vector<std::tuple<int, Arguments, std::string>> cases = {
-        {1, {"--cell", "1e-6"}, "memory"},
+        {1, {"--cell", "1e-6"}, "choose a larger --cell"},
         {1, {"--request", "Red:Mean:Zdir"}, "no field 'Red'"},
         {1, {"--select", "2@Nothing"}, "no field 'Nothing'"},
         {2, {"--request", "Positions"}, "FIELD:FILTER:DIRECTION"},
@@ -93,9 +93,10 @@ TEST_F(Refusal, OutputThatCannotBeWrittenIsToldBeforeAnythingIs) {
         expectRefusal(run({"raster", "in.las", name}), 1, name);
     for (const std::string name : {"", ".", "locked"})
         expectRefusal(run({"raster", "in.las", name}), 2, "'" + name + "'");
+    expectRefusal(run({"raster", "in.las", "out.tif"}), 1, "--overwrite");
     fs::rename(Folder / "in.las", Folder / "in.tif");
     Before = files();
-    expectRefusal(run({"raster", "in.tif", "in.tif"}), 1, "is the input");
+    expectRefusal(run({"raster", "in.tif", "in.tif", "--overwrite"}), 1, "is an input");
 }
 
 TEST_F(Refusal, FullDiskLeavesNoneOfSeveralBands) {
@@ -112,7 +113,7 @@ TEST_F(Refusal, InterruptionStopsTheRunSoonAndLeavesNothing) {
     ASSERT_EQ(0, finish(start("TILEWRIGHT_MAKESCAN", {"in.las", "--points", "100000"})).status);
     using Clock = std::chrono::steady_clock;
     for (const int milliseconds : {0, 100, 300}) {
-        const pid_t pid = start("TILEWRIGHT_PROGRAM", {"raster", "in.las", "out.tif", "--cell", "0.04"});
+        const pid_t pid = start("TILEWRIGHT_PROGRAM", {"raster", "in.las", "out.tif", "--overwrite", "--cell", "0.04"});
         // Until the program minds interruptions, they end it like any other.
         const std::string state = "/proc/" + std::to_string(pid) + "/status";
         const auto isReady = [&] {

@@ -1,0 +1,438 @@
+#include "BandPlan.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include <io/Errors.h>
+#include <tilewright/raster/raster.h>
+#include <tilewright/values/StringUtil.h>
+
+namespace Tilewright::App {
+
+namespace {
+
+using Kind = WantedBand::Kind;
+using Column = Io::GridColumn;
+
+/// The library's bounds of what Min and Max can find.
+constexpr double libraryBound = 1e6;
+
+constexpr std::array<const char*, 3> axisNames = {"x", "y", "z"};
+constexpr std::array<const char*, 3> channels = {"Red", "Green", "Blue"};
+
+bool isPosition(const std::string& field) {
+    return field == "Height" || field == "X" || field == "Y" || field == "Positions";
+}
+
+std::vector<std::string> splitAtColons(const std::string& text) {
+    std::vector<std::string> parts(1);
+    for (const char c : text)
+        if (c == ':')
+            parts.emplace_back();
+        else
+            parts.back() += c;
+    return parts;
+}
+
+/// The library's own word on a request: it parses before it looks at any data.
+void checkRequest(const std::string& request, const std::string& asked) {
+    const Larder::Ref<Quill::Grid> none;
+    const Larder::Ref<Quill::Grid> nothing;
+    const std::string answer =
+        raster(*none, *nothing, {request}, {1.0, 1.0, 0.0}, {}, {}, false, false, "", 0, nullptr);
+    if (answer == "Wrong input: ")
+        throw Io::UsageError("the request '" + asked + "' is not of the form FIELD:FILTER:DIRECTION");
+    if (answer.starts_with("Unknown"))
+        throw Io::UsageError("'" + asked + "' can't be read: " + answer);
+}
+
+const Io::CloudField& requireField(const Io::PointCloud& cloud, const std::string& name) {
+    if (const Io::CloudField* const field = cloud.findField(name))
+        return *field;
+    std::string known;
+    for (const Io::CloudField& field : cloud.fields())
+        known += ", " + field.name;
+    throw Io::InputError(cloud.name() + " has no field '" + name + "'; it has Height, X, Y" + known);
+}
+
+/// Collects the bands in the order of the options.
+class BandReader {
+public:
+    BandReader(const Io::PointCloud& cloud) : Cloud(cloud) {}
+
+    void addBand(const std::string& text) {
+        const std::size_t equals = text.find('=');
+        std::string name = equals == std::string::npos ? "" : text.substr(0, equals);
+        const std::string what = equals == std::string::npos ? text : text.substr(equals + 1);
+        if (equals == 0)
+            throw Io::UsageError("the band '" + text + "' has an empty name");
+        if (addWord(what, name, text))
+            return;
+        const std::vector<std::string> parts = splitAtColons(what);
+        if (parts.size() != 2 && parts.size() != 3)
+            throw Io::UsageError(
+                "the band '" + text +
+                "' is neither of the form FIELD:FILTER nor count, rgb, density, celltype or alpha");
+        const std::string field = parts[0] == "Z" ? "Height" : parts[0];
+        if (parts.size() == 3) {
+            addRequest((field == "Height" ? "Positions" : field) + ":" + parts[1] + ":" + parts[2], text,
+                       name);
+            return;
+        }
+        checkRequest("f:" + parts[1] + ":Xdir", text);
+        if (field == "Positions" || parts[1] == "Skip")
+            throw Io::UsageError("the band '" + text +
+                                 "' asks for nothing; the heights are Height, X and Y the coordinates");
+        if (!isPosition(field))
+            requireField(Cloud, field);
+        if (parts[1] == "Regression" && field != "Height")
+            throw Io::UsageError("the band '" + text +
+                                 "' makes no sense: a plane is fitted through heights alone");
+        append({Kind::Field, name.empty() ? field + "-" + parts[1] : name, text, field, parts[1], ""});
+    }
+
+    void addRequest(const std::string& request, const std::string& asked, std::string name) {
+        checkRequest(request, asked);
+        const std::vector<std::string> parts = splitAtColons(request);
+        if (parts[0] != "Positions")
+            requireField(Cloud, parts[0]);
+        if (parts[1] == "Skip")
+            return;
+        if (name.empty())
+            name = nameOfRequest(parts);
+        append({Kind::Request, name, asked, parts[0], parts[1], parts[2]});
+    }
+
+    bool addWord(const std::string& word, const std::string& name, const std::string& text) {
+        struct Word {
+            const char* word;
+            Kind kind;
+        };
+        constexpr std::array<Word, 8> words = {{{"count", Kind::Count},
+                                                {"rgb", Kind::Rgb},
+                                                {"density", Kind::Density},
+                                                {"Density", Kind::Density},
+                                                {"celltype", Kind::CellType},
+                                                {"CellType", Kind::CellType},
+                                                {"alpha", Kind::Alpha},
+                                                {"Alpha", Kind::Alpha}}};
+        const auto found = std::ranges::find_if(words, [&](const Word& known) { return word == known.word; });
+        if (found == words.end())
+            return false;
+        if (found->kind == Kind::Rgb)
+            for (const char* const channel : channels)
+                requireField(Cloud, channel);
+        append({found->kind, name.empty() ? word : name, text, "", "", ""});
+        return true;
+    }
+
+    bool has(Kind kind) const { return std::ranges::find(Bands, kind, &WantedBand::kind) != Bands.end(); }
+
+    std::vector<WantedBand> take() { return std::move(Bands); }
+
+private:
+    bool isTaken(const std::string& name) const {
+        return std::ranges::find(Bands, name, &WantedBand::name) != Bands.end();
+    }
+
+    /// The name of the field; of a further request for it Height-Max, or Height-Max-Zdir.
+    std::string nameOfRequest(const std::vector<std::string>& parts) const {
+        std::string name = parts[0] == "Positions" ? "Height" : parts[0];
+        for (std::size_t i = 1; i < 3 && isTaken(name); ++i)
+            name += "-" + parts[i];
+        return name;
+    }
+
+    void append(const WantedBand& band) {
+        if (band.name.find('/') != std::string::npos)
+            throw Io::UsageError("the band '" + band.text + "' can't be named '" + band.name + "'");
+        if (isTaken(band.name))
+            throw Io::UsageError("two bands are named '" + band.name +
+                                 "'; give one of them a name of its own, as in NAME=" +
+                                 band.text.substr(band.text.find('=') + 1));
+        Bands.push_back(band);
+    }
+
+    const Io::PointCloud& Cloud;
+    std::vector<WantedBand> Bands;
+};
+
+bool isBounded(const WantedBand& band) {
+    return band.kind == Kind::Field && (band.filter == "Min" || band.filter == "Max");
+}
+
+Io::PixelType pixelTypeOf(Io::FieldType type) {
+    return Io::visitFieldType(type, []<class T>() { return Io::pixelTypeOf<T>; });
+}
+
+bool fitsFloat(Io::FieldType type) {
+    return type == Io::FieldType::Float || type == Io::FieldType::UnsignedChar ||
+           type == Io::FieldType::UnsignedShort;
+}
+
+/// Puts a plan together, band by band.
+class Planner {
+public:
+    Planner(const std::vector<WantedBand>& bands, const Io::PointCloud& cloud, const Io::CloudIndex& index)
+        : Cloud(cloud), Index(index), Measured(fieldsToMeasure(bands, cloud)) {
+        Plan.grid.columns.push_back({Column::Kind::Positions, 0, Io::FieldType::Double, 0.0});
+    }
+
+    BandPlan plan(const std::vector<WantedBand>& bands) {
+        planPositions(bands);
+        for (const WantedBand& band : bands)
+            planBand(band);
+        return std::move(Plan);
+    }
+
+private:
+    /// The library makes its companions with the heights, so "Positions" are always reduced: for the first
+    /// band that wants just that, or for nobody.
+    void planPositions(const std::vector<WantedBand>& bands) {
+        Plan.grid.fields.emplace_back("Positions", 0);
+        const auto served =
+            std::ranges::find_if(bands, [&](const WantedBand& band) { return takesPositions(band); });
+        Served = served == bands.end() ? nullptr : &*served;
+        Plan.requests.push_back("Positions:" + (Served ? Served->filter : "Mean") + ":Zdir");
+    }
+
+    /// Whether a band is the height of the positions as the library sorts them; edges move no height.
+    bool takesPositions(const WantedBand& band) const {
+        if (band.filter == "Regression")
+            return false;
+        if (band.kind == Kind::Request)
+            return band.field == "Positions" && band.direction == "Zdir";
+        return band.kind == Kind::Field && band.field == "Height" && offsetOf(band) == 0.0;
+    }
+
+    void planBand(const WantedBand& band) {
+        switch (band.kind) {
+        case Kind::Field:
+            return planField(band);
+        case Kind::Request:
+            return planRequest(band);
+        case Kind::Count:
+            return addFile(band, Io::PixelType::UInt32, Io::JobBand::Source::Count, true);
+        case Kind::Density:
+            return addFile(band, Io::PixelType::UInt16, Io::JobBand::Source::Density, false);
+        case Kind::CellType:
+            return addFile(band, Io::PixelType::Byte, Io::JobBand::Source::CellType, false);
+        case Kind::Alpha:
+            return addFile(band, Io::PixelType::Byte, Io::JobBand::Source::Alpha, false);
+        case Kind::Rgb:
+            return planColours(band);
+        }
+    }
+
+    void addFile(const WantedBand& band, Io::PixelType type, Io::JobBand::Source source, bool hasNoData) {
+        PlannedBand planned{band.name, band.text, "", Io::BandColour::Undefined, type, {}};
+        planned.job.source = source;
+        Plan.files.push_back({band.name, {planned}, hasNoData});
+    }
+
+    /// What to take from the values before the library sees them, so that its bounds cut none.
+    double offsetOf(const WantedBand& band) const {
+        double least;
+        double greatest;
+        if (isPosition(band.field)) {
+            const std::size_t axis = band.field == "X" ? 0 : band.field == "Y" ? 1 : 2;
+            least = Index.bounds.low[axis];
+            greatest = Index.bounds.high[axis];
+        } else {
+            const auto found = std::ranges::find(Measured, band.field);
+            if (found == Measured.end())
+                return 0.0;
+            least = Index.ranges[static_cast<std::size_t>(found - Measured.begin())].least;
+            greatest = Index.ranges[static_cast<std::size_t>(found - Measured.begin())].greatest;
+        }
+        if (!isBounded(band) || !(least <= greatest) || (least >= -libraryBound && greatest <= libraryBound))
+            return 0.0;
+        // No greatest value lies below 0 then, and no least one above.
+        return band.filter == "Max" ? least : greatest;
+    }
+
+    void planField(const WantedBand& band) {
+        const double offset = offsetOf(band);
+        PlannedBand planned{band.name, band.text, "", Io::BandColour::Undefined, Io::PixelType::Float32, {}};
+        planned.job.offset = offset;
+        if (band.field == "Height") {
+            planned.unit = "height";
+            const bool isFit = band.filter == "Regression";
+            if (&band == Served)
+                planned.job.field = "Height";
+            else
+                planned.job.field = addGridField({isFit           ? Column::Kind::TruePositions
+                                                  : offset == 0.0 ? Column::Kind::Positions
+                                                                  : Column::Kind::Z,
+                                                  0, Io::FieldType::Double, offset},
+                                                 band.filter, "Zdir");
+        } else if (isPosition(band.field)) {
+            planned.unit = "coordinate";
+            planned.type = Io::PixelType::Float64;
+            planned.job.field = addGridField(
+                {band.field == "X" ? Column::Kind::X : Column::Kind::Y, 0, Io::FieldType::Double, offset},
+                band.filter, "Xdir");
+        } else {
+            const Io::CloudField& field = requireField(Cloud, band.field);
+            planned.type = band.filter != "Mean"   ? pixelTypeOf(field.type)
+                           : fitsFloat(field.type) ? Io::PixelType::Float32
+                                                   : Io::PixelType::Float64;
+            // Sums along an axis are kept in double.
+            planned.job.field = addGridField(attributeColumn(field, offset), band.filter, "Xdir");
+        }
+        Plan.files.push_back({band.name, {planned}, true});
+    }
+
+    void planRequest(const WantedBand& band) {
+        PlannedBand planned{band.name, band.text, "", Io::BandColour::Undefined, Io::PixelType::Float64, {}};
+        const bool isFit = band.filter == "Regression";
+        const bool alongAxis =
+            band.direction == "Xdir" || band.direction == "Ydir" || band.direction == "Zdir";
+        if (band.field == "Positions") {
+            planned.unit = "height";
+            const bool isWhole = !alongAxis && !isFit;
+            planned.job.field =
+                &band == Served
+                    ? "Height"
+                    : addGridField({band.direction == "Zdir" && !isFit ? Column::Kind::Positions
+                                                                       : Column::Kind::TruePositions,
+                                    0, Io::FieldType::Double, 0.0},
+                                   band.filter, band.direction);
+            if (isFit && !alongAxis)
+                planned.type = Io::PixelType::Float32;
+            if (isWhole) {
+                addComponents(planned);
+                return;
+            }
+        } else {
+            const Io::CloudField& field = requireField(Cloud, band.field);
+            if (!alongAxis)
+                planned.type = isFit ? Io::PixelType::Float32 : pixelTypeOf(field.type);
+            planned.job.field = addGridField(attributeColumn(field, 0.0), band.filter, band.direction);
+        }
+        Plan.files.push_back({band.name, {planned}, true});
+    }
+
+    /// Whole positions become a file a coordinate.
+    void addComponents(const PlannedBand& whole) {
+        for (int c = 0; c < 3; ++c) {
+            PlannedBand part = whole;
+            part.name += std::string("-") + axisNames[static_cast<std::size_t>(c)];
+            part.unit = c == 2 ? "height" : "coordinate";
+            part.job.component = c;
+            Plan.files.push_back({part.name, {part}, true});
+        }
+    }
+
+    void planColours(const WantedBand& band) {
+        constexpr std::array<Io::BandColour, 3> colours = {Io::BandColour::Red, Io::BandColour::Green,
+                                                           Io::BandColour::Blue};
+        const double scale = scaleOfColours();
+        const bool isNarrow =
+            Io::FieldType::UnsignedChar == Cloud.findField(channels[0])->type || scale != 0.0;
+        const Io::PixelType type = isNarrow ? Io::PixelType::Byte : Io::PixelType::UInt16;
+        PlannedFile file{band.name, {}, false};
+        for (std::size_t c = 0; c < 3; ++c) {
+            PlannedBand planned{channels[c], band.text, "", colours[c], type, {}};
+            planned.job.scale = isNarrow && scale != 0.0 ? scale : 1.0;
+            planned.job.field =
+                addGridField(attributeColumn(requireField(Cloud, channels[c]), 0.0), "Mean", "Xdir");
+            file.bands.push_back(planned);
+        }
+        PlannedBand alpha{"Alpha", band.text, "", Io::BandColour::Alpha, type, {}};
+        alpha.job.source = Io::JobBand::Source::Alpha;
+        file.bands.push_back(alpha);
+        Plan.files.push_back(file);
+        if (isNarrow && Cloud.findField(channels[0])->type != Io::FieldType::UnsignedChar)
+            Plan.notes.push_back(
+                "the colours have 8 bits, although they are stored in more; so has the band " + band.name);
+    }
+
+    /// What makes 8 bits of the colours of a scan that keeps 8-bit colours in wider fields; 0 for others.
+    double scaleOfColours() const {
+        Io::FieldRange all;
+        for (const char* const channel : channels)
+            all.add(Index.ranges[static_cast<std::size_t>(std::ranges::find(Measured, channel) -
+                                                          Measured.begin())]);
+        if (!(all.greatest > 255.0))
+            return 1.0;
+        return all.by257 ? 1.0 / 257.0 : all.by256 ? 1.0 / 256.0 : 0.0;
+    }
+
+    Column attributeColumn(const Io::CloudField& field, double offset) {
+        auto& fields = Plan.grid.needs.fields;
+        auto found = std::ranges::find(fields, field.name, &Io::CloudField::name);
+        if (found == fields.end())
+            found = fields.insert(found, field);
+        return {Column::Kind::Attribute, static_cast<std::size_t>(found - fields.begin()),
+                offset == 0.0 ? field.type : Io::FieldType::Double, offset};
+    }
+
+    /// A field of the grid with a request of its own, over a column that others may share. Gives its name.
+    std::string addGridField(const Column& column, const std::string& filter, const std::string& direction) {
+        auto& columns = Plan.grid.columns;
+        auto found = std::ranges::find(columns, column);
+        if (found == columns.end())
+            found = columns.insert(found, column);
+        const std::string name = "band " + std::to_string(Plan.grid.fields.size());
+        Plan.grid.fields.emplace_back(name, static_cast<std::size_t>(found - columns.begin()));
+        Plan.requests.push_back(name + ":" + filter + ":" + direction);
+        return name;
+    }
+
+    const Io::PointCloud& Cloud;
+    const Io::CloudIndex& Index;
+    std::vector<std::string> Measured;
+    const WantedBand* Served = nullptr;
+    BandPlan Plan;
+};
+
+} // namespace
+
+std::vector<WantedBand> readBands(const RasterOptions& options, const Io::PointCloud& cloud) {
+    BandReader reader(cloud);
+    for (const std::string& text : options.bands)
+        reader.addBand(text);
+    for (const std::string& text : options.requests) {
+        if (std::ranges::count(options.requests, text) > 1)
+            throw Io::UsageError("the request '" + text + "' is there twice");
+        if (!reader.addWord(text, "", text))
+            reader.addRequest(text, text, "");
+    }
+    if (options.bands.empty() && options.requests.empty())
+        reader.addBand("Height=Height:Mean");
+    if (options.alpha && !reader.has(Kind::Alpha))
+        reader.addWord("Alpha", "", "Alpha");
+    std::vector<WantedBand> bands = reader.take();
+    if (bands.empty())
+        throw Io::UsageError("no band is asked for");
+    return bands;
+}
+
+std::vector<std::string> fieldsToMeasure(const std::vector<WantedBand>& bands, const Io::PointCloud& cloud) {
+    std::vector<std::string> fields;
+    const auto add = [&](const std::string& name) {
+        if (std::ranges::find(fields, name) == fields.end())
+            fields.push_back(name);
+    };
+    for (const WantedBand& band : bands) {
+        if (band.kind == Kind::Rgb)
+            for (const char* const channel : channels)
+                add(channel);
+        if (isBounded(band) && !isPosition(band.field)) {
+            // Values of 8 and 16 bits lie within all bounds.
+            const Io::FieldType type = requireField(cloud, band.field).type;
+            if (type != Io::FieldType::UnsignedChar && type != Io::FieldType::UnsignedShort)
+                add(band.field);
+        }
+    }
+    return fields;
+}
+
+BandPlan planBands(const std::vector<WantedBand>& bands, const Io::PointCloud& cloud,
+                   const Io::CloudIndex& index) {
+    return Planner(bands, cloud, index).plan(bands);
+}
+
+} // namespace Tilewright::App

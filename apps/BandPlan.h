@@ -1,0 +1,74 @@
+/// BandPlan: what the bands that a user asks for mean in terms of the library.
+///
+/// There are two languages. A request, "FIELD:FILTER:DIRECTION", is the library's own and means what the
+/// library makes of it: sums as narrow as the values, bounds of a million, pixels of the type that comes out.
+/// A band, "FIELD:FILTER", says what is wanted, and the plan finds the request that gives the true value of
+/// it: directions with wide sums, values taken relative to an offset where the library's bounds would cut
+/// them.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <io/CloudIndex.h>
+#include <io/PointCloud.h>
+#include <io/RasterJob.h>
+
+#include "RasterOptions.h"
+
+namespace Tilewright::App {
+
+/// A band as it was asked for.
+struct WantedBand {
+    enum class Kind { Field, Request, Count, Density, CellType, Alpha, Rgb };
+
+    Kind kind = Kind::Field;
+    /// Unique among the bands.
+    std::string name;
+    /// As the user put it.
+    std::string text;
+    /// "Height", "X", "Y", or an attribute of the cloud; of a request "Positions" or an attribute.
+    std::string field;
+    std::string filter;
+    /// Empty where the user leaves it open.
+    std::string direction;
+};
+
+/// Reads the texts of the options; by default the mean height. Throws UsageError for texts that make no
+/// sense, and InputError for attributes that the cloud doesn't have.
+std::vector<WantedBand> readBands(const RasterOptions& options, const Io::PointCloud& cloud);
+
+/// Attributes whose ranges planBands() needs.
+std::vector<std::string> fieldsToMeasure(const std::vector<WantedBand>& bands, const Io::PointCloud& cloud);
+
+/// A band of a file.
+struct PlannedBand {
+    std::string name;
+    std::string request;
+    std::string unit;
+    Io::BandColour colour = Io::BandColour::Undefined;
+    Io::PixelType type = Io::PixelType::Float32;
+    Io::JobBand job;
+};
+
+/// A file with the bands that belong into it, in their order.
+struct PlannedFile {
+    /// Of its bands together.
+    std::string name;
+    std::vector<PlannedBand> bands;
+    /// Whether cells without data are told by a value of their own.
+    bool hasNoData = true;
+};
+
+struct BandPlan {
+    std::vector<PlannedFile> files;
+    Io::GridPlan grid;
+    std::vector<std::string> requests;
+    std::vector<std::string> notes;
+};
+
+/// `measured` are the ranges of fieldsToMeasure(), in their order.
+BandPlan planBands(const std::vector<WantedBand>& bands, const Io::PointCloud& cloud,
+                   const Io::CloudIndex& index);
+
+} // namespace Tilewright::App

@@ -1,0 +1,59 @@
+#include "Resources.h"
+
+#include <algorithm>
+#include <thread>
+
+#include <unistd.h>
+
+namespace Tilewright::App {
+
+namespace {
+
+using Column = Io::GridColumn;
+
+std::uint64_t physicalMemory() {
+    return static_cast<std::uint64_t>(sysconf(_SC_PHYS_PAGES)) *
+           static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+}
+
+double bytesPerPoint(const Column& column) {
+    using Kind = Column::Kind;
+    if (column.kind == Kind::Positions || column.kind == Kind::TruePositions)
+        return sizeof(Orrery::PhysicalSpace::point);
+    if (column.kind != Kind::Attribute)
+        return sizeof(double);
+    return Io::visitFieldType(column.type, []<class T>() { return static_cast<double>(sizeof(T)); });
+}
+
+/// What a thread takes: the points of a window, up to a certain number, and cells.
+double bytesPerThread(const BandPlan& plan) {
+    // Ordinals and cell numbers of the library.
+    double perPoint = 8.0;
+    for (const Column& column : plan.grid.columns)
+        perPoint += bytesPerPoint(column);
+    // The library's arrays, and the tiles of a few blocks that wait to be written.
+    const double perCell = 16.0 + 4.0 * sizeof(double) * static_cast<double>(plan.requests.size());
+    constexpr auto cells = static_cast<double>(Io::BlockLattice::blockSide * Io::BlockLattice::blockSide);
+    // Arrays grow by steps, and estimates of points are estimates.
+    return 1.25 * Io::mostPointsAtATime * perPoint + cells * perCell;
+}
+
+} // namespace
+
+unsigned threadsWanted(const RasterOptions& options) {
+    return options.threads.value_or(std::max(1U, std::thread::hardware_concurrency()));
+}
+
+Resources shareOut(const RasterOptions& options, const BandPlan& plan) {
+    const std::uint64_t memory = options.memory.value_or(physicalMemory() / 2);
+    const double perThread = bytesPerThread(plan);
+    Resources shares;
+    // Half of the memory has to do for the threads, or there are fewer of them.
+    shares.threads = static_cast<unsigned>(std::clamp(static_cast<double>(memory) / 2.0 / perThread, 1.0,
+                                                      static_cast<double>(threadsWanted(options))));
+    shares.working = static_cast<std::uint64_t>(perThread * shares.threads);
+    shares.sorting = memory - std::min(memory / 4 * 3, shares.working);
+    return shares;
+}
+
+} // namespace Tilewright::App

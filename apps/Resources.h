@@ -1,0 +1,22 @@
+/// Resources: how memory and threads are shared out.
+#pragma once
+
+#include "BandPlan.h"
+#include "RasterOptions.h"
+
+namespace Tilewright::App {
+
+struct Resources {
+    unsigned threads = 1;
+    /// Bytes for points that have to be sorted.
+    std::uint64_t sorting = 0;
+    /// Bytes that the threads take at their peak, roughly.
+    std::uint64_t working = 0;
+};
+
+unsigned threadsWanted(const RasterOptions& options);
+
+/// Takes fewer threads than wanted where memory is short.
+Resources shareOut(const RasterOptions& options, const BandPlan& plan);
+
+} // namespace Tilewright::App

@@ -1,0 +1,180 @@
+#include <io/BandTile.h>
+
+#include <cmath>
+#include <limits>
+
+namespace Tilewright::Io {
+
+namespace {
+
+constexpr unsigned char cellWithoutData = 1;
+
+template <class Visitor> auto visitPixelType(PixelType type, Visitor&& visit) {
+    switch (type) {
+    case PixelType::Float32:
+        return visit.template operator()<float>();
+    case PixelType::Float64:
+        return visit.template operator()<double>();
+    case PixelType::Byte:
+        return visit.template operator()<unsigned char>();
+    case PixelType::UInt16:
+        return visit.template operator()<unsigned short>();
+    case PixelType::UInt32:
+        return visit.template operator()<unsigned int>();
+    case PixelType::UInt64:
+        return visit.template operator()<unsigned long long>();
+    case PixelType::Int32:
+        break;
+    }
+    return visit.template operator()<int>();
+}
+
+/// The nearest pixel to a number.
+template <class P> P pixelOf(double value) {
+    using Limits = std::numeric_limits<P>;
+    if constexpr (std::is_floating_point_v<P>) {
+        return static_cast<P>(value);
+    } else {
+        const double rounded = std::round(value);
+        if (!(rounded > static_cast<double>(Limits::min())))
+            return Limits::min();
+        return rounded >= static_cast<double>(Limits::max()) ? Limits::max() : static_cast<P>(rounded);
+    }
+}
+
+/// Integers keep all their digits where the pixels have them.
+template <class P, class O> P pixelOf(O value, double scale, double offset) {
+    if (scale != 1.0 || offset != 0.0)
+        return pixelOf<P>(static_cast<double>(value) * scale + offset);
+    if constexpr (std::is_integral_v<P> && std::is_integral_v<O>) {
+        if (std::in_range<P>(value))
+            return static_cast<P>(value);
+        return std::cmp_less(value, std::numeric_limits<P>::min()) ? std::numeric_limits<P>::min()
+                                                                   : std::numeric_limits<P>::max();
+    } else {
+        return pixelOf<P>(static_cast<double>(value));
+    }
+}
+
+template <class P> class TypedTile : public BandTile {
+public:
+    TypedTile(const JobBand& band, const RasterDescription& file, const CellWindow& block)
+        : Band(band), Block(block), IsMasked(file.nodata.has_value()),
+          Blank(file.nodata ? std::visit([](auto v) { return static_cast<P>(v); }, *file.nodata) : P()),
+          Pixels(block.cells(), band.source == JobBand::Source::CellType ? P(cellWithoutData) : Blank) {}
+
+    void take(const WindowResult& result) override {
+        using Source = JobBand::Source;
+        switch (Band.source) {
+        case Source::Field:
+            takeField(result);
+            return;
+        case Source::Count:
+            place(result, [&](std::uint64_t, std::uint64_t cell) {
+                return pixelOf<P>(result.counts[cell], 1.0, 0.0);
+            });
+            return;
+        case Source::Density:
+            place(result, [&](std::uint64_t at, std::uint64_t) {
+                return pixelOf<P>(result.densities[at], 1.0, 0.0);
+            });
+            return;
+        case Source::CellType:
+            place(result, [&](std::uint64_t at, std::uint64_t) {
+                return pixelOf<P>(result.cellTypes[at], 1.0, 0.0);
+            });
+            return;
+        case Source::Alpha:
+            place(result, [&](std::uint64_t, std::uint64_t) {
+                return std::is_integral_v<P> ? std::numeric_limits<P>::max() : P(255);
+            });
+            return;
+        }
+    }
+
+    void write(RasterWriter& writer, std::uint64_t rasterRows, NoDataClash& clash) const override {
+        writer.write<P>(Band.number, Block.column, rasterRows - Block.row - Block.rows, Block.columns,
+                        Block.rows, Pixels);
+        clash.happened |= Clash;
+        clash.usedFromTop.resize(256);
+        for (std::size_t i = 0; i < Used.size(); ++i)
+            clash.usedFromTop[i] = clash.usedFromTop[i] || Used[i];
+    }
+
+private:
+    /// The pixels of the window's cells that have data become `pixel(place in the library's arrays, cell of
+    /// the window)`.
+    template <class Pixel> void place(const WindowResult& result, const Pixel& pixel) {
+        const CellWindow& window = result.window;
+        for (std::uint64_t row = 0; row < window.rows; ++row) {
+            // Rows of the file run from north to south.
+            P* const out = Pixels.data() + (Block.row + Block.rows - 1 - (window.row + row)) * Block.columns +
+                           (window.column - Block.column);
+            for (std::uint64_t column = 0; column < window.columns; ++column) {
+                const std::uint64_t at = result.place(column, row);
+                if (result.cellTypes[at] == cellWithoutData)
+                    continue;
+                const P value = pixel(at, row * window.columns + column);
+                out[column] = value;
+                noteValue(value);
+            }
+        }
+    }
+
+    void noteValue(P value) {
+        if (!IsMasked)
+            return;
+        Clash |= value == Blank;
+        if constexpr (std::is_integral_v<P>) {
+            const auto fromTop = static_cast<unsigned long long>(std::numeric_limits<P>::max()) -
+                                 static_cast<unsigned long long>(value);
+            if (fromTop < 256) {
+                Used.resize(256);
+                Used[fromTop] = true;
+            }
+        }
+    }
+
+    void takeField(const WindowResult& result) {
+        Quill::ArrayPtr array = result.array(Band.field);
+        if (array && Band.component)
+            array = array->getComponentArray(*Band.component, {});
+        Quill::probeTypes(Quill::PlainValueTypes(), [&]<class O>(std::type_identity<O>) {
+            const Larder::StrongPtr<Quill::MemArray<3, O>, Larder::Cacheable> typed = array;
+            if (!typed)
+                return false;
+            // A view of a component has gaps between its elements.
+            const Quill::MemArray<3, O>& values = *typed;
+            const O* const first = Band.component ? nullptr : values.data;
+            place(result, [&](std::uint64_t at, std::uint64_t) {
+                const O value = first ? first[at] : values[{at % result.stride, at / result.stride, 0}];
+                return pixelOf<P>(value, Band.scale, Band.offset);
+            });
+            return true;
+        });
+    }
+
+    const JobBand& Band;
+    CellWindow Block;
+    bool IsMasked;
+    P Blank;
+    std::vector<P> Pixels;
+    bool Clash = false;
+    std::vector<bool> Used;
+};
+
+} // namespace
+
+Quill::ArrayPtr WindowResult::array(const std::string& field) const {
+    const Quill::RegularFieldPtr found = fields->findField(field);
+    return found ? Quill::getData((*found)[{0, 0, 0}]) : Quill::ArrayPtr();
+}
+
+std::unique_ptr<BandTile> makeBandTile(const JobBand& band, const RasterDescription& file,
+                                       const CellWindow& block) {
+    return visitPixelType(file.type, [&]<class P>() -> std::unique_ptr<BandTile> {
+        return std::make_unique<TypedTile<P>>(band, file, block);
+    });
+}
+
+} // namespace Tilewright::Io

@@ -1,0 +1,265 @@
+#include <io/RasterJob.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <map>
+#include <mutex>
+
+#include <io/BandTile.h>
+#include <io/Errors.h>
+#include <io/Parallel.h>
+#include <tilewright/raster/raster.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+/// The finished pixels of a block, one tile a band; none where nothing is to be written.
+using BlockTiles = std::vector<std::unique_ptr<BandTile>>;
+
+/// Passes blocks on to `write` in ascending order, from whichever thread has the next one.
+template <class Write> class BlockQueue {
+public:
+    BlockQueue(std::size_t blocksAhead, Write write) : Ahead(blocksAhead), WriteBlock(std::move(write)) {}
+
+    /// Waits while the block is too far ahead of the one that is written next.
+    void put(std::size_t block, BlockTiles tiles) {
+        std::unique_lock guard(Lock);
+        Moved.wait(guard, [&] { return Abandoned || block < Next + Ahead; });
+        if (Abandoned)
+            return;
+        Waiting[block] = std::move(tiles);
+        if (IsWriting)
+            return;
+        IsWriting = true;
+        for (auto first = Waiting.begin(); first != Waiting.end() && first->first == Next;
+             first = Waiting.begin()) {
+            const BlockTiles next = std::move(first->second);
+            Waiting.erase(first);
+            guard.unlock();
+            WriteBlock(next);
+            guard.lock();
+            ++Next;
+            Moved.notify_all();
+        }
+        IsWriting = false;
+    }
+
+    /// From now on blocks are dropped. A thread that fails has to say so, or the others wait for its block.
+    void abandon() {
+        const std::lock_guard guard(Lock);
+        Abandoned = true;
+        Moved.notify_all();
+    }
+
+private:
+    std::size_t Ahead;
+    Write WriteBlock;
+    std::mutex Lock;
+    std::condition_variable Moved;
+    std::map<std::size_t, BlockTiles> Waiting;
+    std::size_t Next = 0;
+    bool IsWriting = false;
+    bool Abandoned = false;
+};
+
+/// Ends the library's work on a window when another thread has failed or the user wants to stop.
+class StopProgress : public Larder::LoaderProgress {
+public:
+    explicit StopProgress(const std::atomic<bool>& stopped) : Stopped(stopped) {}
+
+    bool reportProgress(const std::string&, unsigned, unsigned) override { return !Stopped; }
+
+private:
+    const std::atomic<bool>& Stopped;
+};
+
+class BlockMaker {
+public:
+    BlockMaker(const RasterJob& job, const BlockLattice& lattice, const UnitReader& reader,
+               const std::vector<RasterDescription>& files, const StepReport& report)
+        : Job(job), Lattice(lattice), Reader(reader), Files(files), Report(report) {}
+
+    std::size_t blocks() const {
+        return Lattice.unitsAcross(BlockLattice::blockSide) * Lattice.unitsDown(BlockLattice::blockSide);
+    }
+
+    BlockTiles make(std::size_t number) {
+        const std::uint64_t across = Lattice.unitsAcross(BlockLattice::blockSide);
+        const CellWindow block = Lattice.unit(BlockLattice::blockSide, number % across, number / across);
+        BlockTiles tiles;
+        const std::uint64_t unitsAlong = BlockLattice::blockSide / Reader.side();
+        for (std::uint64_t d = 0; d < unitsAlong; ++d)
+            for (std::uint64_t a = 0; a < unitsAlong; ++a) {
+                const std::uint64_t unitAcross = number % across * unitsAlong + a;
+                const std::uint64_t unitDown = number / across * unitsAlong + d;
+                if (unitAcross < Lattice.unitsAcross(Reader.side()) &&
+                    unitDown < Lattice.unitsDown(Reader.side()))
+                    makeUnit({unitAcross, unitDown, Lattice.unit(Reader.side(), unitAcross, unitDown)}, block,
+                             tiles);
+            }
+        for (const JobBand& band : Job.bands)
+            if (tiles.empty() && marksEmptyBlocks(band))
+                addTiles(block, tiles);
+        return tiles;
+    }
+
+    void stop() { Stopped = true; }
+    std::uint64_t points() const { return Points; }
+    std::uint64_t filledCells() const { return FilledCells; }
+
+private:
+    void addTiles(const CellWindow& block, BlockTiles& tiles) const {
+        for (const JobBand& band : Job.bands)
+            tiles.push_back(makeBandTile(band, Files[band.file], block));
+    }
+
+    void makeUnit(const Unit& unit, const CellWindow& block, BlockTiles& tiles) {
+        const double expected = Reader.estimate(unit);
+        if (expected == 0.0)
+            return;
+        if (expected > mostPointsAtATime && unit.window.cells() > 1) {
+            Unit half = unit;
+            const bool isWide = unit.window.columns >= unit.window.rows;
+            std::uint64_t& begin = isWide ? half.window.column : half.window.row;
+            std::uint64_t& count = isWide ? half.window.columns : half.window.rows;
+            const std::uint64_t whole = count;
+            count = whole / 2;
+            makeUnit(half, block, tiles);
+            begin += count;
+            count = whole - count;
+            makeUnit(half, block, tiles);
+            return;
+        }
+        makeWindow(unit, block, tiles);
+    }
+
+    void makeWindow(const Unit& unit, const CellWindow& block, BlockTiles& tiles) {
+        if (Report && !Report(Points, Reader.wantedPoints()))
+            throw Interruption();
+        UnitGrid input(Reader, Lattice, Job.grid, unit);
+        const std::uint64_t points = input.points();
+        if (points == 0)
+            return;
+        const Larder::Ref<Quill::Grid> output;
+        const std::string failure =
+            raster(input.grid(), *output, Job.requests, input.layout().wantedCellSize, {}, {}, false, false,
+                   "", Job.sparseLimit, Larder::Ref<StopProgress>(Stopped));
+        if (failure == "Interrupted")
+            throw Interruption();
+        if (!failure.empty())
+            throw Error(failure);
+        if (tiles.empty())
+            addTiles(block, tiles);
+        collect(input, *output, unit.window, tiles);
+        Points += points;
+    }
+
+    /// Checks the counts of a window and copies its cells into the tiles.
+    void collect(UnitGrid& input, const Quill::Grid& output, const CellWindow& window,
+                 const BlockTiles& tiles) {
+        WindowResult result{
+            window, output.getCartesianRepresentation(""), input.layout().arraySize[0], {}, {}, {}};
+        const Larder::StrongPtr<Quill::MemArray<3, unsigned char>, Larder::Cacheable> types =
+            result.array("CellType");
+        const Larder::StrongPtr<Quill::MemArray<3, unsigned short>, Larder::Cacheable> densities =
+            result.array("Density");
+        if (!types || !densities || types->sizes != input.layout().arraySize)
+            throw Error(
+                "a window of the raster came out in another size than it should have; please report this");
+        result.cellTypes = types->data;
+        result.densities = densities->data;
+        const std::vector<std::uint32_t> counts = countPoints(input, result);
+        result.counts = counts;
+        for (const auto& tile : tiles)
+            tile->take(result);
+    }
+
+    /// The points of each cell. Where the library's densities add up to all points of the window they are the
+    /// counts; where they do not, because a cell has more than 16 bits tell or is marked as sparse, the
+    /// points are counted once more and every cell is compared.
+    std::vector<std::uint32_t> countPoints(UnitGrid& input, const WindowResult& result) {
+        const CellWindow& window = result.window;
+        std::vector<std::uint32_t> counts(window.cells());
+        std::uint64_t total = 0;
+        std::uint64_t filled = 0;
+        forEachCell(window, [&](std::uint64_t column, std::uint64_t row, std::uint64_t cell) {
+            const std::uint64_t at = result.place(column, row);
+            counts[cell] = result.densities[at];
+            total += counts[cell];
+            filled += result.cellTypes[at] == 0;
+        });
+        FilledCells += filled;
+        if (total == input.points())
+            return counts;
+        counts = input.counts();
+        total = 0;
+        forEachCell(window, [&](std::uint64_t column, std::uint64_t row, std::uint64_t cell) {
+            const std::uint64_t at = result.place(column, row);
+            const bool isDense = counts[cell] > Job.sparseLimit;
+            total += counts[cell];
+            if ((result.cellTypes[at] == 0) != isDense ||
+                result.densities[at] != static_cast<unsigned short>(isDense ? counts[cell] : 0))
+                failCounts("cell " + std::to_string(window.column + column) + "," +
+                           std::to_string(window.row + row) + " has " + std::to_string(counts[cell]) +
+                           " points, but not all of them were rastered");
+        });
+        if (total != input.points())
+            failCounts(std::to_string(input.points() - total) +
+                       " points of a window are in none of its cells");
+        return counts;
+    }
+
+    template <class Visitor> static void forEachCell(const CellWindow& window, Visitor&& visit) {
+        std::uint64_t cell = 0;
+        for (std::uint64_t row = 0; row < window.rows; ++row)
+            for (std::uint64_t column = 0; column < window.columns; ++column)
+                visit(column, row, cell++);
+    }
+
+    [[noreturn]] static void failCounts(const std::string& how) {
+        throw Error("the counts don't add up: " + how + "; nothing was written, please report this");
+    }
+
+    const RasterJob& Job;
+    const BlockLattice& Lattice;
+    const UnitReader& Reader;
+    const std::vector<RasterDescription>& Files;
+    const StepReport& Report;
+    std::atomic<bool> Stopped = false;
+    std::atomic<std::uint64_t> Points = 0;
+    std::atomic<std::uint64_t> FilledCells = 0;
+};
+
+} // namespace
+
+JobResult runJob(const RasterJob& job, const BlockLattice& lattice, const UnitReader& reader,
+                 const std::vector<RasterDescription>& descriptions, std::vector<RasterWriter>& writers,
+                 const StepReport& report) {
+    JobResult result;
+    result.clashes.resize(descriptions.size());
+    BlockMaker maker(job, lattice, reader, descriptions, report);
+    BlockQueue queue(2 * std::size_t(job.threads), [&](const BlockTiles& tiles) {
+        for (std::size_t b = 0; b < tiles.size(); ++b)
+            tiles[b]->write(writers[job.bands[b].file], lattice.y().cells(),
+                            result.clashes[job.bands[b].file]);
+    });
+    forEachPiece(job.threads, maker.blocks(), [&](std::size_t block) {
+        try {
+            queue.put(block, maker.make(block));
+        } catch (...) {
+            maker.stop();
+            queue.abandon();
+            throw;
+        }
+    });
+    result.points = maker.points();
+    result.filledCells = maker.filledCells();
+    if (result.points != reader.wantedPoints())
+        throw Error("the counts don't add up: " + std::to_string(reader.wantedPoints()) +
+                    " points were to be rastered, " + std::to_string(result.points) +
+                    " were; nothing was written, please report this");
+    return result;
+}
+
+} // namespace Tilewright::Io

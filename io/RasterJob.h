@@ -1,0 +1,80 @@
+/// RasterJob: makes the files of a raster, block by block, on several threads.
+///
+/// Each thread takes a block of cells at a time, has the library raster its points on grids of the thread's
+/// own, and hands the pixels on. Blocks are written in their order, whichever is finished first, so that
+/// files are the same for every number of threads. No more than a few blocks are in memory at a time.
+///
+/// No point may be lost on the way, and none count twice: what the library counted in the cells of each
+/// window is held against the points that went in, and their sum against the points of the cloud.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <io/RasterWriter.h>
+#include <io/UnitGrid.h>
+
+namespace Tilewright::Io {
+
+/// More points than this are not loaded at a time; windows with more are halved, down to a cell.
+inline constexpr double mostPointsAtATime = 1.2e6;
+
+/// Where the pixels of a band come from.
+struct JobBand {
+    enum class Source {
+        /// A field that the library made.
+        Field,
+        /// The points of a cell; never wraps.
+        Count,
+        /// The library's companions: no data value of their own.
+        Density,
+        CellType,
+        /// The largest pixel for cells with data, else 0.
+        Alpha
+    };
+
+    Source source = Source::Field;
+    std::string field;
+    /// Of a field of points.
+    std::optional<int> component;
+    /// A pixel is value * scale + offset, rounded where pixels are integers and cut to their range.
+    double scale = 1.0;
+    double offset = 0.0;
+    /// The file that it is a band of, and which one.
+    std::size_t file = 0;
+    std::size_t number = 0;
+};
+
+struct RasterJob {
+    GridPlan grid;
+    /// In the library's terms. The one for "Positions" must not skip them.
+    std::vector<std::string> requests;
+    unsigned sparseLimit = 0;
+    std::vector<JobBand> bands;
+    unsigned threads = 1;
+};
+
+/// Which pixels have values that a cell without data might have been given.
+struct NoDataClash {
+    /// A cell with data came out as the nodata value.
+    bool happened = false;
+    /// Of a type of integers: which of the 256 largest occur, from the largest down.
+    std::vector<bool> usedFromTop;
+};
+
+struct JobResult {
+    std::uint64_t points = 0;
+    std::uint64_t filledCells = 0;
+    /// For each file.
+    std::vector<NoDataClash> clashes;
+};
+
+/// Fills the files, of which `descriptions` has one each, in the same order. Throws Interruption when
+/// `report` answers false; it is told of points.
+JobResult runJob(const RasterJob& job, const BlockLattice& lattice, const UnitReader& reader,
+                 const std::vector<RasterDescription>& descriptions, std::vector<RasterWriter>& writers,
+                 const StepReport& report);
+
+} // namespace Tilewright::Io

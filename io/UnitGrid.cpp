@@ -1,0 +1,252 @@
+#include <io/UnitGrid.h>
+
+#include <limits>
+#include <string>
+
+#include <io/Errors.h>
+#include <tilewright/arrays/MemArray.h>
+#include <tilewright/model/CreativeArrayBase.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+using Orrery::PhysicalSpace::point;
+
+/// The points of a piece of records that belong to the window.
+struct Piece {
+    const RecordLayout& layout;
+    const std::byte* records;
+    std::span<const std::uint32_t> ordinals;
+    /// Of all records of the piece: x, y, z.
+    const double* positions;
+    /// Of the points that belong, with x and y moved clear of edges.
+    std::span<const point> settled;
+};
+
+/// The values of one column.
+class ColumnStore {
+public:
+    virtual ~ColumnStore() = default;
+    virtual void take(const Piece& piece) = 0;
+    /// All that was taken; to be called once.
+    virtual Quill::ArrayPtr finish() = 0;
+};
+
+template <class T> class TypedStore : public ColumnStore {
+public:
+    TypedStore(const GridColumn& column, std::size_t expected)
+        : Column(column), Storage(new Larder::Chunk<T>(expected, true)) {}
+
+    void take(const Piece& piece) override {
+        std::vector<T>& values = Storage->base_vector();
+        const std::size_t size = values.size();
+        if constexpr (std::is_same_v<T, point>) {
+            values.insert(values.end(), piece.settled.begin(), piece.settled.end());
+            if (Column.kind == GridColumn::Kind::TruePositions)
+                for (std::size_t i = 0; i < piece.ordinals.size(); ++i) {
+                    const double* const xyz = piece.positions + 3 * std::size_t(piece.ordinals[i]);
+                    values[size + i] = {xyz[0], xyz[1], xyz[2]};
+                }
+        } else {
+            values.resize(size + piece.ordinals.size());
+            fill(piece, std::span(values).subspan(size));
+        }
+    }
+
+    Quill::ArrayPtr finish() override {
+        // The chunk was made empty and counts what it holds when it goes.
+        const unsigned long long count = Storage->elements();
+        Larder::ChunkBase::TotalMemsize += static_cast<long long>(count * sizeof(T));
+        return Larder::Ref<Quill::MemArray<1, T>>(Storage, Quill::MultiIndex<1>{count});
+    }
+
+private:
+    void fill(const Piece& piece, std::span<T> values) const requires(!std::is_same_v<T, point>) {
+        if (Column.kind == GridColumn::Kind::Attribute)
+            decodeFieldAt(piece.layout.format, piece.layout.fields[Column.attribute], piece.records,
+                          piece.ordinals, values);
+        else
+            for (std::size_t i = 0; i < values.size(); ++i)
+                values[i] = static_cast<T>(piece.positions[3 * std::size_t(piece.ordinals[i]) + axis()]);
+        if constexpr (std::is_same_v<T, double>)
+            if (Column.offset != 0.0)
+                for (double& value : values)
+                    value -= Column.offset;
+    }
+
+    /// Of a column of coordinates.
+    std::size_t axis() const {
+        using Kind = GridColumn::Kind;
+        return Column.kind == Kind::X ? 0 : Column.kind == Kind::Y ? 1 : 2;
+    }
+
+    const GridColumn& Column;
+    Larder::StrongPtr<Larder::Chunk<T>, Larder::ChunkBase> Storage;
+};
+
+std::unique_ptr<ColumnStore> makeStore(const GridColumn& column, std::size_t expected) {
+    using Kind = GridColumn::Kind;
+    if (column.kind == Kind::Positions || column.kind == Kind::TruePositions)
+        return std::make_unique<TypedStore<point>>(column, expected);
+    const FieldType type = column.kind == Kind::Attribute ? column.type : FieldType::Double;
+    return visitFieldType(type, [&]<class T>() -> std::unique_ptr<ColumnStore> {
+        return std::make_unique<TypedStore<T>>(column, expected);
+    });
+}
+
+} // namespace
+
+/// Loads the columns of a window when the first of them is asked for.
+class UnitGrid::Loader {
+public:
+    Loader(const UnitReader& reader, const BlockLattice& lattice, const GridPlan& plan, const Unit& unit)
+        : Reader(reader), Lattice(lattice), Plan(plan), Window(unit), Test(plan.needs.selection) {}
+
+    const Quill::ArrayPtr& array(std::size_t column) {
+        if (Arrays.empty())
+            load();
+        return Arrays[column];
+    }
+
+    const CellWindow& window() const { return Window.window; }
+    const BlockLattice& lattice() const { return Lattice; }
+
+private:
+    void load() {
+        // Estimates run short now and then, and room that is not used costs nothing.
+        const auto expected = static_cast<std::size_t>(Reader.estimate(Window) * 1.25) + 64;
+        for (const GridColumn& column : Plan.columns)
+            Stores.push_back(makeStore(column, expected));
+        Reader.visit(Window, [&](const RecordLayout& layout, const std::byte* records, std::size_t count) {
+            take(layout, records, count);
+        });
+        for (const auto& store : Stores)
+            Arrays.push_back(store->finish());
+        Stores.clear();
+    }
+
+    void take(const RecordLayout& layout, const std::byte* records, std::size_t count) {
+        Positions.resize(3 * count);
+        Ordinals.resize(count);
+        Settled.resize(count);
+        decodePositions(layout.format, records, count, Positions.data());
+        const std::size_t kept = dropUnselected(layout, records, keepInWindow(count));
+        if (kept == 0)
+            return;
+        Found += kept;
+        if (Found > std::numeric_limits<std::uint32_t>::max())
+            throw InputError("more than 4294967295 points lie in a single cell; choose smaller cells");
+        const Piece piece{layout, records, std::span(Ordinals.data(), kept), Positions.data(),
+                          std::span(Settled.data(), kept)};
+        for (const auto& store : Stores)
+            store->take(piece);
+    }
+
+    /// Finds the points of the window among those decoded; gives their number.
+    std::size_t keepInWindow(std::size_t count) {
+        const LatticeAxis& x = Lattice.x();
+        const LatticeAxis& y = Lattice.y();
+        const CellWindow& window = Window.window;
+        std::size_t kept = 0;
+        for (std::size_t i = 0; i < count; ++i) {
+            const double* const xyz = Positions.data() + 3 * i;
+            std::int64_t column;
+            std::int64_t row;
+            double settledX;
+            double settledY;
+            // Cells before the window become large numbers.
+            if (!x.locate(xyz[0], column, settledX) ||
+                static_cast<std::uint64_t>(column) - window.column >= window.columns ||
+                !y.locate(xyz[1], row, settledY) ||
+                static_cast<std::uint64_t>(row) - window.row >= window.rows)
+                continue;
+            Ordinals[kept] = static_cast<std::uint32_t>(i);
+            Settled[kept++] = {settledX, settledY, xyz[2]};
+        }
+        return kept;
+    }
+
+    std::size_t dropUnselected(const RecordLayout& layout, const std::byte* records, std::size_t found) {
+        if (found == 0 || !Reader.needsSelection() || !Test.isNeeded())
+            return found;
+        const unsigned char* const passes =
+            Test(layout.format, records, Ordinals[found - 1] + std::size_t(1));
+        std::size_t kept = 0;
+        for (std::size_t k = 0; k < found; ++k) {
+            Ordinals[kept] = Ordinals[k];
+            Settled[kept] = Settled[k];
+            kept += passes[Ordinals[k]];
+        }
+        return kept;
+    }
+
+    const UnitReader& Reader;
+    const BlockLattice& Lattice;
+    const GridPlan& Plan;
+    Unit Window;
+    SelectionTest Test;
+    std::vector<std::unique_ptr<ColumnStore>> Stores;
+    std::vector<Quill::ArrayPtr> Arrays;
+    std::uint64_t Found = 0;
+    /// Of the piece at hand.
+    std::vector<double> Positions;
+    std::vector<std::uint32_t> Ordinals;
+    std::vector<point> Settled;
+};
+
+namespace {
+
+/// Hands out a column of a window.
+template <class Loader> class ColumnCreator : public Quill::CreativeArrayBase {
+public:
+    ColumnCreator(std::shared_ptr<Loader> loader, std::size_t column)
+        : Source(std::move(loader)), Column(column) {}
+
+    Quill::ArrayPtr create() override { return Source->array(Column); }
+
+private:
+    std::shared_ptr<Loader> Source;
+    std::size_t Column;
+};
+
+} // namespace
+
+UnitGrid::UnitGrid(const UnitReader& reader, const BlockLattice& lattice, const GridPlan& plan,
+                   const Unit& unit)
+    : Layout(lattice, unit.window), Points(std::make_shared<Loader>(reader, lattice, plan, unit)) {
+    const Quill::MultiIndex<3> onlyFragment;
+    std::vector<Quill::CreatorPtr> creators;
+    for (std::size_t column = 0; column < plan.columns.size(); ++column)
+        creators.emplace_back(Larder::Ref<ColumnCreator<Loader>>(Points, column));
+    Quill::Representation& fields = Grid->makeCartesianRepresentation(3, "", 0);
+    for (const auto& [name, column] : plan.fields) {
+        const Quill::RegularFieldPtr field =
+            name == "Positions"
+                ? Layout.positions
+                : Quill::RegularFieldPtr(Larder::Ref<Quill::RegularlyFragmentedField<3>>(*Layout.positions));
+        (*field)[onlyFragment] = creators[column];
+        fields[name] = field;
+    }
+}
+
+std::uint64_t UnitGrid::points() { return Points->array(0)->nElements(); }
+
+std::vector<std::uint32_t> UnitGrid::counts() {
+    const Larder::StrongPtr<Quill::MemArray<1, point>, Larder::Cacheable> points = Points->array(0);
+    const CellWindow& window = Points->window();
+    std::vector<std::uint32_t> counts(window.cells(), 0);
+    for (std::uint64_t i = 0; i < points->nElements(); ++i) {
+        const point& p = (*points)[Quill::MultiIndex<1>(i)];
+        std::int64_t column;
+        std::int64_t row;
+        double settled;
+        if (Points->lattice().x().locate(p[0], column, settled) &&
+            Points->lattice().y().locate(p[1], row, settled))
+            ++counts[(static_cast<std::uint64_t>(row) - window.row) * window.columns +
+                     (static_cast<std::uint64_t>(column) - window.column)];
+    }
+    return counts;
+}
+
+} // namespace Tilewright::Io

@@ -1,0 +1,72 @@
+/// UnitGrid: the points of one window as the grid that the library takes.
+///
+/// The grid is made without data. Its creators load what the library asks for: the first one that is asked
+/// reads the records of the window, once for all fields.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <io/UnitReader.h>
+#include <tilewright/model/Grid.h>
+
+namespace Tilewright::Io {
+
+/// Data that fields of the grid can share.
+struct GridColumn {
+    enum class Kind {
+        /// The positions by which points are sorted into cells: x and y moved clear of the edges of their
+        /// cells.
+        Positions,
+        /// Positions as they are.
+        TruePositions,
+        X,
+        Y,
+        Z,
+        Attribute
+    };
+
+    Kind kind = Kind::Attribute;
+    /// Which of PointNeeds::fields.
+    std::size_t attribute = 0;
+    /// Of an attribute, as the library gets it.
+    FieldType type = FieldType::Double;
+    /// Subtracted from numbers; the type is Double then.
+    double offset = 0.0;
+
+    bool operator==(const GridColumn&) const = default;
+};
+
+struct GridPlan {
+    PointNeeds needs;
+    /// The first one is that of the positions.
+    std::vector<GridColumn> columns;
+    /// Field names, each with its column. "Positions" is the first; any number of fields may share a column.
+    std::vector<std::pair<std::string, std::size_t>> fields;
+};
+
+class UnitGrid {
+public:
+    /// What is referred to must outlive the grid.
+    UnitGrid(const UnitReader& reader, const BlockLattice& lattice, const GridPlan& plan, const Unit& unit);
+
+    const Quill::Grid& grid() const { return *Grid; }
+    const WindowLayout& layout() const { return Layout; }
+    /// Points of the window; loads them.
+    std::uint64_t points();
+    /// How many points each of the window's cells has, row by row from the south, worked out without the
+    /// library.
+    std::vector<std::uint32_t> counts();
+
+private:
+    class Loader;
+
+    WindowLayout Layout;
+    Larder::Ref<Quill::Grid> Grid;
+    std::shared_ptr<Loader> Points;
+};
+
+} // namespace Tilewright::Io

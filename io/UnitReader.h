@@ -1,0 +1,79 @@
+/// UnitReader: hands out the records that may lie in a window of the raster, in the order of the cloud.
+///
+/// There are two: one that reads the stretches of the files that reach into the window, and one for clouds
+/// whose points lie in no order, which are first sorted by the squares of the raster that they lie in.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <io/BlockLattice.h>
+#include <io/CloudIndex.h>
+#include <io/CloudSelection.h>
+
+namespace Tilewright::Io {
+
+/// A square of cells, the window that is worked on at a time: `across` and `down` count from the
+/// north-western corner.
+struct Unit {
+    std::uint64_t across;
+    std::uint64_t down;
+    CellWindow window;
+};
+
+/// How the records of a source lie, and where in them the attributes of PointNeeds are.
+struct RecordLayout {
+    RecordFormat format;
+    std::vector<PointField> fields;
+};
+
+class UnitReader {
+public:
+    using RecordVisitor =
+        std::function<void(const RecordLayout& layout, const std::byte* records, std::size_t count)>;
+
+    UnitReader() = default;
+    UnitReader(const UnitReader&) = delete;
+    UnitReader& operator=(const UnitReader&) = delete;
+    virtual ~UnitReader() = default;
+
+    /// Cells along a side of a unit: BlockLattice::blockSide or a fraction of it.
+    virtual std::uint64_t side() const = 0;
+    /// Calls `visitor` for records among which are all of the unit's points, in the order of the cloud. May
+    /// be called from several threads at once.
+    virtual void visit(const Unit& unit, const RecordVisitor& visitor) const = 0;
+    /// About how many points the unit has; 0 only if there is none.
+    virtual double estimate(const Unit& unit) const = 0;
+    /// Whether records that visit() hands out have yet to be tested by the selection.
+    virtual bool needsSelection() const = 0;
+    /// Points that lie in the raster and pass the selection.
+    virtual std::uint64_t wantedPoints() const = 0;
+};
+
+struct ReadingPlan {
+    unsigned threads = 1;
+    /// Bytes that sorted points may take in memory.
+    std::uint64_t memory = 0;
+    std::filesystem::path scratch;
+    StepReport report;
+};
+
+/// Cells along a side of the units: so few that a unit of average density has at most about a million points.
+std::uint64_t chooseSide(const BlockLattice& lattice, std::uint64_t points);
+
+/// How often each record would be read if units read the stretches of the files, on average; where that is
+/// far above 1 the points are better sorted first.
+double readingEffort(const CloudIndex& index, const BlockLattice& lattice, std::uint64_t side);
+
+std::unique_ptr<UnitReader> makeStretchReader(const CloudIndex& index, const BlockLattice& lattice,
+                                              const PointNeeds& needs, std::uint64_t side,
+                                              const ReadingPlan& plan);
+std::unique_ptr<UnitReader> makeSortedReader(const CloudIndex& index, const BlockLattice& lattice,
+                                             const PointNeeds& needs, std::uint64_t side,
+                                             const ReadingPlan& plan);
+
+} // namespace Tilewright::Io

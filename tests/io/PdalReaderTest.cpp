@@ -1,0 +1,82 @@
+#include <io/PointCloud.h>
+
+#include <gmock/gmock.h>
+
+#include <io/Interruption.h>
+#include <tests/io/FolderTest.h>
+
+namespace Tilewright::Io::Test {
+namespace {
+
+using testing::AllOf, testing::EndsWith, testing::HasSubstr, testing::Not;
+
+/// A program stands in for pdal.
+class PdalReaderTest : public FolderTest {
+protected:
+    PdalReaderTest() : path((Top / "programs").string() + ":/usr/bin:/bin") {
+        fs::create_directories(Top / "programs");
+        fs::create_directories(Top / "scratch");
+        Bytes compressed = LasBuilder().build();
+        saveAs(Top / "points.las", compressed);
+        poke<std::uint8_t>(compressed, 104, 0x80);
+        saveAs(Top / "scan.laz", compressed);
+        saveAs(Top / "scan.e57", "ASTM-E57");
+    }
+
+    void install(const std::string& script) const {
+        saveAs(Top / "programs/pdal", "#!/bin/sh\n" + script);
+        fs::permissions(Top / "programs/pdal", fs::perms::owner_all);
+    }
+
+    std::unique_ptr<PointSource> open(const std::string& name, const StepReport& report = {}) const {
+        return openPointFile(Top / name, {Top / "scratch", report});
+    }
+
+    const PathOfPrograms path;
+};
+
+TEST_F(PdalReaderTest, ConvertedFileLeavesNothingBehindAndKeepsItsName) {
+    const std::string folder = Top.string();
+    install("echo \"$@\" > '" + folder + "/words'\ncp '" + folder + "/points.las' \"$3\"\n");
+    for (const auto& [name, option] :
+         {std::pair{"scan.laz", "--writers.las.forward=all"}, {"scan.e57", "--writers.las.scale_z=auto"}}) {
+        const auto source = open(name);
+        EXPECT_EQ(source->pointCount(), 3U);
+        EXPECT_EQ(positionsOf(*source), std::vector<double>(9));
+        EXPECT_EQ(source->name(), (Top / name).string());
+        EXPECT_EQ(namesIn(Top / "scratch"), Names{});
+        EXPECT_THAT(textOf(Top / "words"),
+                    AllOf(testing::StartsWith("translate " + (Top / name).string() + " "),
+                          HasSubstr("--writers.las.extra_dims=all"), HasSubstr(option)));
+    }
+}
+
+TEST_F(PdalReaderTest, FailuresAreSaidInOneLineAndLeaveNothingBehind) {
+    for (const auto& [script, message] :
+         {std::pair{"echo 'PDAL: bad' >&2; printf 'PDAL: worse\\n \\n' >&2; exit 3",
+                    "pdal cannot convert it: PDAL: worse"},
+          {"yes x | head -c 100000 >&2; touch \"$3\"; exit 1", "pdal cannot convert it: x"},
+          {"kill -9 $$", "pdal cannot convert it: it was ended without a word"},
+          {"exit 0", "pdal cannot convert it: it wrote nothing"}}) {
+        install(script);
+        EXPECT_THAT(messageOf([&] { open("scan.laz"); }), AllOf(HasSubstr(message), Not(HasSubstr("\n"))));
+    }
+    install("echo half > \"$3\"; kill -2 $$");
+    EXPECT_THROW(open("scan.laz"), Interruption);
+    install("echo half > \"$3\"; exec sleep 600");
+    EXPECT_THROW(open("scan.laz",
+                      [&](std::uint64_t, std::uint64_t) {
+                          return fs::is_empty(Top / "scratch") ||
+                                 fs::is_empty(*fs::directory_iterator(Top / "scratch"));
+                      }),
+                 Interruption);
+    EXPECT_EQ(namesIn(Top / "scratch"), Names{});
+
+    const PathOfPrograms nothing((Top / "nothing").string());
+    EXPECT_THAT(messageOf([&] { open("scan.laz"); }),
+                AllOf(HasSubstr("scan.laz: is compressed (LAZ); decompress it"), HasSubstr("install pdal")));
+    EXPECT_THAT(messageOf([&] { open("scan.e57"); }), HasSubstr("scan.e57: is of no kind that can be read"));
+}
+
+} // namespace
+} // namespace Tilewright::Io::Test
