@@ -34,6 +34,15 @@ std::string textOf(double number) {
     return {text.data(), std::to_chars(text.data(), text.data() + text.size(), number).ptr};
 }
 
+std::uint64_t bytesOf(const std::vector<fs::path>& files) {
+    std::uint64_t bytes = 0;
+    std::error_code failed;
+    for (const fs::path& file : files)
+        if (const auto size = fs::file_size(file, failed); !failed)
+            bytes += size;
+    return bytes;
+}
+
 /// Reads "RANGES@FIELD"; none for an empty text.
 std::optional<Io::CloudSelection> readSelection(const std::string& text, const Io::PointCloud& cloud) {
     if (text.empty())
@@ -200,7 +209,10 @@ void RasterRun::open() {
     if (!Options.coordinateSystem.empty())
         System = Io::coordinateSystemFromUser(Options.coordinateSystem);
     Inputs = Io::findPointFiles(Options.inputs);
-    const Io::CloudOptions cloudOptions = {scratch(), reportAs("reading")};
+    Io::CloudOptions cloudOptions;
+    cloudOptions.scratch = scratch();
+    cloudOptions.keepPages = bytesOf(Inputs) <= memoryToUse(Options) / 4;
+    cloudOptions.report = reportAs("reading");
     Cloud = std::make_unique<Io::PointCloud>(Inputs, cloudOptions, !System.empty());
     if (System.empty())
         System = Cloud->coordinateSystem();

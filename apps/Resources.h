@@ -14,6 +14,7 @@ struct Resources {
     std::uint64_t working = 0;
 };
 
+std::uint64_t memoryToUse(const RasterOptions& options);
 unsigned threadsWanted(const RasterOptions& options);
 
 /// Takes fewer threads than wanted where memory is short.
