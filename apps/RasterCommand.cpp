@@ -187,6 +187,7 @@ private:
     const RasterOptions& Options;
     ProgressBar& Bar;
     std::vector<fs::path> Inputs;
+    std::uint64_t MappedBytes = 0;
     std::unique_ptr<Io::PointCloud> Cloud;
     std::string System;
     std::string Driver;
@@ -211,7 +212,9 @@ void RasterRun::open() {
     Inputs = Io::findPointFiles(Options.inputs);
     Io::CloudOptions cloudOptions;
     cloudOptions.scratch = scratch();
-    cloudOptions.keepPages = bytesOf(Inputs) <= memoryToUse(Options) / 4;
+    const std::uint64_t bytes = bytesOf(Inputs);
+    cloudOptions.keepPages = bytes <= memoryToUse(Options) / 8 * 5;
+    MappedBytes = cloudOptions.keepPages ? bytes : 0;
     cloudOptions.report = reportAs("reading");
     Cloud = std::make_unique<Io::PointCloud>(Inputs, cloudOptions, !System.empty());
     if (System.empty())
@@ -229,7 +232,7 @@ void RasterRun::plan() {
     checkCells(*Lattice, *Cloud);
     Plan = planBands(wanted, *Cloud, Index);
     Plan.grid.needs.selection = selection;
-    Shares = shareOut(Options, Plan);
+    Shares = shareOut(Options, Plan, MappedBytes);
     if (Options.stack)
         stackFiles();
 }

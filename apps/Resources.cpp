@@ -48,9 +48,8 @@ unsigned threadsWanted(const RasterOptions& options) {
     return options.threads.value_or(std::max(1U, std::thread::hardware_concurrency()));
 }
 
-Resources shareOut(const RasterOptions& options, const BandPlan& plan) {
-    // Files may keep a fourth of it.
-    const std::uint64_t memory = memoryToUse(options) / 4 * 3;
+Resources shareOut(const RasterOptions& options, const BandPlan& plan, std::uint64_t taken) {
+    const std::uint64_t memory = memoryToUse(options) - taken;
     const double perThread = bytesPerThread(plan);
     Resources shares;
     // Half of the memory has to do for the threads, or there are fewer of them.
