@@ -143,6 +143,27 @@ void addFilesOf(const fs::path& path, std::vector<fs::path>& files) {
     std::sort(files.begin() + static_cast<std::ptrdiff_t>(before), files.end());
 }
 
+std::unique_ptr<PointSource> openFile(const fs::path& path, const ReadOptions& options) {
+    const std::string head = firstBytes(path);
+    const std::string extension = lowerExtension(path);
+    if (head.starts_with("LASF") && isCompressedLas(std::as_bytes(std::span(head))))
+        return readWithPdal(path, options, true);
+    // By its name too, as the reader says best what is wrong with it.
+    if (head.starts_with("LASF") || extension == ".las" || extension == ".laz")
+        return std::make_unique<LasFile>(path);
+    if (head.starts_with("ply\n") || head.starts_with("ply\r\n"))
+        return readPly(path, options);
+    if (std::ranges::find(textExtensions, extension) != textExtensions.end())
+        return readText(path, options);
+    if (auto vector = readVector(path, options))
+        return vector;
+    return readWithPdal(path, options, false);
+}
+
+ReadOptions readOptions(const CloudOptions& options) {
+    return {std::make_shared<ScratchSpace>(options.scratch), options.report};
+}
+
 /// Tells files apart whatever their paths; throws InputError for a file that is not there.
 std::pair<dev_t, ino_t> identityOf(const fs::path& path) {
     struct stat status = {};
@@ -178,20 +199,7 @@ std::vector<CloudField> commonFields(std::span<const std::unique_ptr<PointSource
 } // namespace
 
 std::unique_ptr<PointSource> openPointFile(const fs::path& path, const CloudOptions& options) {
-    const std::string head = firstBytes(path);
-    const std::string extension = lowerExtension(path);
-    if (head.starts_with("LASF") && isCompressedLas(std::as_bytes(std::span(head))))
-        return readWithPdal(path, options, true);
-    // By its name too, as the reader says best what is wrong with it.
-    if (head.starts_with("LASF") || extension == ".las" || extension == ".laz")
-        return std::make_unique<LasFile>(path);
-    if (head.starts_with("ply\n") || head.starts_with("ply\r\n"))
-        return readPly(path, options);
-    if (std::ranges::find(textExtensions, extension) != textExtensions.end())
-        return readText(path, options);
-    if (auto vector = readVector(path, options))
-        return vector;
-    return readWithPdal(path, options, false);
+    return openFile(path, readOptions(options));
 }
 
 std::vector<fs::path> findPointFiles(const std::vector<std::string>& words) {
@@ -217,11 +225,12 @@ std::vector<fs::path> findPointFiles(const std::vector<std::string>& words) {
 
 PointCloud::PointCloud(std::span<const fs::path> files, const CloudOptions& options, bool ignoreSystems) {
     std::set<std::pair<dev_t, ino_t>> opened;
+    const ReadOptions shared = readOptions(options);
     const PointSource* named = nullptr;
     for (const fs::path& file : files) {
         if (!opened.insert(identityOf(file)).second)
             continue;
-        const PointSource& source = *Sources.emplace_back(openPointFile(file, options));
+        const PointSource& source = *Sources.emplace_back(openFile(file, shared));
         Count += source.pointCount();
         std::string system = source.coordinateSystem();
         if (system.empty())
