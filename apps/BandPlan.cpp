@@ -394,9 +394,12 @@ std::vector<WantedBand> readBands(const RasterOptions& options, const Io::PointC
     BandReader reader(cloud);
     for (const std::string& text : options.bands)
         reader.addBand(text);
-    for (const std::string& text : options.requests)
+    for (const std::string& text : options.requests) {
+        if (std::ranges::count(options.requests, text) > 1)
+            throw Io::UsageError("the request '" + text + "' is there twice");
         if (!reader.addWord(text, "", text))
             reader.addRequest(text, text, "");
+    }
     if (options.bands.empty() && options.requests.empty())
         reader.addBand("Height=Height:Mean");
     if (options.alpha && !reader.has(Kind::Alpha))

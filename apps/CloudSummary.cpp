@@ -106,13 +106,15 @@ void Scan::add(const Scan& other) {
 
 double cellFor(double density) {
     const double wanted = std::sqrt(pointsPerCell / density);
-    const auto exponent = static_cast<int>(std::floor(std::log10(wanted)));
+    const std::string exponent = std::to_string(static_cast<int>(std::floor(std::log10(wanted))));
     double best = 0.0;
-    for (const char* const digits : {"1", "2", "5", "10"})
+    for (std::string text : {"1e", "2e", "5e", "10e"}) {
         // Read as a text, so that 0.2 is the number that is written so.
-        if (const double size = parseNumber(digits + ("e" + std::to_string(exponent))).value_or(0.0);
-            best == 0.0 || std::abs(std::log(size / wanted)) < std::abs(std::log(best / wanted)))
+        text += exponent;
+        const double size = parseNumber(text).value_or(0.0);
+        if (best == 0.0 || std::abs(std::log(size / wanted)) < std::abs(std::log(best / wanted)))
             best = size;
+    }
     return best;
 }
 

@@ -107,8 +107,8 @@ void printText(std::ostream& out, const InfoOptions& options, const Io::PointClo
     if (cloud.sources().size() > 1)
         for (const auto& source : cloud.sources())
             out << "         " << oneLine(source->name()) << ": " << source->pointCount() << " points\n";
-    const std::string name = Io::coordinateSystemName(cloud.coordinateSystem());
-    const std::string unit = Io::coordinateSystemUnit(cloud.coordinateSystem());
+    const std::string name = Io::systemName(cloud.coordinateSystem());
+    const std::string unit = Io::coordinateUnitOf(cloud.coordinateSystem());
     out << "system   " << (cloud.coordinateSystem().empty() ? "none is named" : oneLine(name))
         << (unit.empty() ? "" : ", in units of one " + oneLine(unit)) << "\n";
     if (cloud.pointCount() != 0)
@@ -159,8 +159,8 @@ void printJson(std::ostream& out, const InfoOptions& options, const Io::PointClo
     json.endArray();
     const std::string& system = cloud.coordinateSystem();
     json.member("coordinateSystem", system);
-    json.member("coordinateSystemName", Io::coordinateSystemName(system));
-    json.member("unit", Io::coordinateSystemUnit(system));
+    json.member("coordinateSystemName", Io::systemName(system));
+    json.member("unit", Io::coordinateUnitOf(system));
     const bool hasPoints = cloud.pointCount() != 0;
     using Corner = std::array<double, 3>;
     json.member("low", hasPoints ? std::optional<Corner>(summary.bounds.low) : std::nullopt);
@@ -180,7 +180,7 @@ void noteOtherSystems(const Io::PointCloud& cloud) {
         const std::string system = source->coordinateSystem();
         if (!system.empty() && !Io::isSameCoordinateSystem(system, cloud.coordinateSystem()))
             std::cerr << oneLine("tilewright: note: " + source->name() +
-                                 " is in another coordinate system, " + Io::coordinateSystemName(system))
+                                 " is in another coordinate system, " + Io::systemName(system))
                       << std::endl;
     }
 }

@@ -63,7 +63,9 @@ std::string readableRate(double perSecond, std::string_view unit) {
 
 std::string readableTime(double seconds) {
     const auto whole = static_cast<std::uint64_t>(std::ceil(seconds));
-    const auto two = [](std::uint64_t number) { return (number < 10 ? "0" : "") + std::to_string(number); };
+    const auto two = [](std::uint64_t number) {
+        return std::string{static_cast<char>('0' + number / 10), static_cast<char>('0' + number % 10)};
+    };
     if (whole < 3600)
         return std::to_string(whole / 60) + ":" + two(whole % 60);
     return std::to_string(whole / 3600) + ":" + two(whole / 60 % 60) + ":" + two(whole % 60);
@@ -166,7 +168,7 @@ void ProgressBar::drawBar(double share, const std::string& pace) {
     if (other < width) {
         const std::size_t length = std::min(longestBar, width - other);
         const auto filled = static_cast<std::size_t>(share * static_cast<double>(length));
-        text = "[" + std::string(filled, '#') + std::string(length - filled, '.') + "] " + text;
+        text.insert(0, "[" + std::string(filled, '#').append(length - filled, '.') + "] ");
     }
     text = (Step + " " + text).substr(0, width);
     const std::size_t shown = text.size();

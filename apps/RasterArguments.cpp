@@ -26,7 +26,7 @@ constexpr auto examples = R"(Examples:
     tilewright raster tiles/ ground.tif --cell 0.5 --select 2@Classification
   Heights and intensities over a given rectangle, in one file:
     tilewright raster scan.las both.tif --stack -te 637000 5341000 638000 5342000 \
-        --band height:mean --band Intensity:max
+        --band Height:Mean --band Intensity:Max
   What a raster would take, before it is made:
     tilewright raster 'tiles/*.las' dem.tif -tr 0.25 --dry-run
   For a script:
@@ -111,15 +111,18 @@ void checkFragments(const std::string& word) {
 }
 
 void addBandOptions(CLI::App& command, RasterOptions& options) {
-    addRepeatable(command, "--band", "BAND",
-                  "What a band shows: [NAME=]FIELD:FILTER[:DIRECTION], for example height:mean or "
-                  "low=height:min, or [NAME=]count or [NAME=]rgb; repeatable",
-                  options.bands);
+    addRepeatable(
+        command, "--band", "BAND",
+        "What a band shows: FIELD:FILTER, for example Height:Mean, or count, density, rgb, celltype or "
+        "alpha; behind NAME= it has a name of its own. Fields are Height, X, Y and what tilewright "
+        "info lists, filters Mean, Min, Max, Median, MaxOccurrence and Regression. Repeatable "
+        "(default Height:Mean)",
+        options.bands);
     addRepeatable(
         command, "--request", "REQUEST",
-        "A band in the terms of the library: FIELD:FILTER:DIRECTION, or CellType, Density or Alpha; "
-        "repeatable. Heights are asked for as Positions. Filters: Mean, Min, Max, Median, "
-        "MaxOccurrence, Regression, Skip. Directions: Xdir, Ydir, Zdir, All",
+        "A band as the library makes it, with its narrow sums and bounds: FIELD:FILTER:DIRECTION, or "
+        "CellType, Density or Alpha. Heights are asked for as Positions; directions are Xdir, Ydir, "
+        "Zdir and All. Repeatable",
         options.requests);
     command.add_flag("--alpha", options.alpha, "One more band, Alpha: 255 where there are data");
 }

@@ -348,7 +348,8 @@ void RasterRun::finish() {
             throw Io::Interruption();
     }
     if (!Options.preview.empty())
-        Io::makePreview(Writers.front().hiddenPath(), {}, Options.preview);
+        Io::makePreview(Writers.front().hiddenPath(),
+                        {0, Plan.files.front().bands.front().unit == "height", ""}, Options.preview);
     Io::finishAll(Writers);
 }
 

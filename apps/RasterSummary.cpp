@@ -46,22 +46,22 @@ void printGrid(std::ostream& out, const RasterReport& report) {
     out << "\nx " << coordinate(west) << " to " << coordinate(east) << ", y " << coordinate(south) << " to "
         << coordinate(north);
     if (!report.coordinateSystem.empty())
-        out << ", " << oneLine(Io::coordinateSystemName(report.coordinateSystem));
+        out << ", " << oneLine(Io::systemName(report.coordinateSystem));
     out << "\n";
 }
 
 void printBand(std::ostream& out, const RasterReport& report, const BandReport& band) {
     out << oneLine(band.path) << ": " << oneLine(band.name);
-    const std::string unit = band.unit.empty() ? "" : " " + oneLine(band.unit);
+    const std::string unit = oneLine(band.unit);
     if (report.dryRun)
-        out << ", " << band.type << (unit.empty() ? "" : " in" + unit);
+        out << ", " << band.type << (unit.empty() ? "" : " in ") << unit;
     else if (band.filled == 0)
         out << ", no cell with data";
     else if (!band.range)
         out << ", no values but NaN";
     else
         out << ", " << roundedNumber((*band.range)[0], valueDigits) << " to "
-            << roundedNumber((*band.range)[1], valueDigits) << unit;
+            << roundedNumber((*band.range)[1], valueDigits) << (unit.empty() ? "" : " ") << unit;
     out << "\n";
 }
 

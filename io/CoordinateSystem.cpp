@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <vector>
@@ -12,6 +13,7 @@
 #include <gdal_priv.h>
 #include <ogr_spatialref.h>
 
+#include <io/Errors.h>
 #include <io/Gdal.h>
 #include <io/LasBytes.h>
 
@@ -166,6 +168,33 @@ std::vector<std::byte> soundKeys(const GeoKeys& keys) {
     return kept != 0 ? sound : std::vector<std::byte>{};
 }
 
+OGRSpatialReference parsed(const std::string& wkt) {
+    OGRSpatialReference system;
+    if (wkt.empty() || system.importFromWkt(wkt.c_str()) != OGRERR_NONE)
+        system.Clear();
+    return system;
+}
+
+/// Files spell the same unit in many ways, so the usual ones go by their length in metres.
+std::string unitName(double metres, const char* name) {
+    const auto is = [&](double length) { return std::abs(metres / length - 1) < 1e-9; };
+    if (is(1.0))
+        return "metre";
+    if (is(0.3048))
+        return "foot";
+    if (is(1200.0 / 3937.0))
+        return "US survey foot";
+    const bool named = name && *name && !EQUAL(name, "unknown") && !EQUAL(name, "unnamed");
+    return named ? name : "";
+}
+
+/// Enough of it to recognise it in a message of one line.
+std::string excerpt(const std::string& text) {
+    constexpr std::size_t enough = 60;
+    const std::size_t end = std::min({text.find('\n'), text.size(), enough});
+    return "'" + text.substr(0, end) + (end < text.size() ? "...'" : "'");
+}
+
 } // namespace
 
 std::string coordinateSystemFromWkt(std::string_view wkt) {
@@ -206,7 +235,7 @@ std::string coordinateSystemFromGeoKeys(const GeoKeys& keys) {
     tiff.addDoubles(numbersTag, {keys.numbers.begin(), keys.numbers.end()});
     tiff.addText(textsTag, std::move(texts));
 
-    geoTiffDriver(); // has to be there
+    driverFor("GTiff"); // has to be there
     const GdalMessages unheard;
     const ThreadOption compound("GTIFF_REPORT_COMPD_CS", "YES");
     const MemoryFile file(tiff.build());
@@ -232,24 +261,63 @@ bool isSameCoordinateSystem(std::string_view a, std::string_view b) {
     return first.IsSame(&second, options.data()) != FALSE;
 }
 
-std::string coordinateSystemName(std::string_view wkt) {
-    const GdalMessages unheard;
+std::string coordinateSystemFromUser(const std::string& text) {
+    const bool codes = !text.empty() && text.find_first_not_of("0123456789+") == std::string::npos;
+    const std::array<const char*, 3> options = {"ALLOW_NETWORK_ACCESS=NO", "ALLOW_FILE_ACCESS=YES", nullptr};
+    const GdalMessages messages;
     OGRSpatialReference system;
-    const bool isRead = system.importFromWkt(std::string(wkt).c_str()) == OGRERR_NONE;
-    const char* const name = isRead ? system.GetName() : nullptr;
+    const OGRErr outcome = system.SetFromUserInput(((codes ? "EPSG:" : "") + text).c_str(), options.data());
+    const std::string wkt = outcome == OGRERR_NONE ? asWkt2(system) : std::string();
+    if (wkt.empty())
+        throw UsageError(
+            "the coordinate system " + excerpt(text) + " is not understood" +
+            (messages.failed() ? " (" + messages.text() + ")" : std::string()) +
+            "; give it like EPSG:25832 or EPSG:25832+5783, as WKT, or as the name of a .prj file");
+    if (system.IsVertical() && !system.IsCompound())
+        throw UsageError(
+            "the coordinate system '" + text +
+            "' is one of heights alone; put that of the coordinates before it, like EPSG:25832+5783");
+    return wkt;
+}
+
+std::string linearUnitOf(const std::string& wkt) {
+    const GdalMessages unheard;
+    const OGRSpatialReference system = parsed(wkt);
+    if (system.IsEmpty() || system.IsGeographic())
+        return {};
+    const char* name = nullptr;
+    const double metres = system.GetLinearUnits(&name);
+    return unitName(metres, name);
+}
+
+std::string verticalUnitOf(const std::string& wkt) {
+    const GdalMessages unheard;
+    const OGRSpatialReference system = parsed(wkt);
+    if (system.IsCompound()) {
+        const char* name = nullptr;
+        const double metres = system.GetTargetLinearUnits("VERT_CS", &name);
+        return unitName(metres, name);
+    }
+    double metres = 0;
+    if (system.GetAxesCount() == 3 && system.GetAxis(nullptr, 2, nullptr, &metres))
+        return unitName(metres, nullptr);
+    return {};
+}
+
+std::string coordinateUnitOf(const std::string& wkt) {
+    const GdalMessages unheard;
+    const OGRSpatialReference system = parsed(wkt);
+    if (system.IsEmpty() || !system.IsGeographic())
+        return linearUnitOf(wkt);
+    const char* name = nullptr;
+    system.GetAngularUnits(&name);
     return name ? name : "";
 }
 
-std::string coordinateSystemUnit(std::string_view wkt) {
+std::string systemName(const std::string& wkt) {
     const GdalMessages unheard;
-    OGRSpatialReference system;
-    if (system.importFromWkt(std::string(wkt).c_str()) != OGRERR_NONE)
-        return {};
-    const char* name = nullptr;
-    if (system.IsGeographic())
-        system.GetAngularUnits(&name);
-    else
-        system.GetLinearUnits(&name);
+    const OGRSpatialReference system = parsed(wkt);
+    const char* name = system.IsEmpty() ? nullptr : system.GetName();
     return name ? name : "";
 }
 

@@ -1,7 +1,9 @@
-/// CoordinateSystem: the two ways in which point files name their coordinate system, as WKT2.
+/// CoordinateSystem: the ways in which point files and people name a coordinate system, as WKT2, and what to
+/// tell people about it.
 ///
-/// The functions take the records as they stand in the file. Their contents are not trusted: whatever cannot
-/// be understood gives an empty text, never an exception. They may be called from several threads at once.
+/// The functions that take the records of a file take them as they stand there. Their contents are not
+/// trusted: whatever cannot be understood gives an empty text, never an exception. All may be called from
+/// several threads at once. The first call in a process takes some 10 ms, for which PROJ opens its database.
 #pragma once
 
 #include <cstddef>
@@ -31,9 +33,23 @@ std::string coordinateSystemFromGeoKeys(const GeoKeys& keys);
 /// order their axes are named.
 bool isSameCoordinateSystem(std::string_view a, std::string_view b);
 
-/// What a system in WKT is called; empty if it has no name.
-std::string coordinateSystemName(std::string_view wkt);
-/// The unit of its x and y, such as "metre" or "degree"; empty if it has none.
-std::string coordinateSystemUnit(std::string_view wkt);
+/// What a person writes: EPSG:25832, EPSG:25832+5783 or the numbers alone, WKT of either generation, a PROJ
+/// string, or the name of a file that holds one of them, such as a .prj. Gives WKT2 in one line. Throws
+/// UsageError if it isn't understood, or if it names a system of heights alone.
+std::string coordinateSystemFromUser(const std::string& text);
+
+/// The unit of the coordinates of a projected or local system: "metre", "foot", "US survey foot", or its own
+/// name for a rarer one. Empty where it is an angle, and for no or an unknown system.
+std::string linearUnitOf(const std::string& wkt);
+
+/// The unit of the heights, named like that. Empty if the system says nothing about heights; then they are
+/// mostly in the unit of the coordinates.
+std::string verticalUnitOf(const std::string& wkt);
+
+/// The unit of x and y, angles included: "metre", "degree". Empty for no or an unknown system.
+std::string coordinateUnitOf(const std::string& wkt);
+
+/// The name for people: "ETRS89 / UTM zone 32N + DHHN92 height". Empty for no or an unknown system.
+std::string systemName(const std::string& wkt);
 
 } // namespace Tilewright::Io

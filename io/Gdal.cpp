@@ -23,10 +23,14 @@ std::string oneLine(std::string text) {
     return text;
 }
 
-void registerGeoTiff() {
+/// All drivers together take longer to load than a small raster takes to write.
+void registerUsualDrivers() {
     static std::once_flag registered;
     std::call_once(registered, [] {
         GDALRegister_GTiff();
+        GDALRegister_COG();
+        GDALRegister_MEM();
+        GDALRegister_PNG();
         if (!CPLGetConfigOption("GDAL_CACHEMAX", nullptr))
             GDALSetCacheMax64(cacheSize);
     });
@@ -60,27 +64,38 @@ void GdalMessages::collect(CPLErr level, CPLErrorNum, const char* text) {
 }
 
 GDALDriver* findDriver(const std::string& name) {
-    if (EQUAL(name.c_str(), "GTiff"))
-        return &geoTiffDriver();
+    registerUsualDrivers();
+    GDALDriver* const usual = GetGDALDriverManager()->GetDriverByName(name.c_str());
+    if (usual)
+        return usual;
     registerAllDrivers();
     return GetGDALDriverManager()->GetDriverByName(name.c_str());
 }
 
-GDALDriver& geoTiffDriver() {
-    registerGeoTiff();
-    GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("GTiff");
+GDALDriver& driverFor(const std::string& name) {
+    GDALDriver* const driver = findDriver(name);
     if (!driver)
-        throw std::runtime_error("this build of GDAL cannot write GeoTIFF");
+        throw std::runtime_error("this build of GDAL has no " + name);
     return *driver;
 }
 
 void registerAllDrivers() {
-    registerGeoTiff();
+    registerUsualDrivers();
     static std::once_flag registered;
     std::call_once(registered, [] {
         const GdalMessages complaintsAboutPlugins;
         GDALAllRegister();
     });
+}
+
+GDALDatasetUniquePtr openRaster(const std::filesystem::path& path) {
+    registerUsualDrivers();
+    GDALDatasetUniquePtr dataset(GDALDataset::Open(path.c_str(), GDAL_OF_RASTER));
+    if (!dataset) {
+        registerAllDrivers();
+        dataset.reset(GDALDataset::Open(path.c_str(), GDAL_OF_RASTER | GDAL_OF_VERBOSE_ERROR));
+    }
+    return dataset;
 }
 
 void makeRoomForBlocks(GDALDataset& dataset) {

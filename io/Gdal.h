@@ -1,6 +1,7 @@
 /// Gdal: what all code that calls GDAL shares. Not installed, so that GDAL stays out of the public headers.
 #pragma once
 
+#include <filesystem>
 #include <optional>
 #include <string>
 
@@ -42,14 +43,16 @@ private:
     std::optional<std::string> warning;
 };
 
-/// The driver of that name in any case, null if there is none. Loads all drivers only if it has to: that
-/// takes longer than to write a small raster.
+/// The driver of that name in any case, null if there is none. Loads all drivers only if it has to.
 GDALDriver* findDriver(const std::string& name);
 
-/// The driver for plain GeoTIFF, which is always there.
-GDALDriver& geoTiffDriver();
+/// One that is known to exist. Throws std::runtime_error if GDAL was built without it.
+GDALDriver& driverFor(const std::string& name);
 
 void registerAllDrivers();
+
+/// Null if the file is no raster.
+GDALDatasetUniquePtr openRaster(const std::filesystem::path& path);
 
 /// Lets GDAL's cache hold two rows of blocks of all bands: what goes over a raster line by line would
 /// otherwise read each block as often as it has lines.

@@ -73,7 +73,12 @@ void MappedFile::checkWhole() const {
 }
 
 void MappedFile::release(std::uint64_t offset, std::uint64_t length) const noexcept {
-    advise(offset, length, MADV_DONTNEED);
+    // The system maps the neighbours of a page along with it. Left alone they would add up to the whole file
+    // when it is read in many short stretches.
+    constexpr std::uint64_t neighbourhood = std::uint64_t{1} << 16;
+    const std::uint64_t begin = offset - offset % neighbourhood;
+    const std::uint64_t end = offset + std::min(length, size() - std::min(offset, size()));
+    advise(begin, end - begin + neighbourhood, MADV_DONTNEED);
 }
 
 void MappedFile::advise(std::uint64_t offset, std::uint64_t length, int advice) const noexcept {

@@ -240,7 +240,7 @@ PointCloud::PointCloud(std::span<const fs::path> files, const CloudOptions& opti
             System = std::move(system);
         } else if (!ignoreSystems && !isSameCoordinateSystem(system, System)) {
             throw InputError(source.name() + ": is in another coordinate system than " + named->name() +
-                             ": " + coordinateSystemName(system) + ", not " + coordinateSystemName(System));
+                             ": " + systemName(system) + ", not " + systemName(System));
         }
     }
     Fields = commonFields(Sources);

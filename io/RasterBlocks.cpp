@@ -283,10 +283,10 @@ void RasterBlocksOf<T>::fillBand(std::size_t band, double distance, const std::f
     const std::filesystem::path path = inMemory ? std::filesystem::path() : folder / ".holes.tif";
     CPLStringList options;
     options.SetNameValue("BIGTIFF", "IF_SAFER");
-    const GDALDatasetUniquePtr copy(findDriver(inMemory ? "MEM" : "GTiff")
-                                        ->Create(path.c_str(), static_cast<int>(width),
-                                                 static_cast<int>(height), 1, GDT_Float32,
-                                                 inMemory ? nullptr : options.List()));
+    const GDALDatasetUniquePtr copy(driverFor(inMemory ? "MEM" : "GTiff")
+                                        .Create(path.c_str(), static_cast<int>(width),
+                                                static_cast<int>(height), 1, GDT_Float32,
+                                                inMemory ? nullptr : options.List()));
     if (!copy)
         throw std::runtime_error(std::string(cannotFill) + " (" + messages.text() + ")");
     GDALRasterBand& holes = *copy->GetRasterBand(1);

@@ -206,7 +206,7 @@ std::optional<std::size_t> alphaBandOf(const RasterDescription& description) {
 
 GDALDatasetUniquePtr createGeoTiff(const fs::path& path, const RasterDescription& description) {
     Options options = geoTiffOptions(description);
-    return createDescribed(geoTiffDriver(), path, static_cast<int>(description.geometry.width),
+    return createDescribed(driverFor("GTiff"), path, static_cast<int>(description.geometry.width),
                            static_cast<int>(description.geometry.height), description, options.raw());
 }
 
@@ -219,8 +219,8 @@ void copyRaster(GDALDataset& source, const fs::path& target, const RasterDescrip
     Options options = copyOptions(description, resamplingOf(description));
     // Strictly: it fails rather than to leave bands or digits out.
     GDALDatasetUniquePtr copy(
-        findDriver(description.driver)
-            ->CreateCopy(target.c_str(), &source, true, options.raw(), nullptr, nullptr));
+        driverFor(description.driver)
+            .CreateCopy(target.c_str(), &source, true, options.raw(), nullptr, nullptr));
     const bool made = copy != nullptr;
     copy.reset();
     if (!made || messages.failed() || !fs::exists(target))
@@ -231,7 +231,7 @@ void tryFormat(const fs::path& target, const RasterDescription& description) {
     const auto side = [](std::uint64_t length) {
         return static_cast<int>(std::min<std::uint64_t>(length, 32));
     };
-    const auto sample = createDescribed(*findDriver("MEM"), "", side(description.geometry.width),
+    const auto sample = createDescribed(driverFor("MEM"), "", side(description.geometry.width),
                                         side(description.geometry.height), description, nullptr);
     copyRaster(*sample, target, description);
 }

@@ -198,7 +198,7 @@ void RasterWriter::Output::finishBlocks() {
 
 void RasterWriter::Output::copy() {
     const GdalMessages messages;
-    GDALDatasetUniquePtr source(GDALDataset::Open(file.c_str(), GDAL_OF_RASTER));
+    GDALDatasetUniquePtr source = openRaster(file);
     if (!source)
         throw std::runtime_error("cannot be read back (" + messages.text() + ")");
     copyRaster(*source, folder.file(), description);

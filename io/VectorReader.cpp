@@ -104,8 +104,8 @@ private:
             if (system.empty())
                 system = own;
             else if (!own.empty() && !isSameCoordinateSystem(own, system))
-                fail("has layers in different coordinate systems: " + coordinateSystemName(system) + " and " +
-                     coordinateSystemName(own) + "; export one of them");
+                fail("has layers in different coordinate systems: " + systemName(system) + " and " +
+                     systemName(own) + "; export one of them");
             featureCount += static_cast<std::uint64_t>(std::max<GIntBig>(layer->GetFeatureCount(), 0));
         }
     }

@@ -2,85 +2,147 @@
 #include "tests/support/CloudBuilder.h"
 
 #include <cstdint>
+#include <cstring>
 #include <random>
 
-#include <tilewright/tilewright.h>
+#include <tilewright/raster/CompanionFields.h>
 
 namespace {
 
 using namespace TestSupport;
-using Quill::MultiIndex;
+using Orrery::Color16;
+using Orrery::Color8;
 using Tilewright::prepareCellSkeleton;
 using Tilewright::rasterWithCellSkeleton;
 
 template <class T> using Cells = Larder::StrongPtr<Quill::MemArray<3, T>, Larder::Cacheable>;
 
 template <class T>
-Cells<T> arrayIn(const Quill::Representation& fields, const char* name, const MultiIndex<3>& fragment) {
+Cells<T> arrayIn(const Quill::Representation& fields, const std::string& name, const Index& fragment) {
     const Quill::RegularFieldPtr field = fields.findField(name);
-    return field ? Quill::getData((*field)[fragment]) : Quill::ArrayPtr();
+    return field ? field->getData(field->getFragmentID(fragment)) : Quill::ArrayPtr();
 }
 
-/// The rule in its plainest form: eight candidates, each tested by itself, the sum kept in `Sum`.
-template <class T, class Sum, class Divide>
+/// In what each kind of number is summed up.
+template <class E> struct SumOf;
+template <> struct SumOf<float> { using type = float; };
+template <> struct SumOf<double> { using type = double; };
+template <> struct SumOf<unsigned char> { using type = std::uint8_t; };
+template <> struct SumOf<unsigned short> { using type = std::uint16_t; };
+template <> struct SumOf<unsigned int> { using type = std::uint32_t; };
+template <> struct SumOf<unsigned long long> { using type = std::uint64_t; };
+template <> struct SumOf<int> { using type = std::uint32_t; };
+
+template <class E> E plainMean(const std::vector<E>& cells, bool isRecord) {
+    using Sum = typename SumOf<E>::type;
+    Sum sum = 0;
+    for (const E cell : cells)
+        sum = static_cast<Sum>(sum + static_cast<Sum>(cell));
+    if (cells.empty())
+        return 0;
+    const auto count = static_cast<double>(cells.size());
+    if (std::is_same_v<E, float>)
+        return static_cast<E>(static_cast<float>(sum) / static_cast<float>(cells.size()));
+    const auto wrapped = static_cast<double>(static_cast<E>(sum));
+    return static_cast<E>(isRecord ? wrapped * (1.0 / count) : wrapped / count);
+}
+
+template <class T> T plainMean(const std::vector<T>& cells) {
+    if constexpr (Orrery::Record<T>) {
+        T mean;
+        for (std::size_t c = 0; c < 3; ++c) {
+            std::vector<typename T::element_type> components;
+            for (const T& cell : cells)
+                components.push_back(cell[c]);
+            mean[c] = plainMean(components, true);
+        }
+        return mean;
+    } else {
+        return plainMean(cells, false);
+    }
+}
+
+/// Compares the vertices of one fragment with the rule in its plainest form: eight candidates in storage
+/// order, each tested by itself. Counts the vertices by the number of cells that take part.
+template <class T>
 void expectMeans(const Quill::Representation& onCells, const Quill::Representation& onVertices,
-                 const char* name, const MultiIndex<3>& fragment, const Divide& divide) {
+                 const std::string& name, const Index& fragment, std::array<unsigned, 9>& vertexCounts) {
     const Cells<T> cells = arrayIn<T>(onCells, name, fragment);
     const Cells<T> vertices = arrayIn<T>(onVertices, name, fragment);
     const Cells<unsigned char> types = arrayIn<unsigned char>(onCells, "CellType", fragment);
-    ASSERT_TRUE(cells && vertices && types) << name;
-    const MultiIndex<3> size = cells->Size();
+    ASSERT_TRUE(cells && vertices && types);
+    const Index size = cells->Size();
     ASSERT_EQ(size, vertices->Size());
-    std::uint64_t averaged = 0;
-    for (std::uint64_t k = 0; k < size[2]; ++k)
-        for (std::uint64_t j = 0; j < size[1]; ++j)
-            for (std::uint64_t i = 0; i < size[0]; ++i) {
-                Sum sum = 0;
-                unsigned count = 0;
-                for (unsigned c = 0; c < 8; ++c) {
-                    const MultiIndex<3> at(i - (c & 1 ? 0 : 1), j - (c & 2 ? 0 : 1), k - (c & 4 ? 0 : 1));
-                    if (at[0] >= size[0] || at[1] >= size[1] || at[2] >= size[2] || (*types)[at] == 1)
-                        continue;
-                    sum = static_cast<Sum>(sum + (*cells)[at]);
-                    ++count;
-                }
-                const T expected = count == 0 ? T(0) : static_cast<T>(divide(sum, count));
-                ASSERT_EQ(expected, ((*vertices)[{i, j, k}])) << name << " " << i << " " << j;
-                averaged += count != 0;
-            }
-    EXPECT_NE(0U, averaged);
+    Index at;
+    do {
+        std::vector<T> around;
+        for (unsigned c = 0; c < 8; ++c) {
+            const Index cell(at[0] - (c & 1 ? 0 : 1), at[1] - (c & 2 ? 0 : 1), at[2] - (c & 4 ? 0 : 1));
+            if (cell[0] < size[0] && cell[1] < size[1] && cell[2] < size[2] && (*types)[cell] != 1)
+                around.push_back((*cells)[cell]);
+        }
+        ++vertexCounts[around.size()];
+        const T expected = plainMean(around);
+        ASSERT_EQ(std::memcmp(&expected, &(*vertices)[at], sizeof expected), 0)
+            << "vertex " << std::to_string(at) << " of " << around.size() << " cells";
+    } while (at.inc(size));
 }
 
-TEST(CellSkeleton, VerticesHaveTheMeansOfTheCellsAroundThem) {
-    std::mt19937 random(7);
-    const auto below = [&](unsigned limit) { return static_cast<unsigned>(random() % limit); };
-    CloudBuilder cloud({2, 1, 1});
-    for (const unsigned fragment : {0U, 1U}) {
-        std::vector<Orrery::PhysicalSpace::point> points;
-        std::vector<float> floats;
-        std::vector<unsigned char> bytes;
-        for (int i = 0; i < 150; ++i) {
-            points.push_back({5.0 * fragment + below(500) * 0.01, below(500) * 0.01, below(100) * 0.37});
-            floats.push_back(static_cast<float>(below(1000)) * 0.3F);
-            bytes.push_back(static_cast<unsigned char>(100 + below(150)));
-        }
-        cloud.points(points, {fragment, 0, 0}).values("Float", floats, {fragment, 0, 0});
-        cloud.values("Byte", bytes, {fragment, 0, 0});
+/// Integers over the whole width, so that most sums wrap; floating numbers whose sums depend on their order.
+template <class T> T draw(std::mt19937_64& random) {
+    if constexpr (Orrery::Record<T>) {
+        T record;
+        for (std::size_t c = 0; c < 3; ++c)
+            record[c] = draw<typename T::element_type>(random);
+        return record;
+    } else if constexpr (std::is_integral_v<T>) {
+        return static_cast<T>(random() >> 1);
+    } else {
+        return static_cast<T>(static_cast<double>(random() >> 11) * (random() % 2 == 0 ? -1e-3 : 1e-12));
     }
+}
+
+template <class Visit> void forEachType(const Visit& visit) {
+    Quill::probeTypes(Quill::FieldValueTypes(), [&]<class T>(std::type_identity<T> type) {
+        SCOPED_TRACE(Larder::Typename(typeid(T)));
+        visit(type);
+        return false;
+    });
+}
+
+TEST(CellSkeleton, VerticesHaveTheMeansOfTheCellsAroundThemInEveryType) {
+    std::mt19937_64 random(7);
+    const auto below = [&](unsigned limit) { return static_cast<double>(random() % limit); };
+    CloudBuilder cloud({2, 2, 1});
+    Index fragment;
+    do {
+        std::vector<point> points(150);
+        for (point& p : points)
+            p = {5.0 * static_cast<double>(fragment[0]) + below(500) * 0.01,
+                 5.0 * static_cast<double>(fragment[1]) + below(500) * 0.01, below(100) * 0.37};
+        cloud.points(points, fragment);
+        forEachType([&]<class T>(std::type_identity<T>) {
+            std::vector<T> values(points.size());
+            std::ranges::generate(values, [&] { return draw<T>(random); });
+            cloud.values(Larder::Typename(typeid(T)), values, fragment);
+        });
+    } while (fragment.inc({2, 2, 1}));
+
     const Larder::Ref<Quill::Grid> out;
     ASSERT_EQ("", prepareCellSkeleton(cloud.grid(), *out));
     ASSERT_EQ("", rasterWithCellSkeleton(cloud.grid(), *out));
     const Quill::RepresentationPtr onVertices = out->getCartesianRepresentation("");
     const Quill::RepresentationPtr onCells = (*out)[Quill::SkeletonID(3, 1)]((*out)[Quill::SkeletonID(1, 0)]);
-    const auto inDouble = [](auto sum, unsigned count) { return static_cast<double>(sum) / count; };
-    for (const unsigned f : {0U, 1U}) {
-        const MultiIndex<3> fragment(f, 0, 0);
-        expectMeans<double, double>(*onCells, *onVertices, "Height", fragment, inDouble);
-        expectMeans<float, float>(*onCells, *onVertices, "Float", fragment,
-                                  [](float sum, unsigned count) { return sum / static_cast<float>(count); });
-        expectMeans<unsigned char, unsigned char>(*onCells, *onVertices, "Byte", fragment, inDouble);
-        expectMeans<unsigned short, unsigned short>(*onCells, *onVertices, "Density", fragment, inDouble);
-    }
+    std::array<unsigned, 9> vertexCounts{};
+    do {
+        forEachType([&]<class T>(std::type_identity<T>) {
+            expectMeans<T>(*onCells, *onVertices, Larder::Typename(typeid(T)), fragment, vertexCounts);
+        });
+        expectMeans<double>(*onCells, *onVertices, "Height", fragment, vertexCounts);
+        expectMeans<unsigned short>(*onCells, *onVertices, "Density", fragment, vertexCounts);
+    } while (fragment.inc({2, 2, 1}));
+    for (unsigned cells = 0; cells <= 4; ++cells)
+        EXPECT_NE(vertexCounts[cells], 0U) << cells;
     EXPECT_FALSE(onVertices->findField("CellType"));
 }
 
@@ -98,6 +160,68 @@ TEST(CellSkeleton, FreshGridGetsVerticesAndFragmentsButNoField) {
     const Larder::Ref<Quill::Grid> nothing;
     EXPECT_EQ("Have no getCartesianRepresentation for In-File", rasterWithCellSkeleton(*nothing, *out));
     EXPECT_EQ("in positions not regularly fragmented", prepareCellSkeleton(*nothing, *out));
+}
+
+/// Fields of two fragments with several layers of cells.
+struct CompanionFields : testing::Test {
+    const Index fragmentCount{1, 2, 1};
+    const Index size{5, 4, 3};
+    Larder::Ref<Quill::Representation> onCells, onVertices;
+
+    /// A slice of a larger array.
+    template <class T, class Draw> Cells<T> cells(const Draw& drawCell) const {
+        const Larder::Ref<Quill::MemArray<4, T>> layers(Quill::MultiIndex<4>(size, 2));
+        std::generate_n(layers->data, layers->nElements(), drawCell);
+        return layers->getSlice(1, {});
+    }
+    void put(const std::string& name, const Quill::ArrayPtr& array, const Index& fragment) {
+        if (!onCells->findField(name))
+            (*onCells)[name] = Larder::Ref<RegularField>(fragmentCount, "RegularFragment");
+        const Quill::RegularFieldPtr field = onCells->findField(name);
+        field->setPersistentData(array, field->getFragmentID(fragment), Larder::Cache::MemCache(), "");
+    }
+    std::string make() {
+        testing::internal::CaptureStderr();
+        Tilewright::makeCompanionFields(*onCells, *onVertices, fragmentCount, size);
+        return testing::internal::GetCapturedStderr();
+    }
+};
+
+TEST_F(CompanionFields, LeaveOutCellsOfTypeOneOnlyAndAddInStorageOrder) {
+    std::mt19937_64 random(3);
+    const unsigned char types[] = {0, 1, 1, 2, 255};
+    std::array<unsigned, 9> vertexCounts{};
+    for (const Index fragment : {Index(0, 0, 0), Index(0, 1, 0)}) {
+        put("CellType", cells<unsigned char>([&] { return types[random() % 5]; }), fragment);
+        forEachType([&]<class T>(std::type_identity<T>) {
+            put(Larder::Typename(typeid(T)), cells<T>([&] { return draw<T>(random); }), fragment);
+        });
+    }
+    EXPECT_EQ(make(), "");
+    for (const Index fragment : {Index(0, 0, 0), Index(0, 1, 0)})
+        forEachType([&]<class T>(std::type_identity<T>) {
+            expectMeans<T>(*onCells, *onVertices, Larder::Typename(typeid(T)), fragment, vertexCounts);
+        });
+    EXPECT_NE(vertexCounts[0], 0U);
+    EXPECT_NE(vertexCounts[7], 0U);
+}
+
+TEST_F(CompanionFields, GoOnWithoutDataAndEndAtAFieldThatIsNotRegularlyFragmented) {
+    put("CellType", cells<unsigned char>([] { return 0; }), {0, 1, 0});
+    put("Missing", cells<float>([] { return 1; }), {0, 0, 0});
+    put("Triple", cells<Quill::Triple>([] { return Quill::Triple(); }), {0, 1, 0});
+    put("Shorts", cells<unsigned short>([] { return 40000; }), {0, 1, 0});
+    (*onCells)["Plain"] = Larder::Ref<Quill::Field>(Quill::FragmentIDCollectionPtr());
+    put("Behind", cells<float>([] { return 1; }), {0, 1, 0});
+    EXPECT_EQ(make(), "CellCAB is nullbroken regular field missing cellset");
+
+    EXPECT_FALSE(onVertices->findField("Missing") || onVertices->findField("Behind"));
+    EXPECT_TRUE(onVertices->findField("Triple"));
+    EXPECT_FALSE(arrayIn<Quill::Triple>(*onVertices, "Triple", {0, 1, 0}));
+    EXPECT_FALSE(arrayIn<unsigned short>(*onVertices, "Shorts", {0, 0, 0}));
+    const Cells<unsigned short> shorts = arrayIn<unsigned short>(*onVertices, "Shorts", {0, 1, 0});
+    ASSERT_TRUE(shorts);
+    EXPECT_EQ((*shorts)[Index(1, 1, 1)], 7232) << "eight times 40000 is 57856 in 16 bits";
 }
 
 } // namespace

@@ -2,8 +2,9 @@
 /// around each vertex.
 #pragma once
 
-#include <array>
+#include <algorithm>
 #include <string>
+#include <vector>
 
 #include <tilewright/filters/FieldRasteriser.h>
 #include <tilewright/filters/MeanOperator.h>
@@ -14,82 +15,107 @@
 namespace Tilewright {
 namespace {
 
-/// Adds up values of T in the width of T, however narrow, and gives their mean.
-template <class T> class VertexMean {
+template <class T> using CellsOf = Larder::StrongPtr<Quill::MemArray<3, T>, Larder::Cacheable>;
+
+/// The array itself; a copy if its elements don't lie one behind the other, as in a slice; null if it has
+/// none.
+template <class T> CellsOf<T> contiguous(const CellsOf<T>& array) {
+    if (!array || array->sizes.product() == 0)
+        return array;
+    if (array->data && array->stride == 1 && array->firstSkip == 0)
+        return array;
+    if (array->data || array->creator)
+        return array->createSubMemArray({}, array->sizes, {});
+    return {};
+}
+
+/// The mean of `count` values of T that add up to `sum`; zero if there are none.
+template <class T> T vertexMean(const typename Accumulator<T>::type& sum, unsigned count) {
+    const unsigned divisor = count == 0 ? 1 : count;
+    if constexpr (Orrery::Record<T>) {
+        using Component = typename T::element_type;
+        const double reciprocal = 1.0 / static_cast<double>(divisor);
+        T mean;
+        for (std::size_t c = 0; c < 3; ++c)
+            if constexpr (std::integral<Component>)
+                mean[c] = truncated<Component>(static_cast<double>(sum[c]) * reciprocal);
+            else
+                mean[c] = sum[c] * reciprocal;
+        return mean;
+    } else if constexpr (std::integral<T>) {
+        return truncated<T>(static_cast<double>(static_cast<T>(sum)) / static_cast<double>(divisor));
+    } else {
+        return sum / static_cast<T>(divisor);
+    }
+}
+
+/// The sums and counts of a row of vertices along x. Sums are kept in the width of T, however narrow. Each
+/// step is a loop of its own without branches, which the compiler turns into one over several vertices at a
+/// time.
+template <class T> class VertexRow {
     using Sum = typename Accumulator<T>::type;
 
 public:
-    void add(const T& value) {
-        if constexpr (Orrery::Record<T>)
-            sum += value;
-        else
-            sum = static_cast<Sum>(sum + static_cast<Sum>(value));
-        ++count;
+    explicit VertexRow(std::size_t length) : Sums(length), Counts(length) {}
+
+    void clear() {
+        std::ranges::fill(Sums, Sum());
+        std::ranges::fill(Counts, static_cast<unsigned char>(0));
     }
 
-    /// Zero if nothing was added.
-    T mean() const {
-        if (count == 0)
-            return T();
-        if constexpr (Orrery::Record<T>) {
-            using Component = typename T::element_type;
-            const double reciprocal = 1.0 / static_cast<double>(count);
-            T result;
-            for (std::size_t c = 0; c < 3; ++c)
-                if constexpr (std::integral<Component>)
-                    result[c] = truncated<Component>(static_cast<double>(sum[c]) * reciprocal);
-                else
-                    result[c] = sum[c] * reciprocal;
-            return result;
-        } else if constexpr (std::integral<T>) {
-            return truncated<T>(static_cast<double>(static_cast<T>(sum)) / static_cast<double>(count));
-        } else {
-            return sum / static_cast<T>(count);
-        }
+    /// Adds to each vertex i the cells i-1 and i of a row that touches it, in this order.
+    void add(const T* values, const unsigned char* types) {
+        addFrom(1, values, types);
+        addFrom(0, values, types);
+    }
+
+    void storeMeans(T* means) const {
+        for (std::size_t i = 0; i < Sums.size(); ++i)
+            means[i] = vertexMean<T>(Sums[i], Counts[i]);
     }
 
 private:
-    Sum sum{};
-    unsigned count = 0;
-};
-
-/// A row of cells along x that touches the vertices of a row.
-template <class T> struct CellRow {
-    const T* values;
-    const unsigned char* types;
-
-    void addTo(VertexMean<T>& mean, unsigned long long i) const {
-        if (types[i] != cellWithoutData)
-            mean.add(values[i]);
+    /// Adds cell 0 to vertex `first` and so on. An empty cell adds zero, which is as good as leaving it out:
+    /// a sum that begins as +0.0 is never -0.0.
+    void addFrom(std::size_t first, const T* values, const unsigned char* types) {
+        const std::size_t length = Sums.size() - first;
+        unsigned char* const counts = Counts.data() + first;
+        for (std::size_t i = 0; i < length; ++i)
+            counts[i] = static_cast<unsigned char>(counts[i] + (types[i] != cellWithoutData));
+        Sum* const sums = Sums.data() + first;
+        for (std::size_t i = 0; i < length; ++i) {
+            const T value = values[i];
+            const T addend = types[i] != cellWithoutData ? value : T();
+            if constexpr (Orrery::Record<T>)
+                sums[i] += addend;
+            else
+                sums[i] = static_cast<Sum>(sums[i] + static_cast<Sum>(addend));
+        }
     }
+
+    std::vector<Sum> Sums;
+    std::vector<unsigned char> Counts;
 };
 
 /// The mean of the up to eight cells around each vertex, without those that `types` marks as empty. Around
 /// vertex (i,j,k) lie the cells from (i-1,j-1,k-1) to (i,j,k); there are as many vertices as cells. Cells are
-/// added in storage order.
+/// added in storage order. All three arrays are contiguous.
 template <class T>
 void averageCells(const Quill::MemArray<3, T>& cells, const Quill::MemArray<3, unsigned char>& types,
                   const Quill::MemArray<3, T>& vertices) {
     const MultiIndex<3> size = vertices.sizes;
-    T* vertex = vertices.data;
-    std::array<CellRow<T>, 4> rows;
+    if (size.product() == 0)
+        return;
+    VertexRow<T> row(size[0]);
     for (unsigned long long k = 0; k < size[2]; ++k)
         for (unsigned long long j = 0; j < size[1]; ++j) {
-            std::size_t rowCount = 0;
-            for (unsigned long long rowK = k == 0 ? 0 : k - 1; rowK <= k; ++rowK)
-                for (unsigned long long rowJ = j == 0 ? 0 : j - 1; rowJ <= j; ++rowJ) {
-                    const unsigned long long first = MultiIndex<3>(0, rowJ, rowK).linearIn(size);
-                    rows[rowCount++] = {cells.data + first, types.data + first};
+            row.clear();
+            for (unsigned long long cellK = k == 0 ? 0 : k - 1; cellK <= k; ++cellK)
+                for (unsigned long long cellJ = j == 0 ? 0 : j - 1; cellJ <= j; ++cellJ) {
+                    const unsigned long long first = MultiIndex<3>(0, cellJ, cellK).linearIn(size);
+                    row.add(cells.data + first, types.data + first);
                 }
-            for (unsigned long long i = 0; i < size[0]; ++i) {
-                VertexMean<T> mean;
-                for (std::size_t r = 0; r < rowCount; ++r) {
-                    if (i != 0)
-                        rows[r].addTo(mean, i - 1);
-                    rows[r].addTo(mean, i);
-                }
-                *vertex++ = mean.mean();
-            }
+            row.storeMeans(vertices.data + MultiIndex<3>(0, j, k).linearIn(size));
         }
 }
 
@@ -140,7 +166,7 @@ private:
     /// False if `data` are no cells of T.
     template <class T>
     bool makeCompanion(const Quill::ArrayPtr& data, Quill::RegularlyFragmentedField<3>& target) const {
-        const Larder::StrongPtr<Quill::MemArray<3, T>, Larder::Cacheable> cells = data;
+        const CellsOf<T> cells = contiguous<T>(data);
         if (!cells || cells->sizes != Extents || CellTypes.sizes != Extents)
             return false;
         const Larder::Ref<Quill::MemArray<3, T>> vertices(Extents);
@@ -167,8 +193,7 @@ inline void makeCompanionFields(const Quill::Representation& cells, Quill::Repre
     MultiIndex<3> index;
     do {
         const Quill::CreatorPtr creator = (*cellType)[index];
-        const Larder::StrongPtr<Quill::MemArray<3, unsigned char>, Larder::Cacheable> types =
-            Quill::getData(creator);
+        const CellsOf<unsigned char> types = contiguous<unsigned char>(Quill::getData(creator));
         if (types)
             cells.iterate(CompanionMaker(*types, index, vertices, fragmentCount, cellCounts));
     } while (index.inc(fragmentCount));
