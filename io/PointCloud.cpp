@@ -164,12 +164,34 @@ ReadOptions readOptions(const CloudOptions& options) {
     return {std::make_shared<ScratchSpace>(options.scratch), options.report};
 }
 
-/// Tells files apart whatever their paths; throws InputError for a file that is not there.
-std::pair<dev_t, ino_t> identityOf(const fs::path& path) {
-    struct stat status = {};
-    if (::stat(path.c_str(), &status) != 0)
-        throw InputError(path.string() + ": cannot be opened: " + std::generic_category().message(errno));
-    return {status.st_dev, status.st_ino};
+struct DistinctFile {
+    fs::path path;
+    std::uint64_t size;
+};
+
+/// The files without those that come again, by whatever path.
+std::vector<DistinctFile> distinctFiles(std::span<const fs::path> files) {
+    std::set<std::pair<dev_t, ino_t>> seen;
+    std::vector<DistinctFile> distinct;
+    for (const fs::path& path : files) {
+        struct stat status = {};
+        if (::stat(path.c_str(), &status) != 0)
+            throw InputError(path.string() + ": cannot be opened: " + std::generic_category().message(errno));
+        if (seen.insert({status.st_dev, status.st_ino}).second)
+            distinct.push_back({path, static_cast<std::uint64_t>(status.st_size)});
+    }
+    return distinct;
+}
+
+/// Makes what a file reports of itself a report on all of them, in bytes. `before` are those of the files
+/// before it.
+StepReport partOf(const StepReport& whole, std::uint64_t before, std::uint64_t size, std::uint64_t all) {
+    if (!whole)
+        return {};
+    return [=](std::uint64_t done, std::uint64_t total) {
+        const double share = total != 0 ? static_cast<double>(done) / static_cast<double>(total) : 0;
+        return whole(before + static_cast<std::uint64_t>(share * static_cast<double>(size)), all);
+    };
 }
 
 /// The attributes that all of `sources` have. Sources without points don't count if others have some: what
@@ -224,13 +246,16 @@ std::vector<fs::path> findPointFiles(const std::vector<std::string>& words) {
 }
 
 PointCloud::PointCloud(std::span<const fs::path> files, const CloudOptions& options, bool ignoreSystems) {
-    std::set<std::pair<dev_t, ino_t>> opened;
-    const ReadOptions shared = readOptions(options);
+    ReadOptions reading = readOptions(options);
     const PointSource* named = nullptr;
-    for (const fs::path& file : files) {
-        if (!opened.insert(identityOf(file)).second)
-            continue;
-        const PointSource& source = *Sources.emplace_back(openFile(file, shared));
+    const std::vector<DistinctFile> distinct = distinctFiles(files);
+    std::uint64_t before = 0, all = 0;
+    for (const DistinctFile& file : distinct)
+        all += file.size;
+    for (const DistinctFile& file : distinct) {
+        reading.report = partOf(options.report, before, file.size, all);
+        before += file.size;
+        const PointSource& source = *Sources.emplace_back(openFile(file.path, reading));
         Count += source.pointCount();
         std::string system = source.coordinateSystem();
         if (system.empty())

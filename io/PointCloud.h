@@ -16,7 +16,8 @@ namespace Tilewright::Io {
 struct CloudOptions {
     /// Where files that have to be converted first find room.
     std::filesystem::path scratch = ".";
-    /// Asked while files are converted whether to go on; may be empty.
+    /// Asked while files are read or converted whether to go on, and told in bytes how far it is; may be
+    /// empty.
     StepReport report;
 };
 
