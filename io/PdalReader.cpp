@@ -80,10 +80,10 @@ void check(const ChildOutcome& outcome, const fs::path& result, const std::strin
 
 } // namespace
 
-std::unique_ptr<PointSource> readWithPdal(const fs::path& path, const CloudOptions& options,
+std::unique_ptr<PointSource> readWithPdal(const fs::path& path, const ReadOptions& options,
                                           bool isCompressedLas) {
     const std::string name = path.string();
-    const TemporaryFolder folder(options.scratch);
+    const TemporaryFolder folder(options.scratch->folder());
     const fs::path converted = folder.path / "points.las";
     const auto outcome = runProgram(conversion(path, converted, isCompressedLas),
                                     [&options] { return !options.report || options.report(0, 1); });

@@ -8,14 +8,15 @@
 #include <filesystem>
 #include <memory>
 
-#include <io/PointCloud.h>
+#include <io/PointSource.h>
+#include <io/ReadOptions.h>
 
 namespace Tilewright::Io {
 
 /// Throws InputError if pdal is not on PATH, which says how to go on, or gives up.
 ///
 /// `isCompressedLas` says that the file is one whatever its name; otherwise pdal goes by the extension.
-std::unique_ptr<PointSource> readWithPdal(const std::filesystem::path& path, const CloudOptions& options,
+std::unique_ptr<PointSource> readWithPdal(const std::filesystem::path& path, const ReadOptions& options,
                                           bool isCompressedLas);
 
 } // namespace Tilewright::Io

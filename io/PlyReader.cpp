@@ -343,7 +343,7 @@ struct Scalar {
 
 class VertexReader {
 public:
-    VertexReader(FileReader& file, const Element& vertex, const CloudOptions& options)
+    VertexReader(FileReader& file, const Element& vertex, const ReadOptions& options)
         : file(file), vertex(vertex) {
         choose();
         RecordFormat format;
@@ -405,7 +405,7 @@ private:
 
 } // namespace
 
-std::unique_ptr<PointSource> readPly(const std::filesystem::path& path, const CloudOptions& options) {
+std::unique_ptr<PointSource> readPly(const std::filesystem::path& path, const ReadOptions& options) {
     FileReader file(path, options.report);
     const Header header = HeaderReader(file).read();
     const auto vertex = std::ranges::find(header.elements, "vertex", &Element::name);

@@ -7,11 +7,12 @@
 #include <filesystem>
 #include <memory>
 
-#include <io/PointCloud.h>
+#include <io/PointSource.h>
+#include <io/ReadOptions.h>
 
 namespace Tilewright::Io {
 
 /// Throws InputError for whatever is not such a file with all its vertices.
-std::unique_ptr<PointSource> readPly(const std::filesystem::path& path, const CloudOptions& options);
+std::unique_ptr<PointSource> readPly(const std::filesystem::path& path, const ReadOptions& options);
 
 } // namespace Tilewright::Io

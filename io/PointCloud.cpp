@@ -143,12 +143,62 @@ void addFilesOf(const fs::path& path, std::vector<fs::path>& files) {
     std::sort(files.begin() + static_cast<std::ptrdiff_t>(before), files.end());
 }
 
-/// Tells files apart whatever their paths; throws InputError for a file that is not there.
-std::pair<dev_t, ino_t> identityOf(const fs::path& path) {
-    struct stat status = {};
-    if (::stat(path.c_str(), &status) != 0)
-        throw InputError(path.string() + ": cannot be opened: " + std::generic_category().message(errno));
-    return {status.st_dev, status.st_ino};
+std::unique_ptr<PointSource> openLas(const fs::path& path, const ReadOptions& options) {
+    auto file = std::make_unique<LasFile>(path);
+    if (options.keepPages)
+        file->keepPages();
+    return file;
+}
+
+std::unique_ptr<PointSource> openFile(const fs::path& path, const ReadOptions& options) {
+    const std::string head = firstBytes(path);
+    const std::string extension = lowerExtension(path);
+    if (head.starts_with("LASF") && isCompressedLas(std::as_bytes(std::span(head))))
+        return readWithPdal(path, options, true);
+    // By its name too, as the reader says best what is wrong with it.
+    if (head.starts_with("LASF") || extension == ".las" || extension == ".laz")
+        return openLas(path, options);
+    if (head.starts_with("ply\n") || head.starts_with("ply\r\n"))
+        return readPly(path, options);
+    if (std::ranges::find(textExtensions, extension) != textExtensions.end())
+        return readText(path, options);
+    if (auto vector = readVector(path, options))
+        return vector;
+    return readWithPdal(path, options, false);
+}
+
+ReadOptions readOptions(const CloudOptions& options) {
+    return {std::make_shared<ScratchSpace>(options.scratch), options.keepPages, options.report};
+}
+
+struct DistinctFile {
+    fs::path path;
+    std::uint64_t size;
+};
+
+/// The files without those that come again, by whatever path.
+std::vector<DistinctFile> distinctFiles(std::span<const fs::path> files) {
+    std::set<std::pair<dev_t, ino_t>> seen;
+    std::vector<DistinctFile> distinct;
+    for (const fs::path& path : files) {
+        struct stat status = {};
+        if (::stat(path.c_str(), &status) != 0)
+            throw InputError(path.string() + ": cannot be opened: " + std::generic_category().message(errno));
+        if (seen.insert({status.st_dev, status.st_ino}).second)
+            distinct.push_back({path, static_cast<std::uint64_t>(status.st_size)});
+    }
+    return distinct;
+}
+
+/// Makes what a file reports of itself a report on all of them, in bytes. `before` are those of the files
+/// before it.
+StepReport partOf(const StepReport& whole, std::uint64_t before, std::uint64_t size, std::uint64_t all) {
+    if (!whole)
+        return {};
+    return [=](std::uint64_t done, std::uint64_t total) {
+        const double share = total != 0 ? static_cast<double>(done) / static_cast<double>(total) : 0;
+        return whole(before + static_cast<std::uint64_t>(share * static_cast<double>(size)), all);
+    };
 }
 
 /// The attributes that all of `sources` have. Sources without points don't count if others have some: what
@@ -175,30 +225,10 @@ std::vector<CloudField> commonFields(std::span<const std::unique_ptr<PointSource
     return fields;
 }
 
-std::unique_ptr<PointSource> openLas(const fs::path& path, const CloudOptions& options) {
-    auto file = std::make_unique<LasFile>(path);
-    if (options.keepPages)
-        file->keepPages();
-    return file;
-}
-
 } // namespace
 
 std::unique_ptr<PointSource> openPointFile(const fs::path& path, const CloudOptions& options) {
-    const std::string head = firstBytes(path);
-    const std::string extension = lowerExtension(path);
-    if (head.starts_with("LASF") && isCompressedLas(std::as_bytes(std::span(head))))
-        return readWithPdal(path, options, true);
-    // By its name too, as the reader says best what is wrong with it.
-    if (head.starts_with("LASF") || extension == ".las" || extension == ".laz")
-        return openLas(path, options);
-    if (head.starts_with("ply\n") || head.starts_with("ply\r\n"))
-        return readPly(path, options);
-    if (std::ranges::find(textExtensions, extension) != textExtensions.end())
-        return readText(path, options);
-    if (auto vector = readVector(path, options))
-        return vector;
-    return readWithPdal(path, options, false);
+    return openFile(path, readOptions(options));
 }
 
 std::vector<fs::path> findPointFiles(const std::vector<std::string>& words) {
@@ -223,12 +253,16 @@ std::vector<fs::path> findPointFiles(const std::vector<std::string>& words) {
 }
 
 PointCloud::PointCloud(std::span<const fs::path> files, const CloudOptions& options, bool ignoreSystems) {
-    std::set<std::pair<dev_t, ino_t>> opened;
+    ReadOptions reading = readOptions(options);
     const PointSource* named = nullptr;
-    for (const fs::path& file : files) {
-        if (!opened.insert(identityOf(file)).second)
-            continue;
-        const PointSource& source = *Sources.emplace_back(openPointFile(file, options));
+    const std::vector<DistinctFile> distinct = distinctFiles(files);
+    std::uint64_t before = 0, all = 0;
+    for (const DistinctFile& file : distinct)
+        all += file.size;
+    for (const DistinctFile& file : distinct) {
+        reading.report = partOf(options.report, before, file.size, all);
+        before += file.size;
+        const PointSource& source = *Sources.emplace_back(openFile(file.path, reading));
         Count += source.pointCount();
         std::string system = source.coordinateSystem();
         if (system.empty())

@@ -18,7 +18,8 @@ struct CloudOptions {
     std::filesystem::path scratch = ".";
     /// Whether pages of mapped files may stay in memory: quicker, if there is room for all of them.
     bool keepPages = false;
-    /// Asked while files are converted whether to go on; may be empty.
+    /// Asked while files are read or converted whether to go on, and told in bytes how far it is; may be
+    /// empty.
     StepReport report;
 };
 

@@ -14,7 +14,7 @@ namespace {
 // Records are decoded as little-endian numbers.
 static_assert(std::endian::native == std::endian::little);
 
-constexpr std::size_t bufferBytes = std::size_t{1} << 22;
+constexpr std::size_t blockBytes = std::size_t{1} << 20;
 /// Read at a time, to stay in the processor's cache.
 constexpr std::size_t pieceBytes = std::size_t{1} << 17;
 
@@ -51,7 +51,7 @@ PointField storedField(std::string name, FieldType type) {
 }
 
 RecordStore::RecordStore(std::string name, RecordFormat format, std::string coordinateSystem,
-                         std::filesystem::path scratch)
+                         std::shared_ptr<ScratchSpace> scratch)
     : label(std::move(name)), records(std::move(format)), wkt(std::move(coordinateSystem)),
       scratch(std::move(scratch)) {
     records.position = RecordFormat::Position::Doubles;
@@ -60,6 +60,7 @@ RecordStore::RecordStore(std::string name, RecordFormat format, std::string coor
         field.position = records.recordLength;
         records.recordLength += field.size;
     }
+    recordsInBlock = std::max<std::size_t>(blockBytes / records.recordLength, 1);
 }
 
 std::byte* RecordStore::append(const std::array<double, 3>& position) {
@@ -67,7 +68,7 @@ std::byte* RecordStore::append(const std::array<double, 3>& position) {
     if (!std::ranges::all_of(position, [](double c) { return std::isfinite(c); }))
         throw InputError(label + ": point " + std::to_string(count) +
                          " has a coordinate that is not a finite number");
-    if (buffer.size() + records.recordLength > bufferBytes)
+    if (buffer.size() == recordsInBlock * records.recordLength)
         flush();
     buffer.resize(buffer.size() + records.recordLength);
     std::byte* const record = buffer.data() + buffer.size() - records.recordLength;
@@ -76,32 +77,27 @@ std::byte* RecordStore::append(const std::array<double, 3>& position) {
 }
 
 void RecordStore::flush() {
-    if (!file)
-        file = std::make_unique<ScratchFile>(scratch);
-    file->write(flushed, buffer);
-    flushed += buffer.size();
+    blocks.push_back(scratch->keep(buffer));
     buffer.clear();
 }
 
 void RecordStore::finish() {
-    if (file && !buffer.empty())
+    if (!buffer.empty())
         flush();
     buffer.shrink_to_fit();
 }
 
 void RecordStore::visitRecords(std::uint64_t first, std::uint64_t n, const RecordVisitor& visitor) const {
     const std::size_t length = records.recordLength;
-    if (!file) {
-        visitor(buffer.data() + first * length, static_cast<std::size_t>(n));
-        return;
-    }
-    const std::uint64_t recordsAtATime = std::max<std::uint64_t>(pieceBytes / length, 1);
-    std::vector<std::byte> piece(std::min(n, recordsAtATime) * length);
+    const std::size_t recordsInPiece = std::max<std::size_t>(pieceBytes / length, 1);
+    std::vector<std::byte> piece(static_cast<std::size_t>(std::min<std::uint64_t>(n, recordsInPiece)) *
+                                 length);
     while (n != 0) {
-        const std::uint64_t now = std::min(n, recordsAtATime);
-        const std::span bytes(piece.data(), now * length);
-        file->read(first * length, bytes);
-        visitor(bytes.data(), static_cast<std::size_t>(now));
+        const std::uint64_t skipped = first % recordsInBlock;
+        const std::uint64_t now = std::min({n, recordsInBlock - skipped, std::uint64_t{recordsInPiece}});
+        const std::span room(piece.data(), static_cast<std::size_t>(now) * length);
+        const ScratchStretch& block = blocks[static_cast<std::size_t>(first / recordsInBlock)];
+        visitor(scratch->read(block, skipped * length, room), static_cast<std::size_t>(now));
         first += now;
         n -= now;
     }

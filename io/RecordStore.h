@@ -1,26 +1,25 @@
 /// RecordStore: a point source that is filled record by record, for files that can only be read from front to
-/// back, such as texts. Small ones stay in memory, larger ones go to a scratch file.
+/// back, such as texts. They are kept in a scratch space.
 ///
 /// First all records are appended, on one thread; after finish() the store is a source like any other.
 #pragma once
 
 #include <cstring>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include <io/PointSource.h>
-#include <io/ScratchFile.h>
+#include <io/ScratchSpace.h>
 
 namespace Tilewright::Io {
 
 class RecordStore : public PointSource {
 public:
     /// `format` holds positions as doubles; recordLength and the positions of the fields are filled in here,
-    /// from their sizes. `scratch` is the folder for what doesn't fit into memory.
+    /// from their sizes.
     RecordStore(std::string name, RecordFormat format, std::string coordinateSystem,
-                std::filesystem::path scratch);
+                std::shared_ptr<ScratchSpace> scratch);
 
     /// Adds a point with no attributes set (all bytes zero) and gives its record, valid until the next call.
     /// Throws InputError for a coordinate that is not finite.
@@ -45,12 +44,13 @@ private:
     std::string label;
     RecordFormat records;
     std::string wkt;
-    std::filesystem::path scratch;
+    std::shared_ptr<ScratchSpace> scratch;
     std::uint64_t count = 0;
-    /// Records since the last flush; all of them if there was none.
+    /// Records that are not in a block yet.
     std::vector<std::byte> buffer;
-    std::unique_ptr<ScratchFile> file;
-    std::uint64_t flushed = 0;
+    /// All of the same number of records but the last.
+    std::vector<ScratchStretch> blocks;
+    std::size_t recordsInBlock = 1;
 };
 
 /// A plain attribute of a store, to be appended to its format.

@@ -64,7 +64,7 @@ bool beginsLikeNumber(std::string_view value) {
 
 class TextReader {
 public:
-    TextReader(const std::filesystem::path& path, const CloudOptions& options)
+    TextReader(const std::filesystem::path& path, const ReadOptions& options)
         : options(options), file(path, options.report) {}
 
     std::unique_ptr<PointSource> read() {
@@ -236,7 +236,7 @@ private:
         return store;
     }
 
-    const CloudOptions& options;
+    const ReadOptions& options;
     FileReader file;
     Layout layout;
     std::vector<Column> columns;
@@ -245,7 +245,7 @@ private:
 
 } // namespace
 
-std::unique_ptr<PointSource> readText(const std::filesystem::path& path, const CloudOptions& options) {
+std::unique_ptr<PointSource> readText(const std::filesystem::path& path, const ReadOptions& options) {
     return TextReader(path, options).read();
 }
 

@@ -11,12 +11,13 @@
 #include <filesystem>
 #include <memory>
 
-#include <io/PointCloud.h>
+#include <io/PointSource.h>
+#include <io/ReadOptions.h>
 
 namespace Tilewright::Io {
 
 /// Throws InputError, with the number of the line, for a line with other values than numbers, and one with
 /// more or fewer of them than the first.
-std::unique_ptr<PointSource> readText(const std::filesystem::path& path, const CloudOptions& options);
+std::unique_ptr<PointSource> readText(const std::filesystem::path& path, const ReadOptions& options);
 
 } // namespace Tilewright::Io

@@ -48,7 +48,7 @@ std::string wktOf(OGRLayer& layer) {
 
 class VectorReader {
 public:
-    VectorReader(std::string name, GDALDataset& data, const CloudOptions& options)
+    VectorReader(std::string name, GDALDataset& data, const ReadOptions& options)
         : name(std::move(name)), options(options) {
         chooseLayers(data);
         chooseAttributes();
@@ -162,7 +162,7 @@ private:
     }
 
     std::string name;
-    const CloudOptions& options;
+    const ReadOptions& options;
     std::vector<OGRLayer*> layers;
     std::vector<Attribute> attributes;
     std::string system;
@@ -172,7 +172,7 @@ private:
 
 } // namespace
 
-std::unique_ptr<PointSource> readVector(const std::filesystem::path& path, const CloudOptions& options) {
+std::unique_ptr<PointSource> readVector(const std::filesystem::path& path, const ReadOptions& options) {
     registerAllDrivers();
     const GdalMessages messages;
     // Absolute, so that no name is taken for that of a database or a server.

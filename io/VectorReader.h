@@ -7,12 +7,13 @@
 #include <filesystem>
 #include <memory>
 
-#include <io/PointCloud.h>
+#include <io/PointSource.h>
+#include <io/ReadOptions.h>
 
 namespace Tilewright::Io {
 
 /// Null if the file is no vector file. Throws InputError if it is one, but has no points, points without
 /// heights, layers in several coordinate systems, or can't be read to its end.
-std::unique_ptr<PointSource> readVector(const std::filesystem::path& path, const CloudOptions& options);
+std::unique_ptr<PointSource> readVector(const std::filesystem::path& path, const ReadOptions& options);
 
 } // namespace Tilewright::Io

@@ -1,4 +1,4 @@
-#include <io/PlyReader.h>
+#include <io/PointCloud.h>
 
 #include <gmock/gmock.h>
 

@@ -75,6 +75,21 @@ TEST_F(PointCloudTest, FieldsAreThoseOfAllFilesAndEachFileCountsOnce) {
     EXPECT_EQ(open({"b.las"}).name(), (Top / "b.las").string());
 }
 
+TEST_F(PointCloudTest, ReportIsAboutAllFilesTogether) {
+    saveAs(Top / "a.xyz", "1 2 3\n");
+    saveAs(Top / "b.xyz", "1 2 3\n4 5 6\n7 8 9\n");
+    std::vector<std::uint64_t> reports;
+    const auto report = [&reports](std::uint64_t done, std::uint64_t total) {
+        EXPECT_EQ(total, 24U);
+        reports.push_back(done);
+        return true;
+    };
+    const PointCloud cloud(std::array{Top / "a.xyz", Top / "b.xyz"}, {Top, report}, false);
+    EXPECT_EQ(cloud.pointCount(), 4U);
+    EXPECT_TRUE(std::is_sorted(reports.begin(), reports.end()));
+    EXPECT_EQ(std::pair(reports.front(), reports.back()), (std::pair<std::uint64_t, std::uint64_t>(0, 24)));
+}
+
 TEST_F(PointCloudTest, CoordinateSystemsMustAgree) {
     LasBuilder builder;
     saveAs(Top / "none.las", builder.build());
