@@ -44,10 +44,10 @@ void check(const RasterGeometry& geometry) {
             "the raster has no proper place: its edges have to be finite and its pixels larger than zero");
 }
 
-RasterDescription checked(RasterDescription description) {
+RasterDescription checked(RasterDescription description, const fs::path& path) {
     if (description.bands.empty())
         throw std::invalid_argument("RasterWriter: a raster has at least one band");
-    description.driver = driverOf(description.driver, {});
+    description.driver = driverOf(description.driver, path);
     checkCreationOptions(description.driver, description.creationOptions);
     return description;
 }
@@ -76,8 +76,8 @@ void setStatistics(GDALRasterBand& band, const BandStatistics& statistics, std::
 class RasterWriter::Output {
 public:
     Output(const fs::path& path, const RasterDescription& wanted)
-        : description(checked(wanted)), folder(path),
-          file(isMadeByCopy() ? folder.workFile() : folder.file()) {
+        : description(checked(wanted, path)), folder(path),
+          file(isMadeByCopy() ? folder.workFolder() / "copied.tif" : folder.file()) {
         withPath([&] {
             check(description.geometry);
             if (isMadeByCopy())
@@ -146,7 +146,7 @@ void RasterWriter::Output::expectUsable() const {
 }
 
 void RasterWriter::Output::rehearse() {
-    const fs::path trial = folder.path() / ".trial";
+    const fs::path trial = folder.workFolder() / "trial";
     fs::create_directory(trial);
     tryFormat(trial / path().filename(), description);
     fs::remove_all(trial);
@@ -184,7 +184,7 @@ void RasterWriter::Output::finishBlocks() {
     const ThreadOption noSideFiles("GDAL_PAM_ENABLED", "NO");
     blocks->flush();
     if (description.fillDistance > 0)
-        blocks->fill(description.fillDistance, folder.path());
+        blocks->fill(description.fillDistance, folder.workFolder());
     for (std::size_t i = 0; i < description.bands.size(); ++i) {
         bandStatistics.push_back(blocks->statistics(i));
         setStatistics(*dataset->GetRasterBand(static_cast<int>(i) + 1), bandStatistics.back(),
