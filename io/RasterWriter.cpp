@@ -136,6 +136,10 @@ template <class Action> void RasterWriter::Output::withPath(Action action) {
         throw;
     } catch (const std::runtime_error& error) {
         failure = error.what();
+        // Nobody knows the file by its hidden name.
+        const std::string hidden = folder.file().string();
+        for (std::size_t at; (at = failure.find(hidden)) != std::string::npos;)
+            failure.replace(at, hidden.size(), path().filename().string());
         throw OutputError(path().string() + ": " + failure);
     }
 }

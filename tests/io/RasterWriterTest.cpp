@@ -482,6 +482,17 @@ TEST_F(RasterWriterTest, OverviewsAverageMeasuresAndNotClasses) {
     }
 }
 
+TEST_F(RasterWriterTest, OverviewsOfAllTypesCanBeRead) {
+    RasterDescription description = rasterOf<unsigned long long>(1100, 700, 5ULL);
+    description.creationOptions = {"COMPRESS=DEFLATE"};
+    description.overviews = true;
+    save<unsigned long long>(description, std::vector<unsigned long long>(1100 * 700, 1ULL << 40));
+    const auto dataset = openRaster(file());
+    ASSERT_EQ(3, dataset->GetRasterBand(1)->GetOverviewCount());
+    const auto smallest = readAll<unsigned long long>(*dataset->GetRasterBand(1)->GetOverview(2), GDT_UInt64);
+    EXPECT_EQ(std::vector<unsigned long long>(138 * 88, 1ULL << 40), smallest);
+}
+
 TEST(RasterFormat, GoesByTheNameOfTheOutput) {
     EXPECT_EQ("out/dem.tif", bandFileName("out/dem", "Height", 1));
     EXPECT_EQ("dem-Height.TIFF", bandFileName("dem.TIFF", "Height", 2));
