@@ -111,6 +111,8 @@ private:
         return description.driver != "GTiff" || filledLater;
     }
 
+    fs::path trialFile() const { return folder.workFolder() / "trial" / path().filename(); }
+
     template <class Action> void withPath(Action action);
     void expectUsable() const;
     void rehearse();
@@ -136,10 +138,10 @@ template <class Action> void RasterWriter::Output::withPath(Action action) {
         throw;
     } catch (const std::runtime_error& error) {
         failure = error.what();
-        // Nobody knows the file by its hidden name.
-        const std::string hidden = folder.file().string();
-        for (std::size_t at; (at = failure.find(hidden)) != std::string::npos;)
-            failure.replace(at, hidden.size(), path().filename().string());
+        // Nobody knows the file by its hidden names.
+        for (const std::string& hidden : {folder.file().string(), trialFile().string()})
+            for (std::size_t at; (at = failure.find(hidden)) != std::string::npos;)
+                failure.replace(at, hidden.size(), path().filename().string());
         throw OutputError(path().string() + ": " + failure);
     }
 }
@@ -150,10 +152,10 @@ void RasterWriter::Output::expectUsable() const {
 }
 
 void RasterWriter::Output::rehearse() {
-    const fs::path trial = folder.workFolder() / "trial";
-    fs::create_directory(trial);
-    tryFormat(trial / path().filename(), description);
-    fs::remove_all(trial);
+    const fs::path trial = trialFile();
+    fs::create_directory(trial.parent_path());
+    tryFormat(trial, description);
+    fs::remove_all(trial.parent_path());
 }
 
 template <class T>
