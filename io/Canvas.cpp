@@ -15,7 +15,7 @@ using Point = std::array<double, 2>;
 using Line = std::vector<Point>;
 
 constexpr double capitals = 14; // height of the font's grid
-constexpr double betweenGlyphs = 3;
+constexpr double betweenGlyphs = 3.3;
 constexpr double penWidth = 1.75;
 
 /// One number off the front of the text, if there is one.

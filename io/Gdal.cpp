@@ -28,7 +28,6 @@ void registerUsualDrivers() {
     static std::once_flag registered;
     std::call_once(registered, [] {
         GDALRegister_GTiff();
-        GDALRegister_COG();
         GDALRegister_MEM();
         GDALRegister_PNG();
         if (!CPLGetConfigOption("GDAL_CACHEMAX", nullptr))

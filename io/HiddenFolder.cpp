@@ -47,20 +47,19 @@ void checkPlace(const fs::path& output) {
 } // namespace
 
 HiddenFolder::HiddenFolder(const fs::path& output)
-    : target(output), folder(hiddenName(output)), main(folder / output.filename()) {
+    : target(output), folder(hiddenName(output)), main(folder / "output" / output.filename()) {
     checkPlace(target);
     std::error_code error;
-    if (!fs::create_directory(folder, error))
+    if (!fs::create_directory(folder, error) || !fs::create_directory(main.parent_path(), error)) {
+        std::error_code ignored;
+        fs::remove(folder, ignored);
         fail(target, "its folder takes no new files (" + error.message() + ")");
+    }
 }
 
 HiddenFolder::~HiddenFolder() {
     std::error_code ignored;
     fs::remove_all(folder, ignored);
-}
-
-fs::path HiddenFolder::workFile() const {
-    return folder / (main.filename() == "work.tif" ? "work" : "work.tif");
 }
 
 void HiddenFolder::publish() {
@@ -70,11 +69,17 @@ void HiddenFolder::publish() {
     std::set<fs::path> outdated;
     for (const char* extension : {".aux.xml", ".ovr", ".msk"})
         outdated.insert(target.string() + extension);
+    std::error_code error;
+    std::vector<fs::path> made;
+    for (const auto& entry : fs::directory_iterator(main.parent_path(), error))
+        if (entry.path() != main)
+            made.push_back(entry.path());
+    made.push_back(main);
     std::vector<fs::path> moved;
-    const auto move = [&](const fs::path& name) {
-        const fs::path place = target.parent_path() / name;
-        std::error_code error;
-        fs::rename(folder / name, place, error);
+    for (const fs::path& file : made) {
+        const fs::path place = target.parent_path() / file.filename();
+        if (!error)
+            fs::rename(file, place, error);
         if (error) {
             std::error_code ignored;
             for (const fs::path& former : moved)
@@ -83,19 +88,11 @@ void HiddenFolder::publish() {
         }
         moved.push_back(place);
         outdated.erase(place);
-    };
-    std::vector<fs::path> names;
-    for (const auto& entry : fs::directory_iterator(folder))
-        if (entry.path().filename() != main.filename())
-            names.push_back(entry.path().filename());
-    for (const fs::path& name : names)
-        move(name);
-    move(main.filename());
+    }
     published = true;
-    std::error_code ignored;
     for (const fs::path& older : outdated)
-        fs::remove(older, ignored);
-    fs::remove(folder, ignored);
+        fs::remove(older, error);
+    fs::remove_all(folder, error);
 }
 
 } // namespace Tilewright::Io

@@ -18,15 +18,15 @@ public:
     HiddenFolder& operator=(const HiddenFolder&) = delete;
 
     const std::filesystem::path& output() const { return target; }
-    const std::filesystem::path& path() const { return folder; }
-    /// Where the output itself is made, under its final name: some formats name their other files after it.
+    /// Where the output itself is made, under its final name: some formats name their other files after it,
+    /// and put them beside it.
     const std::filesystem::path& file() const { return main; }
-    /// A path in here that is none of the output's files.
-    std::filesystem::path workFile() const;
+    /// For files that do not become part of the output.
+    const std::filesystem::path& workFolder() const { return folder; }
 
-    /// Moves all files to the folder of the output, the output itself last, and removes those that GDAL would
-    /// take for its companions but that describe an older one. Throws OutputError if the system refuses.
-    /// Repeating it does nothing.
+    /// Moves the output and all files beside it to the folder of the output, the output itself last, and
+    /// removes those that GDAL would take for its companions but that describe an older one. Throws
+    /// OutputError if the system refuses. Repeating it does nothing.
     void publish();
 
 private:

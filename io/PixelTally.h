@@ -1,6 +1,7 @@
 /// PixelTally: what the statistics of a band are made of, block by block. Private to the writer.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
@@ -15,22 +16,24 @@ struct PixelTally {
     std::uint64_t count = 0;
     double least = std::numeric_limits<double>::infinity();
     double greatest = -std::numeric_limits<double>::infinity();
-    double mean = 0;
+    double sum = 0;
     double squares = 0; ///< of the differences from the mean
 
     /// Of `count` zeros.
     static PixelTally zeros(std::uint64_t count) { return {count, 0, 0, 0, 0}; }
 
+    double mean() const { return sum / static_cast<double>(count); }
+
     /// Both together. The result depends on the order, in the last digits.
     void add(const PixelTally& other) {
-        if (other.count == 0)
+        if (count == 0 || other.count == 0) {
+            *this = count == 0 ? other : *this;
             return;
-        const auto mine = static_cast<double>(count);
-        const auto all = static_cast<double>(count + other.count);
-        const double apart = other.mean - mean;
-        const double share = static_cast<double>(other.count) / all;
-        squares += other.squares + apart * apart * mine * share;
-        mean = count == 0 ? other.mean : mean + apart * share;
+        }
+        const double apart = other.mean() - mean();
+        const double share = static_cast<double>(other.count) / static_cast<double>(count + other.count);
+        squares += other.squares + apart * apart * static_cast<double>(count) * share;
+        sum += other.sum;
         least = std::min(least, other.least);
         greatest = std::max(greatest, other.greatest);
         count += other.count;
@@ -39,7 +42,7 @@ struct PixelTally {
     BandStatistics statistics() const {
         if (count == 0)
             return {};
-        return {count, least, greatest, mean, std::sqrt(squares / static_cast<double>(count))};
+        return {count, least, greatest, mean(), std::sqrt(squares / static_cast<double>(count))};
     }
 };
 
@@ -93,12 +96,13 @@ template <class T, class HasData> PixelTally tallyOf(const PixelWindow<T>& windo
     if (allCount == 0)
         return tally;
     tally.count = static_cast<std::uint64_t>(allCount);
-    tally.mean = allSum / allCount;
+    tally.sum = allSum;
+    const double mean = tally.mean();
 
     Lanes squares = {};
     forAll([&](std::size_t lane, std::size_t i) {
         const auto value = static_cast<double>(window.first[i]);
-        const double apart = value - tally.mean;
+        const double apart = value - mean;
         squares[lane] += counts(i, value) ? apart * apart : 0.0;
     });
     for (const double lane : squares)

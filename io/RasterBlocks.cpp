@@ -22,9 +22,6 @@ namespace {
 /// Of blocks that wait for the rest of their pixels. When there are more, the first in the file have to go.
 constexpr std::size_t mostWaiting = std::size_t(64) << 20;
 
-/// Fills of fewer pixels are worked out in memory.
-constexpr std::uint64_t mostFilledInMemory = std::uint64_t(4) << 20;
-
 /// Whether the file may give back `blank` for the pixel.
 template <class T> bool isBlank(T pixel, T blank) {
     if constexpr (std::is_floating_point_v<T>)
@@ -279,24 +276,17 @@ template <class T>
 void RasterBlocksOf<T>::fillBand(std::size_t band, double distance, const std::filesystem::path& folder) {
     const GdalMessages messages;
     const ThreadOption place("CPL_TMPDIR", folder.c_str());
-    const bool inMemory = width * height <= mostFilledInMemory;
-    const std::filesystem::path path = inMemory ? std::filesystem::path() : folder / ".holes.tif";
     CPLStringList options;
     options.SetNameValue("BIGTIFF", "IF_SAFER");
-    const GDALDatasetUniquePtr copy(driverFor(inMemory ? "MEM" : "GTiff")
-                                        .Create(path.c_str(), static_cast<int>(width),
-                                                static_cast<int>(height), 1, GDT_Float32,
-                                                inMemory ? nullptr : options.List()));
+    const GDALDatasetUniquePtr copy(
+        driverFor("GTiff").Create((folder / "holes.tif").c_str(), static_cast<int>(width),
+                                  static_cast<int>(height), 1, GDT_Float32, options.List()));
     if (!copy)
         throw std::runtime_error(std::string(cannotFill) + " (" + messages.text() + ")");
     GDALRasterBand& holes = *copy->GetRasterBand(1);
     holes.SetNoDataValue(std::numeric_limits<double>::quiet_NaN());
     copyHoles(band, holes);
-    CPLStringList fillOptions;
-    fillOptions.SetNameValue("TEMP_FILE_DRIVER", inMemory ? "MEM" : "GTiff");
-    const CPLErr outcome =
-        GDALFillNodata(&holes, nullptr, distance, 0, 0, fillOptions.List(), nullptr, nullptr);
-    expect(outcome, messages, cannotFill);
+    expect(GDALFillNodata(&holes, nullptr, distance, 0, 0, nullptr, nullptr, nullptr), messages, cannotFill);
     copyFilled(band, holes);
 }
 

@@ -217,10 +217,11 @@ void copyRaster(GDALDataset& source, const fs::path& target, const RasterDescrip
     const ThreadOption sideFiles("GDAL_PAM_ENABLED", complete ? "NO" : "YES");
     makeRoomForBlocks(source);
     Options options = copyOptions(description, resamplingOf(description));
-    // Strictly: it fails rather than to leave bands or digits out.
+    GDALDriver& driver = driverFor(description.driver);
+    // Strictly, where the driver knows what that means: it fails rather than to leave bands or digits out.
+    const bool strict = driver.GetMetadataItem(GDAL_DCAP_CREATECOPY) != nullptr;
     GDALDatasetUniquePtr copy(
-        driverFor(description.driver)
-            .CreateCopy(target.c_str(), &source, true, options.raw(), nullptr, nullptr));
+        driver.CreateCopy(target.c_str(), &source, strict, options.raw(), nullptr, nullptr));
     const bool made = copy != nullptr;
     copy.reset();
     if (!made || messages.failed() || !fs::exists(target))
@@ -248,15 +249,17 @@ void addOverviews(const fs::path& path, const RasterDescription& description) {
     if (factors.empty())
         return;
     // Only a GeoTIFF takes them in; beside files of other formats they are one of their own.
-    const bool inside = description.driver == "GTiff";
-    GDALDatasetUniquePtr dataset(
-        GDALDataset::Open(path.c_str(), GDAL_OF_RASTER | (inside ? GDAL_OF_UPDATE : GDAL_OF_READONLY)));
-    if (dataset) {
+    const unsigned access = description.driver == "GTiff" ? GDAL_OF_UPDATE : GDAL_OF_READONLY;
+    // Several at once of 64-bit integers with nodata are linked to a circle (GDAL 3.6).
+    const std::size_t atOnce = description.type == PixelType::UInt64 ? 1 : factors.size();
+    for (std::size_t i = 0; i < factors.size() && !messages.failed(); i += atOnce) {
+        const GDALDatasetUniquePtr dataset(GDALDataset::Open(path.c_str(), GDAL_OF_RASTER | access));
+        if (!dataset)
+            throw std::runtime_error("cannot be read back (" + messages.text() + ")");
         makeRoomForBlocks(*dataset);
-        dataset->BuildOverviews(resamplingOf(description), static_cast<int>(factors.size()), factors.data(),
-                                0, nullptr, nullptr, nullptr);
+        dataset->BuildOverviews(resamplingOf(description), static_cast<int>(atOnce), &factors[i], 0, nullptr,
+                                nullptr, nullptr);
     }
-    dataset.reset();
     if (messages.failed())
         throw std::runtime_error("its overviews cannot be made (" + messages.text() + ")");
 }

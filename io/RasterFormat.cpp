@@ -43,7 +43,7 @@ std::string driverOf(const std::string& driver, const std::filesystem::path& out
         if (!found)
             throw UsageError("there is no format '" + driver + "'; gdalinfo --formats lists those there are");
         if (!makesFiles(*found))
-            throw UsageError("the format '" + driver + "' can be read and not be written");
+            throw UsageError("the format '" + driver + "' makes no raster files");
         return found->GetDescription();
     }
     const std::string extension = extensionOf(output);

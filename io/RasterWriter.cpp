@@ -44,10 +44,10 @@ void check(const RasterGeometry& geometry) {
             "the raster has no proper place: its edges have to be finite and its pixels larger than zero");
 }
 
-RasterDescription checked(RasterDescription description) {
+RasterDescription checked(RasterDescription description, const fs::path& path) {
     if (description.bands.empty())
         throw std::invalid_argument("RasterWriter: a raster has at least one band");
-    description.driver = driverOf(description.driver, {});
+    description.driver = driverOf(description.driver, path);
     checkCreationOptions(description.driver, description.creationOptions);
     return description;
 }
@@ -76,8 +76,8 @@ void setStatistics(GDALRasterBand& band, const BandStatistics& statistics, std::
 class RasterWriter::Output {
 public:
     Output(const fs::path& path, const RasterDescription& wanted)
-        : description(checked(wanted)), folder(path),
-          file(isMadeByCopy() ? folder.workFile() : folder.file()) {
+        : description(checked(wanted, path)), folder(path),
+          file(isMadeByCopy() ? folder.workFolder() / "copied.tif" : folder.file()) {
         withPath([&] {
             check(description.geometry);
             if (isMadeByCopy())
@@ -111,6 +111,8 @@ private:
         return description.driver != "GTiff" || filledLater;
     }
 
+    fs::path trialFile() const { return folder.workFolder() / "trial" / path().filename(); }
+
     template <class Action> void withPath(Action action);
     void expectUsable() const;
     void rehearse();
@@ -136,6 +138,10 @@ template <class Action> void RasterWriter::Output::withPath(Action action) {
         throw;
     } catch (const std::runtime_error& error) {
         failure = error.what();
+        // Nobody knows the file by its hidden names.
+        for (const std::string& hidden : {folder.file().string(), trialFile().string()})
+            for (std::size_t at; (at = failure.find(hidden)) != std::string::npos;)
+                failure.replace(at, hidden.size(), path().filename().string());
         throw OutputError(path().string() + ": " + failure);
     }
 }
@@ -146,10 +152,10 @@ void RasterWriter::Output::expectUsable() const {
 }
 
 void RasterWriter::Output::rehearse() {
-    const fs::path trial = folder.path() / ".trial";
-    fs::create_directory(trial);
-    tryFormat(trial / path().filename(), description);
-    fs::remove_all(trial);
+    const fs::path trial = trialFile();
+    fs::create_directory(trial.parent_path());
+    tryFormat(trial, description);
+    fs::remove_all(trial.parent_path());
 }
 
 template <class T>
@@ -184,7 +190,7 @@ void RasterWriter::Output::finishBlocks() {
     const ThreadOption noSideFiles("GDAL_PAM_ENABLED", "NO");
     blocks->flush();
     if (description.fillDistance > 0)
-        blocks->fill(description.fillDistance, folder.path());
+        blocks->fill(description.fillDistance, folder.workFolder());
     for (std::size_t i = 0; i < description.bands.size(); ++i) {
         bandStatistics.push_back(blocks->statistics(i));
         setStatistics(*dataset->GetRasterBand(static_cast<int>(i) + 1), bandStatistics.back(),

@@ -91,7 +91,7 @@ struct RasterDescription {
     std::vector<BandDescription> bands;                        ///< at least one
     std::vector<std::pair<std::string, std::string>> metadata; ///< keys and texts of the file
     int blockSize = 256;                                       ///< side of a tile, a multiple of 16
-    std::string driver = "GTiff";                              ///< GDAL's name of the format
+    std::string driver = "GTiff";                              ///< GDAL's name of the format; see driverOf()
     /// KEY=VALUE, as for the format's driver; what they say goes before all else here. A GeoTIFF that is
     /// compressed gets the predictor of its type if they name none.
     std::vector<std::string> creationOptions;

@@ -72,8 +72,8 @@ protected:
 TEST_F(PreviewTest, SlopesTowardsTheLightAreBrighterHoweverLowTheHill) {
     // Cones of a millimetre and of a mountain: the data say how much relief they need.
     for (const double height : {0.001, 3000.0}) {
-        const fs::path cone = heights(600, 600, [&](double x, double y) {
-            return height * std::max(0.0, 250 - std::hypot(x - 300, y - 300));
+        const fs::path cone = heights(300, 300, [&](double x, double y) {
+            return height * std::max(0.0, 125 - std::hypot(x - 150, y - 150));
         });
         const Picture picture = paint(cone);
         EXPECT_GT(lightness(picture.onMap(220, 220)), lightness(picture.onMap(380, 380)) + 150);

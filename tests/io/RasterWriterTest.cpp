@@ -128,20 +128,23 @@ TEST_F(RasterWriterTest, RowZeroIsNorthernmostAndWindowsMayComeInAnyOrder) {
     const std::ptrdiff_t width = 600;
     std::vector<int> values(600 * 300);
     std::iota(values.begin(), values.end(), 1);
-    // Across block borders, several of them in one block, and one twice: column, row, columns, rows.
     RasterWriter writer(file(), rasterOf<int>(600, 300));
-    for (const auto& [column, row, columns, rows] : std::vector<std::array<unsigned, 4>>{{500, 100, 100, 200},
-                                                                                         {0, 0, 600, 100},
-                                                                                         {0, 100, 255, 200},
-                                                                                         {255, 100, 245, 200},
-                                                                                         {0, 0, 300, 300}}) {
+    const auto write = [&](unsigned column, unsigned row, unsigned columns, unsigned rows) {
         std::vector<int> part;
         for (std::ptrdiff_t r = row; r < row + rows; ++r) {
             const auto first = values.begin() + r * width + column;
             part.insert(part.end(), first, first + columns);
         }
         writer.write<int>(0, column, row, columns, rows, part);
-    }
+    };
+    // Across block borders, several of them in one block, and pixels that come again.
+    write(500, 100, 100, 200);
+    write(0, 0, 600, 100);
+    write(0, 100, 255, 200);
+    write(255, 100, 245, 200);
+    write(0, 0, 300, 300);
+    writer.write<int>(0, 300, 5, 1, 1, std::vector<int>{-1});
+    write(256, 0, 256, 256);
     for (const std::uint64_t outside : {std::uint64_t(600), std::numeric_limits<std::uint64_t>::max()})
         EXPECT_THROW(writer.write<int>(0, outside, 0, 1, 1, std::vector<int>(1)), std::invalid_argument);
     finish(writer);
@@ -480,6 +483,17 @@ TEST_F(RasterWriterTest, OverviewsAverageMeasuresAndNotClasses) {
                   readAll<unsigned char>(*band.GetOverview(0), GDT_Byte));
         EXPECT_EQ(Names{"out.tif"}, filesLeft());
     }
+}
+
+TEST_F(RasterWriterTest, OverviewsOfAllTypesCanBeRead) {
+    RasterDescription description = rasterOf<unsigned long long>(1100, 700, 5ULL);
+    description.creationOptions = {"COMPRESS=DEFLATE"};
+    description.overviews = true;
+    save<unsigned long long>(description, std::vector<unsigned long long>(1100 * 700, 1ULL << 40));
+    const auto dataset = openRaster(file());
+    ASSERT_EQ(3, dataset->GetRasterBand(1)->GetOverviewCount());
+    const auto smallest = readAll<unsigned long long>(*dataset->GetRasterBand(1)->GetOverview(2), GDT_UInt64);
+    EXPECT_EQ(std::vector<unsigned long long>(138 * 88, 1ULL << 40), smallest);
 }
 
 TEST(RasterFormat, GoesByTheNameOfTheOutput) {
