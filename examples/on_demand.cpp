@@ -103,15 +103,14 @@ int main() {
         const auto heights = valuesOf<double>(*result, "Height", number);
         const auto intensities = valuesOf<unsigned short>(*result, "Intensity", number);
         const auto counts = valuesOf<unsigned short>(*result, "Density", number);
-        const MultiIndex<3> size = heights->Size();
-        for (MultiIndex<3> cell; cell[1] < size[1]; ++cell[1])
-            for (cell[0] = 0; cell[0] < size[0]; ++cell[0]) {
-                const double middle = static_cast<double>(10 * number + cell[0]) + 0.5;
-                // The samples have single precision.
-                isRight = isRight && std::fabs((*heights)[cell] - middle / 2) < 1e-5;
-                isRight = isRight && (*intensities)[cell] == 100 + number;
-                counted += (*counts)[cell];
-            }
+        MultiIndex<3> cell;
+        do {
+            const double middle = static_cast<double>(10 * number + cell[0]) + 0.5;
+            // The samples have single precision.
+            isRight = isRight && std::fabs((*heights)[cell] - middle / 2) < 1e-5;
+            isRight = isRight && (*intensities)[cell] == 100 + number;
+            counted += (*counts)[cell];
+        } while (cell.inc(heights->Size()));
     }
     std::cout << "\n"
               << counted << " samples in cells; strips were loaded " << stripsLoaded << " times; "
