@@ -163,8 +163,10 @@ private:
     void finish();
     void reportBands();
 
-    Io::StepReport reportAs(const char* step) {
-        return [this, step](std::uint64_t done, std::uint64_t total) { return Bar.show(step, done, total); };
+    Io::StepReport reportAs(const char* step, const char* unit = "points") {
+        return [this, step, unit](std::uint64_t done, std::uint64_t total) {
+            return Bar.show(step, done, total, unit);
+        };
     }
     fs::path scratch() const {
         if (!Options.scratch.empty())
@@ -304,7 +306,7 @@ std::unique_ptr<Io::UnitReader> RasterRun::makeReader() {
     /// Reading a file twice is cheaper than sorting it.
     constexpr double mostEffort = 4.0;
     const std::uint64_t side = Io::chooseSide(*Lattice, Cloud->pointCount());
-    const Io::ReadingPlan reading = {Shares.threads, Shares.sorting, scratch(), reportAs("sorting")};
+    const Io::ReadingPlan reading = {Shares.threads, Shares.sorting, scratch(), reportAs("sorting", "")};
     Report.sorted = Io::readingEffort(Index, *Lattice, side) > mostEffort;
     return Report.sorted ? Io::makeSortedReader(Index, *Lattice, Plan.grid.needs, side, reading)
                          : Io::makeStretchReader(Index, *Lattice, Plan.grid.needs, side, reading);
@@ -344,7 +346,7 @@ void RasterRun::finish() {
     for (Io::RasterWriter& writer : Writers) {
         writer.addMetadata("RASTERED_POINTS", std::to_string(Result.points));
         writer.close();
-        if (!Bar.show("finishing", static_cast<std::uint64_t>(&writer - Writers.data()), Writers.size()))
+        if (!Bar.show("finishing", static_cast<std::uint64_t>(&writer - Writers.data()), Writers.size(), ""))
             throw Io::Interruption();
     }
     if (!Options.preview.empty())
