@@ -71,6 +71,13 @@ struct Own : Larder::ReferenceBase<Own> {
     int& Gone;
 };
 
+// A chunk of reference pointers, whose class is declared in one header and told in another.
+void chunkOfIdentifiers() {
+    const Larder::Ref<Quill::FragmentIDCollection::Identifiers> identifiers(3, false);
+    const Larder::StrongPtr<Larder::ChunkBase, Larder::ChunkBase> erased = identifiers;
+    check(erased && erased->elements() == 3, "a chunk of the library can be made here");
+}
+
 void domainOfTheClient() {
     int gone = 0;
     {
@@ -93,6 +100,7 @@ void entryPoint() {
 int main() {
     arraysOfTheClient();
     arraysOfTheLibrary();
+    chunkOfIdentifiers();
     domainOfTheClient();
     entryPoint();
     return failures == 0 ? 0 : 1;

@@ -19,8 +19,8 @@
 
 namespace Quill {
 
-class CreativeArrayBase;
-class MemBase;
+class TILEWRIGHT_API CreativeArrayBase;
+class TILEWRIGHT_API MemBase;
 
 using CreatorRef = Larder::WeakPtrImpl<CreativeArrayBase, Larder::Creature>;
 using ArrayPtr = Larder::StrongPtr<MemBase, Larder::Cacheable>;

@@ -6,16 +6,16 @@
 
 namespace Quill {
 
-class BaseSpace;
-class BaseSpaceDependency;
-class Field;
-class FieldID;
-class FragmentID;
-class FragmentIDCollection;
-class Grid;
-class Representation;
-class Skeleton;
-template <int N> class RegularlyFragmentedField;
+class TILEWRIGHT_API BaseSpace;
+class TILEWRIGHT_API BaseSpaceDependency;
+class TILEWRIGHT_API Field;
+class TILEWRIGHT_API FieldID;
+class TILEWRIGHT_API FragmentID;
+class TILEWRIGHT_API FragmentIDCollection;
+class TILEWRIGHT_API Grid;
+class TILEWRIGHT_API Representation;
+class TILEWRIGHT_API Skeleton;
+template <int N> class TILEWRIGHT_API RegularlyFragmentedField;
 
 using GridPtr = Larder::StrongPtr<Grid, Ownable<BaseSpace>::Container>;
 using SkeletonPtr = Larder::StrongPtr<Skeleton, Ownable<BaseSpaceDependency>::Container>;

@@ -6,8 +6,8 @@
 
 namespace Larder {
 
-class Creature;
-class CacheBase;
+class TILEWRIGHT_API Creature;
+class TILEWRIGHT_API CacheBase;
 
 /// Data that may be cached: the reference domain of all arrays.
 ///

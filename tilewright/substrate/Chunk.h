@@ -1,10 +1,10 @@
 /// Chunk: the reference-counted owner of the elements of an array.
 ///
-/// Every array points to exactly one chunk, and several arrays may share it. A Chunk<T> is a std::vector<T>
-/// with a face that does not know T: ChunkBase, then TypedChunkBase<B>, then TypedChunk<T>. For value types
-/// that derive from one another the TypedChunk classes do so too, like the rungs of a ladder: a pointer to
-/// TypedChunk<FixedArray<double,3>> also reaches a chunk of points. B is the type at the ladder's root, whose
-/// layout all rungs share.
+/// Every array points to exactly one chunk, and several arrays may share it. A `Chunk<T>` is a
+/// `std::vector<T>` with a face that does not know T: ChunkBase, then `TypedChunkBase<B>`, then
+/// `TypedChunk<T>`. For value types that derive from one another the TypedChunk classes do so too, like the
+/// rungs of a ladder: a pointer to `TypedChunk<FixedArray<double,3>>` also reaches a chunk of points. B is
+/// the type at the ladder's root, whose layout all rungs share.
 ///
 /// Invariants:
 /// 1. The size does not change while arrays view the chunk: they keep the address of its first element.

@@ -7,7 +7,7 @@
 
 namespace Larder {
 
-class Intercube;
+class TILEWRIGHT_API Intercube;
 
 /// What a walk over the interfaces of an object hands to each of them.
 class TILEWRIGHT_API InterfaceIterationParameter : public ReferenceBase<InterfaceIterationParameter> {

@@ -24,7 +24,7 @@
 
 namespace Larder {
 
-class Cacheable;
+class TILEWRIGHT_API Cacheable;
 
 /// Set in `strongCount` while last words are spoken. It is so large that pointers that come and go meanwhile
 /// never reach zero again and start a second destruction.
