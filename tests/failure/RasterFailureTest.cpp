@@ -162,6 +162,30 @@ TEST_F(RasterFailure, OfAnyAllocationLosesNothing) {
     EXPECT_GT(failures, 100);
 }
 
+/// Attaches nothing, but takes memory as those do that attach something.
+struct TakingMemory : Larder::SaveInterfaceCreator<Quill::MemBase> {
+    std::uint32_t createSaveInterface(Quill::MemBase*) override {
+        return static_cast<std::uint32_t>(std::vector<char>(100).size());
+    }
+};
+
+TEST(ArrayFailure, InsideACreatorOfInterfacesLeavesNoArray) {
+    Larder::SaveRegistryBase::registerCreator(typeid(Quill::MemBase), Larder::Ref<TakingMemory>());
+    const int failures = forEachFailure([](int n) {
+        untilFailure = n;
+        bool failed = false;
+        try {
+            const Larder::Ref<Quill::MemArray<3, float>> array(Index{2, 2, 2});
+            EXPECT_EQ(array->nElements(), 8u);
+        } catch (const std::bad_alloc&) {
+            failed = true;
+        }
+        untilFailure = never;
+        return failed;
+    });
+    EXPECT_GE(failures, 3);
+}
+
 TEST_F(RasterFailure, OfACreatorComesOut) {
     const int failures = forEachFailure([&](int n) {
         int left = n;
