@@ -181,8 +181,8 @@ const CLI::App* findCommand(const CLI::App& app, const std::string& name) {
 std::vector<const CLI::Option*> optionsOf(const CLI::App& command) {
     std::vector<const CLI::Option*> options =
         command.get_options([](const CLI::Option* option) { return !option->get_group().empty(); });
-    std::ranges::stable_partition(options,
-                                  [](const CLI::Option* option) { return !option->get_positional(); });
+    std::stable_partition(options.begin(), options.end(),
+                          [](const CLI::Option* option) { return !option->get_positional(); });
     return options;
 }
 

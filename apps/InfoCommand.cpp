@@ -84,7 +84,8 @@ void printFields(std::ostream& out, const Io::PointCloud& cloud, const CloudSumm
         width = std::max(width, field.name.size());
     const char* label = "fields   ";
     for (std::size_t i = 0; i < cloud.fields().size(); ++i) {
-        const auto& [name, type] = cloud.fields()[i];
+        const std::string& name = cloud.fields()[i].name;
+        const Io::FieldType type = cloud.fields()[i].type;
         const std::string typeText = typeName(type);
         out << label << oneLine(name) << std::string(width - name.size() + 2, ' ') << typeText
             << std::string(9 - typeText.size(), ' ');

@@ -120,6 +120,8 @@ ProgressBar::~ProgressBar() {
 
 bool ProgressBar::show(std::string_view step, std::uint64_t done, std::uint64_t total,
                        std::string_view unit) {
+    if (isInterrupted())
+        return false;
     if (Shown != Kind::Silent && total != 0) {
         const auto now = Clock::now().time_since_epoch().count();
         // Whoever moves the time on is the one to draw.
@@ -128,7 +130,7 @@ bool ProgressBar::show(std::string_view step, std::uint64_t done, std::uint64_t 
         if (now >= next && Next.compare_exchange_strong(next, now + wait.count(), std::memory_order_relaxed))
             draw(step, done, total, unit);
     }
-    return !isInterrupted();
+    return true;
 }
 
 void ProgressBar::draw(std::string_view step, std::uint64_t done, std::uint64_t total,

@@ -34,6 +34,15 @@ std::string textOf(double number) {
     return {text.data(), std::to_chars(text.data(), text.data() + text.size(), number).ptr};
 }
 
+std::uint64_t bytesOf(const std::vector<fs::path>& files) {
+    std::uint64_t bytes = 0;
+    std::error_code failed;
+    for (const fs::path& file : files)
+        if (const auto size = fs::file_size(file, failed); !failed)
+            bytes += size;
+    return bytes;
+}
+
 /// Reads "RANGES@FIELD"; none for an empty text.
 std::optional<Io::CloudSelection> readSelection(const std::string& text, const Io::PointCloud& cloud) {
     if (text.empty())
@@ -163,8 +172,10 @@ private:
     void finish();
     void reportBands();
 
-    Io::StepReport reportAs(const char* step) {
-        return [this, step](std::uint64_t done, std::uint64_t total) { return Bar.show(step, done, total); };
+    Io::StepReport reportAs(const char* step, const char* unit = "points") {
+        return [this, step, unit](std::uint64_t done, std::uint64_t total) {
+            return Bar.show(step, done, total, unit);
+        };
     }
     fs::path scratch() const {
         if (!Options.scratch.empty())
@@ -176,6 +187,7 @@ private:
     const RasterOptions& Options;
     ProgressBar& Bar;
     std::vector<fs::path> Inputs;
+    std::uint64_t MappedBytes = 0;
     std::unique_ptr<Io::PointCloud> Cloud;
     std::string System;
     std::string Driver;
@@ -198,7 +210,12 @@ void RasterRun::open() {
     if (!Options.coordinateSystem.empty())
         System = Io::coordinateSystemFromUser(Options.coordinateSystem);
     Inputs = Io::findPointFiles(Options.inputs);
-    const Io::CloudOptions cloudOptions = {scratch(), reportAs("reading")};
+    Io::CloudOptions cloudOptions;
+    cloudOptions.scratch = scratch();
+    const std::uint64_t bytes = bytesOf(Inputs);
+    cloudOptions.keepPages = bytes <= memoryToUse(Options) / 8 * 5;
+    MappedBytes = cloudOptions.keepPages ? bytes : 0;
+    cloudOptions.report = reportAs("reading");
     Cloud = std::make_unique<Io::PointCloud>(Inputs, cloudOptions, !System.empty());
     if (System.empty())
         System = Cloud->coordinateSystem();
@@ -215,7 +232,7 @@ void RasterRun::plan() {
     checkCells(*Lattice, *Cloud);
     Plan = planBands(wanted, *Cloud, Index);
     Plan.grid.needs.selection = selection;
-    Shares = shareOut(Options, Plan);
+    Shares = shareOut(Options, Plan, MappedBytes);
     if (Options.stack)
         stackFiles();
 }
@@ -304,7 +321,7 @@ std::unique_ptr<Io::UnitReader> RasterRun::makeReader() {
     /// Reading a file twice is cheaper than sorting it.
     constexpr double mostEffort = 4.0;
     const std::uint64_t side = Io::chooseSide(*Lattice, Cloud->pointCount());
-    const Io::ReadingPlan reading = {Shares.threads, Shares.sorting, scratch(), reportAs("sorting")};
+    const Io::ReadingPlan reading = {Shares.threads, Shares.sorting, scratch(), reportAs("sorting", "")};
     Report.sorted = Io::readingEffort(Index, *Lattice, side) > mostEffort;
     return Report.sorted ? Io::makeSortedReader(Index, *Lattice, Plan.grid.needs, side, reading)
                          : Io::makeStretchReader(Index, *Lattice, Plan.grid.needs, side, reading);
@@ -344,7 +361,7 @@ void RasterRun::finish() {
     for (Io::RasterWriter& writer : Writers) {
         writer.addMetadata("RASTERED_POINTS", std::to_string(Result.points));
         writer.close();
-        if (!Bar.show("finishing", static_cast<std::uint64_t>(&writer - Writers.data()), Writers.size()))
+        if (!Bar.show("finishing", static_cast<std::uint64_t>(&writer - Writers.data()), Writers.size(), ""))
             throw Io::Interruption();
     }
     if (!Options.preview.empty())

@@ -40,12 +40,16 @@ double bytesPerThread(const BandPlan& plan) {
 
 } // namespace
 
+std::uint64_t memoryToUse(const RasterOptions& options) {
+    return options.memory.value_or(physicalMemory() / 2);
+}
+
 unsigned threadsWanted(const RasterOptions& options) {
     return options.threads.value_or(std::max(1U, std::thread::hardware_concurrency()));
 }
 
-Resources shareOut(const RasterOptions& options, const BandPlan& plan) {
-    const std::uint64_t memory = options.memory.value_or(physicalMemory() / 2);
+Resources shareOut(const RasterOptions& options, const BandPlan& plan, std::uint64_t taken) {
+    const std::uint64_t memory = memoryToUse(options) - taken;
     const double perThread = bytesPerThread(plan);
     Resources shares;
     // Half of the memory has to do for the threads, or there are fewer of them.

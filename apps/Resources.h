@@ -14,9 +14,10 @@ struct Resources {
     std::uint64_t working = 0;
 };
 
+std::uint64_t memoryToUse(const RasterOptions& options);
 unsigned threadsWanted(const RasterOptions& options);
 
-/// Takes fewer threads than wanted where memory is short.
-Resources shareOut(const RasterOptions& options, const BandPlan& plan);
+/// Takes fewer threads than wanted where memory is short. `taken` is what mapped files take of it.
+Resources shareOut(const RasterOptions& options, const BandPlan& plan, std::uint64_t taken);
 
 } // namespace Tilewright::App

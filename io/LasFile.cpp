@@ -65,7 +65,8 @@ void LasFile::visitRecords(std::uint64_t first, std::uint64_t count, const Recor
         count -= n;
         if (position - kept >= stretchBytes || count == 0) {
             file.checkWhole();
-            file.release(kept, position - kept);
+            if (releasesPages)
+                file.release(kept, position - kept);
             kept = position;
         }
     }

@@ -31,6 +31,10 @@ public:
 
     const LasHeader& header() const noexcept { return head; }
 
+    /// From now on what is read stays in the memory of the process: quicker where a file is read again and
+    /// there is room for all of it.
+    void keepPages() noexcept { releasesPages = false; }
+
     const std::string& name() const noexcept override { return label; }
     const RecordFormat& format() const noexcept override { return records; }
     std::uint64_t pointCount() const noexcept override { return head.pointCount; }
@@ -43,6 +47,7 @@ private:
     MappedFile file;
     LasHeader head;
     RecordFormat records;
+    bool releasesPages = true;
 };
 
 } // namespace Tilewright::Io

@@ -175,6 +175,13 @@ std::vector<CloudField> commonFields(std::span<const std::unique_ptr<PointSource
     return fields;
 }
 
+std::unique_ptr<PointSource> openLas(const fs::path& path, const CloudOptions& options) {
+    auto file = std::make_unique<LasFile>(path);
+    if (options.keepPages)
+        file->keepPages();
+    return file;
+}
+
 } // namespace
 
 std::unique_ptr<PointSource> openPointFile(const fs::path& path, const CloudOptions& options) {
@@ -184,7 +191,7 @@ std::unique_ptr<PointSource> openPointFile(const fs::path& path, const CloudOpti
         return readWithPdal(path, options, true);
     // By its name too, as the reader says best what is wrong with it.
     if (head.starts_with("LASF") || extension == ".las" || extension == ".laz")
-        return std::make_unique<LasFile>(path);
+        return openLas(path, options);
     if (head.starts_with("ply\n") || head.starts_with("ply\r\n"))
         return readPly(path, options);
     if (std::ranges::find(textExtensions, extension) != textExtensions.end())

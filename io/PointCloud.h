@@ -16,6 +16,8 @@ namespace Tilewright::Io {
 struct CloudOptions {
     /// Where files that have to be converted first find room.
     std::filesystem::path scratch = ".";
+    /// Whether pages of mapped files may stay in memory: quicker, if there is room for all of them.
+    bool keepPages = false;
     /// Asked while files are converted whether to go on; may be empty.
     StepReport report;
 };

@@ -1,6 +1,8 @@
 #include <io/RecordFormat.h>
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 
 #include <io/LasBytes.h>
 
@@ -8,25 +10,61 @@ namespace Tilewright::Io {
 
 namespace {
 
-template <class Stored>
-void decodeTriples(const std::byte* record, std::size_t recordLength, std::size_t count, double* xyz,
-                   const std::array<double, 3>& scale, const std::array<double, 3>& offset) {
+/// Takes positions out of one record after the other, wherever `recordOf(i)` says that it lies.
+template <class RecordOf>
+void decodeTriples(const RecordFormat& format, std::size_t count, double* xyz, const RecordOf& recordOf) {
+    if (format.position == RecordFormat::Position::Doubles) {
+        for (std::size_t i = 0; i < count; ++i, xyz += 3)
+            for (std::size_t axis = 0; axis < 3; ++axis)
+                xyz[axis] = loadLittleEndian<double>(recordOf(i) + axis * sizeof(double));
+        return;
+    }
     // Copies, since the compiler can't know that the output leaves scale and offset alone.
-    const auto [scaleX, scaleY, scaleZ] = scale;
-    const auto [offsetX, offsetY, offsetZ] = offset;
-    for (const double* end = xyz + 3 * count; xyz != end; xyz += 3) {
-        xyz[0] = loadLittleEndian<Stored>(record) * scaleX + offsetX;
-        xyz[1] = loadLittleEndian<Stored>(record + sizeof(Stored)) * scaleY + offsetY;
-        xyz[2] = loadLittleEndian<Stored>(record + 2 * sizeof(Stored)) * scaleZ + offsetZ;
-        record += recordLength;
+    const auto [scaleX, scaleY, scaleZ] = format.scale;
+    const auto [offsetX, offsetY, offsetZ] = format.offset;
+    for (std::size_t i = 0; i < count; ++i, xyz += 3) {
+        const std::byte* const record = recordOf(i);
+        xyz[0] = loadLittleEndian<std::int32_t>(record) * scaleX + offsetX;
+        xyz[1] = loadLittleEndian<std::int32_t>(record + 4) * scaleY + offsetY;
+        xyz[2] = loadLittleEndian<std::int32_t>(record + 8) * scaleZ + offsetZ;
     }
 }
 
-void copyTriples(const std::byte* record, std::size_t recordLength, std::size_t count, double* xyz) {
-    for (const double* end = xyz + 3 * count; xyz != end; xyz += 3, record += recordLength)
-        for (std::size_t axis = 0; axis < 3; ++axis)
-            xyz[axis] = loadLittleEndian<double>(record + axis * sizeof(double));
+/// Without a branch for each record: in a strip across a window there is no guessing which lie inside.
+template <class Stored, class IsInside>
+std::size_t findRecords(const RecordFormat& format, const std::byte* record, std::size_t count,
+                        std::uint32_t* ordinals, const IsInside& isInside) {
+    std::size_t found = 0;
+    for (std::size_t i = 0; i < count; ++i, record += format.recordLength) {
+        ordinals[found] = static_cast<std::uint32_t>(i);
+        found +=
+            isInside(loadLittleEndian<Stored>(record), loadLittleEndian<Stored>(record + sizeof(Stored)));
+    }
+    return found;
 }
+
+/// The stored integers that can stand for coordinates from low to high, one more on either side.
+struct StoredRange {
+    std::int32_t first;
+    std::uint32_t span;
+
+    StoredRange(double low, double high, double scale, double offset) {
+        using Limits = std::numeric_limits<std::int32_t>;
+        const double a = (low - offset) / scale;
+        const double b = (high - offset) / scale;
+        const auto stored = [](double value) {
+            return static_cast<std::int32_t>(
+                std::clamp(value, static_cast<double>(Limits::min()), static_cast<double>(Limits::max())));
+        };
+        first = stored(std::floor(std::min(a, b)) - 1.0);
+        span = static_cast<std::uint32_t>(stored(std::ceil(std::max(a, b)) + 1.0)) -
+               static_cast<std::uint32_t>(first);
+    }
+
+    bool has(std::int32_t value) const {
+        return static_cast<std::uint32_t>(value) - static_cast<std::uint32_t>(first) <= span;
+    }
+};
 
 /// Gives `visit` a function that takes the stored value of `field` out of a record.
 template <class T, class Visitor> void withReader(const PointField& field, Visitor&& visit) {
@@ -75,10 +113,29 @@ const PointField* RecordFormat::findField(std::string_view name) const noexcept 
 }
 
 void decodePositions(const RecordFormat& format, const std::byte* records, std::size_t count, double* xyz) {
-    if (format.position == RecordFormat::Position::ScaledIntegers)
-        decodeTriples<std::int32_t>(records, format.recordLength, count, xyz, format.scale, format.offset);
-    else
-        copyTriples(records, format.recordLength, count, xyz);
+    decodeTriples(format, count, xyz,
+                  [records, length = format.recordLength](std::size_t i) { return records + i * length; });
+}
+
+void decodePositionsAt(const RecordFormat& format, const std::byte* records,
+                       std::span<const std::uint32_t> ordinals, double* xyz) {
+    decodeTriples(format, ordinals.size(), xyz,
+                  [records, length = format.recordLength, ordinal = ordinals.data()](std::size_t i) {
+                      return records + ordinal[i] * length;
+                  });
+}
+
+std::size_t findInBox(const RecordFormat& format, const std::byte* records, std::size_t count,
+                      const CoordinateBox& box, std::uint32_t* ordinals) {
+    if (format.position == RecordFormat::Position::Doubles)
+        return findRecords<double>(format, records, count, ordinals, [&](double x, double y) {
+            return (x >= box.low[0]) & (x <= box.high[0]) & (y >= box.low[1]) & (y <= box.high[1]);
+        });
+    const StoredRange rangeX(box.low[0], box.high[0], format.scale[0], format.offset[0]);
+    const StoredRange rangeY(box.low[1], box.high[1], format.scale[1], format.offset[1]);
+    return findRecords<std::int32_t>(
+        format, records, count, ordinals,
+        [rangeX, rangeY](std::int32_t x, std::int32_t y) { return rangeX.has(x) & rangeY.has(y); });
 }
 
 template <class T>

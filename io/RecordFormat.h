@@ -34,6 +34,21 @@ struct RecordFormat {
 /// coordinate is the stored integer * scale + offset in double precision, with both roundings.
 void decodePositions(const RecordFormat& format, const std::byte* records, std::size_t count, double* xyz);
 
+/// A rectangle of coordinates, its borders included.
+struct CoordinateBox {
+    std::array<double, 2> low;
+    std::array<double, 2> high;
+};
+
+/// Finds the records whose x and y lie in `box`, and perhaps a few close to it: their ordinals, ascending, go
+/// to `ordinals`, which has room for `count`. Gives their number. Far quicker than to decode all positions.
+std::size_t findInBox(const RecordFormat& format, const std::byte* records, std::size_t count,
+                      const CoordinateBox& box, std::uint32_t* ordinals);
+
+/// Decodes the positions of the records with the given ordinals.
+void decodePositionsAt(const RecordFormat& format, const std::byte* records,
+                       std::span<const std::uint32_t> ordinals, double* xyz);
+
 /// Decodes an attribute of the first `out.size()` records. T is the type of the field, or any other one of
 /// the seven that its values are to be converted to.
 template <class T>

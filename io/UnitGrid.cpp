@@ -1,5 +1,6 @@
 #include <io/UnitGrid.h>
 
+#include <algorithm>
 #include <limits>
 #include <string>
 
@@ -18,9 +19,9 @@ struct Piece {
     const RecordLayout& layout;
     const std::byte* records;
     std::span<const std::uint32_t> ordinals;
-    /// Of all records of the piece: x, y, z.
+    /// As they are: x, y, z of each.
     const double* positions;
-    /// Of the points that belong, with x and y moved clear of edges.
+    /// With x and y moved clear of edges.
     std::span<const point> settled;
 };
 
@@ -44,10 +45,9 @@ public:
         if constexpr (std::is_same_v<T, point>) {
             values.insert(values.end(), piece.settled.begin(), piece.settled.end());
             if (Column.kind == GridColumn::Kind::TruePositions)
-                for (std::size_t i = 0; i < piece.ordinals.size(); ++i) {
-                    const double* const xyz = piece.positions + 3 * std::size_t(piece.ordinals[i]);
-                    values[size + i] = {xyz[0], xyz[1], xyz[2]};
-                }
+                for (std::size_t i = 0; i < piece.ordinals.size(); ++i)
+                    values[size + i] = {piece.positions[3 * i], piece.positions[3 * i + 1],
+                                        piece.positions[3 * i + 2]};
         } else {
             values.resize(size + piece.ordinals.size());
             fill(piece, std::span(values).subspan(size));
@@ -68,7 +68,7 @@ private:
                           piece.ordinals, values);
         else
             for (std::size_t i = 0; i < values.size(); ++i)
-                values[i] = static_cast<T>(piece.positions[3 * std::size_t(piece.ordinals[i]) + axis()]);
+                values[i] = static_cast<T>(piece.positions[3 * i + axis()]);
         if constexpr (std::is_same_v<T, double>)
             if (Column.offset != 0.0)
                 for (double& value : values)
@@ -84,6 +84,16 @@ private:
     const GridColumn& Column;
     Larder::StrongPtr<Larder::Chunk<T>, Larder::ChunkBase> Storage;
 };
+
+/// All coordinates that cells of the window can have, and some more.
+CoordinateBox boxOf(const BlockLattice& lattice, const CellWindow& window) {
+    const auto low = [](const LatticeAxis& axis, std::uint64_t first) {
+        return axis.edge(static_cast<std::int64_t>(first)) - 0.01 * axis.cellSize();
+    };
+    return {{low(lattice.x(), window.column), low(lattice.y(), window.row)},
+            {low(lattice.x(), window.column + window.columns) + 0.02 * lattice.x().cellSize(),
+             low(lattice.y(), window.row + window.rows) + 0.02 * lattice.y().cellSize()}};
+}
 
 std::unique_ptr<ColumnStore> makeStore(const GridColumn& column, std::size_t expected) {
     using Kind = GridColumn::Kind;
@@ -101,7 +111,8 @@ std::unique_ptr<ColumnStore> makeStore(const GridColumn& column, std::size_t exp
 class UnitGrid::Loader {
 public:
     Loader(const UnitReader& reader, const BlockLattice& lattice, const GridPlan& plan, const Unit& unit)
-        : Reader(reader), Lattice(lattice), Plan(plan), Window(unit), Test(plan.needs.selection) {}
+        : Reader(reader), Lattice(lattice), Plan(plan), Window(unit), Box(boxOf(lattice, unit.window)),
+          Test(plan.needs.selection) {}
 
     const Quill::ArrayPtr& array(std::size_t column) {
         if (Arrays.empty())
@@ -127,11 +138,13 @@ private:
     }
 
     void take(const RecordLayout& layout, const std::byte* records, std::size_t count) {
-        Positions.resize(3 * count);
-        Ordinals.resize(count);
-        Settled.resize(count);
-        decodePositions(layout.format, records, count, Positions.data());
-        const std::size_t kept = dropUnselected(layout, records, keepInWindow(count));
+        Ordinals.resize(std::max(Ordinals.size(), count));
+        std::size_t kept = findInBox(layout.format, records, count, Box, Ordinals.data());
+        kept = dropUnselected(layout, records, kept);
+        Positions.resize(std::max(Positions.size(), 3 * kept));
+        Settled.resize(std::max(Settled.size(), kept));
+        decodePositionsAt(layout.format, records, std::span(Ordinals.data(), kept), Positions.data());
+        kept = keepInWindow(kept);
         if (kept == 0)
             return;
         Found += kept;
@@ -143,14 +156,27 @@ private:
             store->take(piece);
     }
 
-    /// Finds the points of the window among those decoded; gives their number.
-    std::size_t keepInWindow(std::size_t count) {
+    std::size_t dropUnselected(const RecordLayout& layout, const std::byte* records, std::size_t found) {
+        if (found == 0 || !Reader.needsSelection() || !Test.isNeeded())
+            return found;
+        const unsigned char* const passes =
+            Test(layout.format, records, Ordinals[found - 1] + std::size_t(1));
+        std::size_t kept = 0;
+        for (std::size_t k = 0; k < found; ++k) {
+            Ordinals[kept] = Ordinals[k];
+            kept += passes[Ordinals[k]];
+        }
+        return kept;
+    }
+
+    /// Leaves out what the box has too much, and settles the others; gives their number.
+    std::size_t keepInWindow(std::size_t found) {
         const LatticeAxis& x = Lattice.x();
         const LatticeAxis& y = Lattice.y();
-        const CellWindow& window = Window.window;
+        const CellWindow window = Window.window;
         std::size_t kept = 0;
-        for (std::size_t i = 0; i < count; ++i) {
-            const double* const xyz = Positions.data() + 3 * i;
+        for (std::size_t i = 0; i < found; ++i) {
+            double* const xyz = Positions.data() + 3 * i;
             std::int64_t column;
             std::int64_t row;
             double settledX;
@@ -161,22 +187,12 @@ private:
                 !y.locate(xyz[1], row, settledY) ||
                 static_cast<std::uint64_t>(row) - window.row >= window.rows)
                 continue;
-            Ordinals[kept] = static_cast<std::uint32_t>(i);
-            Settled[kept++] = {settledX, settledY, xyz[2]};
-        }
-        return kept;
-    }
-
-    std::size_t dropUnselected(const RecordLayout& layout, const std::byte* records, std::size_t found) {
-        if (found == 0 || !Reader.needsSelection() || !Test.isNeeded())
-            return found;
-        const unsigned char* const passes =
-            Test(layout.format, records, Ordinals[found - 1] + std::size_t(1));
-        std::size_t kept = 0;
-        for (std::size_t k = 0; k < found; ++k) {
-            Ordinals[kept] = Ordinals[k];
-            Settled[kept] = Settled[k];
-            kept += passes[Ordinals[k]];
+            Settled[kept] = {settledX, settledY, xyz[2]};
+            if (kept != i) {
+                Ordinals[kept] = Ordinals[i];
+                std::copy_n(xyz, 3, Positions.data() + 3 * kept);
+            }
+            ++kept;
         }
         return kept;
     }
@@ -185,6 +201,7 @@ private:
     const BlockLattice& Lattice;
     const GridPlan& Plan;
     Unit Window;
+    CoordinateBox Box;
     SelectionTest Test;
     std::vector<std::unique_ptr<ColumnStore>> Stores;
     std::vector<Quill::ArrayPtr> Arrays;

@@ -55,4 +55,5 @@
 #include <tilewright/values/FixedArray.h>
 #include <tilewright/values/MultiRange.h>
 #include <tilewright/values/PhysicalSpace.h>
+#include <tilewright/values/PlainTypes.h>
 #include <tilewright/values/StringUtil.h>

@@ -41,11 +41,5 @@ TEST(CountedMap, GivesItsFirstKeyOrForWholeRecordsItsLastWhateverTheCounts) {
     EXPECT_EQ(all<MaxOccurrenceOperator>(Doubles{}), 0.0);
 }
 
-TEST(Median, LeavesNothingOfACellToTheNext) {
-    const MedianOperator<Filter3D<double>> median;
-    for (const auto& [cell, middle] : {std::pair(std::vector<unsigned>{2, 0, 1, 3}, 3), {{4, 3}, 60}})
-        EXPECT_EQ(median.reduce(cell, {1, 2, 3, 50, 60}, 0, {}), middle);
-}
-
 } // namespace
 } // namespace Tilewright

@@ -16,7 +16,8 @@ using Doubles = std::vector<double>;
 
 /// A job on a raster of one fragment, with cells in one row.
 struct Job {
-    std::vector<std::vector<std::uint32_t>> cells{{0, 2}, {}, {1}};
+    std::vector<unsigned> cellOfPoint{0, 2, 0};
+    unsigned long long cellCount = 3;
     unsigned direction = directionAll;
     unsigned filter = filterMean;
     unsigned sparseLimit = 0;
@@ -26,13 +27,13 @@ struct Job {
 
     /// Gives what was written to the console.
     std::string run(const Quill::CreatorPtr& input) {
-        const Ref<Quill::MemArray<3, MyCell>> lists(Index(cells.size(), 1, 1));
-        for (std::size_t c = 0; c < cells.size(); ++c)
-            lists->data[c].PointIndices = cells[c];
+        CellLists cells;
+        cells.assign({cellCount, 1, 1}, static_cast<std::uint32_t>(cellOfPoint.size()),
+                     [&](std::uint32_t i, unsigned long long) { return cellOfPoint[i]; });
         testing::internal::CaptureStderr();
-        rasterField({input, lists.rawptr(), out.regularField(name), &fragment, &direction, &filter, &name,
+        rasterField({input, &cells, out.regularField(name), &fragment, &direction, &filter, &name,
                      out.regularField("CellType"), out.regularField("Alpha"), out.regularField("Density"),
-                     Quill::CreatorPtr(), &sparseLimit});
+                     nullptr, &sparseLimit});
         return testing::internal::GetCapturedStderr();
     }
     template <class T> std::string run(const std::vector<T>& values) { return run(onDemand(values)); }
@@ -42,22 +43,24 @@ struct Job {
 TEST(Dispatch, TakesEachFilterToItsOperatorAndLeavesEmptyCellsZero) {
     const double expected[] = {-2, -8, 3, 3, -8};
     for (unsigned filter = filterMean; filter <= filterMaxOccurrence; ++filter) {
-        Job job{.cells = {{0, 1, 2, 3}, {}}, .filter = filter};
+        Job job{.cellOfPoint = {0, 0, 0, 0}, .cellCount = 2, .filter = filter};
         job.run<double>({-8, 3, 3, -6});
         EXPECT_EQ(job.result<double>("Height"), (Doubles{expected[filter], 0}));
     }
 }
 
 TEST(Companions, CountThePointsOfCellsAboveTheSparseLimitIn16Bits) {
-    Job job{.cells = {std::vector<std::uint32_t>(65535), std::vector<std::uint32_t>(65536), {}, {0}},
-            .sparseLimit = 1};
-    job.run<double>({2});
+    Job job{.cellOfPoint = std::vector<unsigned>(65535, 0), .cellCount = 4, .sparseLimit = 1};
+    job.cellOfPoint.resize(65535 + 65536, 1);
+    job.cellOfPoint.push_back(3);
+    const Doubles twos(job.cellOfPoint.size(), 2);
+    job.run(twos);
     EXPECT_EQ(job.result<double>("Height"), (Doubles{2, 2, 0, 2})) << "sparse cells keep their value";
     EXPECT_EQ(job.result<unsigned char>("CellType"), (Bytes{0, 0, 1, 1}));
     EXPECT_EQ(job.result<unsigned char>("Alpha"), (Bytes{255, 255, 0, 0}));
     EXPECT_EQ(job.result<unsigned short>("Density"), (Shorts{65535, 0, 0, 0}));
     job.sparseLimit = 0;
-    job.run<double>({2});
+    job.run(twos);
     EXPECT_EQ(job.result<unsigned short>("Density"), (Shorts{65535, 0, 0, 1}));
 
     Job other{.name = "Intensity"};
@@ -100,7 +103,7 @@ TEST(Dispatch, PicksTheComponentOfTheDirectionAndMakesTheArrayOnce) {
     const CacheBudget budget(0); // Nothing keeps the array between two probes.
     const unsigned short minima[] = {1, 400, 3};
     for (unsigned direction = directionX; direction <= directionZ; ++direction) {
-        Job job{.cells = {{0, 1, 2}}, .direction = direction, .filter = filterMin};
+        Job job{.cellOfPoint = {0, 0, 0}, .cellCount = 1, .direction = direction, .filter = filterMin};
         const auto colours = onDemand<Color16>({{1, 500, 30}, {4, 600, 6}, {7, 400, 3}});
         job.run(colours);
         EXPECT_EQ(job.result<unsigned short>("Height"), Shorts{minima[direction]});

@@ -1,7 +1,9 @@
 /// Reductions: calls of operators, and the comparison of all their views with one rule for plain numbers.
 #pragma once
 
+#include <array>
 #include <limits>
+#include <numeric>
 #include <random>
 #include <vector>
 
@@ -13,11 +15,51 @@
 namespace Tilewright {
 namespace {
 
+/// Component `c` of a record; the value itself of a plain number.
+template <class T> T& component(T& v, std::size_t) { return v; }
+template <class T>
+requires Orrery::Record<std::remove_const_t<T>>
+auto& component(T& v, std::size_t c) { return v[c]; }
+
+/// Equal, where not-a-numbers all count as the same.
+template <class T> bool same(const T& a, const T& b) {
+    bool isSame = true;
+    for (std::size_t c = 0; c < 3; ++c) {
+        const auto x = component(a, c), y = component(b, c);
+        isSame = isSame && (x == y || (x != x && y != y));
+    }
+    return isSame;
+}
+
+/// What the operator makes of these values in the last of four cells, where another cell and the outside have
+/// values in between.
+template <class FilterT, class T = typename FilterT::value_type>
+auto reduceAmongOthers(const Operator<FilterT>& reduction, const std::vector<T>& values,
+                       const point& position) {
+    const auto n = static_cast<unsigned>(values.size());
+    std::vector<T> mixed;
+    for (unsigned i = 0; i < n; ++i)
+        mixed.insert(mixed.end(), {values[n - 1 - i], values[i], values[i / 2]});
+    CellLists cells;
+    cells.assign({4, 1, 1}, 3 * n, [](unsigned i, unsigned long long outside) {
+        return std::array{1ULL, 3ULL, outside}[i % 3];
+    });
+    using Orrery::PhysicalSpace::vector;
+    const Quill::UniformCartesianArray nodes({4, 1, 1}, position + vector(-3, 0, 0), vector(1, 0, 0));
+    typename FilterT::output_type results[4] = {}, zero{};
+    reduction.reduceCells(cells, mixed, &nodes, results);
+    EXPECT_TRUE(results[0] == zero && results[2] == zero);
+    return results[3];
+}
+
+/// The reduction of all values, which is the same for a cell of them in a raster.
 template <class OperatorT, class T> auto reduce(const std::vector<T>& values, const point& position = {}) {
     std::vector<unsigned> all(values.size());
-    for (unsigned i = 0; i < all.size(); ++i)
-        all[i] = i;
-    return OperatorT().reduce(all, values, static_cast<unsigned>(all.size()), position);
+    std::iota(all.begin(), all.end(), 0U);
+    const OperatorT reduction;
+    const auto result = reduction.reduce(all, values, static_cast<unsigned>(all.size()), position);
+    EXPECT_TRUE(values.empty() || same(reduceAmongOthers(reduction, values, position), result));
+    return result;
 }
 template <template <class> class Op, class T>
 auto all(const std::vector<T>& values, const point& position = {}) {
@@ -32,26 +74,11 @@ auto fitted(const std::vector<T>& values, const point& position = {}) {
     return reduce<Op<FilterRegressionOf<T>>>(values, position);
 }
 
-/// Component `c` of a record; the value itself of a plain number.
-template <class T> T& component(T& v, std::size_t) { return v; }
-template <class T>
-requires Orrery::Record<std::remove_const_t<T>>
-auto& component(T& v, std::size_t c) { return v[c]; }
 template <class E, class T> std::vector<E> column(const std::vector<T>& values, std::size_t c) {
     std::vector<E> seen;
     for (const T& v : values)
         seen.push_back(static_cast<E>(component(v, c)));
     return seen;
-}
-
-/// Equal, where not-a-numbers all count as the same.
-template <class T> bool same(const T& a, const T& b) {
-    bool isSame = true;
-    for (std::size_t c = 0; c < 3; ++c) {
-        const auto x = component(a, c), y = component(b, c);
-        isSame = isSame && (x == y || (x != x && y != y));
-    }
-    return isSame;
 }
 
 /// Numbers around all thresholds of the rules: the width of the type, the million, and what a float drops.

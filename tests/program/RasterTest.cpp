@@ -122,7 +122,8 @@ protected:
 
 TEST_F(Rastering, NoPointIsLostOrMovedWhateverTheCells) {
     using Place = std::pair<std::int64_t, std::int64_t>;
-    const std::map<std::string, std::int64_t> cells = {{"1", 100}, {"0.5", 50}, {"0.3", 30}, {"0.1", 10}, {"0.01", 1}};
+    const std::map<std::string, std::int64_t> cells = {
+        {"1", 100}, {"0.5", 50}, {"0.3", 30}, {"0.1", 10}, {"0.01", 1}};
     for (const auto& [x, y] : {Place{0, 0}, {637000, 5341000}, {-2500000, -1200001}}) {
         makeCloud(x, y);
         for (const auto& [text, size] : cells) {
@@ -135,7 +136,8 @@ TEST_F(Rastering, NoPointIsLostOrMovedWhateverTheCells) {
 
 TEST_F(Rastering, OriginAndShiftMoveTheEdgesAndOlderOptionsChangeNothing) {
     makeCloud(637000, -5341000);
-    rasterCloud(allBands({"--cell", "0.5", "--shift", "0.5", "-1.2", "--fragments", "3x2", "--overlap", "3"}));
+    rasterCloud(
+        allBands({"--cell", "0.5", "--shift", "0.5", "-1.2", "--fragments", "3x2", "--overlap", "3"}));
     expectBandsOf({50, 25, -60});
     rasterCloud(allBands({"--cell", "0.5", "--origin", "637000.25", "0.4"}));
     expectBandsOf({50, 25, 40});

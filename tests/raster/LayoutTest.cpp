@@ -123,9 +123,11 @@ TEST_F(Placed, SparseCloudsGiveSparseRastersAndCountWhatExists) {
 
 /// The cell of `p` as text.
 std::string locate(const Quill::UniformCartesianArray& nodes, const Index& cellCounts, const point& p) {
-    Index index;
-    return Tilewright::CellLocator(nodes, cellCounts).locateCell(p, index) ? std::to_string(index)
-                                                                           : "outside";
+    const auto cell = Tilewright::CellLocator(nodes, cellCounts).locateCell(p, cellCounts.product());
+    const auto row = cell / cellCounts[0];
+    return cell == cellCounts.product()
+               ? "outside"
+               : std::to_string(Index(cell % cellCounts[0], row % cellCounts[1], row / cellCounts[1]));
 }
 
 TEST(Locator, RoundsHalvesAwayFromZeroAndEndsHalfACellBeyondTheNodes) {
@@ -153,6 +155,7 @@ TEST(Locator, DividesByTheStepWhereverTheFragmentStarts) {
     // (100.35 - 100) / 0.1 is just below 3.5. Without a step there is one layer.
     EXPECT_EQ(locate(*nodes, {5, 9, 1}, {100.35, -15, std::nan("")}), "[3x3x0]");
     EXPECT_EQ(locate(*nodes, {5, 9, 1}, {100.3, -9, 3}), "outside") << "half a cell before the node";
+    EXPECT_EQ(locate(*nodes, {5, 9, 0}, {100, -10, 3}), "outside") << "no layer";
 }
 
 } // namespace

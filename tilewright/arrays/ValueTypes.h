@@ -1,13 +1,15 @@
 /// ValueTypes: the one catalogue of the value types that arrays and fields are made of.
 ///
-/// Everything that is done for each value type derives from the two lists here: explicit instantiation and
-/// registration, the order in which fields are probed, and the types that tests and benchmarks run over. To
-/// add a type, add its line and, if the rules of QuillType.h don't fit it, its ValueTypeTraits.
+/// Everything that is done for each value type derives from the two lists here and that of the plain numbers
+/// (values/PlainTypes.h): explicit instantiation and registration, the order in which fields are probed, and
+/// the types that tests and benchmarks run over. To add a type, add its line and, if the rules of QuillType.h
+/// don't fit it, its ValueTypeTraits.
 #pragma once
 
 #include <type_traits>
 
 #include <tilewright/values/PhysicalSpace.h>
+#include <tilewright/values/PlainTypes.h>
 
 namespace Quill {
 
@@ -15,16 +17,6 @@ namespace Quill {
 using Triple = Orrery::FixedArray<double, 3>;
 
 } // namespace Quill
-
-/// The plain numbers among the value types of fields, in the order in which a field is probed for them.
-#define TILEWRIGHT_PLAIN_VALUE_TYPES(X)                                                                      \
-    X(float)                                                                                                 \
-    X(double)                                                                                                \
-    X(unsigned char)                                                                                         \
-    X(unsigned short)                                                                                        \
-    X(unsigned int)                                                                                          \
-    X(unsigned long long)                                                                                    \
-    X(int)
 
 /// The value types of fields: the plain numbers are probed first.
 #define TILEWRIGHT_FIELD_VALUE_TYPES(X)                                                                      \

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <functional>
-
 #include <tilewright/filters/Operator.h>
 
 namespace Tilewright {
@@ -17,7 +15,7 @@ template <class FilterT> class MaxOccurrenceOperator : public Operator<FilterT> 
     using typename Operator<FilterT>::output_type;
 
 public:
-    output_type reduce(const std::vector<unsigned>& cellPoints, const std::vector<value_type>& values,
+    output_type reduce(std::span<const unsigned> cellPoints, const std::vector<value_type>& values,
                        const unsigned&, const point&) const override {
         if (cellPoints.empty())
             return output_type();

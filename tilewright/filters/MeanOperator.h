@@ -22,43 +22,32 @@ template <std::integral T> T truncated(double quotient) {
 template <class T> struct Accumulator { using type = T; };
 template <std::integral T> struct Accumulator<T> { using type = std::make_unsigned_t<T>; };
 
-/// The mean of the values. The sum is kept in the output type, however narrow, and added up in the order of
-/// the points: bytes wrap at 256, so that the mean of 200 and 200 is 72. The division is in double precision,
-/// and an integer result is truncated.
-template <class FilterT> class MeanOperator : public Operator<FilterT> {
-    using typename Operator<FilterT>::value_type;
-    using typename Operator<FilterT>::output_type;
+/// The sum is kept in the output type O, however narrow: bytes wrap at 256, so that the mean of 200 and 200
+/// is 72. The division is in double precision, and an integer result is truncated.
+template <class O> struct MeanSteps {
+    static O start() { return O(); }
 
-public:
-    output_type reduce(const std::vector<unsigned>& cellPoints, const std::vector<value_type>& values,
-                       const unsigned& count, const point&) const override {
-        if constexpr (Orrery::Record<output_type>)
-            return meanOfRecords(cellPoints, values, count);
-        else
-            return meanOfNumbers(cellPoints, values, count);
+    static void take(O& sum, const O& value) {
+        using Sum = typename Accumulator<O>::type;
+        sum = static_cast<O>(static_cast<Sum>(static_cast<Sum>(sum) + static_cast<Sum>(value)));
     }
 
-private:
-    static output_type meanOfNumbers(const std::vector<unsigned>& cellPoints,
-                                     const std::vector<value_type>& values, unsigned count) {
-        using Sum = typename Accumulator<output_type>::type;
-        Sum sum = 0;
-        for (const unsigned i : cellPoints)
-            sum = static_cast<Sum>(sum + static_cast<Sum>(FilterT::readValue(values[i])));
-        const double quotient =
-            static_cast<double>(static_cast<output_type>(sum)) / static_cast<double>(count);
-        if constexpr (std::integral<output_type>)
-            return truncated<output_type>(quotient);
+    static void finish(O& sum, unsigned count) {
+        const double quotient = static_cast<double>(sum) / static_cast<double>(count);
+        if constexpr (std::integral<O>)
+            sum = truncated<O>(quotient);
         else
-            return static_cast<output_type>(quotient);
+            sum = static_cast<O>(quotient);
     }
+};
 
-    static output_type meanOfRecords(const std::vector<unsigned>& cellPoints,
-                                     const std::vector<value_type>& values, unsigned count) {
-        output_type sum;
-        for (const unsigned i : cellPoints)
-            sum += FilterT::readValue(values[i]);
-        using Component = typename output_type::element_type;
+template <Orrery::Record O> struct MeanSteps<O> {
+    static O start() { return O(); }
+
+    static void take(O& sum, const O& value) { sum += value; }
+
+    static void finish(O& sum, unsigned count) {
+        using Component = typename O::element_type;
         const double reciprocal = 1.0 / static_cast<double>(count);
         for (std::size_t c = 0; c < 3; ++c) {
             // Colours alone are scaled by the reciprocal; a division could differ in the last unit.
@@ -67,9 +56,12 @@ private:
             else
                 sum[c] = sum[c] / static_cast<double>(count);
         }
-        return sum;
     }
 };
+
+/// The mean of the values, added up in the order of the points.
+template <class FilterT>
+class MeanOperator : public StreamingOperator<FilterT, MeanSteps<typename FilterT::output_type>> {};
 
 } // namespace
 } // namespace Tilewright

@@ -32,7 +32,7 @@ template <class FilterT> class MedianOperator : public Operator<FilterT> {
     using typename Operator<FilterT>::output_type;
 
 public:
-    output_type reduce(const std::vector<unsigned>& cellPoints, const std::vector<value_type>& values,
+    output_type reduce(std::span<const unsigned> cellPoints, const std::vector<value_type>& values,
                        const unsigned&, const point&) const override {
         if constexpr (Orrery::Record<output_type>) {
             output_type result;
@@ -50,11 +50,10 @@ private:
     template <Orrery::Record T> struct ScalarOf<T> { using type = typename T::element_type; };
     using Scalar = typename ScalarOf<output_type>::type;
 
-    template <class Read>
-    Scalar medianThrough(const std::vector<unsigned>& cellPoints, const Read& read) const {
-        Gathered.clear();
-        for (const unsigned i : cellPoints)
-            Gathered.push_back(read(i));
+    template <class Read> Scalar medianThrough(std::span<const unsigned> cellPoints, const Read& read) const {
+        Gathered.resize(cellPoints.size());
+        for (std::size_t k = 0; k < cellPoints.size(); ++k)
+            Gathered[k] = read(cellPoints[k]);
         return medianOf(Gathered);
     }
 

@@ -105,15 +105,15 @@ template <class FilterT> class RegressionOperator : public Operator<FilterT> {
     static constexpr bool hasHeights = Orrery::Record<value_type> && !Orrery::Record<output_type>;
 
 public:
-    output_type reduce([[maybe_unused]] const std::vector<unsigned>& cellPoints,
+    output_type reduce([[maybe_unused]] std::span<const unsigned> cellPoints,
                        [[maybe_unused]] const std::vector<value_type>& values, const unsigned&,
                        [[maybe_unused]] const point& cellPosition) const override {
         if constexpr (!hasHeights) {
             return output_type();
         } else {
-            Reader.Points.clear();
-            for (const unsigned i : cellPoints)
-                Reader.Points.push_back(FilterT::toPoint(values[i]));
+            Reader.Points.resize(cellPoints.size());
+            for (std::size_t k = 0; k < cellPoints.size(); ++k)
+                Reader.Points[k] = FilterT::toPoint(values[cellPoints[k]]);
             const double height = Reader.heightAt(cellPosition);
             if constexpr (std::integral<output_type>)
                 return truncated<output_type>(height);

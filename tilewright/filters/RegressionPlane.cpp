@@ -30,9 +30,9 @@ struct Centred {
     vector operator[](std::size_t i) const { return (points[i] - points.front()) - mean; }
 };
 
-/// The sum of a product over all points.
-template <class Product> double sumOf(const Centred& centred, const Product& product) {
-    double sum = 0.0;
+/// The sum of a product, or of several at once, over all points in their order.
+template <class Product> auto sumOf(const Centred& centred, const Product& product) {
+    decltype(product(centred[0])) sum{};
     for (std::size_t i = 0; i < centred.points.size(); ++i)
         sum += product(centred[i]);
     return sum;
@@ -52,24 +52,27 @@ bool getDistancesToRegressionPlane(const std::vector<point>& points, std::vector
         if (!isFinite(p))
             return false;
     const Centred centred{points, meanFromFirst(points)};
-    const double xx = sumOf(centred, [](const vector& d) { return d[0] * d[0]; });
-    const double yy = sumOf(centred, [](const vector& d) { return d[1] * d[1]; });
-    const double xy = sumOf(centred, [](const vector& d) { return d[0] * d[1]; });
+    const vector squares =
+        sumOf(centred, [](const vector& d) { return vector(d[0] * d[0], d[1] * d[1], d[0] * d[1]); });
+    const double xx = squares[0];
+    const double yy = squares[1];
+    const double xy = squares[2];
 
     // The wider column u comes first; what the other one, v, has in its direction is taken off.
     const std::size_t u = xx >= yy ? 0 : 1;
     const std::size_t v = 1 - u;
     const double uu = u == 0 ? xx : yy;
     const double shear = xy / uu;
-    const double ww = sumOf(centred, [&](const vector& d) {
+    const vector products = sumOf(centred, [&](const vector& d) {
         const double w = d[v] - shear * d[u];
-        return w * w;
+        return vector(d[u] * d[2], w * w, 0.0);
     });
+    const double ww = products[1];
     const double larger = largerEigenvalue(xx, xy, yy);
     // The determinant of the scatter matrix is uu * ww. Not-a-number fails here too.
     if (!(larger > 0.0 && uu * ww / larger >= leastEigenvalueRatio * larger))
         return false;
-    const double alongU = sumOf(centred, [&](const vector& d) { return d[u] * d[2]; }) / uu;
+    const double alongU = products[0] / uu;
     const double alongW =
         sumOf(centred, [&](const vector& d) { return (d[v] - shear * d[u]) * (d[2] - alongU * d[u]); }) / ww;
     vector slope;

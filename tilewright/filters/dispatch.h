@@ -36,10 +36,11 @@ void reduceWithFilter(unsigned filter, const Quill::MemArray<1, typename FilterT
     }
 }
 
-/// Takes the job if its data are a MemArray<1,T>; false lets the next type try. Each probe asks the creator
-/// anew; `held` keeps the array through all of them, so that one that no cache keeps isn't made for each.
+/// Takes the job if its data are a MemArray<1,T>; false lets the next type try. `held` keeps the array
+/// through all probes, so that one that no cache keeps isn't made for each.
 template <class T> bool dispatchValueType(const RasterFieldJob& job, Quill::ArrayPtr& held) {
-    held = Quill::getData(job.Input);
+    if (!held)
+        held = Quill::getData(job.Input);
     const Larder::StrongPtr<Quill::MemArray<1, T>, Larder::Cacheable> array = held;
     if (!array)
         return false;

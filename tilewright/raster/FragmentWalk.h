@@ -2,8 +2,6 @@
 /// lists, one fragment after the other.
 #pragma once
 
-#include <limits>
-#include <stdexcept>
 #include <string>
 
 #include <tilewright/filters/dispatch.h>
@@ -18,7 +16,6 @@ using Quill::MultiIndex;
 using Quill::RegularFieldPtr;
 using ProgressPtr = Larder::StrongPtr<Larder::LoaderProgress, Larder::InterfaceBase>;
 using PointArray = Quill::MemArray<1, point>;
-using CellArray = Quill::MemArray<3, MyCell>;
 
 /// The field `name` of `output`, made as a copy of `model` without data if it is not there or not regularly
 /// fragmented.
@@ -49,8 +46,8 @@ struct WalkContext {
 class FieldVisitor {
 public:
     FieldVisitor(const WalkContext& context, const MultiIndex<3>& index, const CellLists& cells,
-                 const Quill::CreatorPtr& positions)
-        : Context(context), Index(index), Cells(cells), Positions(positions) {}
+                 const Quill::UniformCartesianArray& nodes)
+        : Context(context), Index(index), Cells(cells), Nodes(nodes) {}
 
     /// False, which ends the walk over the fields, for one that is not regularly fragmented.
     bool operator()(const Quill::FieldID& identifier, const Quill::Field& field) const {
@@ -73,7 +70,7 @@ public:
                                               : request->second;
         rasterField({creator, &Cells, provideField(Context.Output, outputName, Context.OutputPositions),
                      &Index, &wanted.direction, &wanted.filter, &outputName, Context.CellType, Context.Alpha,
-                     Context.Density, Positions, &Context.SparseLimit});
+                     Context.Density, &Nodes, &Context.SparseLimit});
         return true;
     }
 
@@ -81,59 +78,23 @@ private:
     const WalkContext& Context;
     const MultiIndex<3>& Index;
     const CellLists& Cells;
-    const Quill::CreatorPtr& Positions;
+    const Quill::UniformCartesianArray& Nodes;
 };
 
-/// Throws what a vector throws that is asked for too much: the product of the sizes alone might wrap and look
-/// small.
-inline void checkCellCount(const MultiIndex<3>& cellCounts) {
-    unsigned long long total = 1;
-    for (std::size_t axis = 0; axis < 3; ++axis)
-        if (cellCounts[axis] != 0 && __builtin_mul_overflow(total, cellCounts[axis], &total))
-            throw std::length_error("cannot create std::vector larger than max_size()");
-}
-
-constexpr std::uint32_t outside = std::numeric_limits<std::uint32_t>::max();
-
-/// Enters the ordinals of the selected `points` into the lists of their cells. A first pass finds the cells
-/// and counts, so that each list is allocated once and in its final size.
+/// Sorts the selected `points` into the cells of their fragment.
 template <class IsSelected>
-void sortIntoCells(const PointArray& points, const CellLocator& locator, const CellArray& cells,
-                   const IsSelected& isSelected) {
+void sortIntoCells(const PointArray& points, const CellLocator& locator, const MultiIndex<3>& cellCounts,
+                   const IsSelected& isSelected, CellLists& cells) {
     const auto pointCount = static_cast<std::uint32_t>(points.sizes[0]);
-    const bool cellsFitOrdinals = cells.nElements() < outside;
-    std::vector<std::uint32_t> cellOfPoint(cellsFitOrdinals ? pointCount : 0);
-    std::vector<std::uint32_t> counts(cellsFitOrdinals ? cells.nElements() : 0);
-    const auto locate = [&](std::uint32_t i, MultiIndex<3>& index) {
-        return isSelected(i) && locator.locateCell(points[MultiIndex<1>(i)], index);
-    };
-    MultiIndex<3> index;
-    if (!cellsFitOrdinals) {
-        for (std::uint32_t i = 0; i < pointCount; ++i)
-            if (locate(i, index))
-                cells[index].PointIndices.push_back(i);
-        return;
-    }
-    for (std::uint32_t i = 0; i < pointCount; ++i) {
-        cellOfPoint[i] = outside;
-        if (locate(i, index)) {
-            cellOfPoint[i] = static_cast<std::uint32_t>(index.linearIn(cells.sizes));
-            ++counts[cellOfPoint[i]];
-        }
-    }
-    MyCell* const lists = cells.data;
-    for (std::size_t c = 0; c < counts.size(); ++c)
-        if (counts[c] != 0)
-            lists[c].PointIndices.reserve(counts[c]);
-    for (std::uint32_t i = 0; i < pointCount; ++i)
-        if (cellOfPoint[i] != outside)
-            lists[cellOfPoint[i]].PointIndices.push_back(i);
+    cells.assign(cellCounts, pointCount, [&](std::uint32_t i, unsigned long long outside) {
+        return isSelected(i) ? locator.locateCell(points[MultiIndex<1>(i)], outside) : outside;
+    });
 }
 
 /// One fragment of the walk: sorts its points and reduces every field of `input`.
 inline void rasterFragment(const WalkContext& context, const Quill::Representation& input,
                            const Quill::CreatorPtr& inputPositions, const MultiIndex<3>& index,
-                           const MultiIndex<3>& cellCounts) {
+                           const MultiIndex<3>& cellCounts, CellLists& cells) {
     const Larder::StrongPtr<PointArray, Larder::Cacheable> points = Quill::getData(inputPositions);
     if (!points) {
         Larder::Console() << "have no point cloud positions";
@@ -144,12 +105,11 @@ inline void rasterFragment(const WalkContext& context, const Quill::Representati
         Quill::getData(outputPositions);
     if (!nodes)
         return;
-    checkCellCount(cellCounts);
-    const Larder::Ref<CellArray> cells(cellCounts);
     const CellLocator locator(*nodes, cellCounts);
-    withSelection(context.Selection, index,
-                  [&](const auto& isSelected) { sortIntoCells(*points, locator, *cells, isSelected); });
-    input.iterate(FieldVisitor(context, index, *cells, outputPositions));
+    withSelection(context.Selection, index, [&](const auto& isSelected) {
+        sortIntoCells(*points, locator, cellCounts, isSelected, cells);
+    });
+    input.iterate(FieldVisitor(context, index, cells, *nodes));
 }
 
 /// Walks all fragments, x fastest, and reduces the fields of `input` into `output`, whose positions must be
@@ -181,6 +141,7 @@ inline std::string createFragmentedOtherFields(Quill::Representation& output, co
     if (total == 0)
         return {};
     unsigned reported = 0;
+    CellLists cells;
     MultiIndex<3> index;
     do {
         const Quill::CreatorPtr slot = (*inputPositions)[index];
@@ -190,7 +151,7 @@ inline std::string createFragmentedOtherFields(Quill::Representation& output, co
             ++reported;
         }
         if (slot)
-            rasterFragment(context, *inputFields, slot, index, cellCounts);
+            rasterFragment(context, *inputFields, slot, index, cellCounts, cells);
     } while (index.inc(FragmentCount));
     return {};
 }

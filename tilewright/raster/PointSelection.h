@@ -46,7 +46,7 @@ void withSelection(const PointSelection& selection, const Quill::MultiIndex<3>& 
         return;
     }
     const Quill::ArrayPtr data = Quill::getData(slot);
-    Quill::probeTypes(Quill::PlainValueTypes(), [&]<class T>(std::type_identity<T>) {
+    const bool canSelect = Quill::probeTypes(Quill::PlainValueTypes(), [&]<class T>(std::type_identity<T>) {
         const Larder::StrongPtr<Quill::MemArray<1, T>, Larder::Cacheable> typed = data;
         if (!typed)
             return false;
@@ -59,6 +59,8 @@ void withSelection(const PointSelection& selection, const Quill::MultiIndex<3>& 
         scan([&](std::uint32_t i) { return i < count && wanted.contains(values[Quill::MultiIndex<1>(i)]); });
         return true;
     });
+    if (!canSelect)
+        scan([](std::uint32_t) { return false; });
 }
 
 } // namespace

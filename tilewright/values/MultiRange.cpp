@@ -5,7 +5,6 @@
 #include <iostream>
 #include <limits>
 
-#include <tilewright/arrays/ValueTypes.h>
 #include <tilewright/values/StringUtil.h>
 
 namespace Orrery {
@@ -103,7 +102,7 @@ template <class T> bool MultiRange<T>::appendItem(const std::string& item) {
     return true;
 }
 
-#define TILEWRIGHT_INSTANTIATE(T) template class MultiRange<T>;
-TILEWRIGHT_PLAIN_VALUE_TYPES(TILEWRIGHT_INSTANTIATE)
-
 } // namespace Orrery
+
+#define TILEWRIGHT_INSTANTIATE(T) template class Orrery::MultiRange<T>;
+TILEWRIGHT_PLAIN_VALUE_TYPES(TILEWRIGHT_INSTANTIATE)

@@ -13,14 +13,16 @@
 #pragma once
 
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
 #include <tilewright/substrate/StrongPtr.h>
+#include <tilewright/values/PlainTypes.h>
 
 namespace Orrery {
 
-/// T is a plain number among the value types of fields (arrays/ValueTypes.h).
+/// T is one of PlainTypes.h.
 template <class T>
 class TILEWRIGHT_API MultiRange : public std::vector<std::pair<T, T>>,
                                   public Larder::ReferenceBase<MultiRange<T>> {
@@ -71,3 +73,7 @@ private:
 };
 
 } // namespace Orrery
+
+#define TILEWRIGHT_EXTERN_RANGE(T) extern template class Orrery::MultiRange<T>;
+TILEWRIGHT_PLAIN_VALUE_TYPES(TILEWRIGHT_EXTERN_RANGE)
+#undef TILEWRIGHT_EXTERN_RANGE

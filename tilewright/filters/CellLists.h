@@ -1,0 +1,134 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <stdexcept>
+#include <vector>
+
+#include <tilewright/arrays/MultiIndex.h>
+
+namespace Tilewright {
+namespace {
+
+/// The points of one raster cell, as ordinals within their fragment, in ascending order.
+struct MyCell {
+    std::span<const std::uint32_t> PointIndices;
+};
+
+/// Memory that is used again and again. Its contents are lost whenever room is asked for.
+template <class T> class Scratch {
+public:
+    T* room(std::size_t count) {
+        if (count > Capacity) {
+            Capacity = 0;
+            Storage.reset();
+            Storage = std::make_unique_for_overwrite<T[]>(count);
+            Capacity = count;
+        }
+        return Storage.get();
+    }
+    T* data() const { return Storage.get(); }
+
+private:
+    std::unique_ptr<T[]> Storage;
+    std::size_t Capacity = 0;
+};
+
+/// The points of a fragment, sorted into its cells: every point is in at most one cell. Serves one fragment
+/// after the other, so that its memory is asked for once.
+///
+/// Cells are told by their linear number, x fastest. What is kept is the cell of every point and the number
+/// of points of every cell; that is all that a reduction needs which takes the points in their own order. The
+/// lists themselves are made when they are first asked for.
+class CellLists {
+public:
+    Quill::MultiIndex<3> sizes;
+
+    /// Sorts the points from 0 to `pointCount` - 1, in place of those before: `cellOf(i, outside)` gives the
+    /// cell of point i, or `outside`.
+    template <class CellOf>
+    void assign(const Quill::MultiIndex<3>& cellCounts, std::uint32_t pointCount, const CellOf& cellOf) {
+        const unsigned long long outside = checkedProduct(cellCounts);
+        // The count behind those of the cells takes the points outside, which saves a test for each.
+        Counts.assign(outside + 1, 0);
+        sizes = cellCounts;
+        PointCount = pointCount;
+        HasLists = false;
+        unsigned long long* const cellOfPoint = CellOfPoint.room(pointCount);
+        std::uint32_t* const counts = Counts.data();
+        for (std::uint32_t i = 0; i < pointCount; ++i) {
+            const unsigned long long cell = cellOf(i, outside);
+            cellOfPoint[i] = cell;
+            ++counts[cell];
+        }
+    }
+
+    /// The number of points of every cell.
+    std::span<const std::uint32_t> counts() const { return {Counts.data(), Counts.size() - 1}; }
+
+    /// Calls `visit(i, cell)` for each point in a cell, in the order of the points.
+    template <class Visit> void forEachPoint(const Visit& visit) const {
+        const unsigned long long* const cellOfPoint = CellOfPoint.data();
+        const unsigned long long cellCount = counts().size();
+        for (std::uint32_t i = 0; i < PointCount; ++i)
+            if (cellOfPoint[i] < cellCount)
+                visit(i, cellOfPoint[i]);
+    }
+
+    /// Calls `visit(cell, count)` for each cell with points, in the order of the cells.
+    template <class Visit> void forEachCell(const Visit& visit) const {
+        const std::span<const std::uint32_t> counted = counts();
+        for (std::size_t cell = 0; cell < counted.size(); ++cell)
+            if (counted[cell] != 0)
+                visit(cell, counted[cell]);
+    }
+
+    /// Calls `visit(cell, MyCell)` for each cell with points, in the order of the cells.
+    template <class Visit> void forEachList(const Visit& visit) const {
+        if (!HasLists)
+            makeLists();
+        const std::uint32_t* list = Ordinals.data();
+        forEachCell([&](unsigned long long cell, std::uint32_t count) {
+            visit(cell, MyCell{{list, count}});
+            list += count;
+        });
+    }
+
+private:
+    /// Throws what a vector throws that is asked for too much: the product alone might wrap and look small.
+    static unsigned long long checkedProduct(const Quill::MultiIndex<3>& cellCounts) {
+        unsigned long long total = 1;
+        bool isTooMuch = false;
+        for (std::size_t axis = 0; axis < 3; ++axis)
+            if (cellCounts[axis] != 0)
+                isTooMuch |= __builtin_mul_overflow(total, cellCounts[axis], &total);
+        if (isTooMuch || total >= std::vector<std::uint32_t>().max_size())
+            throw std::length_error("cannot create std::vector larger than max_size()");
+        return cellCounts.product();
+    }
+
+    /// A counting sort: all lists stand behind one another in the order of the cells.
+    void makeLists() const {
+        std::uint32_t* const ends = Ends.room(counts().size());
+        std::uint32_t end = 0;
+        for (std::size_t cell = 0; cell < counts().size(); ++cell) {
+            ends[cell] = end;
+            end += Counts[cell];
+        }
+        std::uint32_t* const ordinals = Ordinals.room(end);
+        forEachPoint([&](std::uint32_t i, unsigned long long cell) { ordinals[ends[cell]++] = i; });
+        HasLists = true;
+    }
+
+    std::vector<std::uint32_t> Counts{0};
+    Scratch<unsigned long long> CellOfPoint;
+    std::uint32_t PointCount = 0;
+    mutable bool HasLists = false;
+    mutable Scratch<std::uint32_t> Ordinals;
+    /// Where the list of each cell ends while the lists are made.
+    mutable Scratch<std::uint32_t> Ends;
+};
+
+} // namespace
+} // namespace Tilewright
