@@ -5,11 +5,12 @@ namespace Quill {
 SkeletonMap::~SkeletonMap() = default;
 
 Skeleton& SkeletonMap::operator[](const SkeletonID& id) {
-    SkeletonPtr& skeleton = Skeletons[id];
-    if (!skeleton) {
-        skeleton = Larder::Ref<Skeleton>(id);
-        skeleton->addOwner(*this);
-    }
+    if (const auto found = Skeletons.find(id); found != Skeletons.end())
+        return *found->second;
+    // Complete before it is entered: look-ups rely on what stands in the map.
+    const Larder::Ref<Skeleton> skeleton(id);
+    skeleton->addOwner(*this);
+    Skeletons.emplace(id, skeleton);
     return *skeleton;
 }
 
@@ -35,10 +36,10 @@ bool Grid::processOwnership(Larder::Intercube& target, const Larder::Intercube& 
 }
 
 Grid::ChartPtr Grid::makeCartesianChart(const std::string& Name, unsigned short Number) {
-    ChartPtr& chart = Charts[{Name, Number}];
-    if (!chart)
-        chart = Larder::Ref<CartesianChart>(Name, Number);
-    return chart;
+    const std::pair key(Name, Number);
+    if (const auto found = Charts.find(key); found != Charts.end())
+        return found->second;
+    return Charts.emplace(key, Larder::Ref<CartesianChart>(Name, Number)).first->second;
 }
 
 Representation& Grid::makeCartesianRepresentation(int Dims, const std::string& Name, unsigned short Number) {

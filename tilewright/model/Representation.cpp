@@ -38,10 +38,18 @@ FieldProxy Representation::operator[](const std::string& name) {
 }
 
 FieldIDPtr Representation::makeFieldID(const std::string& name) {
-    const auto [place, isNew] = PlaceOfName.try_emplace(name, Entries.size());
-    if (isNew)
-        Entries.push_back({new FieldID(name), {}});
-    return Entries[place->second].Identifier;
+    if (const FieldIDPtr known = findFieldID(name))
+        return known;
+    const Larder::Ref<FieldID> made(name);
+    // Room comes first, so that no lack of memory leaves a name with a place that isn't there.
+    Entries.push_back({made, {}});
+    try {
+        PlaceOfName.emplace(name, Entries.size() - 1);
+    } catch (...) {
+        Entries.pop_back();
+        throw;
+    }
+    return made;
 }
 
 FieldProxy Representation::makeField(const Larder::WeakPtrImpl<FieldID, FieldID>& identifier,
@@ -78,9 +86,9 @@ void Representation::store(const FieldIDPtr& identifier, const FieldPtr& field) 
     if (!known)
         return;
     const FieldIDPtr own = makeFieldID(known->name);
-    Entries[PlaceOfName.at(own->name)].Content = field;
     if (field)
         field->addOwner(*this);
+    Entries[PlaceOfName.at(own->name)].Content = field;
 }
 
 } // namespace Quill

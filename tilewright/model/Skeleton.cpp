@@ -21,11 +21,13 @@ Skeleton::Skeleton(const SkeletonID& id) : SkeletonID(id) {}
 Skeleton::~Skeleton() = default;
 
 Representation& Skeleton::operator[](const BaseSpaceRef& base) {
-    RepresentationPtr& representation = Representations[base->objectId];
-    if (!representation) {
-        representation = Larder::Ref<Representation>();
-        representation->addOwner(*this);
-    }
+    const unsigned long long key = base->objectId;
+    if (const auto found = Representations.find(key); found != Representations.end())
+        return *found->second;
+    // Complete before it is entered: look-ups rely on what stands in the map.
+    const Larder::Ref<Representation> representation;
+    representation->addOwner(*this);
+    Representations.emplace(key, representation);
     return *representation;
 }
 

@@ -40,8 +40,15 @@ public:
     void ref() const {
         if (!Block || Block->strongCount.load() < 0)
             return;
-        if (Block->strongCount.fetch_add(1) == 0 && Block->object)
+        if (Block->strongCount.fetch_add(1) != 0 || !Block->object)
+            return;
+        try {
             DomainHooks<R>::firstStrongReference(*Block->object);
+        } catch (...) {
+            // Whoever wanted to hold the object gets the exception, and nobody else knows of it.
+            unref();
+            throw;
+        }
     }
 
     /// Gives one strong count back; with the last one the object dies.

@@ -1,0 +1,96 @@
+/// FileInput: hands bytes to readers of files, and holds what they make of them against what all sources
+/// promise.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <io/Errors.h>
+#include <io/PointSource.h>
+
+namespace Tilewright::Fuzz {
+
+inline void require(bool holds, const char* what) {
+    if (!holds) {
+        std::fprintf(stderr, "broken promise: %s\n", what);
+        std::abort();
+    }
+}
+
+/// A file in memory. The readers take a path.
+class FileInput {
+public:
+    explicit FileInput(std::span<const std::uint8_t> bytes)
+        : descriptor(::memfd_create("input", MFD_CLOEXEC)) {
+        require(descriptor >= 0 &&
+                    ::write(descriptor, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()),
+                "there is room for a file in memory");
+    }
+    FileInput(const FileInput&) = delete;
+    FileInput& operator=(const FileInput&) = delete;
+    ~FileInput() { ::close(descriptor); }
+
+    std::filesystem::path path() const { return "/proc/self/fd/" + std::to_string(descriptor); }
+
+private:
+    int descriptor;
+};
+
+/// Reads all there is, in two stretches, and compares the positions with the box.
+inline void readAll(const Io::PointSource& source) {
+    const std::uint64_t count = source.pointCount();
+    const std::uint64_t half = count / 2;
+    std::vector<double> xyz(3 * count);
+    source.read(0, half, xyz.data(), {});
+    source.read(half, count - half, xyz.data() + 3 * half, {});
+    const Io::PointBounds box = source.bounds(0, count);
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    std::vector<double> low(3, infinity);
+    std::vector<double> high(3, -infinity);
+    for (std::size_t i = 0; i < xyz.size(); ++i) {
+        require(xyz[i] - xyz[i] == 0, "coordinates are finite");
+        low[i % 3] = std::min(low[i % 3], xyz[i]);
+        high[i % 3] = std::max(high[i % 3], xyz[i]);
+    }
+    require(std::ranges::equal(low, box.low) && std::ranges::equal(high, box.high),
+            "the box is that of the points");
+
+    for (const Io::PointField& field : source.format().fields) {
+        require(field.position + field.size <= source.format().recordLength, "fields lie in their records");
+        Io::visitFieldType(field.type, [&]<class T>() {
+            std::vector<T> values(count);
+            const Io::FieldColumn column{&field, std::span(values)};
+            source.read(0, count, nullptr, {&column, 1});
+        });
+        std::vector<double> reals(count);
+        const Io::FieldColumn column{&field, std::span(reals)};
+        source.read(0, count, nullptr, {&column, 1});
+    }
+    require(source.coordinateSystem().find('\n') == std::string::npos, "a coordinate system is one line");
+}
+
+/// `open` gives a source or throws an Error of one line. Anything else is a finding.
+template <class Open> int tryReader(const std::uint8_t* data, std::size_t size, const Open& open) {
+    const FileInput file({data, size});
+    try {
+        readAll(*open(file.path()));
+    } catch (const Io::Error& error) {
+        const std::string message = error.what();
+        for (const char c : message)
+            require(static_cast<unsigned char>(c) >= 0x20, "messages are one line of plain characters");
+    }
+    return 0;
+}
+
+} // namespace Tilewright::Fuzz
