@@ -16,11 +16,11 @@ namespace Tilewright::Io {
 struct CloudOptions {
     /// Where files that have to be converted first find room.
     std::filesystem::path scratch = ".";
-    /// Whether pages of mapped files may stay in memory: quicker, if there is room for all of them.
-    bool keepPages = false;
     /// Asked while files are read or converted whether to go on, and told in bytes how far it is; may be
     /// empty.
     StepReport report;
+    /// Whether pages of mapped files may stay in memory: quicker, if there is room for all of them.
+    bool keepPages = false;
 };
 
 /// An attribute of a cloud: one that each of its sources has, in the type that holds the values of all.
