@@ -2,6 +2,7 @@
 /// promise.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -47,6 +48,28 @@ private:
     int descriptor;
 };
 
+/// Looks for the points between the first and the last, as it is done for a window of a raster.
+inline void searchBox(const Io::PointSource& source, std::span<const double> xyz) {
+    const double* const last = xyz.data() + xyz.size() - 3;
+    Io::CoordinateBox box;
+    for (std::size_t axis = 0; axis < 2; ++axis) {
+        box.low[axis] = std::min(xyz[axis], last[axis]);
+        box.high[axis] = std::max(xyz[axis], last[axis]);
+    }
+    const auto isInside = [&](const double* p) {
+        return p[0] >= box.low[0] && p[0] <= box.high[0] && p[1] >= box.low[1] && p[1] <= box.high[1];
+    };
+    const double* p = xyz.data();
+    std::vector<std::uint32_t> ordinals;
+    source.visit(0, source.pointCount(), [&](const std::byte* records, std::size_t count) {
+        ordinals.resize(count);
+        ordinals.resize(Io::findInBox(source.format(), records, count, box, ordinals.data()));
+        for (std::uint32_t i = 0; i < count; ++i, p += 3)
+            require(!isInside(p) || std::ranges::binary_search(ordinals, i),
+                    "no point of a box is passed over");
+    });
+}
+
 /// Reads all there is, in two stretches, and compares the positions with the box.
 inline void readAll(const Io::PointSource& source) {
     const std::uint64_t count = source.pointCount();
@@ -65,6 +88,8 @@ inline void readAll(const Io::PointSource& source) {
     }
     require(std::ranges::equal(low, box.low) && std::ranges::equal(high, box.high),
             "the box is that of the points");
+    if (count != 0)
+        searchBox(source, xyz);
 
     for (const Io::PointField& field : source.format().fields) {
         require(field.position + field.size <= source.format().recordLength, "fields lie in their records");

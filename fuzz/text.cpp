@@ -3,5 +3,6 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace Tilewright;
-    return Fuzz::tryReader(data, size, [](const auto& path) { return Io::readText(path, {"/tmp", {}}); });
+    return Fuzz::tryReader(data, size,
+                           [](const auto& path) { return Io::readText(path, Io::CloudOptions()); });
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include <io/LasBytes.h>
 
@@ -43,25 +44,32 @@ std::size_t findRecords(const RecordFormat& format, const std::byte* record, std
     return found;
 }
 
-/// The stored integers that can stand for coordinates from low to high, one more on either side.
+/// The stored integers that can stand for coordinates from low to high, and a few on either side: where the
+/// digits of a coordinate run out many integers stand for the same one.
 struct StoredRange {
     std::int32_t first;
     std::uint32_t span;
 
     StoredRange(double low, double high, double scale, double offset) {
-        using Limits = std::numeric_limits<std::int32_t>;
-        const double a = (low - offset) / scale;
-        const double b = (high - offset) / scale;
-        const auto stored = [](double value) {
-            return static_cast<std::int32_t>(
-                std::clamp(value, static_cast<double>(Limits::min()), static_cast<double>(Limits::max())));
+        constexpr double lowest = std::numeric_limits<std::int32_t>::min();
+        constexpr double highest = std::numeric_limits<std::int32_t>::max();
+        const auto slack = [&](double coordinate) {
+            constexpr double roundings = 4.0 * std::numeric_limits<double>::epsilon();
+            return 1.0 + roundings * (std::abs(coordinate) + std::abs(offset)) / std::abs(scale);
         };
-        first = stored(std::floor(std::min(a, b)) - 1.0);
-        span = static_cast<std::uint32_t>(stored(std::ceil(std::max(a, b)) + 1.0)) -
-               static_cast<std::uint32_t>(first);
+        if (scale < 0)
+            std::swap(low, high);
+        const double least = std::floor((low - offset) / scale - slack(low));
+        const double greatest = std::ceil((high - offset) / scale + slack(high));
+        // What overflows to no number leaves the range open.
+        first = static_cast<std::int32_t>(least > lowest ? std::min(least, highest) : lowest);
+        const auto last =
+            static_cast<std::int32_t>(greatest < highest ? std::max(greatest, lowest) : highest);
+        span = static_cast<std::uint32_t>(last) - static_cast<std::uint32_t>(first);
     }
 
-    bool has(std::int32_t value) const {
+    /// 1 or 0.
+    std::size_t has(std::int32_t value) const {
         return static_cast<std::uint32_t>(value) - static_cast<std::uint32_t>(first) <= span;
     }
 };
@@ -129,7 +137,8 @@ std::size_t findInBox(const RecordFormat& format, const std::byte* records, std:
                       const CoordinateBox& box, std::uint32_t* ordinals) {
     if (format.position == RecordFormat::Position::Doubles)
         return findRecords<double>(format, records, count, ordinals, [&](double x, double y) {
-            return (x >= box.low[0]) & (x <= box.high[0]) & (y >= box.low[1]) & (y <= box.high[1]);
+            return std::size_t{x >= box.low[0]} & std::size_t{x <= box.high[0]} &
+                   std::size_t{y >= box.low[1]} & std::size_t{y <= box.high[1]};
         });
     const StoredRange rangeX(box.low[0], box.high[0], format.scale[0], format.offset[0]);
     const StoredRange rangeY(box.low[1], box.high[1], format.scale[1], format.offset[1]);

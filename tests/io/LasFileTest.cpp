@@ -165,6 +165,33 @@ TEST_F(LasFileTest, BoundsAreThoseOfThePointsAndNotOfTheHeader) {
     EXPECT_GT(file.bounds(10, 0).low[0], file.bounds(10, 0).high[0]);
 }
 
+TEST(RecordFormatTest, BoxHasItsPointsWhereTheDigitsOfCoordinatesRunOut) {
+    for (const double scale : {1e-9, -1e-9, 1e-3, 0x1p-1074})
+        for (const double offset : {0.0, 1e15, -4e6}) {
+            const RecordFormat format{
+                12, RecordFormat::Position::ScaledIntegers, {scale, scale, 1}, {offset, offset, 0}, {}};
+            Bytes records;
+            for (std::int64_t raw = -0x80000000LL; raw <= 0x7FFFFFFFLL; raw += 0x7FFFFFFF / 499)
+                put(records, static_cast<std::int32_t>(raw), static_cast<std::int32_t>(raw), std::int32_t{0});
+            const std::size_t count = records.size() / 12;
+            std::vector<double> xyz(3 * count);
+            decodePositions(format, records.data(), count, xyz.data());
+            std::vector<std::uint32_t> found(count);
+            for (std::size_t i = 0; i < count; i += 25) {
+                const double at = xyz[3 * i];
+                const std::size_t n =
+                    findInBox(format, records.data(), count, {{at, at}, {at, at}}, found.data());
+                std::size_t inside = 0;
+                for (std::size_t k = 0; k < n; ++k)
+                    inside += xyz[3 * std::size_t(found[k])] == at;
+                std::size_t expected = 0;
+                for (std::size_t k = 0; k < count; ++k)
+                    expected += xyz[3 * k] == at;
+                ASSERT_EQ(inside, expected) << scale << " " << offset << " " << at;
+            }
+        }
+}
+
 TEST_F(LasFileTest, CountOfPointsIsTheOneThatHolds) {
     LasBuilder builder;
     builder.versionMinor = 4;
