@@ -110,11 +110,11 @@ TEST_F(Refusal, FullDiskLeavesNoneOfSeveralBands) {
 }
 
 TEST_F(Refusal, InterruptionStopsTheRunSoonAndLeavesNothing) {
-    ASSERT_EQ(0, finish(start("TILEWRIGHT_MAKESCAN", {"in.las", "--points", "100000"})).status);
+    ASSERT_EQ(0, finish(start("TILEWRIGHT_MAKESCAN", {"in.las", "--points", "400000"})).status);
     using Clock = std::chrono::steady_clock;
     for (const int milliseconds : {0, 100, 300}) {
         const pid_t pid =
-            start("TILEWRIGHT_PROGRAM", {"raster", "in.las", "out.tif", "--overwrite", "--cell", "0.04"});
+            start("TILEWRIGHT_PROGRAM", {"raster", "in.las", "out.tif", "--overwrite", "--cell", "0.025"});
         // Until the program minds interruptions, they end it like any other.
         const std::string state = "/proc/" + std::to_string(pid) + "/status";
         const auto isReady = [&] {
