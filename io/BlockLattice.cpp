@@ -75,11 +75,11 @@ double LatticeAxis::edgeAtOrBelow(double coordinate) const {
     return std::fabs(coordinate - edgeAt(nearest)) <= Tolerance ? nearest : std::floor(i);
 }
 
-bool LatticeAxis::locateNearEdge(double coordinate, std::int64_t& cell, double& settled) const {
+LatticeAxis::Place LatticeAxis::placeNearEdge(double coordinate) const {
     const auto last = static_cast<std::int64_t>(CellCount) - 1;
-    cell = std::clamp(static_cast<std::int64_t>(edgeAtOrBelow(coordinate) - First), std::int64_t(0), last);
-    settled = std::clamp(coordinate, edge(cell) + Clear, edge(cell + 1) - Clear);
-    return true;
+    const std::int64_t cell =
+        std::clamp(static_cast<std::int64_t>(edgeAtOrBelow(coordinate) - First), std::int64_t(0), last);
+    return {cell, std::clamp(coordinate, edge(cell) + Clear, edge(cell + 1) - Clear)};
 }
 
 bool LatticeAxis::cellsOf(double low, double high, std::int64_t& first, std::int64_t& last) const {

@@ -55,7 +55,10 @@ public:
         settled = coordinate;
         if (inCell > ClearShare && inCell < 1.0 - ClearShare) [[likely]]
             return true;
-        return locateNearEdge(coordinate, cell, settled);
+        const Place place = placeNearEdge(coordinate);
+        cell = place.cell;
+        settled = place.settled;
+        return true;
     }
 
     /// The first and last cell that a stretch of coordinates can reach; false if it misses the raster.
@@ -67,7 +70,13 @@ public:
 private:
     double edgeAt(double i) const { return (i + Shift) * Cell; }
     double edgeAtOrBelow(double coordinate) const;
-    bool locateNearEdge(double coordinate, std::int64_t& cell, double& settled) const;
+
+    /// Handed back in registers: what a call writes to memory would slow the quick path down too.
+    struct Place {
+        std::int64_t cell;
+        double settled;
+    };
+    Place placeNearEdge(double coordinate) const;
 
     double Cell;
     double Shift;
