@@ -418,9 +418,9 @@ RasterReport RasterRun::run() {
     if (!Options.dryRun) {
         rasterFiles(*makeReader());
         if (Result.points == 0)
-            Report.notes.push_back(Options.selection.empty()
-                                       ? "no point lies within the bounds; all cells are empty"
-                                       : "no point passes the selection; all cells are empty");
+            Report.notes.emplace_back(Options.selection.empty()
+                                          ? "no point lies within the bounds; all cells are empty"
+                                          : "no point passes the selection; all cells are empty");
         finish();
         Report.rastered = Result.points;
         Report.filled = Result.filledCells;

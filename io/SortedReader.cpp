@@ -105,6 +105,7 @@ SortedReader::SortedReader(const CloudIndex& index, const BlockLattice& lattice,
     planRuns(index, needs, plan);
     std::vector<Workspace> spaces(plan.threads);
     std::vector<Workspace*> idle;
+    idle.reserve(spaces.size());
     for (Workspace& space : spaces)
         idle.push_back(&space);
     std::mutex lock;

@@ -44,6 +44,7 @@ double sharedPart(const CellWindow& part, const CellWindow& other) {
 
 std::vector<PointField> fieldsIn(const RecordFormat& format, const std::vector<CloudField>& wanted) {
     std::vector<PointField> fields;
+    fields.reserve(wanted.size());
     for (const CloudField& field : wanted)
         fields.push_back(*format.findField(field.name));
     return fields;
