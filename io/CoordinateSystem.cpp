@@ -34,6 +34,9 @@ std::string asWkt2(const OGRSpatialReference& system) {
     const OGRErr outcome = system.exportToWkt(&text, options.data());
     std::string wkt = outcome == OGRERR_NONE && text ? text : "";
     CPLFree(text);
+    // A name in a file may hold anything, and a system is one line.
+    std::ranges::replace_if(
+        wkt, [](char c) { return static_cast<unsigned char>(c) < 0x20; }, ' ');
     return wkt;
 }
 
