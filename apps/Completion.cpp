@@ -123,9 +123,9 @@ std::string zshSpec(const CLI::Option& option) {
         values += value;
     const Words names = spellings(option);
     const bool isRepeated = option.get_multi_option_policy() == CLI::MultiOptionPolicy::TakeAll;
-    std::string spec = isRepeated ? "'*'" : names.size() > 1 ? quoted("(" + joined(names, " ") + ")") : "";
-    spec += names.size() > 1 ? "{" + joined(names, ",") + "}" : names.front();
-    return spec + quoted("[" + zshText(brief(option.get_description())) + "]" + values);
+    std::string entry = isRepeated ? "'*'" : names.size() > 1 ? quoted("(" + joined(names, " ") + ")") : "";
+    entry += names.size() > 1 ? "{" + joined(names, ",") + "}" : names.front();
+    return entry + quoted("[" + zshText(brief(option.get_description())) + "]" + values);
 }
 
 void printZsh(std::ostream& out, const CLI::App& app) {

@@ -3,31 +3,13 @@
 #include <cmath>
 #include <limits>
 
+#include <io/PixelTypes.h>
+
 namespace Tilewright::Io {
 
 namespace {
 
 constexpr unsigned char cellWithoutData = 1;
-
-template <class Visitor> auto visitPixelType(PixelType type, Visitor&& visit) {
-    switch (type) {
-    case PixelType::Float32:
-        return visit.template operator()<float>();
-    case PixelType::Float64:
-        return visit.template operator()<double>();
-    case PixelType::Byte:
-        return visit.template operator()<unsigned char>();
-    case PixelType::UInt16:
-        return visit.template operator()<unsigned short>();
-    case PixelType::UInt32:
-        return visit.template operator()<unsigned int>();
-    case PixelType::UInt64:
-        return visit.template operator()<unsigned long long>();
-    case PixelType::Int32:
-        break;
-    }
-    return visit.template operator()<int>();
-}
 
 /// The nearest pixel to a number.
 template <class P> P pixelOf(double value) {
@@ -172,8 +154,8 @@ Quill::ArrayPtr WindowResult::array(const std::string& field) const {
 
 std::unique_ptr<BandTile> makeBandTile(const JobBand& band, const RasterDescription& file,
                                        const CellWindow& block) {
-    return visitPixelType(file.type, [&]<class P>() -> std::unique_ptr<BandTile> {
-        return std::make_unique<TypedTile<P>>(band, file, block);
+    return withPixelType(file.type, [&](auto zero) -> std::unique_ptr<BandTile> {
+        return std::make_unique<TypedTile<decltype(zero)>>(band, file, block);
     });
 }
 

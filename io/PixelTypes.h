@@ -1,4 +1,4 @@
-/// PixelTypes: the pixel types at run time, and nodata values as pixels. Private to the writer.
+/// PixelTypes: the pixel types at run time, and nodata values as pixels. Not installed, as it knows GDAL.
 #pragma once
 
 #include <cmath>
