@@ -68,6 +68,27 @@ TEST(Slice, IsAViewOfTheParentsElements) {
     EXPECT_EQ((*slice)[MultiIndex<2>(0, 3)], -1);
 }
 
+TEST(Slice, OfElementsOutOfMemoryIsAskedOfTheirSource) {
+    struct Source : DataCreator<float> {
+        CreativeIterator<float> slice(unsigned dimension, unsigned long long index) override {
+            EXPECT_TRUE(dimension == 2 && index == 1);
+            CreativeIterator<float> run;
+            run.data = Slab.data();
+            run.count = run.componentStride = Slab.size();
+            run.firstSkip = 2;
+            return run;
+        }
+        float& element(unsigned long long) override { return Slab[0]; }
+        std::vector<float> Slab = std::vector<float>(9, 7.f);
+    } source;
+    CreativeIterator<float> nowhere;
+    nowhere.creator = &source;
+    const Typed<3, float> array(new MemArray<3, float>(nowhere, {2, 3, 2}, ChunkPtr()));
+    const Typed<2, float> slice = array->getSlice(1, {});
+    EXPECT_TRUE(slice->data == source.Slab.data() && slice->firstSkip == 2 && slice->lastSkip == 1 &&
+                slice->creator == &source && slice->Size() == MultiIndex<2>(2, 3));
+}
+
 TEST(SubArray, CopiesTheBoxIfBothRanksFit) {
     const DynamicSize one(MultiIndex<1>(1)), two(MultiIndex<2>(1, 1));
     const Typed<1, float> row = counting<1>({5});
@@ -105,12 +126,34 @@ TEST(Component, OfARecordIsOneScalarThatCanBeWritten) {
     EXPECT_EQ(points->data[1], point(1, 1.25, -1));
     EXPECT_TRUE(!points->getComponentArray(3, {}));
 
+    const Ref<MemArray<1, Triple>> triples(MultiIndex<1>(6));
+    const Typed<1, double> plane = triples->getComponentArray(0, {});
+    EXPECT_EQ(plane->data, triples->data->data() + 2) << "plain triples are taken to lie in planes";
+
     const ArrayPtr slice = points->getSlice(1, {});
     const Typed<2, double> eastings = slice->getComponentArray(0, {});
     EXPECT_EQ(eastings->first(), 6) << "it begins where the slice begins";
     eastings->set(0);
     EXPECT_EQ(points->data[5], point(5, 5.25, 5.5));
     EXPECT_EQ(points->data[11], point(0, 11.25, 11.5));
+}
+
+TEST(Component, OfAPlainNumberIsTheNumberFromTheHeadOfTheStorage) {
+    const Typed<2, float> array = counting<2>({3, 2});
+    const ArrayPtr slice = array->getSlice(1, {});
+    const Typed<1, float> same = slice->getComponentArray(0, {});
+    EXPECT_TRUE(same->data == array->data && same->first() == 0 && same->last() == 2);
+    EXPECT_TRUE(!slice->getComponentArray(1, {}) && slice->getComponentArray(-1, {}));
+}
+
+TEST(DynamicSize, CopiesOfAnyRank) {
+    const DynamicSize size(MultiIndex<3>(4, 5, 6)), none(-1, nullptr);
+    DynamicSize copy(none);
+    EXPECT_EQ(copy.rank(), -1);
+    copy = size;
+    EXPECT_TRUE(copy.rank() == 3 && copy.toMultiIndex<3>() == MultiIndex<3>(4, 5, 6));
+    copy[2] = 9;
+    EXPECT_EQ(size[2], 6u) << "each has extents of its own";
 }
 
 } // namespace

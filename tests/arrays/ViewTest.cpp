@@ -69,6 +69,36 @@ TEST(LastSkip, LeavesOutWhatTheShapeDoesNotNeedAndNeverWidensARun) {
         }
 }
 
+TEST(Triples, LieInPlanesOrSideBySide) {
+    using Orrery::FixedArray;
+    std::vector<FixedArray<double, 3>> storage{{0, 1, 2}, {3, 4, 5}, {6, 7, 8}, {9, 10, 11}};
+    Iterator<FixedArray<double, 3>> planes;
+    planes.data = storage.data();
+    planes.count = 12;
+    planes.componentStride = 4;
+    planes.firstSkip = planes.lastSkip = 1;
+    Iterator<FixedArray<double, 3>> sideBySide = planes;
+    sideBySide.stride = 3;
+    sideBySide.componentStride = 1;
+    using Proxy = ElementProxy<Iterator<FixedArray<double, 3>>>;
+    EXPECT_EQ((FixedArray<double, 3>(Proxy{&planes, 2})), (FixedArray<double, 3>{3, 7, 11}));
+    EXPECT_EQ((FixedArray<double, 3>(Proxy{&sideBySide, 2})), (FixedArray<double, 3>{9, 10, 11}));
+
+    double* const scalars = storage.front().data();
+    for (const int component : {0, 1, 2}) {
+        const Iterator<double> plane(planes, component);
+        EXPECT_EQ(plane.data, scalars + 4) << "always the plane behind the first one";
+        EXPECT_TRUE(plane.count == 4 && plane.stride == 1 && plane.componentStride == 4 &&
+                    plane.firstSkip == 1 && plane.lastSkip == 1);
+        const Iterator<double> column(sideBySide, component);
+        EXPECT_EQ(column.data, scalars + component);
+        EXPECT_TRUE(column.count == 12 && column.stride == 3 && column.componentStride == 0 &&
+                    column.firstSkip == 1 && column.lastSkip == 1);
+    }
+    planes.data = sideBySide.data = nullptr;
+    EXPECT_FALSE(Iterator<double>(planes, 1).data || Iterator<double>(sideBySide, 1).data);
+}
+
 struct Source : DataCreator<float> {
     MOCK_METHOD(CreativeIterator<float>, slice, (unsigned dimension, unsigned long long index), (override));
     MOCK_METHOD(float&, element, (unsigned long long index), (override));

@@ -1,6 +1,8 @@
 // One field in one fragment: which operation takes it, what is stored, and the companions of the heights.
 #include "tests/support/CloudBuilder.h"
 
+#include <numeric>
+
 #include <tilewright/filters/dispatch.h>
 
 namespace {
@@ -72,6 +74,20 @@ TEST(Rasteriser, StoresNothingWithoutAFragment) {
     Job beyond{.fragment = {1, 0, 0}};
     beyond.run<double>({2, 5, 4});
     EXPECT_TRUE(beyond.out.regularField("Height")->Creators.empty());
+}
+
+TEST(Rasteriser, ReadsStorageFromItsHeadAlsoThroughAViewButOneOfAnotherTypeThroughTheView) {
+    const Ref<Quill::MemArray<2, double>> rows(Quill::MultiIndex<2>(3, 2));
+    std::iota(rows->data, rows->data + 6, 1.0);
+    Job job;
+    job.run(Ref<OnDemand>([row = rows->getSlice(1, {})] { return row; }));
+    EXPECT_EQ(job.result<double>("Height"), (Doubles{2, 0, 2}));
+
+    const Ref<Quill::MemArray<1, point>> points(Quill::MultiIndex<1>(3));
+    for (unsigned i = 0; i < 3; ++i)
+        points->data[i] = point(i, 10 + i, 100 + i * i);
+    job.run(Ref<OnDemand>([heights = points->getComponentArray(2, {})] { return heights; }));
+    EXPECT_EQ(job.result<double>("Height"), (Doubles{102, 0, 101}));
 }
 
 /// The element type that a direction gives, as a table of its own.

@@ -131,5 +131,19 @@ TEST(Regression, OfARasterReadsThePlaneAtTheNodes) {
     EXPECT_EQ(TestSupport::cellsOf<float>(*out, "Height"), (std::vector<float>{300, 300.5, 299, 299.5}));
 }
 
+TEST(Regression, OfARasterTakesNothingOverFromTheCellBefore) {
+    TestSupport::CloudBuilder in;
+    Points rough;
+    for (const double x : {0.0, 2.0})
+        for (const point& p : twisted(1 + 5 * x, 3 + 5 * x))
+            rough.push_back(p + vector(x - 0.5, -0.5, 0));
+    in.box({0, 0, 0}, {4, 2, 20}).points(rough);
+    const Larder::Ref<Quill::Grid> out;
+    EXPECT_EQ((TestSupport::RasterCall{.requests = {"Positions:Regression:All"}, .cellSize = {2, 2, 0}})(
+                  in.grid(), *out),
+              "");
+    EXPECT_EQ(TestSupport::cellsOf<float>(*out, "Height"), (std::vector<float>{3, 13}));
+}
+
 } // namespace
 } // namespace Tilewright

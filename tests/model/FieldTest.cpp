@@ -15,6 +15,7 @@ TEST(RegularField, FragmentsAreNumberedAndNamedFirstIndexFastest) {
     EXPECT_EQ(field.getFragmentID({0, 1, 1})->name, "RegularFragment[0x1x1]");
     EXPECT_EQ(field.Collection->NumberOfName.at("RegularFragment[2x1x1]"), 11U);
     EXPECT_EQ(field.Collection->findFragmentID(6), field.getFragmentID({0, 0, 1}));
+    EXPECT_TRUE(field.Collection->findFragmentID(11) && !field.Collection->findFragmentID(12));
     for (const Index& beyond : {Index(3, 0, 0), Index(0, 2, 0), Index(0, 0, 2)})
         EXPECT_FALSE(field.getFragmentID(beyond));
     EXPECT_FALSE((Larder::Ref<RegularField>(Index(3, 0, 2), "none")->getFragmentID({0, 0, 0})));
@@ -77,6 +78,33 @@ TEST_F(OnDemandArrays, AreLetGoAtOnceWhenTheBudgetShrinksOrTheCreatorDies) {
     const CacheBudget budget(0);
     EXPECT_TRUE(Larder::Cache::MemCache()->bytesKept() == 0 && !b->get());
     EXPECT_TRUE(dataOf(cloud.grid(), "stored")) << "the cache is not all that keeps arrays";
+}
+
+TEST_F(OnDemandArrays, AreLeftToTheCacheByCreatorsThatKeepCopies) {
+    struct Keeping : OnDemand {
+        using OnDemand::OnDemand;
+        void enableCaching(bool enabled) const override { isKeeping = enabled; }
+        mutable bool isKeeping = true;
+    };
+    const Larder::Ref<Keeping> keeping([] { return arrayOf<double>({1}); });
+    Quill::getData(keeping);
+    EXPECT_FALSE(keeping->isKeeping) << "two would count the same bytes";
+    Larder::Cache::MemCache()->keep({});
+}
+
+TEST(Field, ComesToTheAgeOfItsStoredDataAndTellsItsOwners) {
+    struct Owner : Quill::Ownable<Quill::Field>::Container {
+        void takeAge(const Larder::Ageable& changed) override { age = &changed; }
+        const Larder::Ageable* age = nullptr;
+    };
+    const Larder::Ref<Owner> owner;
+    CloudBuilder cloud;
+    cloud.values<int>("a", {1});
+    const Quill::RegularFieldPtr field = cloud.regularField("a");
+    field->addOwner(*owner);
+    const Quill::CreatorPtr creator = (*field)[{}];
+    creator->updateOwnershipAge(*creator);
+    EXPECT_EQ(owner->age, creator.rawptr());
 }
 
 using Components = std::vector<std::pair<double, double>>;

@@ -49,6 +49,15 @@ TEST(Representation, VisitsItsOwnFieldsInTheOrderOfTheirNamesArrival) {
     EXPECT_EQ(fieldNames(*grid), (std::vector<std::string>{"zebra", "monkey", "ant"}));
 }
 
+TEST(Representation, StoresNothingUnderNoName) {
+    const Larder::Ref<Quill::Grid> grid;
+    Quill::Representation& fields = grid->makeCartesianRepresentation(3, "", 0);
+    fields.makeField({}, {}, {}) = plainField();
+    EXPECT_TRUE(fieldNames(*grid).empty() && !fields.findField(Quill::FieldIDPtr()));
+    EXPECT_FALSE(fields.setPositions({}) || fields.findFieldID("Positions"));
+    EXPECT_TRUE(fields.setPositions(plainField()) && fields.Positions());
+}
+
 TEST(Representation, MayBeWrittenToWhileItIsWalked) {
     const Larder::Ref<Quill::Grid> grid;
     Quill::Representation& fields = grid->makeCartesianRepresentation(3, "", 0);
