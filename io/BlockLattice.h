@@ -16,12 +16,13 @@
 #include <optional>
 
 #include <io/PointSource.h>
+#include <tilewright/export.h>
 #include <tilewright/model/RegularlyFragmentedField.h>
 
 namespace Tilewright::Io {
 
 /// One horizontal axis.
-class LatticeAxis {
+class TILEWRIGHT_API LatticeAxis {
 public:
     struct Request {
         /// Of the points of the cloud.
@@ -104,7 +105,7 @@ struct CellWindow {
     std::uint64_t cells() const { return columns * rows; }
 };
 
-class BlockLattice {
+class TILEWRIGHT_API BlockLattice {
 public:
     /// Cells along a side of a block. The blocks are the tiles of the file, so they are counted from its
     /// north-western corner; those at the eastern and southern rim are smaller.
@@ -127,7 +128,7 @@ private:
 };
 
 /// What the library is asked for to make a window: its lattice is the window with a rim of one cell.
-struct WindowLayout {
+struct TILEWRIGHT_API WindowLayout {
     static constexpr std::uint64_t rim = 1;
 
     /// Without data; carries the box from which the library makes its lattice.

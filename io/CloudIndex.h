@@ -12,6 +12,7 @@
 
 #include <io/Interruption.h>
 #include <io/PointCloud.h>
+#include <tilewright/export.h>
 
 namespace Tilewright::Io {
 
@@ -25,7 +26,7 @@ struct Stretch {
 };
 
 /// What the values of an attribute are like; of numbers only.
-struct FieldRange {
+struct TILEWRIGHT_API FieldRange {
     double least = std::numeric_limits<double>::infinity();
     double greatest = -std::numeric_limits<double>::infinity();
     /// Whether all values are multiples of 257, and of 256: what scaling from 8 to 16 bits makes.
@@ -44,7 +45,7 @@ struct CloudIndex {
 };
 
 /// Throws Interruption when `report` answers false; it is told of points.
-CloudIndex indexCloud(const PointCloud& cloud, const std::vector<std::string>& fieldsToMeasure,
-                      unsigned threads, const StepReport& report);
+TILEWRIGHT_API CloudIndex indexCloud(const PointCloud& cloud, const std::vector<std::string>& fieldsToMeasure,
+                                     unsigned threads, const StepReport& report);
 
 } // namespace Tilewright::Io

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <io/PointCloud.h>
+#include <tilewright/export.h>
 
 namespace Tilewright::Io {
 
@@ -25,7 +26,7 @@ struct PointNeeds {
 };
 
 /// A test of records by a selection; every record passes where there is none. For one thread.
-class SelectionTest {
+class TILEWRIGHT_API SelectionTest {
 public:
     explicit SelectionTest(const std::optional<CloudSelection>& selection);
     ~SelectionTest();

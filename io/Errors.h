@@ -6,27 +6,29 @@
 
 #include <stdexcept>
 
+#include <tilewright/export.h>
+
 namespace Tilewright::Io {
 
-class Error : public std::runtime_error {
+class TILEWRIGHT_API Error : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
 /// A file that cannot be read or is not what it claims to be.
-class InputError : public Error {
+class TILEWRIGHT_API InputError : public Error {
 public:
     using Error::Error;
 };
 
 /// A result that cannot be written.
-class OutputError : public Error {
+class TILEWRIGHT_API OutputError : public Error {
 public:
     using Error::Error;
 };
 
 /// A request that makes no sense, whatever the files hold.
-class UsageError : public Error {
+class TILEWRIGHT_API UsageError : public Error {
 public:
     using Error::Error;
 };

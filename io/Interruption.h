@@ -1,6 +1,7 @@
 #pragma once
 
 #include <io/Errors.h>
+#include <tilewright/export.h>
 
 #include <cstdint>
 #include <functional>
@@ -8,7 +9,7 @@
 namespace Tilewright::Io {
 
 /// The user has asked to stop.
-class Interruption : public Error {
+class TILEWRIGHT_API Interruption : public Error {
 public:
     Interruption() : Error("interrupted") {}
 };

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include <io/PointField.h>
+#include <tilewright/export.h>
 
 namespace Tilewright::Io {
 
@@ -14,7 +15,7 @@ namespace Tilewright::Io {
 /// that has a type and fits into the `recordLength` bytes of a point, three for a description of a triple.
 /// Bytes without description are passed over. Angles: "ScanAngleRank" of formats 0 to 5 is in degrees,
 /// "ScanAngle" of formats 6 to 10 in steps of 0.006 degrees.
-std::vector<PointField> lasFields(unsigned format, std::size_t recordLength,
-                                  std::span<const std::byte> extraBytes);
+TILEWRIGHT_API std::vector<PointField> lasFields(unsigned format, std::size_t recordLength,
+                                                 std::span<const std::byte> extraBytes);
 
 } // namespace Tilewright::Io

@@ -18,10 +18,11 @@
 #include <io/LasHeader.h>
 #include <io/MappedFile.h>
 #include <io/PointSource.h>
+#include <tilewright/export.h>
 
 namespace Tilewright::Io {
 
-class LasFile : public PointSource {
+class TILEWRIGHT_API LasFile : public PointSource {
 public:
     /// Throws InputError, with one line for the user, for whatever is not such a file from its first byte to
     /// its last point.

@@ -8,6 +8,7 @@
 #include <string>
 
 #include <io/LasBytes.h>
+#include <tilewright/export.h>
 
 namespace Tilewright::Io {
 
@@ -45,12 +46,12 @@ struct LasHeader {
 
 /// Reads and checks the header and the records that follow it. `name` stands in messages. Throws InputError
 /// for whatever is not LAS 1.0 to 1.4, uncompressed, with all its points.
-LasHeader readLasHeader(std::span<const std::byte> file, const std::string& name);
+TILEWRIGHT_API LasHeader readLasHeader(std::span<const std::byte> file, const std::string& name);
 
 /// Whether a file that begins with LASF has compressed points (LAZ).
-bool isCompressedLas(std::span<const std::byte> file);
+TILEWRIGHT_API bool isCompressedLas(std::span<const std::byte> file);
 
 /// Bytes that a point of `format`, 0 to 10, takes without extra bytes.
-unsigned lasPointSize(unsigned format);
+TILEWRIGHT_API unsigned lasPointSize(unsigned format);
 
 } // namespace Tilewright::Io

@@ -21,9 +21,11 @@
 
 #include <sys/types.h>
 
+#include <tilewright/export.h>
+
 namespace Tilewright::Io {
 
-class MappedFile {
+class TILEWRIGHT_API MappedFile {
 public:
     /// Throws InputError for anything but a readable regular file with at least one byte.
     explicit MappedFile(const std::filesystem::path& path);

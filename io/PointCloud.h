@@ -10,6 +10,7 @@
 
 #include <io/Interruption.h>
 #include <io/PointSource.h>
+#include <tilewright/export.h>
 
 namespace Tilewright::Io {
 
@@ -31,17 +32,18 @@ struct CloudField {
 
 /// Opens a single file of any known kind, told by its contents, and for texts by its extension. Throws
 /// InputError.
-std::unique_ptr<PointSource> openPointFile(const std::filesystem::path& path, const CloudOptions& options);
+TILEWRIGHT_API std::unique_ptr<PointSource> openPointFile(const std::filesystem::path& path,
+                                                          const CloudOptions& options);
 
 /// The files that the words of a command line stand for: files as they are, all point files of a folder and
 /// of those below it, in ascending order of their paths, and what matches a pattern with * or ?, ascending
 /// too. Throws InputError for a word that stands for no file.
-std::vector<std::filesystem::path> findPointFiles(const std::vector<std::string>& words);
+TILEWRIGHT_API std::vector<std::filesystem::path> findPointFiles(const std::vector<std::string>& words);
 
 /// All sources in the order of the files, each file once.
 ///
 /// The const operations may run on several threads at once.
-class PointCloud {
+class TILEWRIGHT_API PointCloud {
 public:
     /// Throws InputError as openPointFile does, and where files name different coordinate systems and
     /// `ignoreSystems` is not set.

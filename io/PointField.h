@@ -7,6 +7,8 @@
 #include <string>
 #include <type_traits>
 
+#include <tilewright/export.h>
+
 namespace Tilewright::Io {
 
 /// The types in which attributes come out. What the file holds in a type that is not among them comes out in
@@ -43,7 +45,7 @@ template <class T> bool isFieldType(FieldType type) {
 
 /// An attribute of points, with its place in their records. `name` is unique among the attributes of a
 /// source.
-struct PointField {
+struct TILEWRIGHT_API PointField {
     /// How the value lies in the record.
     enum class Storage { Bits, Int8, UInt16, Int16, UInt32, Int32, UInt64, Int64, Float, Double };
 

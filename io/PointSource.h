@@ -14,12 +14,13 @@
 #include <variant>
 
 #include <io/RecordFormat.h>
+#include <tilewright/export.h>
 
 namespace Tilewright::Io {
 
 /// The least and greatest coordinate on each axis, in the units of the coordinate system. Empty, with low
 /// above high, until something was added.
-struct PointBounds {
+struct TILEWRIGHT_API PointBounds {
     static constexpr double infinity = std::numeric_limits<double>::infinity();
 
     std::array<double, 3> low = {infinity, infinity, infinity};
@@ -39,7 +40,7 @@ struct FieldColumn {
     FieldValues values;
 };
 
-class PointSource {
+class TILEWRIGHT_API PointSource {
 public:
     /// Takes records that lie one behind the other; they are there for the length of the call only.
     using RecordVisitor = std::function<void(const std::byte* records, std::size_t count)>;

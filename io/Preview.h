@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <string>
 
+#include <tilewright/export.h>
+
 namespace Tilewright::Io {
 
 struct PreviewOptions {
@@ -24,7 +26,7 @@ struct PreviewOptions {
 ///
 /// The picture appears by one rename, complete, or not at all. Throws InputError if the raster can't be read,
 /// and OutputError if the picture can't be written. May be called on several threads at once.
-void makePreview(const std::filesystem::path& raster, const PreviewOptions& options,
-                 const std::filesystem::path& png);
+TILEWRIGHT_API void makePreview(const std::filesystem::path& raster, const PreviewOptions& options,
+                                const std::filesystem::path& png);
 
 } // namespace Tilewright::Io

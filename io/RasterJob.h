@@ -15,6 +15,7 @@
 
 #include <io/RasterWriter.h>
 #include <io/UnitGrid.h>
+#include <tilewright/export.h>
 
 namespace Tilewright::Io {
 
@@ -73,8 +74,8 @@ struct JobResult {
 
 /// Fills the files, of which `descriptions` has one each, in the same order. Throws Interruption when
 /// `report` answers false; it is told of points.
-JobResult runJob(const RasterJob& job, const BlockLattice& lattice, const UnitReader& reader,
-                 const std::vector<RasterDescription>& descriptions, std::vector<RasterWriter>& writers,
-                 const StepReport& report);
+TILEWRIGHT_API JobResult runJob(const RasterJob& job, const BlockLattice& lattice, const UnitReader& reader,
+                                const std::vector<RasterDescription>& descriptions,
+                                std::vector<RasterWriter>& writers, const StepReport& report);
 
 } // namespace Tilewright::Io

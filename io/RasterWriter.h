@@ -32,6 +32,8 @@
 #include <variant>
 #include <vector>
 
+#include <tilewright/export.h>
+
 namespace Tilewright::Io {
 
 /// Where a raster lies. Edges are the outer edges of the outermost pixels, not pixel centres.
@@ -113,7 +115,7 @@ struct BandStatistics {
     double deviation = 0; ///< of the pixels as they are, not of a larger set from which they are drawn
 };
 
-class RasterWriter {
+class TILEWRIGHT_API RasterWriter {
 public:
     /// Creates the hidden file. Throws UsageError for a driver or a creation option that GDAL does not know,
     /// and OutputError if the folder cannot be written, if an axis has no pixel or more than 2^31-1, if the
@@ -159,6 +161,6 @@ private:
 };
 
 /// Finishes files that belong together: nothing is published before all are closed without an error.
-void finishAll(std::span<RasterWriter> writers);
+TILEWRIGHT_API void finishAll(std::span<RasterWriter> writers);
 
 } // namespace Tilewright::Io

@@ -12,10 +12,11 @@
 #include <vector>
 
 #include <io/PointField.h>
+#include <tilewright/export.h>
 
 namespace Tilewright::Io {
 
-struct RecordFormat {
+struct TILEWRIGHT_API RecordFormat {
     /// A position stands at the start of its record: three 32-bit integers, each to be multiplied by a scale
     /// and added to an offset, or three doubles as they are. Numbers are little-endian and unaligned.
     enum class Position { ScaledIntegers, Doubles };
@@ -32,7 +33,8 @@ struct RecordFormat {
 
 /// Decodes the positions of `count` records that lie one behind the other: x, y, z of each to `xyz`. A scaled
 /// coordinate is the stored integer * scale + offset in double precision, with both roundings.
-void decodePositions(const RecordFormat& format, const std::byte* records, std::size_t count, double* xyz);
+TILEWRIGHT_API void decodePositions(const RecordFormat& format, const std::byte* records, std::size_t count,
+                                    double* xyz);
 
 /// A rectangle of coordinates, its borders included.
 struct CoordinateBox {
@@ -42,22 +44,23 @@ struct CoordinateBox {
 
 /// Finds the records whose x and y lie in `box`, and perhaps a few close to it: their ordinals, ascending, go
 /// to `ordinals`, which has room for `count`. Gives their number. Far quicker than to decode all positions.
-std::size_t findInBox(const RecordFormat& format, const std::byte* records, std::size_t count,
-                      const CoordinateBox& box, std::uint32_t* ordinals);
+TILEWRIGHT_API std::size_t findInBox(const RecordFormat& format, const std::byte* records, std::size_t count,
+                                     const CoordinateBox& box, std::uint32_t* ordinals);
 
 /// Decodes the positions of the records with the given ordinals.
-void decodePositionsAt(const RecordFormat& format, const std::byte* records,
-                       std::span<const std::uint32_t> ordinals, double* xyz);
+TILEWRIGHT_API void decodePositionsAt(const RecordFormat& format, const std::byte* records,
+                                      std::span<const std::uint32_t> ordinals, double* xyz);
 
 /// Decodes an attribute of the first `out.size()` records. T is the type of the field, or any other one of
 /// the seven that its values are to be converted to.
 template <class T>
-void decodeField(const RecordFormat& format, const PointField& field, const std::byte* records,
-                 std::span<T> out);
+TILEWRIGHT_API void decodeField(const RecordFormat& format, const PointField& field, const std::byte* records,
+                                std::span<T> out);
 
 /// Decodes an attribute of the records with the given ordinals, as many as `out` has room for.
 template <class T>
-void decodeFieldAt(const RecordFormat& format, const PointField& field, const std::byte* records,
-                   std::span<const std::uint32_t> ordinals, std::span<T> out);
+TILEWRIGHT_API void decodeFieldAt(const RecordFormat& format, const PointField& field,
+                                  const std::byte* records, std::span<const std::uint32_t> ordinals,
+                                  std::span<T> out);
 
 } // namespace Tilewright::Io

@@ -11,10 +11,11 @@
 
 #include <io/PointSource.h>
 #include <io/ScratchSpace.h>
+#include <tilewright/export.h>
 
 namespace Tilewright::Io {
 
-class RecordStore : public PointSource {
+class TILEWRIGHT_API RecordStore : public PointSource {
 public:
     /// `format` holds positions as doubles; recordLength and the positions of the fields are filled in here,
     /// from their sizes.
@@ -54,6 +55,6 @@ private:
 };
 
 /// A plain attribute of a store, to be appended to its format.
-PointField storedField(std::string name, FieldType type);
+TILEWRIGHT_API PointField storedField(std::string name, FieldType type);
 
 } // namespace Tilewright::Io

@@ -10,9 +10,11 @@
 #include <filesystem>
 #include <span>
 
+#include <tilewright/export.h>
+
 namespace Tilewright::Io {
 
-class ScratchFile {
+class TILEWRIGHT_API ScratchFile {
 public:
     /// Throws OutputError if the folder takes no file.
     explicit ScratchFile(const std::filesystem::path& folder);

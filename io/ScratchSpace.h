@@ -15,6 +15,7 @@
 #include <vector>
 
 #include <io/ScratchFile.h>
+#include <tilewright/export.h>
 
 namespace Tilewright::Io {
 
@@ -24,7 +25,7 @@ struct ScratchStretch {
     std::uint64_t offset;
 };
 
-class ScratchSpace {
+class TILEWRIGHT_API ScratchSpace {
 public:
     /// The scratch file is made when memory is not enough, in this folder.
     explicit ScratchSpace(std::filesystem::path folder);

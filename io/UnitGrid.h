@@ -11,6 +11,7 @@
 #include <vector>
 
 #include <io/UnitReader.h>
+#include <tilewright/export.h>
 #include <tilewright/model/Grid.h>
 
 namespace Tilewright::Io {
@@ -48,7 +49,7 @@ struct GridPlan {
     std::vector<std::pair<std::string, std::size_t>> fields;
 };
 
-class UnitGrid {
+class TILEWRIGHT_API UnitGrid {
 public:
     /// What is referred to must outlive the grid.
     UnitGrid(const UnitReader& reader, const BlockLattice& lattice, const GridPlan& plan, const Unit& unit);

@@ -14,6 +14,7 @@
 #include <io/BlockLattice.h>
 #include <io/CloudIndex.h>
 #include <io/CloudSelection.h>
+#include <tilewright/export.h>
 
 namespace Tilewright::Io {
 
@@ -31,7 +32,7 @@ struct RecordLayout {
     std::vector<PointField> fields;
 };
 
-class UnitReader {
+class TILEWRIGHT_API UnitReader {
 public:
     using RecordVisitor =
         std::function<void(const RecordLayout& layout, const std::byte* records, std::size_t count)>;
@@ -63,17 +64,19 @@ struct ReadingPlan {
 };
 
 /// Cells along a side of the units: so few that a unit of average density has at most about a million points.
-std::uint64_t chooseSide(const BlockLattice& lattice, std::uint64_t points);
+TILEWRIGHT_API std::uint64_t chooseSide(const BlockLattice& lattice, std::uint64_t points);
 
 /// How often each record would be read if units read the stretches of the files, on average; where that is
 /// far above 1 the points are better sorted first.
-double readingEffort(const CloudIndex& index, const BlockLattice& lattice, std::uint64_t side);
+TILEWRIGHT_API double readingEffort(const CloudIndex& index, const BlockLattice& lattice, std::uint64_t side);
 
-std::unique_ptr<UnitReader> makeStretchReader(const CloudIndex& index, const BlockLattice& lattice,
-                                              const PointNeeds& needs, std::uint64_t side,
-                                              const ReadingPlan& plan);
-std::unique_ptr<UnitReader> makeSortedReader(const CloudIndex& index, const BlockLattice& lattice,
-                                             const PointNeeds& needs, std::uint64_t side,
-                                             const ReadingPlan& plan);
+TILEWRIGHT_API std::unique_ptr<UnitReader> makeStretchReader(const CloudIndex& index,
+                                                             const BlockLattice& lattice,
+                                                             const PointNeeds& needs, std::uint64_t side,
+                                                             const ReadingPlan& plan);
+TILEWRIGHT_API std::unique_ptr<UnitReader> makeSortedReader(const CloudIndex& index,
+                                                            const BlockLattice& lattice,
+                                                            const PointNeeds& needs, std::uint64_t side,
+                                                            const ReadingPlan& plan);
 
 } // namespace Tilewright::Io

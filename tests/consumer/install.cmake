@@ -21,13 +21,16 @@ foreach(file IN LISTS package_files)
 endforeach()
 
 if(SHARED)
-  execute_process(COMMAND ${NM} --dynamic --defined-only --demangle ${LIBRARY}
-    OUTPUT_VARIABLE symbols COMMAND_ERROR_IS_FATAL ANY)
-  string(REGEX MATCHALL "[^\n]*(\\(anonymous namespace\\)|MyCell|Tilewright::[A-Za-z]*Operator)[^\n]*" private "${symbols}")
-  if(private)
-    list(JOIN private "\n" private)
-    message(SEND_ERROR "The library exports private code:\n${private}")
-  endif()
+  set(private_names "\\(anonymous namespace\\)|MyCell|Tilewright::[A-Za-z]*Operator|Io::(PlyReader|TextReader|HiddenFolder)")
+  foreach(library IN LISTS LIBRARIES)
+    execute_process(COMMAND ${NM} --dynamic --defined-only --demangle ${library}
+      OUTPUT_VARIABLE symbols COMMAND_ERROR_IS_FATAL ANY)
+    string(REGEX MATCHALL "[^\n]*(${private_names})[^\n]*" private "${symbols}")
+    if(private)
+      list(JOIN private "\n" private)
+      message(SEND_ERROR "${library} exports private code:\n${private}")
+    endif()
+  endforeach()
 endif()
 
 if(PROGRAM)
