@@ -36,6 +36,14 @@ TEST_F(CoordinateSystemTest, UnitsOfCoordinatesAndHeightsAreToldApart) {
     EXPECT_EQ("", verticalUnitOf(""));
 }
 
+TEST_F(CoordinateSystemTest, LineEndsInTheNamesOfAFileDoNotBreakTheLineOfAMessage) {
+    const std::string system = coordinateSystemFromWkt("LOCAL_CS[\"old\r\nsite\",UNIT[\"me\nter\",1]]");
+    for (const std::string& text : {system, systemName(system), linearUnitOf(system)}) {
+        EXPECT_FALSE(text.empty());
+        EXPECT_EQ(std::string::npos, text.find_first_of("\r\n")) << text;
+    }
+}
+
 TEST_F(CoordinateSystemTest, WhatIsNotUnderstoodIsToldInOneLine) {
     for (const std::string text : {"", "EPSG:999999", "nosuchfile.prj", "PROJCS[\"half\na", "EPSG:5783",
                                    "https://epsg.io/25832.wkt", "/dev/null"})
