@@ -90,11 +90,9 @@ public:
         drawLattice();
         drawCall();
         C.fields.push_back({"Positions"});
-        const std::size_t others = D.below(6);
-        for (std::size_t f = 0; f < others; ++f)
-            C.fields.push_back({D.oneIn(12) ? D.among({"Height", "CellType", "Density", "Alpha"})
-                                            : std::string(1, static_cast<char>('a' + f)),
-                                !D.oneIn(60)});
+        for (const char* name : {"a", "b", "c", "Height", "CellType", "Density", "Alpha"})
+            if (name[1] == 0 ? D.oneIn(2) : D.oneIn(20))
+                C.fields.push_back({name, !D.oneIn(60)});
         C.call.requests.clear();
         for (const CloudField& field : C.fields)
             if (!D.oneIn(8))
