@@ -49,6 +49,10 @@ struct Draw {
 
 /// Numbers around all thresholds of the rules: ties, widths of types, the million, what a float drops.
 template <class E> E drawNumber(Draw& draw, bool isClass, bool withOddities) {
+    if constexpr (std::is_floating_point_v<E>)
+        if (isClass && draw.oneIn(4))
+            return static_cast<E>(static_cast<double>(draw.below(14)) +
+                                  draw.among({5e-10, -5e-10, 2e-9, -2e-9, 0.5}));
     if (isClass)
         return static_cast<E>(draw.below(14));
     if constexpr (std::is_integral_v<E>) {
@@ -116,8 +120,8 @@ private:
         for (std::size_t a = 0; a < 3; ++a) {
             Low[a] = D.among({0.0, 0.0, -7.5, 100.1, a == 0 ? 5e5 : 5.4e6});
             Extent[a] = D.among({0.0, 1.0, 2.0, 4.0, 8.0, 10.0, D.within(0, 20)});
-            Wanted[a] =
-                D.among({0.0, 0.25, 0.5, 1.0, 1.0, 3.0, 30.0, D.within(0.1, 4), D.oneIn(9) ? -30.0 : 2.0});
+            Wanted[a] = D.among({0.0, 0.25, 0.5, 1.0, 1.0, 3.0, 30.0, D.within(0.1, 4),
+                                 D.oneIn(9) ? D.among({-1e4, 1e18}) : 2.0});
             if (a == 2 && !D.oneIn(3))
                 Wanted[a] = 0;
             // No more cells than can be looked at one by one.
@@ -296,22 +300,13 @@ inline CloudBuilder Case::build() const {
 }
 
 inline std::string Case::describe() const {
+    const auto inBraces = [](const auto& v) { return std::to_string(v, "(", ") ", ", "); };
     std::ostringstream text;
-    text.precision(17);
-    const auto triple = [&](const auto& v) { text << "(" << v[0] << ", " << v[1] << ", " << v[2] << ") "; };
-    text << "TILEWRIGHT_SEED=" << seed << " TILEWRIGHT_CASES=1\nfragments ";
-    triple(lattice);
-    if (box) {
-        text << "box ";
-        triple((*box)[0]);
-        triple((*box)[1]);
-    }
-    text << "cell size ";
-    triple(call.cellSize);
-    text << "overlap ";
-    triple(call.overlap);
-    text << "shift ";
-    triple(call.shift);
+    text << "TILEWRIGHT_SEED=" << seed << " TILEWRIGHT_CASES=1\nfragments " << std::to_string(lattice);
+    if (box)
+        text << " box " << inBraces((*box)[0]) << "to " << inBraces((*box)[1]);
+    text << " cell size " << inBraces(call.cellSize) << "shift " << inBraces(call.shift) << "overlap "
+         << std::to_string(call.overlap);
     text << "\nalpha " << call.withAlpha << " height only " << call.heightOnly << " sparse "
          << call.sparseLimit << " selection '" << call.selection << "'\nrequests";
     for (const std::string& request : call.requests)

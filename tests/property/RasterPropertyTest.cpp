@@ -38,14 +38,24 @@ std::optional<Cells> readCells(Quill::ArrayPtr array) {
     return cells;
 }
 
+Outcome observe(const RasterCall& call, const Quill::Grid& in, Quill::Grid& out) {
+    try {
+        const RasterCall::Outcome observed = call.observed(in, out);
+        return {observed.result, observed.printed, observed.warned};
+    } catch (const std::exception& failure) {
+        testing::internal::GetCapturedStderr();
+        return {std::string("threw ") + failure.what(), testing::internal::GetCapturedStdout()};
+    }
+}
+
 Outcome run(const Case& c) {
     const CloudBuilder in = c.build();
     const Larder::Ref<Quill::Grid> out;
     const Larder::Ref<TestSupport::ProgressLog> log(c.refuseAt.value_or(~std::size_t{0}));
     RasterCall call = c.call;
     call.progress = log;
-    const RasterCall::Outcome observed = call.observed(in.grid(), *out);
-    Outcome outcome{observed.result, observed.printed, observed.warned, log->calls};
+    Outcome outcome = observe(call, in.grid(), *out);
+    outcome.progress = log->calls;
     outcome.places.resize(c.lattice.product());
     for (const std::string& name : TestSupport::fieldNames(*out)) {
         auto& fragments = outcome.field(name);
@@ -103,7 +113,8 @@ TEST(RandomCalls, GiveWhatThePlainRulesGive) {
     const std::uint64_t count = numberFrom("TILEWRIGHT_CASES", 400);
     for (std::uint64_t seed = first; seed < first + count && !HasFailure(); ++seed) {
         const Case c = CaseMaker(seed).make();
-        compare(Teller(c).tell(), run(c));
+        const Outcome wanted = Teller(c).tell();
+        compare(wanted, run(c));
         if (HasFailure())
             std::cerr << c.describe() << '\n';
     }
