@@ -24,6 +24,9 @@ template <class... T> using DataOf = std::variant<std::vector<T>...>;
 /// The values of one fragment of a field. The last two kinds are none that can be reduced.
 using Data = DataOf<float, double, unsigned char, unsigned short, unsigned int, unsigned long long, int,
                     point, vector, Orrery::Color8, Orrery::Color16, Quill::Triple, InSheet>;
+inline std::size_t countOf(const Data& data) {
+    return std::visit([](const auto& values) { return values.size(); }, data);
+}
 constexpr std::size_t plainKinds = 7, pointKind = 7, allKinds = std::variant_size_v<Data>;
 
 struct CloudField {
@@ -51,8 +54,7 @@ struct Draw {
 template <class E> E drawNumber(Draw& draw, bool isClass, bool withOddities) {
     if constexpr (std::is_floating_point_v<E>)
         if (isClass && draw.oneIn(4))
-            return static_cast<E>(static_cast<double>(draw.below(14)) +
-                                  draw.among({5e-10, -5e-10, 2e-9, -2e-9, 0.5}));
+            return static_cast<E>(3.0 + draw.among({5e-10, -5e-10, 2e-9, -2e-9, 0.5}));
     if (isClass)
         return static_cast<E>(draw.below(14));
     if constexpr (std::is_integral_v<E>) {
@@ -175,7 +177,7 @@ private:
             return D.among({edge, std::nextafter(edge, 1e9), std::nextafter(edge, -1e9)});
         }
         default: // In few places.
-            return low + width * (0.3 + 0.5 * static_cast<double>(D.below(3)) + 0.01 * D.within(0, 1));
+            return low + width * D.among({0.3, 0.301, 0.8, 1.3, 1.304});
         }
     }
 
@@ -225,28 +227,30 @@ private:
             auto& data = field.fragments.emplace_back();
             if (D.oneIn(10))
                 continue;
-            const std::size_t count =
-                positions ? std::visit([](const auto& p) { return p.size(); }, *positions) : drawCount();
-            data = drawData(kind, count + (D.oneIn(20) ? 3 : 0), isClass, withOddities);
+            data = emptyData(kind, std::make_index_sequence<allKinds>());
+            std::size_t count = positions ? countOf(*positions) : drawCount();
+            if (D.oneIn(20))
+                count += 3; // More values than points do no harm.
+            std::visit(
+                [&](auto& values) {
+                    values.resize(count);
+                    fill(values, isClass, withOddities);
+                },
+                *data);
         }
     }
 
-    template <std::size_t K = 0>
-    Data drawData(std::size_t kind, std::size_t count, bool isClass, bool withOddities) {
-        if constexpr (K + 1 == allKinds) {
-            return std::vector<InSheet>(count);
-        } else if (kind != K) {
-            return drawData<K + 1>(kind, count, isClass, withOddities);
-        } else {
-            std::variant_alternative_t<K, Data> values(count);
-            for (auto& v : values)
-                if constexpr (requires { v[0]; })
-                    for (std::size_t c = 0; c < 3; ++c)
-                        v[c] = drawNumber<std::remove_cvref_t<decltype(v[c])>>(D, isClass, withOddities);
-                else
-                    v = drawNumber<std::remove_cvref_t<decltype(v)>>(D, isClass, withOddities);
-            return values;
-        }
+    template <std::size_t... K> static Data emptyData(std::size_t kind, std::index_sequence<K...>) {
+        return std::array<Data, allKinds>{Data(std::in_place_index<K>)...}[kind];
+    }
+
+    template <class T> void fill(std::vector<T>& values, bool isClass, bool withOddities) {
+        for (T& v : values)
+            if constexpr (std::is_arithmetic_v<T>)
+                v = drawNumber<T>(D, isClass, withOddities);
+            else if constexpr (!std::is_same_v<T, InSheet>)
+                for (std::size_t c = 0; c < 3; ++c)
+                    v[c] = drawNumber<typename T::element_type>(D, isClass, withOddities);
     }
 
     void drawSelection() {
@@ -254,9 +258,9 @@ private:
         const std::size_t items = D.below(5);
         for (std::size_t n = 0; n < items; ++n) {
             text += n == 0 ? "" : D.among({",", ";", ",,", ", "});
-            text += std::to_string(D.below(14)) + (D.oneIn(9) ? ".5" : "");
+            text += std::to_string(D.below(14));
             if (D.oneIn(2))
-                text += D.among({":", " : "}) + std::to_string(D.oneIn(9) ? 300 : D.below(14));
+                text += D.among({":0", ":3", ".5 : 7", ": 13", ":300"});
         }
         if (D.oneIn(15))
             text += D.among({",1-2", ",1:2:3", ", ", ";abc", ",2:", ",--1"});
@@ -315,8 +319,7 @@ inline std::string Case::describe() const {
         text << "\n" << field.name << (field.isRegular ? ":" : ": not regular");
         for (const auto& data : field.fragments)
             if (data)
-                text << " kind " << data->index() << " x "
-                     << std::visit([](const auto& values) { return values.size(); }, *data);
+                text << " kind " << data->index() << " x " << countOf(*data);
             else
                 text << " none";
     }
