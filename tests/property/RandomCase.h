@@ -53,8 +53,9 @@ struct Draw {
 /// Numbers around all thresholds of the rules: ties, widths of types, the million, what a float drops.
 template <class E> E drawNumber(Draw& draw, bool isClass, bool withOddities) {
     if constexpr (std::is_floating_point_v<E>)
-        if (isClass && draw.oneIn(4))
-            return static_cast<E>(3.0 + draw.among({5e-10, -5e-10, 2e-9, -2e-9, 0.5}));
+        if (isClass && draw.oneIn(3)) // At the edges of the tolerance, or zeros of either sign.
+            return static_cast<E>(withOddities ? draw.among({-0.0, 0.0, -1.0})
+                                               : 3.0 + draw.among({5e-10, -5e-10, 2e-9, -2e-9, 0.5}));
     if (isClass)
         return static_cast<E>(draw.below(14));
     if constexpr (std::is_integral_v<E>) {
@@ -209,16 +210,14 @@ private:
         }
     }
 
-    /// Infinities stay off an axis whose lattice would begin at one and have a node there.
     void spoil(point& p) {
-        const std::size_t a = D.below(3);
         const double infinity = std::numeric_limits<double>::infinity();
-        p[a] = HasBox || Wanted[a] != 0 ? D.among({std::nan(""), infinity, -infinity}) : std::nan("");
+        p[D.below(3)] = D.among({std::nan(""), infinity, -infinity});
     }
 
     void drawField(CloudField& field) {
         const std::size_t kind = D.oneIn(2) ? D.below(plainKinds) : D.below(allKinds);
-        const bool isClass = kind < plainKinds && D.oneIn(3);
+        const bool isClass = D.oneIn(3);
         // Of zeros with different signs a median may be either.
         bool withOddities = D.oneIn(2);
         for (const std::string& request : C.call.requests)
@@ -262,7 +261,7 @@ private:
             if (D.oneIn(2))
                 text += D.among({":0", ":3", ".5 : 7", ": 13", ":300"});
         }
-        if (D.oneIn(15))
+        if (D.oneIn(6))
             text += D.among({",1-2", ",1:2:3", ", ", ";abc", ",2:", ",--1"});
         text +=
             "@" + (D.oneIn(15) ? D.among({"", "missing", "a@b"}) : C.fields[D.below(C.fields.size())].name);

@@ -213,7 +213,7 @@ inline std::vector<bool> selected(const Data& data, const std::string& text, std
 
 template <class E> E truncated(double v) {
     if constexpr (std::is_integral_v<E>)
-        return v >= 0x1p64 ? std::numeric_limits<E>::max() : static_cast<E>(v);
+        return v != v ? E(0) : v >= 0x1p64 ? std::numeric_limits<E>::max() : static_cast<E>(v);
     else
         return static_cast<E>(v);
 }
