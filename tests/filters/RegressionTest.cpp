@@ -88,6 +88,9 @@ TEST(Regression, ReadsThePlaneAtTheCellBoundedByItsPoints) {
     const std::vector<Color8> blue{{0, 0, 0}, {10, 0, 5}, {0, 10, 0}, {10, 10, 5}};
     EXPECT_EQ((along<RegressionOperator, 1>(blue, {5.5, 0, 0})), 2) << "truncated";
     EXPECT_EQ(all<RegressionOperator>(blue, {5.5, 0, 0}), Color8()) << "whole records have no height";
+    const point farAway(std::numeric_limits<double>::infinity(), 0, 0);
+    const std::vector<Color8> level{{0, 0, 5}, {10, 0, 5}, {0, 10, 5}};
+    EXPECT_EQ((along<RegressionOperator, 1>(level, farAway)), 0) << "no number, and no integer stands for it";
 }
 
 TEST(Regression, ThinsOnceAndThenTakesTheMedianOfAllDistinctHeights) {

@@ -208,6 +208,7 @@ TEST_F(CompanionFields, LeaveOutCellsOfTypeOneOnlyAndAddInStorageOrder) {
 
 TEST_F(CompanionFields, GoOnWithoutDataAndEndAtAFieldThatIsNotRegularlyFragmented) {
     put("CellType", cells<unsigned char>([] { return 0; }), {0, 1, 0});
+    put("Positions", cells<point>([] { return point(); }), {0, 1, 0});
     put("Missing", cells<float>([] { return 1; }), {0, 0, 0});
     put("Triple", cells<Quill::Triple>([] { return Quill::Triple(); }), {0, 1, 0});
     put("Shorts", cells<unsigned short>([] { return 40000; }), {0, 1, 0});
@@ -216,6 +217,7 @@ TEST_F(CompanionFields, GoOnWithoutDataAndEndAtAFieldThatIsNotRegularlyFragmente
     EXPECT_EQ(make(), "CellCAB is nullbroken regular field missing cellset");
 
     EXPECT_FALSE(onVertices->findField("Missing") || onVertices->findField("Behind"));
+    EXPECT_FALSE(onVertices->findField("Positions")) << "vertices have places of their own";
     EXPECT_TRUE(onVertices->findField("Triple"));
     EXPECT_FALSE(arrayIn<Quill::Triple>(*onVertices, "Triple", {0, 1, 0}));
     EXPECT_FALSE(arrayIn<unsigned short>(*onVertices, "Shorts", {0, 0, 0}));

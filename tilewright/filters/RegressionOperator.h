@@ -115,8 +115,9 @@ public:
             for (std::size_t k = 0; k < cellPoints.size(); ++k)
                 Reader.Points[k] = FilterT::toPoint(values[cellPoints[k]]);
             const double height = Reader.heightAt(cellPosition);
+            // A plane has no height at a node that lies infinitely far away.
             if constexpr (std::integral<output_type>)
-                return truncated<output_type>(height);
+                return std::isnan(height) ? output_type() : truncated<output_type>(height);
             else
                 return static_cast<output_type>(height);
         }

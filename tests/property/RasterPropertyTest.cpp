@@ -1,0 +1,119 @@
+// Random calls of raster, compared bit for bit with the plain statement of its rules.
+//
+// To look further than the default run does: TILEWRIGHT_CASES=100000 TILEWRIGHT_SEED=7. A failure names the
+// seed of its case, with which it runs alone.
+#include "tests/property/Rules.h"
+
+#include <cstdlib>
+#include <iostream>
+
+namespace Property {
+namespace {
+
+std::uint64_t numberFrom(const char* variable, std::uint64_t otherwise) {
+    const char* const text = std::getenv(variable);
+    return text ? std::strtoull(text, nullptr, 10) : otherwise;
+}
+
+/// The cells of a fragment as they stand in the output; the nodes of its positions.
+std::optional<Cells> readCells(Quill::ArrayPtr array) {
+    if (!array)
+        return {};
+    if (const Larder::StrongPtr<Quill::UniformCartesianArray, Larder::Cacheable> nodes = array)
+        array = nodes->makeMemArray({});
+    std::optional<Cells> cells;
+    Quill::probeTypes(Quill::ValueTypes(), [&]<class T>(std::type_identity<T>) {
+        const auto values = TestSupport::elementsOf<T, 3>(array);
+        if (!values)
+            return false;
+        cells = Cells{typeid(T)};
+        for (const T& v : *values)
+            if constexpr (isRecord<T>)
+                for (std::size_t c = 0; c < 3; ++c)
+                    cells->bits.push_back(bitsOf(v[c]));
+            else
+                cells->bits.push_back(bitsOf(v));
+        return true;
+    });
+    return cells;
+}
+
+Outcome observe(const RasterCall& call, const Quill::Grid& in, Quill::Grid& out) {
+    try {
+        const RasterCall::Outcome observed = call.observed(in, out);
+        return {observed.result, observed.printed, observed.warned};
+    } catch (const std::exception& failure) {
+        testing::internal::GetCapturedStderr();
+        return {std::string("threw ") + failure.what(), testing::internal::GetCapturedStdout()};
+    }
+}
+
+Outcome run(const Case& c) {
+    const CloudBuilder in = c.build();
+    const Larder::Ref<Quill::Grid> out;
+    const Larder::Ref<TestSupport::ProgressLog> log(c.refuseAt.value_or(~std::size_t{0}));
+    RasterCall call = c.call;
+    call.progress = log;
+    Outcome outcome = observe(call, in.grid(), *out);
+    outcome.progress = log->calls;
+    outcome.places.resize(c.lattice.product());
+    for (const std::string& name : TestSupport::fieldNames(*out)) {
+        auto& fragments = outcome.field(name);
+        for (std::size_t f = 0; f < fragments.size(); ++f)
+            fragments[f] = readCells(TestSupport::dataOf(*out, name, c.indexOf(f)));
+    }
+    if (const Quill::RegularFieldPtr positions = TestSupport::fieldOf(*out, "Positions"))
+        for (std::size_t f = 0; f < outcome.places.size(); ++f) {
+            Quill::FragmentID& fragment = *positions->getFragmentID(c.indexOf(f));
+            outcome.places[f] = {Quill::FragmentLocation<3, Quill::GlobalOffset>::make(fragment),
+                                 Quill::FragmentLocation<3, Quill::LowOverlap>::make(fragment),
+                                 Quill::FragmentLocation<3, Quill::HighOverlap>::make(fragment)};
+        }
+    return outcome;
+}
+
+/// Says of two different results of a fragment where the difference begins.
+std::string firstDifference(const std::optional<Cells>& wanted, const std::optional<Cells>& found) {
+    if (!wanted || !found)
+        return found ? "has data" : "has no data";
+    if (wanted->type != found->type || wanted->bits.size() != found->bits.size())
+        return std::to_string(found->bits.size()) + " numbers of type " + found->type.name();
+    const auto [want, have] = std::ranges::mismatch(wanted->bits, found->bits);
+    std::ostringstream text;
+    text.precision(17);
+    text << "number " << want - wanted->bits.begin() << " is " << *have << " ("
+         << std::bit_cast<double>(*have) << "), not " << *want << " (" << std::bit_cast<double>(*want) << ")";
+    return text.str();
+}
+
+void compare(const Outcome& wanted, const Outcome& found) {
+    EXPECT_EQ(found.result, wanted.result);
+    EXPECT_EQ(found.printed, wanted.printed);
+    EXPECT_EQ(found.warned, wanted.warned);
+    EXPECT_EQ(found.progress, wanted.progress);
+    EXPECT_TRUE(found.places == wanted.places);
+    ASSERT_EQ(found.fields.size(), wanted.fields.size());
+    for (std::size_t n = 0; n < wanted.fields.size(); ++n) {
+        const auto& [name, cells] = wanted.fields[n];
+        ASSERT_EQ(found.fields[n].first, name);
+        for (std::size_t f = 0; f < cells.size(); ++f)
+            if (cells[f] != found.fields[n].second[f])
+                ADD_FAILURE() << name << " in fragment " << f << ": "
+                              << firstDifference(cells[f], found.fields[n].second[f]);
+    }
+}
+
+TEST(RandomCalls, GiveWhatThePlainRulesGive) {
+    const std::uint64_t first = numberFrom("TILEWRIGHT_SEED", 1);
+    const std::uint64_t count = numberFrom("TILEWRIGHT_CASES", 600);
+    for (std::uint64_t seed = first; seed < first + count && !HasFailure(); ++seed) {
+        const Case c = CaseMaker(seed).make();
+        const Outcome wanted = Teller(c).tell();
+        compare(wanted, run(c));
+        if (HasFailure())
+            std::cerr << c.describe() << '\n';
+    }
+}
+
+} // namespace
+} // namespace Property
