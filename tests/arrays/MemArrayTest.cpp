@@ -32,6 +32,13 @@ TEST(MemArray, ShowsItsShapeAndStorageOnEveryFace) {
     EXPECT_TRUE(array->first() == 0 && array->last() == 23);
 }
 
+TEST(MemArray, CountsItsConstructions) {
+    const long long before = MemBase::RegisteredTypes;
+    const Typed<2, int> array = counting<2, int>({2, 2});
+    array->getSlice(0, {});
+    EXPECT_EQ(MemBase::RegisteredTypes, before + 2);
+}
+
 TEST(MemArray, HasNoElementsAroundAChunkOfAnotherType) {
     const Ref<Chunk<double>> doubles(6u, false);
     const Ref<MemArray<2, float>> array(ChunkPtr(doubles), MultiIndex<2>(2, 3));

@@ -41,5 +41,15 @@ TEST(CountedMap, GivesItsFirstKeyOrForWholeRecordsItsLastWhateverTheCounts) {
     EXPECT_EQ(all<MaxOccurrenceOperator>(Doubles{}), 0.0);
 }
 
+TEST(CellLists, RefuseMoreCellsThanAVectorHoldsAlsoWhereTheirProductWraps) {
+    const auto nowhere = [](std::uint32_t, unsigned long long outside) { return outside; };
+    const unsigned long long wide = 1ULL << 32;
+    CellLists cells;
+    for (const Quill::MultiIndex<3>& size : {Quill::MultiIndex<3>(wide, wide, 1), {wide, wide, wide}})
+        EXPECT_THROW(cells.assign(size, 0, nowhere), std::length_error);
+    cells.assign({wide, 0, 5}, 0, nowhere);
+    EXPECT_TRUE(cells.counts().empty());
+}
+
 } // namespace
 } // namespace Tilewright

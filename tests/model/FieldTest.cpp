@@ -19,6 +19,8 @@ TEST(RegularField, FragmentsAreNumberedAndNamedFirstIndexFastest) {
     for (const Index& beyond : {Index(3, 0, 0), Index(0, 2, 0), Index(0, 0, 2)})
         EXPECT_FALSE(field.getFragmentID(beyond));
     EXPECT_FALSE((Larder::Ref<RegularField>(Index(3, 0, 2), "none")->getFragmentID({0, 0, 0})));
+    made->Collection = {};
+    EXPECT_FALSE(made->getFragmentID({0, 0, 0}));
 }
 
 TEST(RegularField, CopiesShareTheFragmentsAndWhatIsAttachedToThemButNoData) {
@@ -136,6 +138,19 @@ TEST(Range, FollowsTheDataOfItsOwnFieldOnASharedFragment) {
     EXPECT_EQ(rangeOf(*a, shared), (Components{{8, 8}}));
 }
 
+TEST(Range, IsThatOfTheViewAndOfTheCornersOfALattice) {
+    CloudBuilder cloud;
+    const Larder::Ref<Quill::MemArray<2, int>> rows(Quill::MultiIndex<2>(2, 3));
+    for (int e = 0; e < 6; ++e)
+        rows->data[e] = 10 * e;
+    cloud.array("row", rows->getSlice(1, {}));
+    cloud.array("lattice",
+                Larder::Ref<Quill::UniformCartesianArray>(Index(2, 3, 4), point(1, 5, 9), vector(1, 2, -3)));
+    const Quill::FragmentIDPtr shared = cloud.positions()->getFragmentID({});
+    EXPECT_EQ(rangeOf(*cloud.regularField("row"), shared), (Components{{20, 30}}));
+    EXPECT_EQ(rangeOf(*cloud.regularField("lattice"), shared), (Components{{1, 2}, {5, 9}, {0, 9}}));
+}
+
 TEST(Box, IsWorkedOutOverAllFragmentsPassingOverNaN) {
     CloudBuilder cloud({3, 1, 1});
     const double nan = std::nan("");
@@ -162,6 +177,8 @@ TEST(Box, ThatAFieldCarriesIsItsAnswerWithoutLoadingAndStaysAsItIs) {
     EXPECT_EQ(grown, same) << "it grows in place";
     EXPECT_TRUE(grown->at(0) == point(-9, 1, 2) && grown->at(1) == point(3, 4, 9));
     EXPECT_EQ(Quill::getBoundingBox(*cloud.positions())->at(0), point(0, 1, 2));
+    Quill::expandBoundingBox({}, grown);
+    EXPECT_EQ(grown, same);
 }
 
 } // namespace

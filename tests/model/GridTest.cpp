@@ -49,6 +49,51 @@ TEST(Representation, VisitsItsOwnFieldsInTheOrderOfTheirNamesArrival) {
     EXPECT_EQ(fieldNames(*grid), (std::vector<std::string>{"zebra", "monkey", "ant"}));
 }
 
+/// What stands above a skeleton, and hears of what its fields' data do.
+struct Listener : Quill::Ownable<Quill::BaseSpace>::Container {
+    void takeAge(const Larder::Ageable& changed) override { age = &changed; }
+    bool processOwnership(Larder::Intercube&, const Larder::Intercube&) const override {
+        ++asked;
+        return false;
+    }
+    const Larder::Ageable* age = nullptr;
+    mutable int asked = 0;
+};
+
+TEST(Ownership, LeadsFromAnArraysCreatorUpToTheGrid) {
+    CloudBuilder cloud;
+    cloud.values<int>("a", {1});
+    const Quill::CreatorPtr creator = (*cloud.regularField("a"))[{}];
+    const Larder::Ref<Listener> listener;
+    cloud.grid()[SkeletonID(3, 0)].addOwner(*listener);
+    creator->updateOwnershipAge(*creator);
+    EXPECT_EQ(listener->age, creator.rawptr());
+    const Larder::Ref<Larder::Creature> target, source;
+    EXPECT_FALSE(cloud.regularField("a")->processOwnership(*target, *source)) << "the answer comes down";
+    EXPECT_EQ(listener->asked, 1);
+}
+
+TEST(Representation, MakesFieldsOfDataOrOfFragmentsOrAnEmptySlot) {
+    const CloudBuilder cloud({2, 1, 1});
+    Quill::Representation& fields = cloud.representation();
+    const Quill::FragmentIDCollectionPtr fragments = cloud.positions()->getFragmentIDCollection();
+    fields.makeField(fields.makeFieldID("empty"), {}, {});
+    fields.makeField(fields.makeFieldID("fragments"), fragments, {});
+    fields.makeField(fields.makeFieldID("first"), fragments, arrayOf<int>({7}));
+    fields.makeField(fields.makeFieldID("whole"), {}, arrayOf<int>({8}));
+    EXPECT_FALSE(fields.findField("empty"));
+    const Quill::FieldPtr none = fields.findField("fragments"), first = fields.findField("first"),
+                          whole = fields.findField("whole");
+    EXPECT_TRUE(none && none->getFragmentIDCollection() == fragments && none->Creators.empty());
+    EXPECT_TRUE(first->Creators.size() == 1 && first->getData(fragments->findFragmentID(0)));
+    EXPECT_FALSE(first->getData({})) << "a field with fragments has no data of its own";
+    const Quill::ArrayPtr array = whole->getData({});
+    EXPECT_TRUE(array && array->getCreator() == whole->Creators.at(0));
+    EXPECT_FALSE(whole->newFragmentationArray());
+    using Flat = Quill::RegularlyFragmentedField<2>;
+    EXPECT_FALSE(Larder::Ref<Flat>(Quill::MultiIndex<2>(2, 2), "Flat")->newFragmentationArray());
+}
+
 TEST(Representation, StoresNothingUnderNoName) {
     const Larder::Ref<Quill::Grid> grid;
     Quill::Representation& fields = grid->makeCartesianRepresentation(3, "", 0);
@@ -90,6 +135,11 @@ TEST(FragmentedGrid, RecordsTheFragmentsOnceAndShowsThemLater) {
 
     const Larder::Ref<Quill::Grid> bare;
     EXPECT_FALSE(FragmentedGrid::create(*bare, cloud.positions()).theGrid) << "it has no vertices";
+    (*bare)[SkeletonID(3, 2)];
+    EXPECT_EQ(FragmentedGrid(bare).theGrid, bare);
+    EXPECT_TRUE(FragmentedGrid(bare).FragmentSkeleton && !FragmentedGrid(bare).FragmentRepresentation);
+    bare->makeCartesianRepresentation(3, "", 0);
+    EXPECT_FALSE(FragmentedGrid(bare).FragmentRepresentation);
     EXPECT_FALSE(FragmentedGrid::create(other.grid(), {}).theGrid);
 }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <random>
+#include <span>
 
 #include <tilewright/raster/CompanionFields.h>
 
@@ -144,6 +145,19 @@ TEST(CellSkeleton, VerticesHaveTheMeansOfTheCellsAroundThemInEveryType) {
     for (unsigned cells = 0; cells <= 4; ++cells)
         EXPECT_NE(vertexCounts[cells], 0U) << cells;
     EXPECT_FALSE(onVertices->findField("CellType"));
+}
+
+TEST(CellSkeleton, FindsDataInACellOfOnePointAndStandsWhereOthersLookForIt) {
+    CloudBuilder cloud;
+    cloud.points({{0, 0, 2}, {3, 3, 6}});
+    const Larder::Ref<Quill::Grid> out;
+    ASSERT_EQ("", prepareCellSkeleton(cloud.grid(), *out));
+    ASSERT_EQ("", rasterWithCellSkeleton(cloud.grid(), *out));
+    EXPECT_EQ(out->getCartesianRepresentation("").rawptr(), &out->makeCartesianRepresentation(1, "", 0));
+    const Quill::RepresentationPtr onCells = (*out)[Quill::SkeletonID(3, 1)]((*out)[Quill::SkeletonID(1, 0)]);
+    const Cells<unsigned char> types = arrayIn<unsigned char>(*onCells, "CellType", {});
+    ASSERT_TRUE(types);
+    EXPECT_EQ(std::ranges::count(std::span(types->data, types->nElements()), 0), 2);
 }
 
 TEST(CellSkeleton, FreshGridGetsVerticesAndFragmentsButNoField) {
