@@ -8,6 +8,8 @@
 
 #include <ogr_spatialref.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <io/Errors.h>
 #include <io/RasterFormat.h>
@@ -253,6 +255,22 @@ TEST_F(RasterWriterTest, OlderOutputStaysUntilTheNewOneIsCompleteAndGoesWithWhat
     finish(writer);
     EXPECT_EQ((Names{"out.tif", "out.tif.txt"}), filesLeft());
     EXPECT_EQ(1, openRaster(file())->GetRasterXSize());
+}
+
+TEST_F(RasterWriterTest, WhatAKilledProcessLeftBehindGoesAndWhatAnotherOneWorksOnStays) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        RasterWriter abandoned(file(), rasterOf<int>(1, 1));
+        ::_exit(0); // Leaves without clearing up.
+    }
+    ::waitpid(child, nullptr, 0);
+    EXPECT_EQ(1U, filesLeft().size());
+    RasterWriter first(file(), rasterOf<int>(1, 1)), second(file(), rasterOf<int>(2, 2));
+    EXPECT_EQ(2U, filesLeft().size()) << "that of the child has gone";
+    finish(second);
+    finish(first);
+    EXPECT_EQ(Names{"out.tif"}, filesLeft());
+    EXPECT_EQ(1, openRaster(file())->GetRasterXSize()) << "the last one stands";
 }
 
 TEST_F(RasterWriterTest, FullDiskIsReportedWhereverItStrikes) {

@@ -153,7 +153,8 @@ TEST(CellSkeleton, FindsDataInACellOfOnePointAndStandsWhereOthersLookForIt) {
     const Larder::Ref<Quill::Grid> out;
     ASSERT_EQ("", prepareCellSkeleton(cloud.grid(), *out));
     ASSERT_EQ("", rasterWithCellSkeleton(cloud.grid(), *out));
-    EXPECT_EQ(out->getCartesianRepresentation("").rawptr(), &out->makeCartesianRepresentation(1, "", 0));
+    const Quill::RepresentationPtr onVertices = out->getCartesianRepresentation("");
+    EXPECT_EQ(onVertices.rawptr(), &out->makeCartesianRepresentation(1, "", 0));
     const Quill::RepresentationPtr onCells = (*out)[Quill::SkeletonID(3, 1)]((*out)[Quill::SkeletonID(1, 0)]);
     const Cells<unsigned char> types = arrayIn<unsigned char>(*onCells, "CellType", {});
     ASSERT_TRUE(types);
