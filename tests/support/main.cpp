@@ -6,11 +6,6 @@
 #include <locale>
 #include <stdexcept>
 
-#ifdef __SANITIZE_THREAD__
-// GDAL takes its own locks in either order while its drivers are loaded, on one thread alone.
-extern "C" const char* __tsan_default_suppressions() { return "deadlock:libgdal.so\n"; }
-#endif
-
 // A host program may run under the user's locale, which then reaches every number that is printed or parsed.
 // The tests run so too where LC_ALL is set for them, and a locale that is not there must not pass as tested.
 int main(int argc, char** argv) {
