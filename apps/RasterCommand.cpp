@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <filesystem>
@@ -21,18 +20,13 @@
 #include "BandPlan.h"
 #include "NoDataChoice.h"
 #include "Resources.h"
+#include "Text.h"
 
 namespace Tilewright::App {
 
 namespace {
 
 namespace fs = std::filesystem;
-
-/// The shortest text that gives the number back.
-std::string textOf(double number) {
-    std::array<char, 32> text;
-    return {text.data(), std::to_chars(text.data(), text.data() + text.size(), number).ptr};
-}
 
 std::uint64_t bytesOf(const std::vector<fs::path>& files) {
     std::uint64_t bytes = 0;
@@ -95,12 +89,12 @@ void checkCells(const Io::BlockLattice& lattice, const Io::PointCloud& cloud) {
         return;
     const std::array<double, 4> extent = extentOf(lattice);
     const std::string unit = Io::linearUnitOf(cloud.coordinateSystem());
-    throw Io::InputError("cells of " + textOf(lattice.x().cellSize()) + " x " +
-                         textOf(lattice.y().cellSize()) + " make " + std::to_string(lattice.x().cells()) +
-                         " x " + std::to_string(lattice.y().cells()) + " cells over an extent of " +
-                         textOf(extent[2] - extent[0]) + " x " + textOf(extent[3] - extent[1]) + " " +
-                         (unit.empty() ? "units" : unit + "s") + ", for only " +
-                         std::to_string(cloud.pointCount()) + " points; choose a larger --cell");
+    throw Io::InputError(
+        "cells of " + exactNumber(lattice.x().cellSize()) + " x " + exactNumber(lattice.y().cellSize()) +
+        " make " + std::to_string(lattice.x().cells()) + " x " + std::to_string(lattice.y().cells()) +
+        " cells over an extent of " + roundedNumber(extent[2] - extent[0], 6) + " x " +
+        roundedNumber(extent[3] - extent[1], 6) + (unit.empty() ? "" : " in units of one " + oneLine(unit)) +
+        ", for only " + std::to_string(cloud.pointCount()) + " points; choose a larger --cell");
 }
 
 bool isColour(const PlannedFile& file) { return file.bands.front().colour != Io::BandColour::Undefined; }
