@@ -40,6 +40,13 @@ TEST(EachValueType, IsDescribedAsOthersKnowItAndMadeByItsAllocatorInEveryRank) {
         EXPECT_EQ(type->chart_type(), facts.chart);
         for (std::size_t c = 0; c < facts.letters.size(); ++c)
             EXPECT_EQ(type->coordinate_component_name(static_cast<int>(c)), facts.letters.substr(c, 1));
+        const auto behind = [&] {
+            return type->coordinate_component_name(static_cast<int>(facts.letters.size()));
+        };
+        if (facts.letters.empty())
+            EXPECT_EQ(behind(), "");
+        else
+            EXPECT_THROW(behind(), std::logic_error);
         const auto allocator = MemBase::findAllocator(typeid(T));
         EXPECT_TRUE(allocator && !MemBase::findAllocator(typeid(bool)));
         for (const int rank : {-1, 0, 1, 2, 3, 4, 5}) {

@@ -24,6 +24,7 @@ struct Job {
     unsigned filter = filterMean;
     unsigned sparseLimit = 0;
     std::string name = "Height";
+    bool withDensity = true;
     Index fragment{};
     CloudBuilder out{};
 
@@ -34,8 +35,9 @@ struct Job {
                      [&](std::uint32_t i, unsigned long long) { return cellOfPoint[i]; });
         testing::internal::CaptureStderr();
         rasterField({input, &cells, out.regularField(name), &fragment, &direction, &filter, &name,
-                     out.regularField("CellType"), out.regularField("Alpha"), out.regularField("Density"),
-                     nullptr, &sparseLimit});
+                     out.regularField("CellType"), out.regularField("Alpha"),
+                     withDensity ? out.regularField("Density") : Quill::RegularFieldPtr(), nullptr,
+                     &sparseLimit});
         return testing::internal::GetCapturedStderr();
     }
     template <class T> std::string run(const std::vector<T>& values) { return run(onDemand(values)); }
@@ -64,6 +66,10 @@ TEST(Companions, CountThePointsOfCellsAboveTheSparseLimitIn16Bits) {
     job.sparseLimit = 0;
     job.run(twos);
     EXPECT_EQ(job.result<unsigned short>("Density"), (Shorts{65535, 0, 0, 1}));
+
+    Job without{.withDensity = false};
+    without.run<double>({2, 5, 4});
+    EXPECT_TRUE(without.result<unsigned char>("Alpha") && !without.result<unsigned short>("Density"));
 
     Job other{.name = "Intensity"};
     other.run<double>({2, 5, 4});

@@ -46,6 +46,16 @@ TEST(Selection, ComparesFloatingValuesWithATolerance) {
     EXPECT_EQ(kept<float>({5e-10F, 2e-9F, -5e-10F, -2e-9F}, "0"), (std::vector<float>{5e-10F, -5e-10F}));
 }
 
+TEST(Selection, TakesNoPointThatHasNoValue) {
+    CloudBuilder in;
+    in.box({0, 0, 0}, {2, 1, 0}).points({{0, 0, 0}, {1, 0, 0}});
+    const Quill::ChunkPtr doubles = Larder::Ref<Larder::Chunk<double>>(2U, false);
+    in.array("class", Larder::Ref<Quill::MemArray<1, int>>(doubles, Quill::MultiIndex<1>(2)));
+    const Larder::Ref<Quill::Grid> out;
+    EXPECT_EQ((RasterCall{.selection = "0@class"})(in.grid(), *out), "");
+    EXPECT_EQ(cellsOf<unsigned short>(*out, "Density"), (Shorts{0, 0}));
+}
+
 struct SelectedFragments : testing::Test {
     CloudBuilder in{{2, 1, 1}};
     Larder::Ref<Quill::Grid> out;
