@@ -36,6 +36,7 @@ TEST(EachValueType, IsDescribedAsOthersKnowItAndMadeByItsAllocatorInEveryRank) {
         EXPECT_TRUE(index.scalarCount == (isRecord ? 3 : 1) && index.byteSize == sizeof(T) &&
                     index.chartDimension == facts.letters.size() && index.tensorRank == facts.tensorRank &&
                     type->indexing_scheme(7) == facts.scheme);
+        EXPECT_EQ(QuillTypeBase::find(typeid(T)), type);
         EXPECT_EQ(type->element_type()->getType(), facts.scalar);
         EXPECT_EQ(type->chart_type(), facts.chart);
         for (std::size_t c = 0; c < facts.letters.size(); ++c)
