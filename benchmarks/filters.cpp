@@ -138,12 +138,13 @@ template <template <class> class OperatorT> void reducing(benchmark::State& stat
 }
 
 void densities(benchmark::internal::Benchmark* measured) {
-    measured->Arg(1)->Arg(8)->Arg(64)->Arg(400)->Unit(benchmark::kMillisecond);
+    measured->Arg(2)->Arg(8)->Arg(64)->Arg(1000)->Unit(benchmark::kMillisecond);
 }
 
 BENCHMARK(plainLoop)->Apply(densities);
 BENCHMARK_CAPTURE(calling, Mean, "Positions:Mean:Zdir")->Apply(densities);
 BENCHMARK_CAPTURE(calling, Median, "Positions:Median:Zdir")->Apply(densities);
+BENCHMARK_CAPTURE(calling, MaxOccurrence, "Positions:MaxOccurrence:Zdir")->Apply(densities);
 BENCHMARK_CAPTURE(calling, Regression, "Positions:Regression:All")->Apply(densities);
 BENCHMARK(sorting)->Apply(densities);
 BENCHMARK(reducing<MeanOperator>)->Name("MeanOperator")->Apply(densities);
