@@ -95,6 +95,23 @@ public:
         });
     }
 
+    /// Calls `visit(cell, values)` for each cell with points, in the order of the cells, where `values` is a
+    /// span of what `read(i)` gives for its points, in their order. Values that are sorted themselves are
+    /// quicker to come by than those that are looked up through a list. They may be reordered.
+    template <class E, class Read, class Visit>
+    void forEachListOfValues(const Read& read, const Visit& visit) const {
+        const std::uint32_t count = makeEnds();
+        const auto sorted = std::make_unique_for_overwrite<E[]>(count);
+        E* const first = sorted.get();
+        std::uint32_t* const ends = Ends.data();
+        forEachPoint([&](std::uint32_t i, unsigned long long cell) { first[ends[cell]++] = read(i); });
+        E* values = first;
+        forEachCell([&](unsigned long long cell, std::uint32_t length) {
+            visit(cell, std::span<E>(values, length));
+            values += length;
+        });
+    }
+
 private:
     /// Throws what a vector throws that is asked for too much: the product alone might wrap and look small.
     static unsigned long long checkedProduct(const Quill::MultiIndex<3>& cellCounts) {
@@ -110,15 +127,21 @@ private:
 
     /// A counting sort: all lists stand behind one another in the order of the cells.
     void makeLists() const {
+        std::uint32_t* const ordinals = Ordinals.room(makeEnds());
+        std::uint32_t* const ends = Ends.data();
+        forEachPoint([&](std::uint32_t i, unsigned long long cell) { ordinals[ends[cell]++] = i; });
+        HasLists = true;
+    }
+
+    /// Sets the end of each list to its beginning, and gives the length of all.
+    std::uint32_t makeEnds() const {
         std::uint32_t* const ends = Ends.room(counts().size());
         std::uint32_t end = 0;
         for (std::size_t cell = 0; cell < counts().size(); ++cell) {
             ends[cell] = end;
             end += Counts[cell];
         }
-        std::uint32_t* const ordinals = Ordinals.room(end);
-        forEachPoint([&](std::uint32_t i, unsigned long long cell) { ordinals[ends[cell]++] = i; });
-        HasLists = true;
+        return end;
     }
 
     std::vector<std::uint32_t> Counts{0};
