@@ -44,15 +44,6 @@ struct Job {
     template <class T> auto result(const std::string& field) { return cellsOf<T>(out.grid(), field); }
 };
 
-TEST(Dispatch, TakesEachFilterToItsOperatorAndLeavesEmptyCellsZero) {
-    const double expected[] = {-2, -8, 3, 3, -8};
-    for (unsigned filter = filterMean; filter <= filterMaxOccurrence; ++filter) {
-        Job job{.cellOfPoint = {0, 0, 0, 0}, .cellCount = 2, .filter = filter};
-        job.run<double>({-8, 3, 3, -6});
-        EXPECT_EQ(job.result<double>("Height"), (Doubles{expected[filter], 0}));
-    }
-}
-
 TEST(Companions, CountThePointsOfCellsAboveTheSparseLimitIn16Bits) {
     Job job{.cellOfPoint = std::vector<unsigned>(65535, 0), .cellCount = 4, .sparseLimit = 1};
     job.cellOfPoint.resize(65535 + 65536, 1);

@@ -1,7 +1,5 @@
-// The arithmetic of mean, minimum and maximum, against a statement of the same rules in plain loops.
+// The corners of mean, minimum and maximum; tests/property states their rules in full.
 #include "tests/filters/Reductions.h"
-
-#include <functional>
 
 #include <tilewright/filters/ExtremumOperators.h>
 #include <tilewright/filters/MeanOperator.h>
@@ -15,55 +13,6 @@ using Orrery::PhysicalSpace::vector;
 using uchar = unsigned char;
 using ushort = unsigned short;
 using ullong = unsigned long long;
-
-/// Where the search starts, written out type by type.
-template <class E> E firstMax() {
-    if (std::is_same_v<E, float> || std::is_same_v<E, double> || std::is_same_v<E, int>)
-        return static_cast<E>(-1000000);
-    return 0;
-}
-template <class E> E firstMin() {
-    if constexpr (std::is_same_v<E, uchar>)
-        return 255;
-    else if constexpr (std::is_same_v<E, ushort>)
-        return 65535;
-    else
-        return static_cast<E>(1000000);
-}
-
-template <class E, class Wins> E extremum(const std::vector<E>& seen, bool isRecord, E best, Wins wins) {
-    for (const E v : seen)
-        if (isRecord ? wins(v, best) : !wins(best, v))
-            best = v;
-    return best;
-}
-
-template <class E> E meanOf(const std::vector<E>& seen, bool isColour) {
-    using Sum = std::conditional_t<std::is_integral_v<E>, ullong, E>;
-    Sum sum = 0;
-    for (const E v : seen) {
-        const volatile Sum next = sum + static_cast<Sum>(v); // Rounds after each addition.
-        sum = next;
-    }
-    const auto n = static_cast<double>(seen.size());
-    const auto total = static_cast<double>(static_cast<E>(sum)); // E is the low end of 64 bits.
-    const double quotient = isColour ? total * (1.0 / n) : total / n;
-    // The largest counts round up to 2^64, which has no unsigned value of its own.
-    const bool isBeyond = std::is_integral_v<E> && quotient == 18446744073709551616.0;
-    return isBeyond ? std::numeric_limits<E>::max() : static_cast<E>(quotient);
-}
-
-TEST(Reductions, FollowThePlainRuleInEveryView) {
-    expectInEveryView<MeanOperator>([]<class E>(const std::vector<E>& seen, bool isRecord) {
-        return meanOf(seen, isRecord && std::is_integral_v<E>);
-    });
-    expectInEveryView<MinOperator>([]<class E>(const std::vector<E>& seen, bool isRecord) {
-        return extremum(seen, isRecord, firstMin<E>(), std::less<E>());
-    });
-    expectInEveryView<MaxOperator>([]<class E>(const std::vector<E>& seen, bool isRecord) {
-        return extremum(seen, isRecord, firstMax<E>(), std::greater<E>());
-    });
-}
 
 TEST(Mean, WrapsNarrowSumsOnlyWhereTheResultIsNarrow) {
     EXPECT_EQ(all<MeanOperator>(std::vector<uchar>{200, 200}), 72);

@@ -3,7 +3,9 @@
 #include "tests/support/CloudBuilder.h"
 
 #include <cmath>
+#include <limits>
 #include <numbers>
+#include <random>
 
 #include <tilewright/filters/RegressionOperator.h>
 

@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <iostream>
+#include <thread>
 
 namespace Property {
 namespace {
@@ -48,13 +49,22 @@ Outcome observe(const RasterCall& call, const Quill::Grid& in, Quill::Grid& out)
     }
 }
 
-Outcome run(const Case& c) {
+/// As on one of several threads, where nobody can tell who printed what.
+Outcome observeResult(const RasterCall& call, const Quill::Grid& in, Quill::Grid& out) {
+    try {
+        return {call.direct(in, out)};
+    } catch (const std::exception& failure) {
+        return {std::string("threw ") + failure.what()};
+    }
+}
+
+Outcome run(const Case& c, decltype(observe)* observer = observe) {
     const CloudBuilder in = c.build();
     const Larder::Ref<Quill::Grid> out;
     const Larder::Ref<TestSupport::ProgressLog> log(c.refuseAt.value_or(~std::size_t{0}));
     RasterCall call = c.call;
     call.progress = log;
-    Outcome outcome = observe(call, in.grid(), *out);
+    Outcome outcome = observer(call, in.grid(), *out);
     outcome.progress = log->calls;
     outcome.places.resize(c.lattice.product());
     for (const std::string& name : TestSupport::fieldNames(*out)) {
@@ -113,6 +123,25 @@ TEST(RandomCalls, GiveWhatThePlainRulesGive) {
         if (HasFailure())
             std::cerr << c.describe() << '\n';
     }
+}
+
+TEST(RandomCalls, DoNotDisturbOneAnotherOnSeveralThreadsWithACacheTooSmallForAll) {
+    const TestSupport::CacheBudget budget(20000);
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    {
+        std::vector<std::jthread> threads;
+        for (std::uint64_t t = 0; t < 3; ++t)
+            threads.emplace_back([t] {
+                for (std::uint64_t seed = 1000 + t; seed < 1150; seed += 3) {
+                    const Case c = CaseMaker(seed).make();
+                    const Outcome wanted = Teller(c).tell(), found = run(c, observeResult);
+                    EXPECT_TRUE(found.result == wanted.result && found.fields == wanted.fields) << seed;
+                }
+            });
+    }
+    testing::internal::GetCapturedStdout();
+    testing::internal::GetCapturedStderr();
 }
 
 } // namespace

@@ -90,22 +90,6 @@ struct Placed : testing::Test {
     }
 };
 
-TEST_F(Placed, NeighboursShareTheOverlapAndTheRimDoesNotGrow) {
-    CloudBuilder in({3, 2, 1});
-    for (ullong i = 0; i < 3; ++i)
-        for (ullong j = 0; j < 2; ++j)
-            in.points({{0, 0, 0}}, {i, j, 0});
-    place(in, {1, 2, 3}, {0.5, 2, 1}, {12, 5, 4}, {2, 1, 3});
-    for (ullong i = 0; i < 3; ++i)
-        for (ullong j = 0; j < 2; ++j) {
-            EXPECT_EQ(location<Quill::GlobalOffset>({i, j, 0}), Index(10 * i, 4 * j, 0));
-            EXPECT_EQ(location<Quill::LowOverlap>({i, j, 0}), Index(i == 0 ? 0 : 2, j, 0));
-            EXPECT_EQ(location<Quill::HighOverlap>({i, j, 0}), Index(i == 2 ? 0 : 2, 1 - j, 0));
-        }
-    EXPECT_EQ(start({2, 1, 0}), point(11, 10, 3));
-    EXPECT_EQ(out.positions()->FragmentCount, Index(3, 2, 1)) << "the earlier positions are replaced";
-}
-
 TEST_F(Placed, SparseCloudsGiveSparseRastersAndCountWhatExists) {
     CloudBuilder in({2, 2, 1});
     in.points({{0, 0, 0}}, {1, 0, 0}).points({{0, 0, 0}}, {1, 1, 0});

@@ -28,18 +28,6 @@ template <class T> std::vector<T> kept(const std::vector<T>& values, const std::
     return result;
 }
 
-TEST(Selection, KeepsTheValuesInItsRangesForEachPlainTypeAndNoneOfARecord) {
-    Quill::probeTypes(Quill::FieldValueTypes(), []<class T>(std::type_identity<T>) {
-        SCOPED_TRACE(Larder::Typename(typeid(T)));
-        if constexpr (std::is_arithmetic_v<T>)
-            EXPECT_EQ(kept<T>({0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13}, "0,2:3,5,6,7:12"),
-                      (std::vector<T>{0, 2, 3, 5, 6, 7, 8, 9, 10, 11, 12}));
-        else
-            EXPECT_EQ(kept<T>({{}, {}}, "0:1").size(), 0U);
-        return false;
-    });
-}
-
 TEST(Selection, ComparesFloatingValuesWithATolerance) {
     EXPECT_EQ(kept<double>({2.0000000005, 2.000000002, 1.9999999995, 1.999999998, std::nan("")}, "2"),
               (Doubles{2.0000000005, 1.9999999995}));
@@ -67,17 +55,6 @@ struct SelectedFragments : testing::Test {
     }
 };
 
-TEST_F(SelectedFragments, LimitAllFieldsToTheSelectedPointsWhereTheyHaveData) {
-    EXPECT_EQ(call(in.grid(), *out), "");
-    EXPECT_EQ(cellsOf<double>(*out, "Height"), (Doubles{1, 8}));
-    EXPECT_EQ(cellsOf<float>(*out, "other"), (std::vector<float>{20, 30}));
-    EXPECT_EQ(cellsOf<double>(*out, "Height", {1, 0, 0}), (Doubles{2, 4})) << "without data all are selected";
-    in.array("class", Larder::Ref<Quill::MemArray<2, int>>(Quill::MultiIndex<2>(2, 1)), {1, 0, 0});
-    call.selection = "0@class";
-    EXPECT_EQ(call(in.grid(), *out), "");
-    EXPECT_EQ(cellsOf<double>(*out, "Height", {1, 0, 0}), (Doubles{0, 0})) << "another rank selects none";
-}
-
 TEST_F(SelectedFragments, RefuseABrokenTextBeforeAFieldIsMade) {
     in.field("plain", Larder::Ref<Quill::Field>(Quill::FragmentIDCollectionPtr()));
     const std::string example = "Need something like: 0,2:3,5,6,7:12@Classification. Have: ";
@@ -88,16 +65,6 @@ TEST_F(SelectedFragments, RefuseABrokenTextBeforeAFieldIsMade) {
                                                    : "Selection string broken. " + example + text);
         EXPECT_EQ(fieldNames(*out), std::vector<std::string>{"Positions"});
     }
-}
-
-TEST_F(SelectedFragments, TellOfBadRangesOnceEachAndHaveEmptyCells) {
-    in.values<int>("class", {1, 1}, {1, 0, 0});
-    call.selection = "1-2@class";
-    const auto [result, printed, warned] = call.observed(in.grid(), *out);
-    EXPECT_EQ(result, "");
-    const std::string line = "MultiRange(const string& input), ERROR: invalid range: 1-2\n";
-    EXPECT_EQ(printed.substr(printed.find("Multi")), line + line);
-    EXPECT_EQ(cellsOf<unsigned short>(*out, "Density", {1, 0, 0}), (Shorts{0, 0}));
 }
 
 } // namespace
