@@ -87,31 +87,6 @@ TEST(Rasteriser, ReadsStorageFromItsHeadAlsoThroughAViewButOneOfAnotherTypeThrou
     EXPECT_EQ(job.result<double>("Height"), (Doubles{102, 0, 101}));
 }
 
-/// The element type that a direction gives, as a table of its own.
-template <class T> const std::type_info& outputType(unsigned direction) {
-    if (direction == directionFit)
-        return typeid(float);
-    if (direction == directionAll)
-        return typeid(T);
-    return std::is_same_v<T, Color8>    ? typeid(unsigned char)
-           : std::is_same_v<T, Color16> ? typeid(unsigned short)
-                                        : typeid(double);
-}
-
-TEST(Dispatch, TakesEveryFieldTypeInEveryDirectionToItsOutputType) {
-    Quill::probeTypes(Quill::FieldValueTypes(), []<class T>(std::type_identity<T>) {
-        for (unsigned direction = directionX; direction <= directionFit; ++direction)
-            for (const unsigned filter : {filterMax, filterRegression}) {
-                SCOPED_TRACE(Larder::Typename(typeid(T)) + " in direction " + std::to_string(direction));
-                Job job{.direction = direction, .filter = filter};
-                EXPECT_EQ(job.run(std::vector<T>(3)), "");
-                const Quill::ArrayPtr stored = dataOf(job.out.grid(), "Height");
-                EXPECT_TRUE(stored && stored->rank() == 3 && stored->getType() == outputType<T>(direction));
-            }
-        return false;
-    });
-}
-
 TEST(Dispatch, PicksTheComponentOfTheDirectionAndMakesTheArrayOnce) {
     const CacheBudget budget(0); // Nothing keeps the array between two probes.
     const unsigned short minima[] = {1, 400, 3};

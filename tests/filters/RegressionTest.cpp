@@ -1,6 +1,5 @@
 // The plane fit, and the steps that make a height of it.
 #include "tests/filters/Reductions.h"
-#include "tests/support/CloudBuilder.h"
 
 #include <cmath>
 #include <limits>
@@ -116,38 +115,6 @@ TEST(Regression, SettlesOnlyBelowTheVarianceLimit) {
     ASSERT_EQ(1.0 / 3.0 * (4 * (at * at)), 0x1.70a3d70a3d709p-8);
     EXPECT_EQ(heightAt(twisted(-at, at)), at);
     EXPECT_EQ(heightAt(twisted(-below, below)), 0);
-}
-
-TEST(Regression, OfPlainNumbersIsZero) {
-    const std::vector<double> values{7, 9, 9, 200, std::nan("")};
-    EXPECT_TRUE(all<RegressionOperator>(values) == 0 && fitted<RegressionOperator>(values) == 0);
-    EXPECT_EQ((along<RegressionOperator, 2>(values)), 0.0);
-}
-
-TEST(Regression, OfARasterReadsThePlaneAtTheNodes) {
-    Points slope;
-    for (double x = -0.375; x < 2; x += 0.25)
-        for (double y = -0.375; y < 2; y += 0.25)
-            slope.push_back({5e5 + x, 5e6 + y, 300 + x / 2 - y});
-    TestSupport::CloudBuilder in;
-    in.box({5e5, 5e6, 290}, {5e5 + 2, 5e6 + 2, 310}).points(slope);
-    const Larder::Ref<Quill::Grid> out;
-    EXPECT_EQ((TestSupport::RasterCall{.requests = {"Positions:Regression:All"}})(in.grid(), *out), "");
-    EXPECT_EQ(TestSupport::cellsOf<float>(*out, "Height"), (std::vector<float>{300, 300.5, 299, 299.5}));
-}
-
-TEST(Regression, OfARasterTakesNothingOverFromTheCellBefore) {
-    TestSupport::CloudBuilder in;
-    Points rough;
-    for (const double x : {0.0, 2.0})
-        for (const point& p : twisted(1 + 5 * x, 3 + 5 * x))
-            rough.push_back(p + vector(x - 0.5, -0.5, 0));
-    in.box({0, 0, 0}, {4, 2, 20}).points(rough);
-    const Larder::Ref<Quill::Grid> out;
-    EXPECT_EQ((TestSupport::RasterCall{.requests = {"Positions:Regression:All"}, .cellSize = {2, 2, 0}})(
-                  in.grid(), *out),
-              "");
-    EXPECT_EQ(TestSupport::cellsOf<float>(*out, "Height"), (std::vector<float>{3, 13}));
 }
 
 } // namespace

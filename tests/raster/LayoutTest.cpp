@@ -1,4 +1,4 @@
-// The lattice of a raster, the placing of its fragments, and which cell a point falls into.
+// The lattice of a raster, and which cell a point falls into.
 #include "tests/support/CloudBuilder.h"
 
 #include <cmath>
@@ -69,40 +69,6 @@ TEST(Layout, IsRefusedWithoutPositionsOrBox) {
         EXPECT_EQ(Tilewright::prepareUniformLayout(positions, {1, 1, 1}, cellSize, {}, {1, 1, 1}, origin,
                                                    cellCounts, {}),
                   result);
-}
-
-struct Placed : testing::Test {
-    CloudBuilder out{{9, 9, 9}};
-
-    std::string place(const CloudBuilder& in, const point& origin, const vector& cellSize,
-                      const Index& cellCounts, const Index& overlap) {
-        testing::internal::CaptureStdout();
-        Tilewright::createFragmentedPositions(in.positions(), out.representation(), origin, cellSize,
-                                              cellCounts, in.positions()->FragmentCount, overlap);
-        return testing::internal::GetCapturedStdout();
-    }
-    template <int P> Index location(const Index& fragment) {
-        return Quill::FragmentLocation<3, P>::make(*out.positions()->getFragmentID(fragment));
-    }
-    point start(const Index& fragment) {
-        using NodesPtr = Larder::StrongPtr<Quill::UniformCartesianArray, Larder::Cacheable>;
-        return NodesPtr(dataOf(out.grid(), "Positions", fragment))->first();
-    }
-};
-
-TEST_F(Placed, SparseCloudsGiveSparseRastersAndCountWhatExists) {
-    CloudBuilder in({2, 2, 1});
-    in.points({{0, 0, 0}}, {1, 0, 0}).points({{0, 0, 0}}, {1, 1, 0});
-    EXPECT_EQ(place(in, {}, {1, 1, 0}, {4, 4, 1}, {}),
-              "\r=> Z7pc2raster, Positions : 0/4.\r=> Z7pc2raster, Positions : 1/4.");
-    EXPECT_EQ(out.positions()->Creators.size(), 2U);
-    EXPECT_EQ(start({1, 1, 0}), point(4, 4, 0));
-
-    CloudBuilder layers({1, 1, 2});
-    layers.points({{0, 0, 0}}).points({{0, 0, 0}}, {0, 0, 1});
-    place(layers, {5, 6, 7}, {1, 1, 0}, {4, 4, 1}, {0, 0, 3});
-    EXPECT_EQ(location<Quill::GlobalOffset>({0, 0, 1}), Index(0, 0, ~0ULL - 1)) << "it wraps";
-    EXPECT_EQ(start({0, 0, 1}), point(5, 6, 7)) << "without a step all layers start alike";
 }
 
 /// The cell of `p` as text.
