@@ -33,11 +33,9 @@ TEST(CountedMap, GivesItsFirstKeyOrForWholeRecordsItsLastWhateverTheCounts) {
 TEST(CellLists, RefuseMoreCellsThanAVectorHoldsAlsoWhereTheirProductWraps) {
     const auto nowhere = [](std::uint32_t, unsigned long long outside) { return outside; };
     const unsigned long long wide = 1ULL << 32;
-    CellLists cells;
     for (const Quill::MultiIndex<3>& size : {Quill::MultiIndex<3>(wide, wide, 1), {wide, wide, wide}})
-        EXPECT_THROW(cells.assign(size, 0, nowhere), std::length_error);
-    cells.assign({wide, 0, 5}, 0, nowhere);
-    EXPECT_TRUE(cells.counts().empty());
+        EXPECT_THROW(CellLists(size, 0, nowhere), std::length_error);
+    EXPECT_TRUE(CellLists({wide, 0, 5}, 0, nowhere).counts().empty());
 }
 
 } // namespace

@@ -30,9 +30,8 @@ struct Job {
 
     /// Gives what was written to the console.
     std::string run(const Quill::CreatorPtr& input) {
-        CellLists cells;
-        cells.assign({cellCount, 1, 1}, static_cast<std::uint32_t>(cellOfPoint.size()),
-                     [&](std::uint32_t i, unsigned long long) { return cellOfPoint[i]; });
+        const CellLists cells({cellCount, 1, 1}, static_cast<std::uint32_t>(cellOfPoint.size()),
+                              [&](std::uint32_t i, unsigned long long) { return cellOfPoint[i]; });
         testing::internal::CaptureStderr();
         rasterField({input, &cells, out.regularField(name), &fragment, &direction, &filter, &name,
                      out.regularField("CellType"), out.regularField("Alpha"),

@@ -38,8 +38,8 @@ TEST(Extrema, AreBoundedByAMillionInTheTypesThatHoldIt) {
 TEST(Reductions, ReadThePointsOfTheCellOnlyInTheirOrder) {
     const std::vector<double> values{100, 1e16, 1, -1e16, 100};
     const MeanOperator<Filter3D<double>> mean;
-    EXPECT_EQ(mean.reduce(std::array{1U, 2U, 3U}, values, 3, {}), 0.0);
-    EXPECT_EQ(mean.reduce(std::array{1U, 3U, 2U}, values, 3, {}), 1.0 / 3.0);
+    EXPECT_EQ(mean.reduce({1, 2, 3}, values, 3, {}), 0.0);
+    EXPECT_EQ(mean.reduce({1, 3, 2}, values, 3, {}), 1.0 / 3.0);
 }
 
 TEST(Names, StayAsTheyArePublished) {

@@ -31,21 +31,19 @@ template <class T> bool same(const T& a, const T& b) {
 
 /// What the operator makes of these values in the last of four cells, where another cell and the outside have
 /// values in between.
-template <class FilterT, class T = typename FilterT::value_type>
-auto reduceAmongOthers(const Operator<FilterT>& reduction, const std::vector<T>& values,
-                       const point& position) {
+template <class OperatorT, class T>
+auto reduceAmongOthers(const std::vector<T>& values, const point& position) {
     const auto n = static_cast<unsigned>(values.size());
     std::vector<T> mixed;
     for (unsigned i = 0; i < n; ++i)
         mixed.insert(mixed.end(), {values[n - 1 - i], values[i], values[i / 2]});
-    CellLists cells;
-    cells.assign({4, 1, 1}, 3 * n, [](unsigned i, unsigned long long outside) {
+    const CellLists cells({4, 1, 1}, 3 * n, [](unsigned i, unsigned long long outside) {
         return std::array{1ULL, 3ULL, outside}[i % 3];
     });
     using Orrery::PhysicalSpace::vector;
     const Quill::UniformCartesianArray nodes({4, 1, 1}, position + vector(-3, 0, 0), vector(1, 0, 0));
-    typename FilterT::output_type results[4] = {}, zero{};
-    reduction.reduceCells(cells, mixed, &nodes, results);
+    typename OperatorT::output_type results[4] = {}, zero{};
+    OperatorT::reduceCells(cells, mixed.data(), &nodes, results);
     EXPECT_TRUE(results[0] == zero && results[2] == zero);
     return results[3];
 }
@@ -56,7 +54,7 @@ template <class OperatorT, class T> auto reduce(const std::vector<T>& values, co
     std::iota(all.begin(), all.end(), 0U);
     const OperatorT reduction;
     const auto result = reduction.reduce(all, values, static_cast<unsigned>(all.size()), position);
-    EXPECT_TRUE(values.empty() || same(reduceAmongOthers(reduction, values, position), result));
+    EXPECT_TRUE(values.empty() || same(reduceAmongOthers<OperatorT>(values, position), result));
     return result;
 }
 template <template <class> class Op, class T>

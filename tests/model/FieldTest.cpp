@@ -94,19 +94,15 @@ TEST_F(OnDemandArrays, AreLeftToTheCacheByCreatorsThatKeepCopies) {
     Larder::Cache::MemCache()->keep({});
 }
 
-TEST(Field, ComesToTheAgeOfItsStoredDataAndTellsItsOwners) {
-    struct Owner : Quill::Ownable<Quill::Field>::Container {
-        void takeAge(const Larder::Ageable& changed) override { age = &changed; }
-        const Larder::Ageable* age = nullptr;
-    };
-    const Larder::Ref<Owner> owner;
+TEST(StoredData, KeepTheirOwnCreatorAndLeaveARangeOnlyToWhoAsksForItAfterwards) {
     CloudBuilder cloud;
-    cloud.values<int>("a", {1});
-    const Quill::RegularFieldPtr field = cloud.regularField("a");
-    field->addOwner(*owner);
-    const Quill::CreatorPtr creator = (*field)[{}];
-    creator->updateOwnershipAge(*creator);
-    EXPECT_EQ(owner->age, creator.rawptr());
+    const auto maker = onDemand<int>({1});
+    const Quill::ArrayPtr array = Quill::getData(maker);
+    cloud.array("a", array);
+    EXPECT_TRUE(array->getCreator() == maker);
+    const Quill::FragmentIDPtr fragment = cloud.positions()->getFragmentID({});
+    EXPECT_FALSE(fragment->findInterface(typeid(Quill::FragmentRanges)));
+    EXPECT_TRUE(Quill::getRange(*cloud.regularField("a"), fragment, false, false));
 }
 
 using Components = std::vector<std::pair<double, double>>;
@@ -149,6 +145,35 @@ TEST(Range, IsThatOfTheViewAndOfTheCornersOfALattice) {
     const Quill::FragmentIDPtr shared = cloud.positions()->getFragmentID({});
     EXPECT_EQ(rangeOf(*cloud.regularField("row"), shared), (Components{{20, 30}}));
     EXPECT_EQ(rangeOf(*cloud.regularField("lattice"), shared), (Components{{1, 2}, {5, 9}, {0, 9}}));
+}
+
+/// Points that are made one at a time.
+struct MadePoints : Quill::DataCreator<point> {
+    Quill::CreativeIterator<point> slice(unsigned, unsigned long long) override { return {}; }
+    point& element(unsigned long long index) override { return points.at(index); }
+    std::vector<point> points{{0, 0, 0}, {10, 10, 10}, {1, 1, 1}};
+};
+
+TEST(Elements, ThatACreatorMakesAreAllReadAndThoseOfMissingStorageAreNone) {
+    MadePoints maker;
+    Quill::CreativeIterator<point> made;
+    made.creator = &maker;
+    const Larder::Ref<Quill::MemArray<1, point>> array(made, Quill::MultiIndex<1>(3), Quill::ChunkPtr());
+    CloudBuilder cloud;
+    cloud.array("Positions", array);
+    const Quill::FragmentIDPtr fragment = cloud.positions()->getFragmentID({});
+    EXPECT_EQ(rangeOf(*cloud.positions(), fragment), (Components(3, {0, 10})));
+    EXPECT_EQ(Quill::getBoundingBox(*cloud.positions())->at(1), point(10, 10, 10));
+
+    const Quill::ChunkPtr foreign = Larder::Ref<Larder::Chunk<double>>(9U, false),
+                          empty = Larder::Ref<Larder::Chunk<point>>(9U, true);
+    for (const Quill::ChunkPtr& chunk : {Quill::ChunkPtr(), foreign, empty}) {
+        const Larder::Ref<Quill::MemArray<1, point>> without(chunk, Quill::MultiIndex<1>(3));
+        EXPECT_EQ(without->getPtr(), nullptr);
+        cloud.array("Positions", without);
+        EXPECT_EQ(rangeOf(*cloud.positions(), fragment), Components());
+        EXPECT_FALSE(Quill::getBoundingBox(*cloud.positions()));
+    }
 }
 
 TEST(Box, IsWorkedOutOverAllFragmentsPassingOverNaN) {

@@ -39,10 +39,20 @@ TEST(UniformLattice, ReadsCoordinatesFromWhicheverAxisTheyHave) {
     const auto array = lattice();
     array->AxisOfCoordinate = {2, 0, 3};
     EXPECT_EQ((*array)[Index(1, 2, 3)], point(24, 11, 0)) << "the third has none";
+    EXPECT_EQ(*static_cast<const point*>(array->OriginPtr()), point(30, 10, 0));
+    EXPECT_EQ(*static_cast<const vector*>(array->DeltaPtr()), vector(-2, 1, 0));
     array->AxisOfCoordinate = {0, 1, 2};
     array->Axes[1] = {};
     EXPECT_EQ((*array)[Index(1, 2, 3)], point(11, 0, 24));
     EXPECT_EQ(array->memsize(), 2 * 2 * sizeof(double));
+
+    array->Axes[0]->base_vector() = {5, 7};
+    array->AxisOfCoordinate = {2, 0, 1};
+    const Larder::StrongPtr<UniformCartesianArray, Larder::Cacheable> copy = array->copy({});
+    EXPECT_EQ((*copy)[Index(1, 2, 3)], point(24, 12, 0)) << "it has the present axes";
+    EXPECT_EQ(*static_cast<const point*>(copy->OriginPtr()), point(30, 5, 0));
+    array->Axes[0]->base_vector() = {0, 0};
+    EXPECT_EQ((*copy)[Index(1, 2, 3)], point(24, 12, 0)) << "and they are its own";
 }
 
 TEST(UniformLattice, BecomesMemoryWholeOrInParts) {

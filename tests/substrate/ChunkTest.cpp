@@ -55,5 +55,41 @@ TEST(Ladders, LeadFromEachTypeUpToItsLayoutOnly) {
     EXPECT_EQ(vectors->back(), vector(0, 0, 8)) << "all rungs show the same elements";
 }
 
+/// Sizes as each face shows them after another has changed them, where the compiler could see all of it.
+template <class T, class... As> void expectSizesFollowAllFaces() {
+    const Ref<Chunk<T>> held(5u, false);
+    Chunk<T>& chunk = *held;
+    const auto expectOn = [](const auto& face, std::size_t size) {
+        EXPECT_EQ(face.base_vector().size(), size);
+    };
+    const auto expectSize = [&](std::size_t size) {
+        EXPECT_EQ(chunk.base_vector().size(), size);
+        EXPECT_EQ(chunk.elements(), size);
+        EXPECT_EQ(chunk.const_data_ptr() == nullptr, size == 0);
+        (expectOn(static_cast<const TypedChunk<As>&>(chunk), size), ...);
+    };
+    const auto changeThrough = [&](auto& face) {
+        face.base_vector().pop_back();
+        expectSize(4);
+        face.base_vector().clear();
+        expectSize(0);
+        chunk.base_vector().resize(7);
+        expectSize(7);
+        face.base_vector().resize(5);
+        expectSize(5);
+    };
+    (changeThrough(static_cast<TypedChunk<As>&>(chunk)), ...);
+    changeThrough(chunk);
+}
+
+TEST(Ladders, ShowOneSizeOnAllRungsWhoeverChangesIt) {
+    expectSizesFollowAllFaces<point, Triple, point>();
+    expectSizesFollowAllFaces<vector, Triple, Vector<double, 3>, Matrix<3, 1, double>, Column<3, double>,
+                              DomainVector<Column<3, double>, Cartesian3D, double>, vector>();
+    expectSizesFollowAllFaces<Color8, FixedArray<unsigned char, 3>, Vector<unsigned char, 3>, Color8>();
+    expectSizesFollowAllFaces<Color16, FixedArray<unsigned short, 3>, Vector<unsigned short, 3>, Color16>();
+    expectSizesFollowAllFaces<double, double>();
+}
+
 } // namespace
 } // namespace Larder

@@ -25,8 +25,8 @@ using WeakLeaf = WeakPtrImpl<Leaf, Node>;
 /// A weak pointer that shows the record; it leaves itself out of the weak count.
 struct Probe : WeakNode {
     Probe(const WeakNode& pointer) : WeakNode(pointer) {}
-    int strong() const { return Block->strongCount; }
-    unsigned weak() const { return Block->weakCount - 1; }
+    int strong() const { return block()->strongCount; }
+    unsigned weak() const { return block()->weakCount - 1; }
 };
 
 TEST(Counts, AreOneOfEachKindThatAPointerHolds) {
@@ -87,6 +87,62 @@ TEST(Death, SpeaksLastWordsOnceThenMarksThenDestroys) {
     probe.ref();
     EXPECT_TRUE(!tooLate && !weak.promote() && !weak.rawptr() && !static_cast<void*>(weak));
     EXPECT_TRUE(probe.strong() == -1 && probe.weak() == 2);
+}
+
+TEST(Counts, StayRightWhereAStrongPointerIsWrittenToAsAWeakOne) {
+    NodePtr a = Ref<Node>(), b = Ref<Node>();
+    const Probe probeA(a), probeB(b);
+    WeakNode &strongA = a, &strongB = b;
+    std::swap(strongA, strongB);
+    EXPECT_EQ(a.rawptr(), probeB.rawptr());
+    EXPECT_TRUE(probeA.strong() == 1 && probeB.strong() == 1);
+
+    WeakNode weak(a);
+    std::swap(strongB, weak);
+    EXPECT_EQ(probeB.strong(), 2) << "held by both strong pointers now";
+    EXPECT_FALSE(probeA) << "only a weak pointer is left";
+    EXPECT_EQ(weak, static_cast<const WeakNode&>(probeA));
+
+    NodePtr c = Ref<Node>();
+    const Probe probeC(c);
+    strongA = c;
+    EXPECT_TRUE(probeC.strong() == 2 && probeB.strong() == 1);
+    strongA = WeakNode();
+    EXPECT_TRUE(probeC.strong() == 1 && !a);
+    strongA = std::move(c);
+    EXPECT_EQ(probeC.strong(), 1);
+    b = {};
+    a = {};
+    EXPECT_FALSE(probeB || probeC);
+}
+
+/// Writes down what is reported of pointers in disorder.
+std::string reported(const std::function<void()>& act) {
+    testing::internal::CaptureStderr();
+    act();
+    return testing::internal::GetCapturedStderr();
+}
+
+TEST(Disorder, IsReportedOfAPointerBuiltFromItselfAndOfATypedWordThatDisagrees) {
+    const LeafPtr leaf = Ref<Leaf>();
+    alignas(LeafPtr) unsigned char place[sizeof(LeafPtr)];
+    auto* const pointer = new (place) LeafPtr(leaf);
+    const Probe probe(leaf);
+    const std::string report = reported([&] { new (place) LeafPtr(*pointer); });
+    EXPECT_NE(report.find("is built from itself"), std::string::npos);
+    EXPECT_EQ(pointer->rawptr(), leaf.rawptr()) << "it works from what the word held";
+    EXPECT_EQ(probe.strong(), 3);
+    probe.unref();
+    pointer->~LeafPtr();
+
+    struct Liar : WeakLeaf {
+        explicit Liar(const WeakLeaf& other, Leaf* typed) : WeakLeaf(other) { Typed = typed; }
+    };
+    Leaf other;
+    const Liar liar(leaf, &other);
+    EXPECT_NE(
+        reported([&] { EXPECT_EQ(liar.rawptr(), &other) << "the typed word wins"; }).find("inconsistent"),
+        std::string::npos);
 }
 
 struct Label : Interface<Label> {};

@@ -57,6 +57,14 @@ struct CacheBudget {
     ~CacheBudget() { Larder::Cache::MemCache()->setBudget(Larder::Cache::noLimit); }
 };
 
+/// Something of that age.
+inline Larder::Ageable aged(unsigned long long age) {
+    const unsigned long long now = std::exchange(Larder::Ageable::GlobalTime, age);
+    const Larder::Ageable result;
+    Larder::Ageable::GlobalTime = now;
+    return result;
+}
+
 /// Writes down what it is told, and answers false at the call of that number.
 struct ProgressLog : Larder::LoaderProgress {
     explicit ProgressLog(std::size_t refuseAt = ~std::size_t{0}) : RefuseAt(refuseAt) {}

@@ -11,6 +11,9 @@ DynamicSize::DynamicSize(const DynamicSize& other)
         std::copy_n(other.Extents.get(), other.Rank, Extents.get());
 }
 
+DynamicSize::DynamicSize(DynamicSize&& other) noexcept
+    : Rank(std::exchange(other.Rank, 0)), Extents(std::move(other.Extents)) {}
+
 DynamicSize& DynamicSize::operator=(DynamicSize other) noexcept {
     std::swap(Rank, other.Rank);
     std::swap(Extents, other.Extents);

@@ -19,7 +19,8 @@ public:
     }
 
     DynamicSize(const DynamicSize& other);
-    DynamicSize(DynamicSize&& other) noexcept = default;
+    /// Leaves `other` with a rank of 0.
+    DynamicSize(DynamicSize&& other) noexcept;
     DynamicSize& operator=(DynamicSize other) noexcept;
 
     int rank() const { return Rank; }

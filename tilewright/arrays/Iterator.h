@@ -50,9 +50,9 @@ template <class T> struct TILEWRIGHT_API IteratorBase : ElementIterator<T> {};
 template <class T> struct TILEWRIGHT_API Iterator : IteratorBase<T> {
     Iterator() = default;
 
-    /// One component of triples, as a run of scalars. For a run of stride 1 the triples are taken to lie in
-    /// separate planes, and the view is that of the plane behind the first one, whatever the component.
-    Iterator(const Iterator<Orrery::FixedArray<T, 3>>& triples, int component);
+    /// One component of records, as a run of scalars. For a run of stride 1 the components are taken to lie
+    /// in separate planes, and the view is that of the plane after the first one, whatever the component.
+    template <int C> Iterator(const Iterator<Orrery::FixedArray<T, C>>& records, int component);
 
     /// Stores `value` in every element of the run.
     void set(const T& value);
@@ -90,16 +90,18 @@ template <class S> struct TILEWRIGHT_API ElementProxy<Iterator<Orrery::FixedArra
     }
 };
 
-template <class T> Iterator<T>::Iterator(const Iterator<Orrery::FixedArray<T, 3>>& triples, int component) {
-    this->firstSkip = triples.firstSkip;
-    this->lastSkip = triples.lastSkip;
-    T* const scalars = triples.data ? triples.data->data() : nullptr;
-    if (triples.stride == 1) {
-        this->count = this->componentStride = triples.count / 3;
-        this->data = scalars ? scalars + triples.count / 3 : nullptr;
+template <class T>
+template <int C>
+Iterator<T>::Iterator(const Iterator<Orrery::FixedArray<T, C>>& records, int component) {
+    this->firstSkip = records.firstSkip;
+    this->lastSkip = records.lastSkip;
+    T* const scalars = records.data ? records.data->data() : nullptr;
+    if (records.stride == 1) {
+        this->count = this->componentStride = records.count / C;
+        this->data = scalars ? scalars + records.count / C : nullptr;
     } else {
-        this->count = triples.count;
-        this->stride = 3;
+        this->count = records.count;
+        this->stride = C;
         this->data = scalars ? scalars + component : nullptr;
     }
 }

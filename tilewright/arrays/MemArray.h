@@ -35,6 +35,8 @@ template <class T, class R> inline constexpr bool isRegisteredValueType<Larder::
 /// An array of known rank.
 template <int N> class TILEWRIGHT_API MemArrayBase : public virtual MemBase {
 public:
+    ~MemArrayBase() override = default;
+
     int rank() const override { return N; }
     virtual MultiIndex<N> Size() const = 0;
     /// A new zero-filled array of the same value type.
@@ -49,7 +51,6 @@ public:
         return createSubMemArray(offset.toMultiIndex<N>(), size.toMultiIndex<N>(), creator);
     }
     DynamicSize getSize() const override { return DynamicSize(Size()); }
-    unsigned long long nElements() const override { return Size().product(); }
     /// The elements at `index` of the last dimension, as a view of one rank less; null for rank 1. The index
     /// is not checked.
     virtual ArrayPtr getSlice(unsigned long long index, const CreatorRef& creator) const = 0;
@@ -96,8 +97,8 @@ public:
     unsigned long long nElements() const override { return this->sizes.product(); }
     void DeferredConstructor() override { Larder::SaveRegistry<MemBase>::addInterfaces(this); }
     const std::type_info& getType() const override { return typeid(T); }
-    HyperslabParameters getHyperslabParameters() const override { return *this; }
-    void* getPtr() const override { return this->data; }
+    HyperslabParameters getHyperslabParameters() override { return *this; }
+    void* getPtr() override { return this->data; }
     const void* OriginPtr() const override { return nullptr; }
     const void* DeltaPtr() const override { return nullptr; }
     T first() const override { return elementAt(MultiIndex<N>()); }
@@ -122,7 +123,7 @@ private:
         Iterator<T> run;
         if (const Larder::StrongPtr<Larder::Chunk<T>, Larder::ChunkBase> typed = storage) {
             run.count = run.componentStride = typed->elements();
-            run.data = typed->base_vector().data();
+            run.data = static_cast<T*>(typed->data_ptr());
         }
         return run;
     }
@@ -146,7 +147,7 @@ template <int N> struct MemArrayGetSlice {
         if (run.data) {
             run.firstSkip += index * size.product();
             run.creator = nullptr;
-        } else {
+        } else if (run.creator) {
             run = array.creator->slice(N - 1, index);
             run.creator = array.creator;
         }
@@ -154,9 +155,9 @@ template <int N> struct MemArrayGetSlice {
     }
 };
 
-/// The run of an array of records, seen as triples of scalars: plain triples as they are, all others
+/// The run of an array of records, seen as plain records of scalars: plain ones as they are, all others
 /// interleaved.
-template <Orrery::Record T> auto triplesOf(const Iterator<T>& records) {
+template <Orrery::Record T> auto plainRecordsOf(const Iterator<T>& records) {
     using Plain = Orrery::FixedArray<typename T::element_type, T::element_count>;
     Iterator<Plain> run;
     static_cast<HyperslabParameters&>(run) = records;
@@ -175,10 +176,12 @@ public:
     /// the use of the class.
     static const bool TypeIsRegistered;
 
-    /// A new chunk of value-initialised elements. Throws std::length_error or std::bad_alloc if it can't be
-    /// had.
+    /// A new chunk of value-initialised elements, made when the MemBase stands. Throws std::length_error or
+    /// std::bad_alloc if it can't be had.
     explicit MemArray(const MultiIndex<N>& size, const CreatorRef& creator = {})
-        : MemArray(newStorage(size), size, creator) {}
+        : MemBase(description(), creator), ReferencingMemArray<N, T>(newStorage(size), size) {
+        countConstruction();
+    }
 
     /// Around `storage`, without copying.
     MemArray(const ChunkPtr& storage, const MultiIndex<N>& size, const CreatorRef& creator = {})
@@ -239,7 +242,7 @@ public:
             using Scalar = typename T::element_type;
             if (component >= T::element_count)
                 return {};
-            return new MemArray<N, Scalar>(Iterator<Scalar>(triplesOf<T>(*this), component), this->sizes,
+            return new MemArray<N, Scalar>(Iterator<Scalar>(plainRecordsOf<T>(*this), component), this->sizes,
                                            this->chunk, creator);
         } else {
             if (component >= 1)

@@ -6,6 +6,8 @@
 
 #include <tilewright/arrays/ValueTypes.h>
 
+template class Larder::Interface<Quill::MemBase::Allocator>;
+
 namespace Quill {
 
 namespace {

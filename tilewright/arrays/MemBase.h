@@ -40,9 +40,9 @@ public:
     virtual DynamicSize getSize() const = 0;
     virtual unsigned long long nElements() const = 0;
     virtual const std::type_info& getType() const = 0;
-    virtual HyperslabParameters getHyperslabParameters() const = 0;
+    virtual HyperslabParameters getHyperslabParameters() = 0;
     /// Element zero of the storage, null where the elements are not in memory.
-    virtual void* getPtr() const = 0;
+    virtual void* getPtr() = 0;
     virtual ChunkPtr getChunk() const = 0;
     /// First node and spacing of a procedural array, as its value types; null for an array in memory.
     virtual const void* OriginPtr() const = 0;
@@ -80,6 +80,12 @@ protected:
 private:
     QuillTypeIndex ValueType;
 };
+
+} // namespace Quill
+
+extern template class Larder::Interface<Quill::MemBase::Allocator>;
+
+namespace Quill {
 
 /// Makes arrays of one value type for code that doesn't know it.
 class TILEWRIGHT_API MemBase::Allocator : public Larder::Interface<MemBase::Allocator> {

@@ -25,10 +25,10 @@ QuillTypeBase::QuillTypeBase(const QuillTypeIndex& index) : ReferenceBase(this),
 
 QuillTypeBase::~QuillTypeBase() = default;
 
-void QuillTypeBase::remember(const std::type_info& type) {
+void QuillTypeBase::remember() {
     TypeStore& store = typeStore();
     const std::lock_guard guard(store.Lock);
-    store.Types[type] = this;
+    store.Types[getType()] = this;
 }
 
 QuillTypeBase::Pointer QuillTypeBase::find(const std::type_info& type) {

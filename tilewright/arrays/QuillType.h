@@ -105,8 +105,8 @@ public:
 protected:
     explicit QuillTypeBase(const QuillTypeIndex& index);
 
-    /// Enters the type in the list behind find.
-    void remember(const std::type_info& type);
+    /// Enters the type in the list that find searches. For the constructor of the class that answers getType.
+    void remember();
 };
 
 template <class T> class TILEWRIGHT_API QuillType : public QuillTypeBase {
@@ -137,7 +137,7 @@ public:
     int nontensor() const override { return 0; }
 
 protected:
-    QuillType() : QuillTypeBase(describeValueType<T>()) { remember(typeid(T)); }
+    QuillType() : QuillTypeBase(describeValueType<T>()) { remember(); }
 };
 
 template <class T> QuillTypeBase::Pointer QuillType<T>::getQuillType() {

@@ -2,8 +2,10 @@
 
 #include <cstdint>
 #include <memory>
+#include <numeric>
 #include <span>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 #include <tilewright/arrays/MultiIndex.h>
@@ -16,46 +18,29 @@ struct MyCell {
     std::span<const std::uint32_t> PointIndices;
 };
 
-/// Memory that is used again and again. Its contents are lost whenever room is asked for.
-template <class T> class Scratch {
-public:
-    T* room(std::size_t count) {
-        if (count > Capacity) {
-            Capacity = 0;
-            Storage.reset();
-            Storage = std::make_unique_for_overwrite<T[]>(count);
-            Capacity = count;
-        }
-        return Storage.get();
-    }
-    T* data() const { return Storage.get(); }
-
-private:
-    std::unique_ptr<T[]> Storage;
-    std::size_t Capacity = 0;
-};
-
-/// The points of a fragment, sorted into its cells: every point is in at most one cell. Serves one fragment
-/// after the other, so that its memory is asked for once.
+/// The points of a fragment, sorted into its cells: every point is in at most one cell.
 ///
-/// Cells are told by their linear number, x fastest. What is kept is the cell of every point and the number
-/// of points of every cell; that is all that a reduction needs which takes the points in their own order. The
-/// lists themselves are made when they are first asked for.
+/// Cells are identified by their linear number, x fastest. What is kept is the cell of every point and the
+/// number of points of every cell; that is all that a reduction needs which takes the points in their own
+/// order. The lists themselves are made when they are first asked for.
 class CellLists {
 public:
     Quill::MultiIndex<3> sizes;
 
-    /// Sorts the points from 0 to `pointCount` - 1, in place of those before: `cellOf(i, outside)` gives the
-    /// cell of point i, or `outside`.
+    /// Without cells.
+    CellLists() = default;
+
+    /// Sorts the points from 0 to `pointCount` - 1: `cellOf(i, outside)` gives the cell of point i, or
+    /// `outside`.
     template <class CellOf>
-    void assign(const Quill::MultiIndex<3>& cellCounts, std::uint32_t pointCount, const CellOf& cellOf) {
+    CellLists(const Quill::MultiIndex<3>& cellCounts, std::uint32_t pointCount, const CellOf& cellOf) {
         const unsigned long long outside = checkedProduct(cellCounts);
-        // The count behind those of the cells takes the points outside, which saves a test for each.
+        // The count after those of the cells takes the points outside, which saves a test for each.
         Counts.assign(outside + 1, 0);
         sizes = cellCounts;
         PointCount = pointCount;
-        HasLists = false;
-        unsigned long long* const cellOfPoint = CellOfPoint.room(pointCount);
+        CellOfPoint = std::make_unique_for_overwrite<unsigned long long[]>(pointCount);
+        unsigned long long* const cellOfPoint = CellOfPoint.get();
         std::uint32_t* const counts = Counts.data();
         for (std::uint32_t i = 0; i < pointCount; ++i) {
             const unsigned long long cell = cellOf(i, outside);
@@ -64,12 +49,18 @@ public:
         }
     }
 
+    /// The number of points of the fragment, in cells or not.
+    std::uint32_t pointCount() const { return PointCount; }
+
+    /// Whether there is a list for each cell of the sizes.
+    bool haveStorage() const { return counts().size() == sizes.product(); }
+
     /// The number of points of every cell.
     std::span<const std::uint32_t> counts() const { return {Counts.data(), Counts.size() - 1}; }
 
     /// Calls `visit(i, cell)` for each point in a cell, in the order of the points.
     template <class Visit> void forEachPoint(const Visit& visit) const {
-        const unsigned long long* const cellOfPoint = CellOfPoint.data();
+        const unsigned long long* const cellOfPoint = CellOfPoint.get();
         const unsigned long long cellCount = counts().size();
         for (std::uint32_t i = 0; i < PointCount; ++i)
             if (cellOfPoint[i] < cellCount)
@@ -86,9 +77,9 @@ public:
 
     /// Calls `visit(cell, MyCell)` for each cell with points, in the order of the cells.
     template <class Visit> void forEachList(const Visit& visit) const {
-        if (!HasLists)
+        if (!Ordinals)
             makeLists();
-        const std::uint32_t* list = Ordinals.data();
+        const std::uint32_t* list = Ordinals.get();
         forEachCell([&](unsigned long long cell, std::uint32_t count) {
             visit(cell, MyCell{{list, count}});
             list += count;
@@ -100,11 +91,11 @@ public:
     /// quicker to come by than those that are looked up through a list. They may be reordered.
     template <class E, class Read, class Visit>
     void forEachListOfValues(const Read& read, const Visit& visit) const {
-        const std::uint32_t count = makeEnds();
-        const auto sorted = std::make_unique_for_overwrite<E[]>(count);
+        std::vector<std::uint32_t> nextPlaces = firstPlaces();
+        const auto sorted = std::make_unique_for_overwrite<E[]>(pointsInCells());
         E* const first = sorted.get();
-        std::uint32_t* const ends = Ends.data();
-        forEachPoint([&](std::uint32_t i, unsigned long long cell) { first[ends[cell]++] = read(i); });
+        std::uint32_t* const next = nextPlaces.data();
+        forEachPoint([&](std::uint32_t i, unsigned long long cell) { first[next[cell]++] = read(i); });
         E* values = first;
         forEachCell([&](unsigned long long cell, std::uint32_t length) {
             visit(cell, std::span<E>(values, length));
@@ -125,32 +116,29 @@ private:
         return cellCounts.product();
     }
 
-    /// A counting sort: all lists stand behind one another in the order of the cells.
+    /// A counting sort: the lists follow one another in the order of the cells.
     void makeLists() const {
-        std::uint32_t* const ordinals = Ordinals.room(makeEnds());
-        std::uint32_t* const ends = Ends.data();
-        forEachPoint([&](std::uint32_t i, unsigned long long cell) { ordinals[ends[cell]++] = i; });
-        HasLists = true;
+        std::vector<std::uint32_t> nextPlaces = firstPlaces();
+        auto ordinals = std::make_unique_for_overwrite<std::uint32_t[]>(pointsInCells());
+        std::uint32_t* const first = ordinals.get();
+        std::uint32_t* const next = nextPlaces.data();
+        forEachPoint([&](std::uint32_t i, unsigned long long cell) { first[next[cell]++] = i; });
+        Ordinals = std::move(ordinals);
     }
 
-    /// Sets the end of each list to its beginning, and gives the length of all.
-    std::uint32_t makeEnds() const {
-        std::uint32_t* const ends = Ends.room(counts().size());
-        std::uint32_t end = 0;
-        for (std::size_t cell = 0; cell < counts().size(); ++cell) {
-            ends[cell] = end;
-            end += Counts[cell];
-        }
-        return end;
+    std::uint32_t pointsInCells() const { return PointCount - Counts.back(); }
+
+    /// Where the list of each cell begins.
+    std::vector<std::uint32_t> firstPlaces() const {
+        std::vector<std::uint32_t> places(counts().size());
+        std::exclusive_scan(counts().begin(), counts().end(), places.begin(), std::uint32_t{0});
+        return places;
     }
 
     std::vector<std::uint32_t> Counts{0};
-    Scratch<unsigned long long> CellOfPoint;
+    std::unique_ptr<unsigned long long[]> CellOfPoint;
     std::uint32_t PointCount = 0;
-    mutable bool HasLists = false;
-    mutable Scratch<std::uint32_t> Ordinals;
-    /// Where the list of each cell ends while the lists are made.
-    mutable Scratch<std::uint32_t> Ends;
+    mutable std::unique_ptr<std::uint32_t[]> Ordinals;
 };
 
 } // namespace

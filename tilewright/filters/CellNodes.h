@@ -28,7 +28,7 @@ inline std::optional<NodeAxis> axisOfCoordinate(const Quill::UniformCartesianArr
 class CellNodes {
 public:
     explicit CellNodes(const Quill::UniformCartesianArray* nodes) {
-        if (!nodes)
+        if (!nodes || nodes->nElements() == 0)
             return;
         Size = nodes->Size();
         for (std::size_t k = 0; k < 3; ++k)

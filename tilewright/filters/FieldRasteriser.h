@@ -4,10 +4,11 @@
 #include <algorithm>
 #include <string>
 
-#include <tilewright/arrays/MemArray.h>
+#include <tilewright/arrays/elements.h>
 #include <tilewright/filters/Operator.h>
 #include <tilewright/model/FragmentRange.h>
 #include <tilewright/model/RegularlyFragmentedField.h>
+#include <tilewright/substrate/Console.h>
 
 namespace Tilewright {
 namespace {
@@ -67,31 +68,56 @@ inline void makeCompanions(const RasterFieldJob& job, const Quill::FragmentIDPtr
         });
 }
 
-/// The vector that ordinals index: that of the array's chunk. An array whose elements lie in a chunk of
-/// another type has none; its elements are gathered into `gathered`.
-template <class T>
-const std::vector<T>& valuesOf(const Quill::MemArray<1, T>& input, std::vector<T>& gathered) {
-    const Larder::StrongPtr<Larder::Chunk<T>, Larder::ChunkBase> chunk = input.getChunk();
-    if (chunk)
-        return chunk->base_vector();
-    gathered.resize(input.data ? input.nElements() : 0);
-    for (std::size_t e = 0; e < gathered.size(); ++e)
-        gathered[e] = input[Quill::MultiIndex<1>(e)];
-    return gathered;
-}
+/// The values that ordinals index: those of the array's chunk, which is held meanwhile. An array whose
+/// elements lie in a chunk of another type, or come from a creator, has none; its elements are gathered.
+template <class T> class PointValues {
+public:
+    explicit PointValues(const Quill::MemArray<1, T>& input) {
+        const bool isMade = !input.data && input.creator;
+        if (!isMade)
+            Chunk = input.getChunk();
+        if (Chunk)
+            Values = Chunk->base_vector();
+        else if (Quill::isReadable(input))
+            gather(input);
+    }
+
+    const T* data() const { return Values.data(); }
+    std::size_t size() const { return Values.size(); }
+
+private:
+    void gather(const Quill::MemArray<1, T>& input) {
+        Gathered.resize(input.sizes[0]);
+        for (std::size_t e = 0; e < Gathered.size(); ++e)
+            Gathered[e] = input[Quill::MultiIndex<1>(e)];
+        Values = Gathered;
+    }
+
+    Larder::StrongPtr<Larder::Chunk<T>, Larder::ChunkBase> Chunk;
+    std::vector<T> Gathered;
+    std::span<const T> Values;
+};
 
 /// Reduces `input` cell by cell and stores the result in the job's output field. A cell without points is
-/// left zero.
+/// left zero. A fragment with fewer values than points takes no part.
 template <class FilterT>
-void rasterFieldFragment(const Operator<FilterT>& reduction,
+void rasterFieldFragment(CellReduction<FilterT> reduceCells,
                          const Quill::MemArray<1, typename FilterT::value_type>& input,
                          const RasterFieldJob& job) {
     using T = typename FilterT::value_type;
     using O = typename FilterT::output_type;
+    if (!job.Cells->haveStorage()) {
+        Larder::breakpoint();
+        return;
+    }
     const Larder::Ref<Quill::MemArray<3, O>> output(job.Cells->sizes);
-    std::vector<T> gathered;
-    const std::vector<T>& values = valuesOf(input, gathered);
-    reduction.reduceCells(*job.Cells, values, job.Nodes, output->data);
+    const PointValues<T> values(input);
+    if (values.size() < job.Cells->pointCount()) {
+        const std::string warning = "raster: " + *job.OutputName + " has fewer values than points";
+        Larder::Console() << warning.c_str();
+        return;
+    }
+    reduceCells(*job.Cells, values.data(), job.Nodes, output->data);
     const Quill::FragmentIDPtr fragment = job.Output->getFragmentID(*job.FragmentIndex);
     if (fragment) {
         Quill::getRange(*job.Output, fragment, false, false);

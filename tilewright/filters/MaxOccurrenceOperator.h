@@ -11,12 +11,24 @@ namespace {
 /// the first stands, and a value that is not a number equals every key: it counts only where it comes first,
 /// and then keeps all others out.
 template <class FilterT> class MaxOccurrenceOperator : public Operator<FilterT> {
+public:
     using typename Operator<FilterT>::value_type;
     using typename Operator<FilterT>::output_type;
 
-public:
-    output_type reduce(std::span<const unsigned> cellPoints, const std::vector<value_type>& values,
+    output_type reduce(const std::vector<unsigned>& cellPoints, const std::vector<value_type>& values,
                        const unsigned&, const point&) const override {
+        return keyOf(cellPoints, values.data());
+    }
+
+    static void reduceCells(const CellLists& cells, const value_type* values,
+                            const Quill::UniformCartesianArray*, output_type* results) {
+        cells.forEachList([&](unsigned long long cell, const MyCell& list) {
+            results[cell] = keyOf(list.PointIndices, values);
+        });
+    }
+
+private:
+    static output_type keyOf(std::span<const unsigned> cellPoints, const value_type* values) {
         if (cellPoints.empty())
             return output_type();
         output_type key = FilterT::readValue(values[cellPoints.front()]);

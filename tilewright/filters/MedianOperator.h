@@ -29,50 +29,54 @@ template <class E> E medianOf(std::span<E> values) {
 
 /// The median of the values; of records, that of each component by itself.
 template <class FilterT> class MedianOperator : public Operator<FilterT> {
+public:
     using typename Operator<FilterT>::value_type;
     using typename Operator<FilterT>::output_type;
 
-public:
-    output_type reduce(std::span<const unsigned> cellPoints, const std::vector<value_type>& values,
+    output_type reduce(const std::vector<unsigned>& cellPoints, const std::vector<value_type>& values,
                        const unsigned&, const point&) const override {
-        if constexpr (Orrery::Record<output_type>) {
-            output_type result;
-            for (std::size_t c = 0; c < 3; ++c)
-                result[c] =
-                    medianThrough(cellPoints, [&](unsigned i) { return FilterT::readValue(values[i])[c]; });
-            return result;
-        } else {
-            return medianThrough(cellPoints, [&](unsigned i) { return FilterT::readValue(values[i]); });
-        }
+        Scalars gathered;
+        return medianAt(cellPoints, values.data(), gathered);
     }
 
     /// Records go through lists: their components would take three times the memory.
-    void reduceCells(const CellLists& cells, const std::vector<value_type>& values,
-                     const Quill::UniformCartesianArray* nodes, output_type* results) const override {
-        if constexpr (Orrery::Record<output_type>)
-            Operator<FilterT>::reduceCells(cells, values, nodes, results);
-        else
+    static void reduceCells(const CellLists& cells, const value_type* values,
+                            const Quill::UniformCartesianArray*, output_type* results) {
+        if constexpr (Orrery::Record<output_type>) {
+            Scalars gathered;
+            cells.forEachList([&](unsigned long long cell, const MyCell& list) {
+                results[cell] = medianAt(list.PointIndices, values, gathered);
+            });
+        } else {
             cells.forEachListOfValues<output_type>(
-                [first = values.data()](std::uint32_t i) { return FilterT::readValue(first[i]); },
+                [values](std::uint32_t i) { return FilterT::readValue(values[i]); },
                 [results](unsigned long long cell, std::span<output_type> list) {
                     results[cell] = medianOf(list);
                 });
+        }
     }
 
 private:
     template <class T> struct ScalarOf { using type = T; };
     template <Orrery::Record T> struct ScalarOf<T> { using type = typename T::element_type; };
-    using Scalar = typename ScalarOf<output_type>::type;
+    using Scalars = std::vector<typename ScalarOf<output_type>::type>;
 
-    template <class Read> Scalar medianThrough(std::span<const unsigned> cellPoints, const Read& read) const {
-        Gathered.resize(cellPoints.size());
-        for (std::size_t k = 0; k < cellPoints.size(); ++k)
-            Gathered[k] = read(cellPoints[k]);
-        return medianOf(std::span(Gathered));
+    static output_type medianAt(std::span<const unsigned> cellPoints, const value_type* values,
+                                Scalars& gathered) {
+        const auto medianThrough = [&](const auto& read) {
+            gathered.resize(cellPoints.size());
+            std::ranges::transform(cellPoints, gathered.begin(), read);
+            return medianOf(std::span(gathered));
+        };
+        if constexpr (Orrery::Record<output_type>) {
+            output_type result;
+            for (std::size_t c = 0; c < 3; ++c)
+                result[c] = medianThrough([&](unsigned i) { return FilterT::readValue(values[i])[c]; });
+            return result;
+        } else {
+            return medianThrough([&](unsigned i) { return FilterT::readValue(values[i]); });
+        }
     }
-
-    /// Scratch memory, reused from cell to cell.
-    mutable std::vector<Scalar> Gathered;
 };
 
 } // namespace

@@ -16,7 +16,7 @@ namespace {
 constexpr double varianceLimit = 0.005624999999999999;
 static_assert(std::bit_cast<std::uint64_t>(varianceLimit) == 0x3F770A3D70A3D709);
 
-/// Reads the height of a cell off a plane through its points. Scratch memory is reused from cell to cell.
+/// Reads the height of a cell off a plane through its points. Its memory is reused from cell to cell.
 class PlaneReader {
 public:
     /// The points to read, to be filled before heightAt.
@@ -99,34 +99,49 @@ private:
 /// first coordinate of its point, so that all its heights are 0 and so is the result. Whole records are not
 /// fitted: they give zero.
 template <class FilterT> class RegressionOperator : public Operator<FilterT> {
+public:
     using typename Operator<FilterT>::value_type;
     using typename Operator<FilterT>::output_type;
 
-    static constexpr bool hasHeights = Orrery::Record<value_type> && !Orrery::Record<output_type>;
-
-public:
-    output_type reduce([[maybe_unused]] std::span<const unsigned> cellPoints,
+    output_type reduce([[maybe_unused]] const std::vector<unsigned>& cellPoints,
                        [[maybe_unused]] const std::vector<value_type>& values, const unsigned&,
                        [[maybe_unused]] const point& cellPosition) const override {
-        if constexpr (!hasHeights) {
-            return output_type();
+        if constexpr (hasHeights) {
+            PlaneReader reader;
+            return heightAt(cellPoints, values.data(), cellPosition, reader);
         } else {
-            Reader.Points.resize(cellPoints.size());
-            for (std::size_t k = 0; k < cellPoints.size(); ++k)
-                Reader.Points[k] = FilterT::toPoint(values[cellPoints[k]]);
-            const double height = Reader.heightAt(cellPosition);
-            // A plane has no height at a node that lies infinitely far away.
-            if constexpr (std::integral<output_type>)
-                return std::isnan(height) ? output_type() : truncated<output_type>(height);
-            else
-                return static_cast<output_type>(height);
+            return output_type();
         }
     }
 
-    bool readsCellPosition() const override { return hasHeights; }
+    static void reduceCells([[maybe_unused]] const CellLists& cells,
+                            [[maybe_unused]] const value_type* values,
+                            [[maybe_unused]] const Quill::UniformCartesianArray* nodes,
+                            [[maybe_unused]] output_type* results) {
+        if constexpr (hasHeights) {
+            PlaneReader reader;
+            const CellNodes positions(nodes);
+            cells.forEachList([&](unsigned long long cell, const MyCell& list) {
+                results[cell] = heightAt(list.PointIndices, values, positions[cell], reader);
+            });
+        }
+    }
 
 private:
-    mutable PlaneReader Reader;
+    static constexpr bool hasHeights = Orrery::Record<value_type> && !Orrery::Record<output_type>;
+
+    static output_type heightAt(std::span<const unsigned> cellPoints, const value_type* values,
+                                const point& cellPosition, PlaneReader& reader) {
+        reader.Points.resize(cellPoints.size());
+        std::ranges::transform(cellPoints, reader.Points.begin(),
+                               [values](unsigned i) { return FilterT::toPoint(values[i]); });
+        const double height = reader.heightAt(cellPosition);
+        // A plane has no height at a node that lies infinitely far away.
+        if constexpr (std::integral<output_type>)
+            return std::isnan(height) ? output_type() : truncated<output_type>(height);
+        else
+            return static_cast<output_type>(height);
+    }
 };
 
 } // namespace

@@ -69,8 +69,9 @@ bool getDistancesToRegressionPlane(const std::vector<point>& points, std::vector
     });
     const double ww = products[1];
     const double larger = largerEigenvalue(xx, xy, yy);
-    // The determinant of the scatter matrix is uu * ww. Not-a-number fails here too.
-    if (!(larger > 0.0 && uu * ww / larger >= leastEigenvalueRatio * larger))
+    // The determinant of the scatter matrix is uu * ww, a product that may leave the range of doubles.
+    // Between the larger eigenvalue and uu there is a factor of 2 at most. Not-a-number fails here too.
+    if (!(larger > 0.0 && uu / larger * ww >= leastEigenvalueRatio * larger))
         return false;
     const double alongU = products[0] / uu;
     const double alongW =

@@ -19,17 +19,17 @@ void reduceWithFilter(unsigned filter, const Quill::MemArray<1, typename FilterT
                       const RasterFieldJob& job) {
     switch (filter) {
     case filterMean:
-        return rasterFieldFragment<FilterT>(MeanOperator<FilterT>(), input, job);
+        return rasterFieldFragment<FilterT>(MeanOperator<FilterT>::reduceCells, input, job);
     case filterMin:
-        return rasterFieldFragment<FilterT>(MinOperator<FilterT>(), input, job);
+        return rasterFieldFragment<FilterT>(MinOperator<FilterT>::reduceCells, input, job);
     case filterMax:
-        return rasterFieldFragment<FilterT>(MaxOperator<FilterT>(), input, job);
+        return rasterFieldFragment<FilterT>(MaxOperator<FilterT>::reduceCells, input, job);
     case filterMedian:
-        return rasterFieldFragment<FilterT>(MedianOperator<FilterT>(), input, job);
+        return rasterFieldFragment<FilterT>(MedianOperator<FilterT>::reduceCells, input, job);
     case filterMaxOccurrence:
-        return rasterFieldFragment<FilterT>(MaxOccurrenceOperator<FilterT>(), input, job);
+        return rasterFieldFragment<FilterT>(MaxOccurrenceOperator<FilterT>::reduceCells, input, job);
     case filterRegression:
-        return rasterFieldFragment<FilterT>(RegressionOperator<FilterT>(), input, job);
+        return rasterFieldFragment<FilterT>(RegressionOperator<FilterT>::reduceCells, input, job);
     default:
         // Skipped: the field exists in the output and gets no data.
         return;

@@ -14,7 +14,6 @@ public:
     ~BaseSpaceDependency() override;
 
     bool processOwnership(Larder::Intercube& target, const Larder::Intercube& source) const override;
-    void takeAge(const Larder::Ageable& changed) override;
 };
 
 /// Something over which others can be described: a skeleton or a chart.
@@ -25,7 +24,6 @@ public:
     ~BaseSpace() override;
 
     bool processOwnership(Larder::Intercube& target, const Larder::Intercube& source) const override;
-    void takeAge(const Larder::Ageable& changed) override;
 };
 
 /// A Cartesian coordinate system, told from others by name and number.

@@ -2,9 +2,11 @@
 
 #include <limits>
 
-#include <tilewright/arrays/MemArray.h>
+#include <tilewright/arrays/elements.h>
 #include <tilewright/model/CreativeArrayBase.h>
 #include <tilewright/model/Field.h>
+
+template class Larder::Interface<Orrery::BoundingBall>;
 
 namespace Orrery {
 
@@ -49,17 +51,8 @@ using Orrery::PhysicalSpace::point;
 
 void expandByArray(Orrery::BoundingBox& box, const ArrayPtr& array) {
     const Larder::StrongPtr<TypedArray<point>, Larder::Cacheable> points = array;
-    if (!points || points->nElements() == 0)
-        return;
-    const CreativeIterator<point> run = points->creativeIterator();
-    if (!run.data) {
-        box.expand(points->first());
-        box.expand(points->last());
-        return;
-    }
-    const unsigned long long end = run.storageElements() - run.lastSkip;
-    for (unsigned long long e = run.firstSkip; e < end; ++e)
-        box.expand(run.data[e * run.stride]);
+    if (points)
+        forEachElement(*points, [&](const point& p) { box.expand(p); });
 }
 
 } // namespace

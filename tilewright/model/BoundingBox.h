@@ -6,6 +6,12 @@
 #include <tilewright/values/PhysicalSpace.h>
 
 namespace Orrery {
+class TILEWRIGHT_API BoundingBall;
+}
+
+extern template class Larder::Interface<Orrery::BoundingBall>;
+
+namespace Orrery {
 
 /// The extent of something in space, as an interface of it.
 class TILEWRIGHT_API BoundingBall : public Larder::Interface<BoundingBall>, public Larder::Ageable {

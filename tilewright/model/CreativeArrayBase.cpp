@@ -1,6 +1,7 @@
 #include <tilewright/model/CreativeArrayBase.h>
 
 #include <tilewright/model/Cache.h>
+#include <tilewright/model/Field.h>
 
 namespace Quill {
 
@@ -15,10 +16,21 @@ ArrayPtr CreativeArrayBase::create() { return {}; }
 
 ArrayPtr CreativeArrayBase::get() const { return Made.promote(); }
 
+bool CreativeArrayBase::processOwnership(Larder::Intercube& target, const Larder::Intercube& source) const {
+    Field::adoptCreatorsInSlots();
+    return Ownable<CreativeArrayBase>::processOwnership(target, source);
+}
+
+void CreativeArrayBase::updateOwnershipAge(const Larder::Ageable& changed) {
+    Field::adoptCreatorsInSlots();
+    Ownable<CreativeArrayBase>::updateOwnershipAge(changed);
+}
+
 ArrayPtr getData(const CreatorPtr& creator) {
     CreativeArrayBase* const maker = creator.rawptr();
     if (!maker)
         return {};
+    const std::lock_guard guard(maker->Making);
     if (const ArrayPtr held = maker->get()) {
         held->markAsUsed();
         return held;

@@ -4,29 +4,30 @@
 /// (*field)[index] = creator. The array is made when it is first asked for; after that the shared cache keeps
 /// it (Cache.h), and when the cache lets it go it is made again.
 ///
-/// Thread safety: a creator belongs to the thread that works on its grid. The cache may let arrays go from
-/// any thread.
+/// Thread safety: several threads may read the data of one creator by getData at the same time. One of them
+/// makes the array, and the others wait for it; create and get are never called twice at once. All else on a
+/// creator belongs to the thread that works on its grid.
 #pragma once
+
+#include <mutex>
 
 #include <tilewright/model/references.h>
 #include <tilewright/substrate/Creature.h>
 
-namespace Larder {
+namespace Quill {
 
 /// A creator of class Base that holds its object for good.
 template <class T, class Base> class TILEWRIGHT_API Creator : public Base {
-public:
-    explicit Creator(const StrongPtr<T, Cacheable>& object) : Data(object) {}
+    using Pointer = Larder::StrongPtr<T, Larder::Cacheable>;
 
-    StrongPtr<T, Cacheable> get() const override { return Data; }
+public:
+    explicit Creator(const Pointer& object) : Data(object) {}
+
+    Pointer get() const override { return Data; }
 
 private:
-    StrongPtr<T, Cacheable> Data;
+    Pointer Data;
 };
-
-} // namespace Larder
-
-namespace Quill {
 
 class TILEWRIGHT_API CreativeArrayBase : public Larder::CreatorBase<MemBase>,
                                          public Ownable<CreativeArrayBase>,
@@ -41,9 +42,13 @@ public:
     /// The array that was made before, as long as anybody holds it.
     ArrayPtr get() const override;
 
+    bool processOwnership(Larder::Intercube& target, const Larder::Intercube& source) const override;
+    void updateOwnershipAge(const Larder::Ageable& changed) override;
+
 private:
     friend TILEWRIGHT_API ArrayPtr getData(const CreatorPtr& creator);
 
+    std::mutex Making;
     Larder::WeakPtrImpl<MemBase, Larder::Cacheable> Made;
 };
 

@@ -1,8 +1,13 @@
 #include <tilewright/model/Field.h>
 
+#include <algorithm>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include <tilewright/model/FragmentRange.h>
+
+template class Larder::Interface<Quill::Ownable<Quill::Field>::Container::PassThrough>;
 
 namespace Quill {
 
@@ -14,6 +19,12 @@ std::optional<unsigned> creatorKey(const Field& field, const FragmentIDPtr& frag
         return identifier->number;
     return field.Collection ? std::nullopt : std::optional<unsigned>(0);
 }
+
+using WeakFieldPtr = Larder::WeakPtrImpl<Field, Ownable<CreativeArrayBase>::Container>;
+
+/// The fields of this thread that have handed out slots. Whoever writes to a slot writes a plain pointer, so
+/// owners can only be entered when somebody asks for them.
+thread_local std::vector<WeakFieldPtr> fieldsWithSlots;
 
 } // namespace
 
@@ -32,11 +43,6 @@ bool Field::processOwnership(Larder::Intercube& target, const Larder::Intercube&
 
 FragmentIDCollectionPtr Field::getFragmentIDCollection() const { return Collection; }
 
-void Field::takeAge(const Larder::Ageable& changed) {
-    setAge(changed);
-    updateOwnershipAge(changed);
-}
-
 CreatorPtr Field::getCreator(const FragmentIDPtr& fragment) const {
     const auto key = creatorKey(*this, fragment);
     const auto found = key ? Creators.find(*key) : Creators.end();
@@ -51,11 +57,10 @@ void Field::setPersistentData(const ArrayPtr& data, const FragmentIDPtr& fragmen
     const auto key = creatorKey(*this, fragment);
     if (!key)
         return;
-    const Larder::Ref<Larder::Creator<MemBase, CreativeArrayBase>> creator(data);
+    const Larder::Ref<Creator<MemBase, CreativeArrayBase>> creator(data);
     creator->addOwner(*this);
-    if (data)
-        data->setCreator(creator);
-    Creators[*key] = creator;
+    if (const CreatorPtr replaced = std::exchange(Creators[*key], creator))
+        replaced->removeOwner(*this);
     dropRange(*this, fragment);
 }
 
@@ -65,6 +70,22 @@ ArrayPtr Field::newFragmentationArray() const {
         return {};
     const unsigned long long* const extents = collection->Extents.get();
     return new MemArray<3, FragmentIDPtr>(collection->Fragments, {extents[0], extents[1], extents[2]});
+}
+
+void Field::handOutSlot() {
+    if (HasHandedOutSlots)
+        return;
+    std::erase_if(fieldsWithSlots, [](const WeakFieldPtr& field) { return !field; });
+    fieldsWithSlots.emplace_back(this);
+    HasHandedOutSlots = true;
+}
+
+void Field::adoptCreatorsInSlots() {
+    for (const WeakFieldPtr& open : fieldsWithSlots)
+        if (const FieldPtr field = open.promote())
+            for (const auto& [number, creator] : field->Creators)
+                if (creator)
+                    creator->addOwner(*field);
 }
 
 const FieldPtr& Field::NullPtrField() {

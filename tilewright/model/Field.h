@@ -32,7 +32,6 @@ public:
 
     bool processOwnership(Larder::Intercube& target, const Larder::Intercube& source) const override;
     FragmentIDCollectionPtr getFragmentIDCollection() const override;
-    void takeAge(const Larder::Ageable& changed) override;
 
     /// Age of the division into fragments.
     unsigned long long FragmentAge;
@@ -48,8 +47,9 @@ public:
     /// The array of `fragment`, loaded or made if need be; null if there is none.
     ArrayPtr getData(const FragmentIDPtr& fragment) const;
 
-    /// Makes `data` the array of `fragment`, in place of what was there. A creator holds it for good, so it
-    /// needs neither the store nor a name to be found by.
+    /// Makes `data` the array of `fragment`, in place of what was there. A new creator holds it for good, so
+    /// it needs neither the store nor a name to be found by. The array's own creator, who can make it again,
+    /// stays the one that it has.
     void setPersistentData(const ArrayPtr& data, const FragmentIDPtr& fragment,
                            const Larder::StrongPtr<Larder::Cache, Larder::CacheBase>& store,
                            const std::string& name);
@@ -60,6 +60,18 @@ public:
 
     /// The one null pointer that look-ups of missing fields refer to.
     static const FieldPtr& NullPtrField();
+
+    /// Makes every field of this thread that has handed out a slot an owner of the creators that were put in.
+    static void adoptCreatorsInSlots();
+
+protected:
+    /// To be called before a slot of Creators is handed out: what is put in there belongs to this field too.
+    void handOutSlot();
+
+private:
+    bool HasHandedOutSlots = false;
 };
 
 } // namespace Quill
+
+extern template class Larder::Interface<Quill::Ownable<Quill::Field>::Container::PassThrough>;

@@ -1,7 +1,15 @@
 #include <tilewright/model/FragmentID.h>
 
+#include <tilewright/model/FragmentLocation.h>
+
 template class Larder::Chunk<Quill::FragmentIDPtr>;
 template class Quill::MemArray<3, Quill::FragmentIDPtr>;
+template class Larder::Interface<Quill::FragmentLocation<3, Quill::GlobalOffset>>;
+template class Larder::Interface<Quill::FragmentLocation<3, Quill::LowOverlap>>;
+template class Larder::Interface<Quill::FragmentLocation<3, Quill::HighOverlap>>;
+template class Quill::FragmentLocation<3, Quill::GlobalOffset>;
+template class Quill::FragmentLocation<3, Quill::LowOverlap>;
+template class Quill::FragmentLocation<3, Quill::HighOverlap>;
 
 namespace Quill {
 

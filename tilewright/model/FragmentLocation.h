@@ -32,3 +32,10 @@ public:
 };
 
 } // namespace Quill
+
+extern template class Quill::FragmentLocation<3, Quill::GlobalOffset>;
+extern template class Quill::FragmentLocation<3, Quill::LowOverlap>;
+extern template class Quill::FragmentLocation<3, Quill::HighOverlap>;
+extern template class Larder::Interface<Quill::FragmentLocation<3, Quill::GlobalOffset>>;
+extern template class Larder::Interface<Quill::FragmentLocation<3, Quill::LowOverlap>>;
+extern template class Larder::Interface<Quill::FragmentLocation<3, Quill::HighOverlap>>;

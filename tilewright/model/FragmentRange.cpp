@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include <tilewright/arrays/MemArray.h>
+#include <tilewright/arrays/elements.h>
 #include <tilewright/model/CreativeArrayBase.h>
 #include <tilewright/model/Field.h>
 
@@ -28,19 +28,12 @@ template <class T> void widen(std::vector<Bounds>& components, const T& value) {
 
 template <class T> std::vector<Bounds> boundsOf(const TypedArray<T>& array) {
     constexpr double infinity = std::numeric_limits<double>::infinity();
-    if (array.nElements() == 0)
-        return {};
-    std::vector<Bounds> components(array.valueType().scalarCount, {infinity, -infinity});
-    const CreativeIterator<T> run = array.creativeIterator();
-    if (run.data) {
-        const unsigned long long end = run.storageElements() - run.lastSkip;
-        for (unsigned long long e = run.firstSkip; e < end; ++e)
-            widen(components, run.data[e * run.stride]);
-    } else {
-        // Elements that are not in memory are procedural, and such arrays are monotonous.
-        widen(components, array.first());
-        widen(components, array.last());
-    }
+    std::vector<Bounds> components;
+    forEachElement(array, [&](const T& value) {
+        if (components.empty())
+            components.assign(array.valueType().scalarCount, {infinity, -infinity});
+        widen(components, value);
+    });
     return components;
 }
 

@@ -39,7 +39,9 @@ Grid::ChartPtr Grid::makeCartesianChart(const std::string& Name, unsigned short 
     const std::pair key(Name, Number);
     if (const auto found = Charts.find(key); found != Charts.end())
         return found->second;
-    return Charts.emplace(key, Larder::Ref<CartesianChart>(Name, Number)).first->second;
+    const Larder::Ref<CartesianChart> chart(Name, Number);
+    chart->addOwner(*this);
+    return Charts.emplace(key, chart).first->second;
 }
 
 Representation& Grid::makeCartesianRepresentation(int Dims, const std::string& Name, unsigned short Number) {

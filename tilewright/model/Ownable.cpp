@@ -6,6 +6,8 @@ OwnerBase::OwnerBase() = default;
 
 OwnerBase::~OwnerBase() = default;
 
+void OwnerBase::updateOwnershipAge(const Larder::Ageable&) {}
+
 SaveableAttributes::~SaveableAttributes() = default;
 
 } // namespace Quill

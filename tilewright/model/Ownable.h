@@ -16,10 +16,14 @@
 
 namespace Quill {
 
+/// Root of all that knows its owners.
 class TILEWRIGHT_API OwnerBase {
 public:
     OwnerBase();
     virtual ~OwnerBase();
+
+    /// Hands the age of `changed` on to every live owner, and from there to the owners' owners.
+    virtual void updateOwnershipAge(const Larder::Ageable& changed);
 };
 
 template <class T> class TILEWRIGHT_API Ownable : public virtual OwnerBase {
@@ -33,8 +37,6 @@ public:
 
         /// Asked by what this container owns; false stops the walk over the owners.
         virtual bool processOwnership(Larder::Intercube&, const Larder::Intercube&) const { return true; }
-        /// Something that this container owns has come to the age of `changed`.
-        virtual void takeAge(const Larder::Ageable&) {}
     };
 
     /// Asks every live owner; false at the first that answers false.
@@ -45,16 +47,24 @@ public:
         return true;
     }
 
-    /// Hands the age on to every live owner.
-    virtual void updateOwnershipAge(const Larder::Ageable& changed) {
+    /// An owner that has an age takes that of `changed`.
+    void updateOwnershipAge(const Larder::Ageable& changed) override {
         for (const auto& [id, owner] : Owners)
             if (const auto live = owner.promote())
-                live->takeAge(changed);
+                ageOwner(*live, changed);
     }
 
     void addOwner(const Container& owner) { Owners.try_emplace(owner.objectId, &owner); }
+    void removeOwner(const Container& owner) { Owners.erase(owner.objectId); }
 
 private:
+    static void ageOwner(Container& owner, const Larder::Ageable& changed) {
+        if (auto* const aged = dynamic_cast<Larder::Ageable*>(&owner))
+            aged->setAge(changed);
+        if (auto* const owned = dynamic_cast<OwnerBase*>(&owner))
+            owned->updateOwnershipAge(changed);
+    }
+
     std::unordered_map<unsigned long long, Larder::WeakPtrImpl<Container, Container>> Owners;
 };
 

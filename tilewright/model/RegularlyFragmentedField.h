@@ -25,7 +25,16 @@ public:
 
     /// The slot of the fragment's creator, null where it has no data; a look-up makes the slot. The index is
     /// not checked: one beyond the lattice may reach another fragment.
-    CreatorPtr& operator[](const MultiIndex<N>& Index) { return Creators[fragmentNumber(Index)]; }
+    CreatorPtr& operator[](const MultiIndex<N>& Index) {
+        handOutSlot();
+        return Creators[fragmentNumber(Index)];
+    }
+
+    /// What is in that slot, null if there is none; makes no slot.
+    CreatorPtr findCreator(const MultiIndex<N>& Index) const {
+        const auto found = Creators.find(fragmentNumber(Index));
+        return found == Creators.end() ? CreatorPtr() : found->second;
+    }
 
     /// Null for an index beyond the lattice.
     FragmentIDPtr getFragmentID(const MultiIndex<N>& Index) const {

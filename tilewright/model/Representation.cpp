@@ -1,5 +1,8 @@
 #include <tilewright/model/Representation.h>
 
+#include <algorithm>
+#include <utility>
+
 namespace Quill {
 
 FieldID::FieldID(const std::string& fieldName) : ReferenceBase(this), name(fieldName) {}
@@ -88,7 +91,11 @@ void Representation::store(const FieldIDPtr& identifier, const FieldPtr& field) 
     const FieldIDPtr own = makeFieldID(known->name);
     if (field)
         field->addOwner(*this);
-    Entries[PlaceOfName.at(own->name)].Content = field;
+    const FieldPtr replaced = std::exchange(Entries[PlaceOfName.at(own->name)].Content, field);
+    const auto isReplaced = [&](const Entry& entry) { return entry.Content == replaced; };
+    // A field may be known under several names.
+    if (replaced && std::ranges::none_of(Entries, isReplaced))
+        replaced->removeOwner(*this);
 }
 
 } // namespace Quill

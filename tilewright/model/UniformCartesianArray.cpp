@@ -13,8 +13,15 @@ UniformCartesianArray::UniformCartesianArray(const MultiIndex<3>& Extents, const
 UniformCartesianArray::~UniformCartesianArray() = default;
 
 ArrayPtr UniformCartesianArray::copy(const CreatorRef& creator) const {
-    return new UniformCartesianArray(Size(), *static_cast<const point*>(OriginPtr()),
-                                     *static_cast<const vector*>(DeltaPtr()), creator);
+    const Larder::Ref<UniformCartesianArray> same(Size(), origin(), delta(), creator);
+    same->AxisOfCoordinate = AxisOfCoordinate;
+    using Axis = CoordinateAxisArray<double, LinearCoordinateAxisArray>;
+    for (std::size_t a = 0; a < Axes.size(); ++a)
+        if (const Axis* const axis = Axes[a].rawptr())
+            same->Axes[a] = Larder::Ref<Axis>((*axis)[0], (*axis)[1]);
+        else
+            same->Axes[a] = {};
+    return same;
 }
 
 } // namespace Quill

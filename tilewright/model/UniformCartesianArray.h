@@ -39,6 +39,7 @@ public:
     std::array<std::uint32_t, P::element_count> AxisOfCoordinate;
 
     MultiIndex<N> Size() const override { return Extents; }
+    unsigned long long nElements() const override { return Extents.product(); }
     unsigned long long memsize() const override {
         unsigned long long bytes = 0;
         for (const AxisPtr& axis : Axes)
@@ -46,8 +47,8 @@ public:
                 bytes += axis->elements() * sizeof(double);
         return bytes;
     }
-    HyperslabParameters getHyperslabParameters() const override { return {}; }
-    void* getPtr() const override { return nullptr; }
+    HyperslabParameters getHyperslabParameters() override { return {}; }
+    void* getPtr() override { return nullptr; }
     const void* OriginPtr() const override { return nullptr; }
     const void* DeltaPtr() const override { return nullptr; }
     bool copyFrom(const ChunkPtr&) override { return false; }
@@ -96,13 +97,26 @@ public:
     /// The point at `index`; indices are not checked.
     P operator[](const MultiIndex<N>& index) const {
         P p;
-        for (std::size_t c = 0; c < this->AxisOfCoordinate.size(); ++c) {
-            const std::uint32_t axis = this->AxisOfCoordinate[c];
-            const auto* const linear = axis < N ? this->Axes[axis].rawptr() : nullptr;
-            if (linear)
-                p[c] = (*linear)[0] + static_cast<double>(index[axis]) * (*linear)[1];
-        }
+        for (std::size_t c = 0; c < this->AxisOfCoordinate.size(); ++c)
+            if (const auto* const axis = axisOfCoordinate(c))
+                p[c] = (*axis)[0] + static_cast<double>(index[this->AxisOfCoordinate[c]]) * (*axis)[1];
         return p;
+    }
+
+    /// The first node and the spacing of the nodes, each 0 for a coordinate without an axis.
+    P origin() const {
+        P p;
+        for (std::size_t c = 0; c < this->AxisOfCoordinate.size(); ++c)
+            if (const auto* const axis = axisOfCoordinate(c))
+                p[c] = (*axis)[0];
+        return p;
+    }
+    V delta() const {
+        V v;
+        for (std::size_t c = 0; c < this->AxisOfCoordinate.size(); ++c)
+            if (const auto* const axis = axisOfCoordinate(c))
+                v[c] = (*axis)[1];
+        return v;
     }
 
     P first() const override { return (*this)[MultiIndex<N>()]; }
@@ -112,8 +126,9 @@ public:
             index[d] -= index[d] == 0 ? 0 : 1;
         return (*this)[index];
     }
-    const void* OriginPtr() const override { return &Origin; }
-    const void* DeltaPtr() const override { return &Delta; }
+    /// They follow the axes, which are public: what they point at is valid until the next call.
+    const void* OriginPtr() const override { return upToDate(Origin, origin()); }
+    const void* DeltaPtr() const override { return upToDate(Delta, delta()); }
 
     /// All points, in memory.
     ArrayPtr makeMemArray(const CreatorRef& creator) const override {
@@ -151,8 +166,20 @@ protected:
     }
 
 private:
-    P Origin;
-    V Delta;
+    const CoordinateAxisArray<double, LinearCoordinateAxisArray>* axisOfCoordinate(std::size_t c) const {
+        const std::uint32_t axis = this->AxisOfCoordinate[c];
+        return axis < N ? this->Axes[axis].rawptr() : nullptr;
+    }
+
+    /// Writes only what has changed, so that several threads may ask about axes that nobody changes.
+    template <class Record> static const void* upToDate(Record& kept, const Record& present) {
+        if (kept != present)
+            kept = present;
+        return &kept;
+    }
+
+    mutable P Origin;
+    mutable V Delta;
 };
 
 class TILEWRIGHT_API UniformCartesianArray
@@ -162,7 +189,7 @@ public:
                           const Orrery::PhysicalSpace::vector& Step, const CreatorRef& Creator = {});
     ~UniformCartesianArray() override;
 
-    /// The same lattice again.
+    /// The same lattice again, on axes of its own.
     ArrayPtr copy(const CreatorRef& creator) const override;
 };
 

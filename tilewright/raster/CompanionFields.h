@@ -17,16 +17,33 @@ namespace {
 
 template <class T> using CellsOf = Larder::StrongPtr<Quill::MemArray<3, T>, Larder::Cacheable>;
 
-/// The array itself; a copy if its elements don't lie one behind the other, as in a slice; null if it has
-/// none.
-template <class T> CellsOf<T> contiguous(const CellsOf<T>& array) {
-    if (!array || array->sizes.product() == 0)
+template <class T> bool hasCell(const Quill::MemArray<3, T>& array, const MultiIndex<3>& index) {
+    return index[0] < array.sizes[0] && index[1] < array.sizes[1] && index[2] < array.sizes[2] &&
+           Quill::isReadable(array);
+}
+
+/// A new array of `extents` with `valueOf(index)` in each cell.
+template <class T, class ValueOf> CellsOf<T> makeCells(const MultiIndex<3>& extents, const ValueOf& valueOf) {
+    const Larder::Ref<Quill::MemArray<3, T>> cells(extents);
+    const Quill::MemArray<3, T>& target = *cells;
+    MultiIndex<3> index;
+    if (extents.product() != 0)
+        do
+            target[index] = valueOf(index);
+        while (index.inc(extents));
+    return cells;
+}
+
+/// The cells below `extents`, one after the other: the array itself, or a copy where its elements lie in
+/// another way or are of another number. Cells that `array` does not have get `missing`.
+template <class T>
+CellsOf<T> contiguous(const CellsOf<T>& array, const MultiIndex<3>& extents, const T& missing) {
+    const Quill::MemArray<3, T>& cells = *array;
+    if (cells.sizes == extents && cells.data && cells.stride == 1 && cells.firstSkip == 0 &&
+        Quill::isReadable(cells))
         return array;
-    if (array->data && array->stride == 1 && array->firstSkip == 0)
-        return array;
-    if (array->data || array->creator)
-        return array->createSubMemArray({}, array->sizes, {});
-    return {};
+    return makeCells<T>(
+        extents, [&](const MultiIndex<3>& index) { return hasCell(cells, index) ? cells[index] : missing; });
 }
 
 /// The mean of `count` values of T that add up to `sum`; zero if there are none.
@@ -122,7 +139,7 @@ void averageCells(const Quill::MemArray<3, T>& cells, const Quill::MemArray<3, u
 /// Makes the companions of one fragment; called for each field on the cells.
 class CompanionMaker {
 public:
-    CompanionMaker(const Quill::MemArray<3, unsigned char>& cellTypes, const MultiIndex<3>& index,
+    CompanionMaker(const CellsOf<unsigned char>& cellTypes, const MultiIndex<3>& index,
                    Quill::Representation& vertices, const MultiIndex<3>& fragmentCount,
                    const MultiIndex<3>& cellCounts)
         : CellTypes(cellTypes), Index(index), Vertices(vertices), FragmentCount(fragmentCount),
@@ -139,7 +156,7 @@ public:
             Larder::Console() << "broken regular field missing cellset";
             return false;
         }
-        const Quill::CreatorPtr source = (*cells)[Index];
+        const Quill::CreatorPtr source = cells->findCreator(Index);
         if (!source) {
             Larder::Console() << "CellCAB is null";
             return true;
@@ -163,21 +180,34 @@ private:
         return target;
     }
 
-    /// False if `data` are no cells of T.
+    /// False if `data` are no cells of T. Cells beyond the extents are left out, and cells that the field
+    /// does not have count as empty.
     template <class T>
     bool makeCompanion(const Quill::ArrayPtr& data, Quill::RegularlyFragmentedField<3>& target) const {
-        const CellsOf<T> cells = contiguous<T>(data);
-        if (!cells || cells->sizes != Extents || CellTypes.sizes != Extents)
+        const CellsOf<T> cells = data;
+        if (!cells)
             return false;
         const Larder::Ref<Quill::MemArray<3, T>> vertices(Extents);
-        averageCells<T>(*cells, CellTypes, *vertices);
+        averageCells<T>(*contiguous(cells, Extents, T()), *typesOf(*cells), *vertices);
         const Quill::FragmentIDPtr fragment = target.getFragmentID(Index);
         Quill::getRange(target, fragment, false, false);
         storeData(target, vertices, fragment);
         return true;
     }
 
-    const Quill::MemArray<3, unsigned char>& CellTypes;
+    template <class T> CellsOf<unsigned char> typesOf(const Quill::MemArray<3, T>& cells) const {
+        MultiIndex<3> last;
+        for (std::size_t axis = 0; axis < 3; ++axis)
+            last[axis] = Extents[axis] - 1;
+        if (hasCell(cells, last))
+            return CellTypes;
+        const Quill::MemArray<3, unsigned char>& types = *CellTypes;
+        return makeCells<unsigned char>(Extents, [&](const MultiIndex<3>& index) {
+            return hasCell(cells, index) ? types[index] : cellWithoutData;
+        });
+    }
+
+    const CellsOf<unsigned char> CellTypes;
     const MultiIndex<3>& Index;
     Quill::Representation& Vertices;
     const MultiIndex<3>& FragmentCount;
@@ -192,10 +222,9 @@ inline void makeCompanionFields(const Quill::Representation& cells, Quill::Repre
         return;
     MultiIndex<3> index;
     do {
-        const Quill::CreatorPtr creator = (*cellType)[index];
-        const CellsOf<unsigned char> types = contiguous<unsigned char>(Quill::getData(creator));
-        if (types)
-            cells.iterate(CompanionMaker(*types, index, vertices, fragmentCount, cellCounts));
+        if (const CellsOf<unsigned char> types = Quill::getData(cellType->findCreator(index)))
+            cells.iterate(CompanionMaker(contiguous(types, cellCounts, cellWithoutData), index, vertices,
+                                         fragmentCount, cellCounts));
     } while (index.inc(fragmentCount));
 }
 

@@ -60,7 +60,7 @@ public:
             Larder::Console() << "raster: is not regularly fragmented";
             return false;
         }
-        const Quill::CreatorPtr creator = (*input)[Index];
+        const Quill::CreatorPtr creator = input->findCreator(Index);
         if (!creator)
             return true;
         const std::string outputName = isHeight ? "Height" : name;
@@ -81,33 +81,34 @@ private:
     const Quill::UniformCartesianArray& Nodes;
 };
 
-/// Sorts the selected `points` into the cells of their fragment.
+/// The selected `points`, sorted into the cells of their fragment.
 template <class IsSelected>
-void sortIntoCells(const PointArray& points, const CellLocator& locator, const MultiIndex<3>& cellCounts,
-                   const IsSelected& isSelected, CellLists& cells) {
+CellLists sortIntoCells(const PointArray& points, const CellLocator& locator, const MultiIndex<3>& cellCounts,
+                        const IsSelected& isSelected) {
     const auto pointCount = static_cast<std::uint32_t>(points.sizes[0]);
-    cells.assign(cellCounts, pointCount, [&](std::uint32_t i, unsigned long long outside) {
-        return isSelected(i) ? locator.locateCell(points[MultiIndex<1>(i)], outside) : outside;
-    });
+    return {cellCounts, pointCount, [&](std::uint32_t i, unsigned long long outside) {
+                return isSelected(i) ? locator.locateCell(points[MultiIndex<1>(i)], outside) : outside;
+            }};
 }
 
-/// One fragment of the walk: sorts its points and reduces every field of `input`.
+/// One fragment of the walk: sorts its points and reduces every field of `input`. What it needs for that is
+/// given back at the end, before the next fragment's data are made.
 inline void rasterFragment(const WalkContext& context, const Quill::Representation& input,
                            const Quill::CreatorPtr& inputPositions, const MultiIndex<3>& index,
-                           const MultiIndex<3>& cellCounts, CellLists& cells) {
+                           const MultiIndex<3>& cellCounts) {
     const Larder::StrongPtr<PointArray, Larder::Cacheable> points = Quill::getData(inputPositions);
-    if (!points) {
+    if (!points || !Quill::isReadable(*points)) {
         Larder::Console() << "have no point cloud positions";
         return;
     }
-    const Quill::CreatorPtr outputPositions = (*context.OutputPositions)[index];
+    const Quill::CreatorPtr outputPositions = context.OutputPositions->findCreator(index);
     const Larder::StrongPtr<Quill::UniformCartesianArray, Larder::Cacheable> nodes =
         Quill::getData(outputPositions);
     if (!nodes)
         return;
     const CellLocator locator(*nodes, cellCounts);
-    withSelection(context.Selection, index, [&](const auto& isSelected) {
-        sortIntoCells(*points, locator, cellCounts, isSelected, cells);
+    const CellLists cells = withSelection(context.Selection, index, [&](const auto& isSelected) {
+        return sortIntoCells(*points, locator, cellCounts, isSelected);
     });
     input.iterate(FieldVisitor(context, index, cells, *nodes));
 }
@@ -141,17 +142,16 @@ inline std::string createFragmentedOtherFields(Quill::Representation& output, co
     if (total == 0)
         return {};
     unsigned reported = 0;
-    CellLists cells;
     MultiIndex<3> index;
     do {
-        const Quill::CreatorPtr slot = (*inputPositions)[index];
         if (progress) {
             if (!progress->reportProgress("Fragment: ", reported, static_cast<unsigned>(total)))
                 return "Interrupted";
             ++reported;
         }
-        if (slot)
-            rasterFragment(context, *inputFields, slot, index, cellCounts, cells);
+        // Looked up after the report, as whoever takes it may fill or refill the slot.
+        if (const Quill::CreatorPtr slot = inputPositions->findCreator(index))
+            rasterFragment(context, *inputFields, slot, index, cellCounts);
     } while (index.inc(FragmentCount));
     return {};
 }

@@ -3,9 +3,11 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include <tilewright/arrays/MemArray.h>
+#include <tilewright/arrays/elements.h>
+#include <tilewright/filters/CellLists.h>
 #include <tilewright/model/RegularlyFragmentedField.h>
 #include <tilewright/model/Representation.h>
 #include <tilewright/values/MultiRange.h>
@@ -36,16 +38,18 @@ inline std::string analyseSelection(const std::string& text, const Quill::Repres
     return {};
 }
 
-/// Calls `scan(isSelected)` once, with a function that tells of an ordinal whether the point is wanted. Where
-/// the field has no fragment all points are; where its data are of a type that can't select none is.
+/// What `scan(isSelected)` gives, which is called once with a function that says of an ordinal whether the
+/// point is wanted. Where the field has no fragment all points are; where its data are of a type that can't
+/// select none is.
 template <class Scan>
-void withSelection(const PointSelection& selection, const Quill::MultiIndex<3>& index, const Scan& scan) {
-    const Quill::CreatorPtr slot = selection.Field ? (*selection.Field)[index] : Quill::CreatorPtr();
-    if (!slot) {
-        scan([](std::uint32_t) { return true; });
-        return;
-    }
+CellLists withSelection(const PointSelection& selection, const Quill::MultiIndex<3>& index,
+                        const Scan& scan) {
+    const Quill::CreatorPtr slot =
+        selection.Field ? selection.Field->findCreator(index) : Quill::CreatorPtr();
+    if (!slot)
+        return scan([](std::uint32_t) { return true; });
     const Quill::ArrayPtr data = Quill::getData(slot);
+    CellLists cells;
     const bool canSelect = Quill::probeTypes(Quill::PlainValueTypes(), [&]<class T>(std::type_identity<T>) {
         const Larder::StrongPtr<Quill::MemArray<1, T>, Larder::Cacheable> typed = data;
         if (!typed)
@@ -55,12 +59,12 @@ void withSelection(const PointSelection& selection, const Quill::MultiIndex<3>& 
         const Orrery::MultiRange<T>& wanted = *ranges;
         // A field is expected to have a value for each point; points beyond its end have none that could be
         // wanted.
-        const unsigned long long count = values.data ? values.sizes[0] : 0;
-        scan([&](std::uint32_t i) { return i < count && wanted.contains(values[Quill::MultiIndex<1>(i)]); });
+        const unsigned long long count = Quill::isReadable(values) ? values.sizes[0] : 0;
+        cells = scan(
+            [&](std::uint32_t i) { return i < count && wanted.contains(values[Quill::MultiIndex<1>(i)]); });
         return true;
     });
-    if (!canSelect)
-        scan([](std::uint32_t) { return false; });
+    return canSelect ? std::move(cells) : scan([](std::uint32_t) { return false; });
 }
 
 } // namespace

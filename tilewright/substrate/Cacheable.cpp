@@ -23,13 +23,29 @@ const std::type_info& Cacheable::DomainType() const { return typeid(Cacheable); 
 const std::type_info& Cacheable::CreatorType() const { return typeid(Creature); }
 
 void Cacheable::markAsUsed() const {
-    if (const auto keeper = Keeper.promote())
+    StrongPtr<CacheBase, CacheBase> keeper;
+    {
+        const std::lock_guard guard(Lock);
+        keeper = Keeper.promote();
+    }
+    if (keeper)
         keeper->touch(*this);
 }
 
-void Cacheable::setCreator(const WeakPtrImpl<Creature, Creature>& creator) { Maker = creator; }
+void Cacheable::setCreator(const WeakPtrImpl<Creature, Creature>& creator) {
+    const std::lock_guard guard(Lock);
+    Maker = creator;
+}
 
-void Cacheable::setKeeper(const WeakPtrImpl<CacheBase, CacheBase>& keeper) { Keeper = keeper; }
+WeakPtrImpl<Creature, Creature> Cacheable::getCreator() const {
+    const std::lock_guard guard(Lock);
+    return Maker;
+}
+
+void Cacheable::setKeeper(const WeakPtrImpl<CacheBase, CacheBase>& keeper) {
+    const std::lock_guard guard(Lock);
+    Keeper = keeper;
+}
 
 CacheBase::CacheBase() : ReferenceBase(this) {}
 

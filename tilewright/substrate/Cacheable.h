@@ -1,5 +1,6 @@
 #pragma once
 
+#include <mutex>
 #include <typeinfo>
 
 #include <tilewright/substrate/StrongPtr.h>
@@ -11,7 +12,7 @@ class TILEWRIGHT_API CacheBase;
 
 /// Data that may be cached: the reference domain of all arrays.
 ///
-/// Thread safety: one object belongs to one thread at a time; its counts and the cache are safe.
+/// Thread safety: who made an object and who keeps it may be set and read from any thread.
 class TILEWRIGHT_API Cacheable : public ReferenceBase<Cacheable> {
 public:
     Cacheable();
@@ -37,12 +38,13 @@ public:
 
     /// Who made these data and can make them again.
     void setCreator(const WeakPtrImpl<Creature, Creature>& creator);
-    const WeakPtrImpl<Creature, Creature>& getCreator() const { return Maker; }
+    WeakPtrImpl<Creature, Creature> getCreator() const;
 
     /// Called by a cache that takes the object in.
     void setKeeper(const WeakPtrImpl<CacheBase, CacheBase>& keeper);
 
 private:
+    mutable std::mutex Lock;
     WeakPtrImpl<Creature, Creature> Maker;
     WeakPtrImpl<CacheBase, CacheBase> Keeper;
 };

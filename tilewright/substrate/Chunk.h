@@ -8,7 +8,11 @@
 ///
 /// Invariants:
 /// 1. The size does not change while arrays view the chunk: they keep the address of its first element.
-/// 2. ChunkBase::TotalMemsize counts sizes, at construction and at destruction. What a vector grows in
+/// 2. A ladder's storage can be seen as vectors of several types, and the compiler takes these for different
+///    objects. Every operation of the chunk classes, base_vector included, starts from what the storage is
+///    by then. Vectors that were fetched before a size was changed through another type do not, nor do the
+///    operations that a chunk inherits from its vector: fetch the vector anew.
+/// 3. ChunkBase::TotalMemsize counts sizes, at construction and at destruction. What a vector grows in
 ///    between is taken off without having been added; the drift is accepted.
 ///
 /// Thread safety: reading is safe, writing distinct elements is safe, nothing else is.
@@ -88,13 +92,10 @@ public:
     }
 
     /// The storage, its elements seen as B.
-    std::vector<B>& base_vector() { return layoutVector(); }
-    const std::vector<B>& base_vector() const { return const_cast<TypedChunkBase*>(this)->layoutVector(); }
+    virtual std::vector<B>& base_vector() = 0;
+    virtual const std::vector<B>& base_vector() const = 0;
 
     virtual StrongPtr<TypedChunkBase, ChunkBase> newChunk(unsigned long long n, bool reserveOnly) const = 0;
-
-protected:
-    virtual std::vector<B>& layoutVector() = 0;
 };
 
 /// A chunk whose elements are T or derive from T.
@@ -103,8 +104,40 @@ class TILEWRIGHT_API TypedChunk : public std::conditional_t<std::is_void_v<Chunk
                                                             TypedChunkBase<T>, TypedChunk<ChunkParentOf<T>>> {
 };
 
+template <class T> class Chunk;
+
+/// The view of a `Chunk<T>` through the root of its ladder: a class of its own, as one class can't have both
+/// a base_vector of the root's type and one of its own.
+template <class T> class TILEWRIGHT_API LayoutChunk : public TypedChunk<T> {
+    using Layout = ChunkLayoutOf<T>;
+
+public:
+    std::vector<Layout>& base_vector() override { return *seenAs<Layout>(vector()); }
+    const std::vector<Layout>& base_vector() const override {
+        return *seenAs<Layout>(const_cast<LayoutChunk*>(this)->vector());
+    }
+
+protected:
+    /// The storage, forgotten by the optimiser: what was written to it through any type is seen from here on.
+    std::vector<T>* storage() const { return seenAs<T>(const_cast<LayoutChunk*>(this)->vector()); }
+
+private:
+    std::vector<T>* vector() { return static_cast<Chunk<T>*>(this); }
+
+    /// All rungs of a ladder differ from its root in name only, so a vector of them is a vector of the root.
+    template <class As> static std::vector<As>* seenAs(std::vector<T>* vector) {
+        static_assert(sizeof(T) == sizeof(Layout) && alignof(T) == alignof(Layout));
+        static_assert(std::is_same_v<T, Layout> ||
+                      (std::is_base_of_v<Layout, T> && std::is_trivially_copyable_v<T>));
+        auto* seen = reinterpret_cast<std::vector<As>*>(vector);
+        if constexpr (!std::is_same_v<T, Layout>)
+            asm volatile("" : "+r"(seen) : : "memory");
+        return seen;
+    }
+};
+
 /// The storage itself.
-template <class T> class TILEWRIGHT_API Chunk : public TypedChunk<T>, public std::vector<T> {
+template <class T> class TILEWRIGHT_API Chunk : public LayoutChunk<T>, public std::vector<T> {
     using Layout = ChunkLayoutOf<T>;
 
 public:
@@ -120,15 +153,19 @@ public:
     template <std::signed_integral N>
     Chunk(N n, bool reserveOnly) : Chunk(static_cast<unsigned long long>(n), reserveOnly) {}
 
-    Chunk(const Chunk& other) : TypedChunk<T>(), std::vector<T>(other) { ChunkBase::TotalMemsize += bytes(); }
+    Chunk(const Chunk& other) : LayoutChunk<T>(), std::vector<T>(other.base_vector()) {
+        ChunkBase::TotalMemsize += bytes();
+    }
     Chunk& operator=(const Chunk&) = delete;
 
     ~Chunk() override { ChunkBase::TotalMemsize -= bytes(); }
 
-    unsigned long long elements() const override { return this->size(); }
+    unsigned long long elements() const override { return base_vector().size(); }
     int element_size() const override { return sizeof(T); }
-    const void* const_data_ptr() const override { return this->empty() ? nullptr : this->data(); }
-    void* data_ptr() override { return this->empty() ? nullptr : this->data(); }
+    const void* const_data_ptr() const override {
+        return base_vector().empty() ? nullptr : base_vector().data();
+    }
+    void* data_ptr() override { return base_vector().empty() ? nullptr : base_vector().data(); }
     const std::type_info& getType() const override { return typeid(T); }
     StrongPtr<ChunkBase, ChunkBase> copy() const override { return new Chunk(*this); }
 
@@ -137,19 +174,9 @@ public:
         return new Chunk(n, reserveOnly);
     }
 
-    /// The storage.
-    std::vector<T>& base_vector() { return *this; }
-    const std::vector<T>& base_vector() const { return *this; }
-
-protected:
-    std::vector<Layout>& layoutVector() override {
-        // All rungs of a ladder differ from its root in name only, so a vector of them is a vector of the
-        // root.
-        static_assert(sizeof(T) == sizeof(Layout) && alignof(T) == alignof(Layout));
-        static_assert(std::is_same_v<T, Layout> ||
-                      (std::is_base_of_v<Layout, T> && std::is_trivially_copyable_v<T>));
-        return reinterpret_cast<std::vector<Layout>&>(base_vector());
-    }
+    /// The storage, its elements seen as T. A template hides the root's operation and does not override it.
+    template <class = void> std::vector<T>& base_vector() { return *this->storage(); }
+    template <class = void> const std::vector<T>& base_vector() const { return *this->storage(); }
 
 private:
     static std::size_t checkedSize(unsigned long long n) {
@@ -158,7 +185,7 @@ private:
         return n;
     }
 
-    long long bytes() const { return static_cast<long long>(this->size() * sizeof(T)); }
+    long long bytes() const { return static_cast<long long>(base_vector().size() * sizeof(T)); }
 };
 
 } // namespace Larder

@@ -1,5 +1,7 @@
 #include <tilewright/substrate/Intercube.h>
 
+#include <utility>
+
 namespace Larder {
 
 Intercube::Intercube() = default;
@@ -9,13 +11,20 @@ Intercube::~Intercube() = default;
 StrongPtr<InterfaceBase, InterfaceBase> Intercube::createInterface(const std::type_info&) const { return {}; }
 
 void Intercube::addInterface(const StrongPtr<InterfaceBase, InterfaceBase>& interface) const {
-    if (interface)
-        Interfaces[interface->getInterfaceDomain()] = interface;
+    if (!interface)
+        return;
+    // What is replaced goes outside of the lock: its destructor may come back to this set.
+    StrongPtr<InterfaceBase, InterfaceBase> replaced = interface;
+    const std::lock_guard guard(Lock);
+    std::swap(Interfaces[interface->getInterfaceDomain()], replaced);
 }
 
 StrongPtr<InterfaceBase, InterfaceBase> Intercube::findInterface(const std::type_info& domain) const {
-    if (const auto found = Interfaces.find(domain); found != Interfaces.end())
-        return found->second;
+    {
+        const std::lock_guard guard(Lock);
+        if (const auto found = Interfaces.find(domain); found != Interfaces.end())
+            return found->second;
+    }
     const auto made = createInterface(domain);
     addInterface(made);
     return made;

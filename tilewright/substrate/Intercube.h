@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <mutex>
 #include <typeindex>
 
 #include <tilewright/substrate/Interface.h>
@@ -10,7 +11,7 @@ namespace Larder {
 /// A set of interfaces on an object, at most one for each domain.
 ///
 /// The set is a cache on the object rather than a part of its value, hence the const operations. Thread
-/// safety: none; an object's interfaces belong to the thread that works on the object.
+/// safety: interfaces may be attached and found from any thread.
 class TILEWRIGHT_API Intercube {
 public:
     Intercube();
@@ -26,6 +27,7 @@ public:
     StrongPtr<InterfaceBase, InterfaceBase> findInterface(const std::type_info& domain) const;
 
 private:
+    mutable std::mutex Lock;
     mutable std::map<std::type_index, StrongPtr<InterfaceBase, InterfaceBase>> Interfaces;
 };
 

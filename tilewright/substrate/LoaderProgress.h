@@ -7,6 +7,10 @@
 
 namespace Larder {
 
+class TILEWRIGHT_API LoaderProgress;
+
+extern template class Interface<LoaderProgress>;
+
 /// A sink for progress reports, implemented by the caller of a long operation. The mutex is for the
 /// implementer; nothing in the library locks it.
 class TILEWRIGHT_API LoaderProgress : public Interface<LoaderProgress>, public std::mutex {

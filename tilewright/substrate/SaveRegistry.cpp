@@ -1,21 +1,28 @@
 #include <tilewright/substrate/SaveRegistry.h>
 
 #include <map>
-#include <memory>
 #include <mutex>
 #include <typeindex>
+#include <utility>
 #include <vector>
 
 namespace Larder {
 
 namespace {
 
-using CreatorList = std::vector<SaveInterfaceCreatorPtr>;
-
 /// A list is replaced and never changed, so that a walk works on a list of its own without copying it.
+struct CreatorList : ReferenceBase<CreatorList> {
+    explicit CreatorList(std::vector<SaveInterfaceCreatorPtr> creators)
+        : ReferenceBase(this), Creators(std::move(creators)) {}
+
+    const std::vector<SaveInterfaceCreatorPtr> Creators;
+};
+
+using CreatorListPtr = StrongPtr<CreatorList, CreatorList>;
+
 struct CreatorStore {
     std::mutex Lock;
-    std::map<std::type_index, std::shared_ptr<const CreatorList>> Lists;
+    std::map<std::type_index, CreatorListPtr> Lists;
 };
 
 /// Never destroyed: arrays of static storage may be made and released while the process ends.
@@ -24,11 +31,11 @@ CreatorStore& creatorStore() {
     return *store;
 }
 
-std::shared_ptr<const CreatorList> creatorsOf(const std::type_info& type) {
+CreatorListPtr creatorsOf(const std::type_info& type) {
     CreatorStore& store = creatorStore();
     const std::lock_guard guard(store.Lock);
     const auto found = store.Lists.find(type);
-    return found == store.Lists.end() ? nullptr : found->second;
+    return found == store.Lists.end() ? CreatorListPtr() : found->second;
 }
 
 } // namespace
@@ -44,16 +51,18 @@ SaveRegistryBase::~SaveRegistryBase() = default;
 void SaveRegistryBase::registerCreator(const std::type_info& type, const SaveInterfaceCreatorPtr& creator) {
     CreatorStore& store = creatorStore();
     const std::lock_guard guard(store.Lock);
-    auto& list = store.Lists[type];
-    CreatorList longer = list ? *list : CreatorList();
+    CreatorListPtr& list = store.Lists[type];
+    std::vector<SaveInterfaceCreatorPtr> longer;
+    if (list)
+        longer = list->Creators;
     longer.push_back(creator);
-    list = std::make_shared<const CreatorList>(std::move(longer));
+    list = Ref<CreatorList>(std::move(longer));
 }
 
 std::uint32_t SaveRegistryBase::traverseCreators(const std::type_info& type) {
     std::uint32_t answer = 0;
-    if (const auto creators = creatorsOf(type))
-        for (SaveInterfaceCreatorPtr creator : *creators)
+    if (const CreatorListPtr list = creatorsOf(type))
+        for (SaveInterfaceCreatorPtr creator : list->Creators)
             answer = applyCreator(type, creator);
     return answer;
 }

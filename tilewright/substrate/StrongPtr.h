@@ -20,6 +20,7 @@
 #pragma once
 
 #include <concepts>
+#include <cstdint>
 #include <type_traits>
 #include <typeinfo>
 #include <utility>
@@ -36,14 +37,19 @@ template <class R> class TILEWRIGHT_API DynPtr<R, R> {
 public:
     DynPtr() = default;
 
+    /// The same record; takes no count.
+    DynPtr(const DynPtr& other) noexcept : DynPtr(other.block()) {}
+    DynPtr& operator=(const DynPtr&) = delete;
+
     /// Takes one strong count; nothing on a null or dead pointer.
     void ref() const {
-        if (!Block || Block->strongCount.load() < 0)
+        ReferenceBlock<R>* const record = block();
+        if (!record || record->strongCount.load() < 0)
             return;
-        if (Block->strongCount.fetch_add(1) != 0 || !Block->object)
+        if (record->strongCount.fetch_add(1) != 0 || !record->object)
             return;
         try {
-            DomainHooks<R>::firstStrongReference(*Block->object);
+            DomainHooks<R>::firstStrongReference(*record->object);
         } catch (...) {
             // Whoever wanted to hold the object gets the exception, and nobody else knows of it.
             unref();
@@ -53,27 +59,28 @@ public:
 
     /// Gives one strong count back; with the last one the object dies.
     void unref() const {
-        if (!Block || Block->strongCount.load() < 1)
+        ReferenceBlock<R>* const record = block();
+        if (!record || record->strongCount.load() < 1)
             return;
-        if (Block->strongCount.fetch_sub(1) == 1)
-            destroyObject();
+        if (record->strongCount.fetch_sub(1) == 1)
+            destroyObject(*record);
     }
 
     /// Gives one weak count back; with the last one the record goes and this pointer becomes null.
     void wunref() {
-        if (Block && ReferenceBase<R>::releaseWeak(Block))
-            Block = nullptr;
+        if (ReferenceBlock<R>* const record = block(); record && ReferenceBase<R>::releaseWeak(record))
+            setBlock(nullptr);
     }
 
     /// The object, null if it is gone.
-    R* rawptr() const noexcept { return alive() ? Block->object : nullptr; }
+    R* rawptr() const noexcept { return alive() ? block()->object : nullptr; }
     R* operator->() const noexcept { return rawptr(); }
     R& operator*() const noexcept { return *rawptr(); }
 
     operator void*() const { return rawptr(); }
     bool operator!() const { return !rawptr(); }
 
-    friend bool operator==(const DynPtr& a, const DynPtr& b) { return a.Block == b.Block; }
+    friend bool operator==(const DynPtr& a, const DynPtr& b) { return a.block() == b.block(); }
 
     /// The address of the domain's one null pointer.
     static DynPtr* getNullPtr() {
@@ -84,36 +91,51 @@ public:
 protected:
     template <class, class> friend class WeakPtrImpl;
 
-    explicit DynPtr(ReferenceBlock<R>* block) : Block(block) {}
+    explicit DynPtr(ReferenceBlock<R>* record) { setBlock(record); }
 
-    bool alive() const { return Block && Block->alive(); }
+    ReferenceBlock<R>* block() const { return reinterpret_cast<ReferenceBlock<R>*>(Word & ~strongMark); }
+    void setBlock(ReferenceBlock<R>* record) {
+        Word = reinterpret_cast<std::uintptr_t>(record) | (Word & strongMark);
+    }
+
+    bool isStrong() const { return (Word & strongMark) != 0; }
+    void markStrong() { Word |= strongMark; }
+
+    bool alive() const { return block() && block()->alive(); }
 
     /// As the object's own class may name it: the typed word of a pointer that is being built.
     template <class T> T* castObject() const {
         if constexpr (std::is_same_v<T, R>)
             return rawptr();
         else
-            return alive() ? dynamic_cast<T*>(Block->object) : nullptr;
+            return alive() ? dynamic_cast<T*>(block()->object) : nullptr;
     }
 
-    ReferenceBlock<R>* Block = nullptr;
-
 private:
-    void destroyObject() const {
-        R* const object = Block->object;
-        Block->strongCount.exchange(dyingMark);
+    /// No record lies at an odd address, so the lowest bit is free to say that the pointer is a StrongPtr. It
+    /// stays with the pointer for life, null or not.
+    static constexpr std::uintptr_t strongMark = 1;
+    static_assert(alignof(ReferenceBlock<R>) > strongMark);
+
+    static void destroyObject(ReferenceBlock<R>& record) {
+        R* const object = record.object;
+        record.strongCount.exchange(dyingMark);
         object->extremeUnction();
-        Block->strongCount.exchange(-1);
-        Block->object = reinterpret_cast<R*>(goneMark);
+        record.strongCount.exchange(-1);
+        record.object = reinterpret_cast<R*>(goneMark);
         DomainHooks<R>::markedDead(*object);
         delete object;
     }
+
+    /// The address of the record, and the mark.
+    std::uintptr_t Word = 0;
 };
 
 /// Adds the typed word for a class T below the root.
 template <class T, class R> class TILEWRIGHT_API DynPtr : public DynPtr<R, R> {
 public:
     DynPtr() = default;
+    DynPtr(const DynPtr& other) noexcept = default;
 
     /// The same object, seen as T; takes no count.
     DynPtr(const DynPtr<R, R>& root) noexcept : DynPtr<R, R>(root), Typed(this->template castObject<T>()) {}
@@ -123,7 +145,7 @@ public:
     T* rawptr() const noexcept {
         if (!this->alive())
             return nullptr;
-        T* const fresh = dynamic_cast<T*>(this->Block->object);
+        T* const fresh = dynamic_cast<T*>(this->block()->object);
         if (fresh != Typed)
             reportInconsistency(fresh);
         return Typed;
@@ -136,19 +158,20 @@ public:
     bool operator!() const { return !this->alive() || !Typed; }
 
 protected:
-    DynPtr(ReferenceBlock<R>* block, T* typed) : DynPtr<R, R>(block), Typed(typed) {}
-
     T* Typed = nullptr;
 
 private:
     void reportInconsistency(const void* fresh) const {
-        const R* const object = this->Block->object;
+        const R* const object = this->block()->object;
         SpeakPtr::theSpeaker()->InconsistentDynPtr(typeid(*Typed), typeid(T), typeid(*object), fresh, Typed,
                                                    object, Typed);
     }
 };
 
 /// Observes an object without keeping it alive.
+///
+/// A WeakPtrImpl& may really be a StrongPtr: assigning or swapping through it exchanges the objects, while
+/// each pointer stays as strong or weak as it is.
 template <class T, class R> class TILEWRIGHT_API WeakPtrImpl : public DynPtr<T, R> {
     static constexpr bool isRoot = std::is_same_v<T, R>;
 
@@ -161,17 +184,28 @@ public:
 
     template <class U>
     requires(!std::same_as<U, T>) WeakPtrImpl(const WeakPtrImpl<U, R>& other)
-    noexcept { take(other.Block); }
+    noexcept { take(other.block()); }
 
-    WeakPtrImpl(WeakPtrImpl&& other) noexcept { swapWords(other); }
+    /// A strong pointer keeps what it has: its two counts belong together.
+    WeakPtrImpl(WeakPtrImpl&& other) noexcept {
+        if (other.isStrong())
+            takeFrom(other);
+        else
+            swapWords(other);
+    }
 
-    /// A strong pointer that moves here keeps what it has: its two counts belong together.
     template <class U>
     WeakPtrImpl(StrongPtr<U, R>&& other) noexcept
         : WeakPtrImpl(static_cast<const WeakPtrImpl<U, R>&>(other)) {}
 
-    WeakPtrImpl& operator=(WeakPtrImpl other) noexcept {
-        swapWords(other);
+    WeakPtrImpl& operator=(const WeakPtrImpl& other) {
+        WeakPtrImpl copy(other);
+        exchange(copy);
+        return *this;
+    }
+
+    WeakPtrImpl& operator=(WeakPtrImpl&& other) {
+        exchange(other);
         return *this;
     }
 
@@ -184,55 +218,79 @@ public:
 protected:
     template <class, class> friend class WeakPtrImpl;
 
+    /// For two pointers that are both strong or both weak.
     void swapWords(WeakPtrImpl& other) noexcept {
-        std::swap(this->Block, other.Block);
+        ReferenceBlock<R>* const record = this->block();
+        this->setBlock(other.block());
+        other.setBlock(record);
         if constexpr (!isRoot)
             std::swap(this->Typed, other.Typed);
     }
 
 private:
-    /// Becomes one more weak holder of `block`.
-    void take(ReferenceBlock<R>* block) noexcept {
-        this->Block = block;
+    /// Each pointer gets the other's object and keeps its own strength. Changes nothing if it throws.
+    void exchange(WeakPtrImpl& other) {
+        if (this->isStrong() == other.isStrong()) {
+            swapWords(other);
+            return;
+        }
+        WeakPtrImpl& weak = this->isStrong() ? other : *this;
+        weak.ref();
+        swapWords(other);
+        weak.unref();
+    }
+
+    /// Becomes one more weak holder of `record`.
+    void take(ReferenceBlock<R>* record) noexcept {
+        if (!record)
+            return;
+        record->weakCount.fetch_add(1);
+        this->setBlock(record);
         if constexpr (!isRoot)
             this->Typed = this->template castObject<T>();
-        if (block)
-            block->weakCount.fetch_add(1);
+    }
+
+    /// The same for the record of `other`, whose typed word serves as long as its object lives.
+    void takeFrom(const WeakPtrImpl& other) noexcept {
+        this->setBlock(other.block());
+        if constexpr (!isRoot)
+            this->Typed = other.Typed;
+        takeCopy(other);
     }
 
     /// The words are copied already; a typed word is not trusted beyond its object's life.
     void takeCopy(const WeakPtrImpl& other) noexcept {
         if (this == &other)
-            SpeakPtr::theSpeaker()->SelfConstruction(typeid(DynPtr<R, R>), this, this->Block);
-        if (!this->Block)
+            SpeakPtr::theSpeaker()->SelfConstruction(typeid(DynPtr<R, R>), this, this->block());
+        if (!this->block())
             return;
         if constexpr (!isRoot)
             if (!this->alive())
                 this->Typed = nullptr;
-        this->Block->weakCount.fetch_add(1);
+        this->block()->weakCount.fetch_add(1);
     }
 };
 
 /// Owns a share of an object.
 template <class T, class R> class TILEWRIGHT_API StrongPtr : public WeakPtrImpl<T, R> {
 public:
-    StrongPtr() = default;
+    StrongPtr() { this->markStrong(); }
 
-    StrongPtr(const ReferenceBase<R>* object) : WeakPtrImpl<T, R>(object) { this->ref(); }
+    StrongPtr(const ReferenceBase<R>* object) : WeakPtrImpl<T, R>(object) { hold(); }
 
     StrongPtr(const StrongPtr& other) : WeakPtrImpl<T, R>(static_cast<const WeakPtrImpl<T, R>&>(other)) {
-        this->ref();
+        hold();
     }
 
-    template <class U> StrongPtr(const WeakPtrImpl<U, R>& other) : WeakPtrImpl<T, R>(other) { this->ref(); }
+    template <class U> StrongPtr(const WeakPtrImpl<U, R>& other) : WeakPtrImpl<T, R>(other) { hold(); }
 
     template <class U>
     requires(!std::same_as<U, T>) StrongPtr(const StrongPtr<U, R>& other)
         : WeakPtrImpl<T, R>(static_cast<const WeakPtrImpl<U, R>&>(other)) {
-        this->ref();
+        hold();
     }
 
-    StrongPtr(StrongPtr&& other) noexcept : WeakPtrImpl<T, R>(static_cast<WeakPtrImpl<T, R>&&>(other)) {}
+    StrongPtr(StrongPtr&& other) noexcept : StrongPtr() { this->swapWords(other); }
 
     StrongPtr& operator=(StrongPtr other) noexcept {
         this->swapWords(other);
@@ -244,17 +302,25 @@ public:
 private:
     friend WeakPtrImpl<T, R>;
 
+    void hold() {
+        this->ref();
+        this->markStrong();
+    }
+
     struct AlreadyCounted {};
-    StrongPtr(const WeakPtrImpl<T, R>& other, AlreadyCounted) noexcept : WeakPtrImpl<T, R>(other) {}
+    StrongPtr(const WeakPtrImpl<T, R>& other, AlreadyCounted) noexcept : WeakPtrImpl<T, R>(other) {
+        this->markStrong();
+    }
 };
 
 template <class T, class R> StrongPtr<T, R> WeakPtrImpl<T, R>::promote() const {
-    if (!this->Block)
+    ReferenceBlock<R>* const record = this->block();
+    if (!record)
         return {};
     // Counts from half the mark on belong to a dying object, and 0 to one that is not held.
-    int held = this->Block->strongCount.load();
+    int held = record->strongCount.load();
     while (held > 0 && held < dyingMark / 2)
-        if (this->Block->strongCount.compare_exchange_weak(held, held + 1))
+        if (record->strongCount.compare_exchange_weak(held, held + 1))
             return StrongPtr<T, R>(*this, typename StrongPtr<T, R>::AlreadyCounted());
     return {};
 }
