@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <tilewright/arrays/MemArray.h>
+#include <tilewright/model/CreativeArrayBase.h>
 
 namespace Quill {
 namespace {
@@ -39,12 +40,49 @@ TEST(MemArray, CountsItsConstructions) {
     EXPECT_EQ(MemBase::RegisteredTypes, before + 2);
 }
 
+TEST(MemArray, IsMadeOfAnyRecordThatAClientHas) {
+    struct Pair : Orrery::FixedArray<float, 2> {
+        using FixedArray::FixedArray;
+    };
+    const Ref<MemArray<2, Pair>> pairs(MultiIndex<2>(2, 2));
+    pairs->data[3] = Pair(5, 7);
+    EXPECT_EQ(pairs->valueType().scalarCount, 2u);
+    const Typed<2, float> second = pairs->getComponentArray(1, {});
+    EXPECT_EQ(second->last(), 7);
+    EXPECT_FALSE(pairs->getComponentArray(2, {}));
+    const Typed<1, Pair> row = pairs->getSlice(1, {});
+    EXPECT_EQ(row->last(), Pair(5, 7));
+}
+
+TEST(MemArray, IsABaseBeforeItAsksForItsStorage) {
+    const unsigned long long next = Larder::ReferenceBase<Larder::Cacheable>::MaxObjectCountID;
+    const long long bytes = Larder::ChunkBase::TotalMemsize;
+    EXPECT_THROW((MemArray<1, double>(MultiIndex<1>(~0ULL))), std::length_error);
+    EXPECT_EQ(Larder::ReferenceBase<Larder::Cacheable>::MaxObjectCountID, next + 1);
+    EXPECT_EQ(Larder::ChunkBase::TotalMemsize, bytes);
+}
+
+struct Maker : CreativeArrayBase {};
+
+TEST(MemArray, IsHandedItsCreatorByWhateverMakesIt) {
+    const Ref<Maker> maker;
+    const Typed<2, float> array = counting<2>({3, 2});
+    const Ref<MemArray<1, point>> points(MultiIndex<1>(2));
+    for (const ArrayPtr& made :
+         {array->getSlice(1, maker), array->copy(maker), array->getComponentArray(0, maker),
+          array->createSubMemArray({}, {1, 1}, maker), array->newMemArraynD({1, 1}, maker),
+          array->createEquallySizedMemArray(array->getChunk(), maker), points->getComponentArray(2, maker)})
+        EXPECT_TRUE(made->getCreator() == maker);
+    EXPECT_FALSE(array->getCreator());
+}
+
 TEST(MemArray, HasNoElementsAroundAChunkOfAnotherType) {
     const Ref<Chunk<double>> doubles(6u, false);
     const Ref<MemArray<2, float>> array(ChunkPtr(doubles), MultiIndex<2>(2, 3));
     EXPECT_TRUE(!array->getPtr() && array->memsize() == 0 && !array->copy({}));
     EXPECT_FALSE(array->copyFrom(ChunkPtr(Ref<Chunk<float>>(6u, false))));
     array->set(1);
+    EXPECT_TRUE(array->getSlice(0, {}));
 }
 
 TEST(MemArray, IsShownWholeToTheSaveRegistryWhenFirstHeld) {
@@ -52,14 +90,18 @@ TEST(MemArray, IsShownWholeToTheSaveRegistryWhenFirstHeld) {
     struct Saver : Larder::SaveInterfaceCreator<MemBase> {
         std::uint32_t createSaveInterface(MemBase* array) override {
             shown.push_back(dynamic_cast<MemArray<2, unsigned short>*>(array));
-            return 0;
+            return 7;
         }
     };
+    struct Foreign : Larder::SaveInterfaceCreatorBase {};
     Larder::SaveRegistryBase::registerCreator(typeid(MemBase), Ref<Saver>());
     auto* const array = new MemArray<2, unsigned short>({1, 1});
     EXPECT_THAT(shown, ElementsAre());
     const Typed<2, unsigned short> held(array);
     EXPECT_THAT(shown, ElementsAre(array));
+    EXPECT_EQ(Larder::SaveRegistry<MemBase>::addInterfaces(array), 7u);
+    Larder::SaveRegistryBase::registerCreator(typeid(MemBase), Ref<Foreign>());
+    EXPECT_EQ(Larder::SaveRegistry<MemBase>::addInterfaces(array), 0u) << "the last one makes none";
 }
 
 TEST(Slice, IsAViewOfTheParentsElements) {
@@ -105,6 +147,10 @@ TEST(SubArray, CopiesTheBoxIfBothRanksFit) {
     const Typed<3, float> box = array->createSubMemArray({1, 2, 0}, {2, 1, 2}, {});
     EXPECT_THAT(std::vector(box->data, box->data + 4), ElementsAre(9, 10, 21, 22));
     EXPECT_EQ(counting<4>({2, 2, 2, 2})->createSubMemArray({}, {2, 0, 2, 2}, {})->memsize(), 0u);
+    const Typed<1, float> target = counting<1>({5});
+    CopySubset(MultiIndex<1>(0), static_cast<MultiArray<1, float>&>(*target), MultiIndex<1>(1),
+               static_cast<const MultiArray<1, float>&>(*row), MultiIndex<1>(3), PlainCopyConvert());
+    EXPECT_EQ(target->data[1], 3) << "one element is copied even of an empty box";
 }
 
 TEST(Storage, IsOnlyTakenOverInTheRightSizeAndType) {
@@ -140,6 +186,8 @@ TEST(Component, OfARecordIsOneScalarThatCanBeWritten) {
     const ArrayPtr slice = points->getSlice(1, {});
     const Typed<2, double> eastings = slice->getComponentArray(0, {});
     EXPECT_EQ(eastings->first(), 6) << "it begins where the slice begins";
+    EXPECT_EQ(eastings->storageElements(), 12u);
+    EXPECT_EQ(eastings->storageElements() - eastings->firstSkip - eastings->lastSkip, 6u);
     eastings->set(0);
     EXPECT_EQ(points->data[5], point(5, 5.25, 5.5));
     for (unsigned e = 6; e < 12; ++e)
@@ -163,6 +211,10 @@ TEST(DynamicSize, CopiesOfAnyRank) {
     EXPECT_TRUE(copy.rank() == 3 && copy.toMultiIndex<3>() == MultiIndex<3>(4, 5, 6));
     copy[2] = 9;
     EXPECT_EQ(size[2], 6u) << "each has extents of its own";
+    const DynamicSize moved(std::move(copy));
+    EXPECT_EQ(moved.rank(), 3);
+    EXPECT_EQ(copy.rank(), 0);
+    EXPECT_EQ(DynamicSize(copy).rank(), 0) << "what was moved from can still be copied";
 }
 
 } // namespace

@@ -119,6 +119,13 @@ TEST(OutOfMemoryArray, AsksItsOwnSourceFromTheOutermostDimensionInwards) {
     EXPECT_CALL(source, slice(1, 2)).WillOnce(testing::Return(runOf(slab.data(), 60)));
     EXPECT_CALL(source, element(3)).WillOnce(testing::ReturnRef(slab[7]));
     EXPECT_EQ(&(cube[{3, 2, 1}]), &slab[7]) << "the answer for the row is not used";
+
+    EXPECT_CALL(source, element(4)).WillOnce(testing::ReturnRef(slab[9]));
+    EXPECT_EQ(&(MultiArray<1, float>(nowhere, 5, &source)[4]), &slab[9]);
+
+    EXPECT_CALL(source, slice(3, 2)).WillOnce(testing::Return(nowhere));
+    EXPECT_CALL(source, slice(2, 1)).WillOnce(testing::Return(runOf(slab.data(), 60)));
+    EXPECT_EQ(&(MultiArray<4, float>(nowhere, {4, 3, 2, 5}, &source)[{3, 2, 1, 2}]), &slab[4 * 2 + 3]);
 }
 
 } // namespace

@@ -88,6 +88,15 @@ void domainOfTheClient() {
     check(gone == 1, "the last pointer takes it along, once");
 }
 
+void names() {
+    const char* const filters[] = {"Mean", "Min", "Max", "Median", "Maximum Occurrence", "Skip"};
+    for (std::size_t row = 0; row < 6; ++row)
+        check(Tilewright::FilterTypeName[row] == std::string(filters[row]), filters[row]);
+    const char* const directions[] = {"X-Dir", "Y-Dir", "Z-Dir", "All-Dr"};
+    for (std::size_t row = 0; row < 4; ++row)
+        check(Tilewright::DirectionName[row] == std::string(directions[row]), directions[row]);
+}
+
 void entryPoint() {
     Larder::Ref<Quill::Grid> in, out;
     const std::string answer = Tilewright::raster(*in, *out, std::vector<std::string>{}, {1, 1, 0}, {}, {},
@@ -102,6 +111,7 @@ int main() {
     arraysOfTheLibrary();
     chunkOfIdentifiers();
     domainOfTheClient();
+    names();
     entryPoint();
     return failures == 0 ? 0 : 1;
 }

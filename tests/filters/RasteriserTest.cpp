@@ -66,6 +66,36 @@ TEST(Companions, CountThePointsOfCellsAboveTheSparseLimitIn16Bits) {
     EXPECT_TRUE(other.result<double>("Intensity") && !other.result<unsigned char>("CellType"));
 }
 
+TEST(Rasteriser, ReadsThePlaneAtZeroWithoutPositionsOfTheCells) {
+    Job job{.cellOfPoint = {0, 0, 0, 0}, .cellCount = 1, .direction = directionZ, .filter = filterRegression};
+    job.run<point>({{-1, -1, 2}, {3, -1, 6}, {-1, 3, 10}, {3, 3, 14}});
+    const auto height = job.result<double>("Height");
+    ASSERT_TRUE(height);
+    EXPECT_NEAR(height->front(), 5, 1e-12);
+}
+
+TEST(Rasteriser, StoresNothingForListsWithoutStorage) {
+    CellLists cells;
+    cells.sizes = {2, 1, 1};
+    CloudBuilder out;
+    const Index fragment;
+    const unsigned direction = directionAll, filter = filterMean, limit = 0;
+    const std::string name = "Height";
+    rasterField({onDemand<float>({1}),
+                 &cells,
+                 out.regularField(name),
+                 &fragment,
+                 &direction,
+                 &filter,
+                 &name,
+                 out.regularField("CellType"),
+                 {},
+                 {},
+                 nullptr,
+                 &limit});
+    EXPECT_FALSE(dataOf(out.grid(), name) || dataOf(out.grid(), "CellType"));
+}
+
 TEST(Rasteriser, StoresNothingWithoutAFragment) {
     Job beyond{.fragment = {1, 0, 0}};
     beyond.run<double>({2, 5, 4});

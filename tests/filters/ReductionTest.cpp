@@ -42,10 +42,9 @@ TEST(Reductions, ReadThePointsOfTheCellOnlyInTheirOrder) {
     EXPECT_EQ(mean.reduce({1, 3, 2}, values, 3, {}), 1.0 / 3.0);
 }
 
-TEST(Names, StayAsTheyArePublished) {
-    EXPECT_STREQ(FilterTypeName[filterMaxOccurrence], "Maximum Occurrence");
-    EXPECT_STREQ(FilterTypeName[5], "Skip");
-    EXPECT_STREQ(DirectionName[directionAll], "All-Dr");
+TEST(Mean, DividesByTheCountThatItIsGiven) {
+    const MeanOperator<Filter3D<double>> mean;
+    EXPECT_EQ(mean.reduce({0, 1}, {3, 5}, 4, {}), 2.0);
 }
 
 } // namespace

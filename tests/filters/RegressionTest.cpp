@@ -58,6 +58,17 @@ TEST(PlaneFit, IsRefusedWhereThereIsNoPlaneAndLeavesItsOutputsAlone) {
                               {{0, 0, 0}, {1, 0, 0}, {0, 1, nan}},
                               {{0, 0, 0}, {1, 0, 0}, {inf, 1, 0}},
                               {{0, 0, 0}, {2, 0, 0}, {1, 1.2e-6, 3}}};
+    for (const double side : {1e-90, 1e-140, 1e95, 1e140}) {
+        std::vector<double> found;
+        vector fit;
+        EXPECT_TRUE(
+            Plumbline::getDistancesToRegressionPlane({{0, 0, 0}, {side, 0, side}, {0, side, 0}}, found, fit))
+            << side;
+        EXPECT_NEAR(fit[0], 1, 1e-9);
+        EXPECT_FALSE(Plumbline::getDistancesToRegressionPlane(
+            {{0, 0, 0}, {side, side, 0}, {2 * side, 2 * side, 1}, {3 * side, 3 * side, 0}}, found, fit))
+            << side;
+    }
     const Points thin{{0, 0, 0}, {2, 0, 0}, {1, 2e-6, 4e-6}};
     std::vector<double> distances{7};
     vector plane(1, 2, 3);

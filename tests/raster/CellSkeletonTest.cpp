@@ -221,6 +221,41 @@ TEST_F(CompanionFields, LeaveOutCellsOfTypeOneOnlyAndAddInStorageOrder) {
     EXPECT_NE(vertexCounts[7], 0U);
 }
 
+TEST_F(CompanionFields, AreMadeOfWhateverCellsThereAre) {
+    const auto onCell = [&](const std::string& name, const Quill::CreatorPtr& creator) {
+        const Quill::RegularFieldPtr field = onCells->findField(name);
+        (*field)[{}] = creator;
+    };
+    put("CellType", cells<unsigned char>([] { return 0; }), {});
+    put("Made", cells<float>([] { return 0; }), {});
+    onCell("CellType", Larder::Ref<OnDemand>([&] { return cells<unsigned char>([] { return 0; }); }));
+    onCell("Made", Larder::Ref<OnDemand>([&] { return cells<float>([] { return 6; }); }));
+    const Larder::Ref<Quill::MemArray<3, int>> larger(Index(size[0] + 2, size[1] + 1, size[2] + 1)),
+        smaller(Index(1, size[1], size[2]));
+    std::fill_n(larger->data, larger->nElements(), 9);
+    std::fill_n(smaller->data, smaller->nElements(), 5);
+    put("Larger", larger, {});
+    put("Smaller", smaller, {});
+    (*onVertices)["Made"] = Larder::Ref<RegularField>(Index(7, 7, 7), "Other");
+    EXPECT_EQ(make(), "");
+    const auto expectAll = [&]<class T>(const std::string& name, T value) {
+        const Cells<T> vertices = arrayIn<T>(*onVertices, name, {});
+        ASSERT_TRUE(vertices) << name;
+        EXPECT_EQ(vertices->Size(), size);
+        EXPECT_EQ(std::count(vertices->data, vertices->data + size.product(), value),
+                  static_cast<std::ptrdiff_t>(size.product()))
+            << name;
+    };
+    expectAll("Made", 6.F);
+    expectAll("Larger", 9);
+    const Cells<int> fromFew = arrayIn<int>(*onVertices, "Smaller", {});
+    ASSERT_TRUE(fromFew);
+    EXPECT_EQ((*fromFew)[Index(1, 1, 1)], 5) << "cells that are not there count as empty";
+    EXPECT_EQ((*fromFew)[Index(2, 1, 1)], 0);
+    const Quill::RegularFieldPtr kept = onVertices->findField("Made");
+    EXPECT_EQ(kept->FragmentCount, Index(7, 7, 7)) << "a field that is there stays, whatever its lattice";
+}
+
 TEST_F(CompanionFields, GoOnWithoutDataAndEndAtAFieldThatIsNotRegularlyFragmented) {
     put("CellType", cells<unsigned char>([] { return 0; }), {0, 1, 0});
     put("Positions", cells<point>([] { return point(); }), {0, 1, 0});

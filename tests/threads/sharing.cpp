@@ -91,6 +91,37 @@ TEST(SerialNumbers, AreDealtOnceAcrossThreads) {
     EXPECT_EQ(all.size(), std::size_t{threads} * each);
 }
 
+TEST(Cloud, IsReadByCallsOnManyThreadsWhileItsDataAreMadeOnDemandAndLetGo) {
+    using Orrery::PhysicalSpace::point;
+    using Quill::ArrayPtr;
+    struct Maker : Quill::CreativeArrayBase {
+        ArrayPtr create() override {
+            const Larder::Ref<Quill::MemArray<1, point>> made(Quill::MultiIndex<1>(500));
+            for (unsigned i = 0; i < 500; ++i)
+                made->data[i] = point(i % 20, i / 25, i);
+            return made;
+        }
+    };
+    const Larder::Ref<Quill::Grid> cloud;
+    const Larder::Ref<Quill::RegularlyFragmentedField<3>> positions(Quill::MultiIndex<3>(3, 1, 1), "F");
+    cloud->makeCartesianRepresentation(3, "", 0)["Positions"] = positions;
+    for (unsigned i = 0; i < 3; ++i)
+        (*positions)[{i, 0, 0}] = Larder::Ref<Maker>();
+    const Larder::StrongPtr<Larder::Cache, Larder::CacheBase> cache = Larder::Cache::MemCache();
+    cache->setBudget(cache->bytesKept() + 12000);
+    testing::internal::CaptureStdout();
+    onThreads([&](int) {
+        for (int i = 0; i < 5; ++i) {
+            const Larder::Ref<Quill::Grid> out;
+            ASSERT_EQ(Tilewright::raster(*cloud, *out, {"Positions:Max:Zdir"}, {1, 1, 0}, {}, {}, false,
+                                         false, "", 0, {}),
+                      "");
+        }
+    });
+    testing::internal::GetCapturedStdout();
+    cache->setBudget(Larder::Cache::noLimit);
+}
+
 TEST(Arrays, MadeOnManyThreadsLeaveTheByteCountAsItWas) {
     const long long before = Larder::ChunkBase::TotalMemsize;
     onThreads([](int t) {

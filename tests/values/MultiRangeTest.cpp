@@ -97,6 +97,10 @@ TEST(MultiRange, HasTheHabitsOfItsGrammar) {
 TEST(MultiRange, CutsNumbersToTheWidthOfItsTypeAfterPuttingThemInOrder) {
     EXPECT_EQ(pairsOf<unsigned char>("-1,300:200"), (Pairs<unsigned char>{{200, 44}, {255, 255}}));
     EXPECT_EQ(pairsOf<unsigned>("4294967297:-1"), (Pairs<unsigned>{{~0U, 1}}));
+    EXPECT_EQ(pairsOf<int>("3e9"), (Pairs<int>{{-2147483648, -2147483648}}));
+    EXPECT_EQ(pairsOf<unsigned char>("4294967297"), (Pairs<unsigned char>{{0, 0}}));
+    EXPECT_EQ(pairsOf<unsigned>("1e19"), (Pairs<unsigned>{{0, 0}})) << "beyond 64 bits, too";
+    EXPECT_EQ(pairsOf<unsigned long long>("1e20"), (Pairs<unsigned long long>{{~0ULL, ~0ULL}}));
     EXPECT_EQ(parsed<unsigned long long>("18446744073709549568")->leastBound, 18446744073709549568ULL);
     EXPECT_FALSE(parsed<unsigned long long>("9007199254740992")->contains(9007199254740993));
 }
