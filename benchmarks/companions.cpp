@@ -1,6 +1,6 @@
-// The companion fields of 10 million cells, a tenth of them empty, against plain loops over the same arrays.
+// The vertex means of 10 million cells, a tenth of them empty, against plain loops over the same arrays.
 // All are timed in turn, so that other work on the machine slows them alike; the counters tell how many times
-// as long the companions take, the new array included:
+// as long the means take, the new array included:
 // - "x_plain": as the rule written down as it reads, into an array that is there. Held at 5.
 // - "x_pass": as one pass that does no more than read each cell and its type, into a new array.
 #include <chrono>
@@ -8,7 +8,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include <tilewright/raster/CompanionFields.h>
+#include <tilewright/raster/VertexMeans.h>
 
 namespace Tilewright {
 namespace {
@@ -41,7 +41,7 @@ template <class T> struct Scene {
         (*onCells)[name] = field;
     }
 
-    void makeCompanions() { makeCompanionFields(*onCells, *onVertices, fragmentCount, size); }
+    void makeMeans() { makeVertexMeans(*onCells, *onVertices, fragmentCount, size); }
 
     void averagePlainly() {
         const auto lower = [](unsigned long long index) { return index == 0 ? 0 : index - 1; };
@@ -90,7 +90,7 @@ template <class T> void companions(benchmark::State& state) {
     double plain = 0;
     double passed = 0;
     for ([[maybe_unused]] auto _ : state) {
-        const double seconds = secondsOf([&] { scene.makeCompanions(); });
+        const double seconds = secondsOf([&] { scene.makeMeans(); });
         state.SetIterationTime(seconds);
         made += seconds;
         plain += secondsOf([&] { scene.averagePlainly(); });

@@ -11,7 +11,9 @@
 #include <tilewright/arrays/MultiIndex.h>
 #include <tilewright/arrays/QuillType.h>
 #include <tilewright/arrays/ValueTypes.h>
+#include <tilewright/filters/CellLists.h>
 #include <tilewright/filters/RegressionPlane.h>
+#include <tilewright/filters/reduceCells.h>
 #include <tilewright/filters/vocabulary.h>
 #include <tilewright/model/BaseSpace.h>
 #include <tilewright/model/BoundingBox.h>
@@ -30,10 +32,12 @@
 #include <tilewright/model/UniformCartesianArray.h>
 #include <tilewright/model/addInfoToGrid.h>
 #include <tilewright/model/references.h>
+#include <tilewright/raster/Lattice.h>
 #include <tilewright/raster/layout.h>
 #include <tilewright/raster/positions.h>
 #include <tilewright/raster/raster.h>
 #include <tilewright/raster/rasterWithCellSkeleton.h>
+#include <tilewright/raster/rasterise.h>
 #include <tilewright/substrate/Ageable.h>
 #include <tilewright/substrate/Attributes.h>
 #include <tilewright/substrate/Cacheable.h>

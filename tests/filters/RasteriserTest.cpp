@@ -3,7 +3,7 @@
 
 #include <numeric>
 
-#include <tilewright/filters/dispatch.h>
+#include <tilewright/raster/FieldRasteriser.h>
 
 namespace {
 
@@ -33,10 +33,10 @@ struct Job {
         const CellLists cells({cellCount, 1, 1}, static_cast<std::uint32_t>(cellOfPoint.size()),
                               [&](std::uint32_t i, unsigned long long) { return cellOfPoint[i]; });
         testing::internal::CaptureStderr();
-        rasterField({input, &cells, out.regularField(name), &fragment, &direction, &filter, &name,
-                     out.regularField("CellType"), out.regularField("Alpha"),
-                     withDensity ? out.regularField("Density") : Quill::RegularFieldPtr(), nullptr,
-                     &sparseLimit});
+        const Quill::RegularFieldPtr density =
+            withDensity ? out.regularField("Density") : Quill::RegularFieldPtr();
+        rasterField({input, {direction, filter}, out.regularField(name), name}, {fragment, cells},
+                    {out.regularField("CellType"), density, out.regularField("Alpha"), sparseLimit});
         return testing::internal::GetCapturedStderr();
     }
     template <class T> std::string run(const std::vector<T>& values) { return run(onDemand(values)); }
@@ -77,23 +77,7 @@ TEST(Rasteriser, ReadsThePlaneAtZeroWithoutPositionsOfTheCells) {
 TEST(Rasteriser, StoresNothingForListsWithoutStorage) {
     CellLists cells;
     cells.sizes = {2, 1, 1};
-    CloudBuilder out;
-    const Index fragment;
-    const unsigned direction = directionAll, filter = filterMean, limit = 0;
-    const std::string name = "Height";
-    rasterField({onDemand<float>({1}),
-                 &cells,
-                 out.regularField(name),
-                 &fragment,
-                 &direction,
-                 &filter,
-                 &name,
-                 out.regularField("CellType"),
-                 {},
-                 {},
-                 nullptr,
-                 &limit});
-    EXPECT_FALSE(dataOf(out.grid(), name) || dataOf(out.grid(), "CellType"));
+    EXPECT_FALSE(reduceCells(cells, arrayOf<float>({1}), {directionAll, filterMean}));
 }
 
 TEST(Rasteriser, StoresNothingWithoutAFragment) {

@@ -6,7 +6,7 @@
 #include <random>
 #include <span>
 
-#include <tilewright/raster/CompanionFields.h>
+#include <tilewright/raster/VertexMeans.h>
 
 namespace {
 
@@ -178,7 +178,7 @@ TEST(CellSkeleton, FreshGridGetsVerticesAndFragmentsButNoField) {
 }
 
 /// Fields of two fragments with several layers of cells.
-struct CompanionFields : testing::Test {
+struct VertexMeans : testing::Test {
     const Index fragmentCount{1, 2, 1};
     const Index size{5, 4, 3};
     Larder::Ref<Quill::Representation> onCells, onVertices;
@@ -197,12 +197,12 @@ struct CompanionFields : testing::Test {
     }
     std::string make() {
         testing::internal::CaptureStderr();
-        Tilewright::makeCompanionFields(*onCells, *onVertices, fragmentCount, size);
+        Tilewright::makeVertexMeans(*onCells, *onVertices, fragmentCount, size);
         return testing::internal::GetCapturedStderr();
     }
 };
 
-TEST_F(CompanionFields, LeaveOutCellsOfTypeOneOnlyAndAddInStorageOrder) {
+TEST_F(VertexMeans, LeaveOutCellsOfTypeOneOnlyAndAddInStorageOrder) {
     std::mt19937_64 random(3);
     const unsigned char types[] = {0, 1, 1, 2, 255};
     std::array<unsigned, 9> vertexCounts{};
@@ -221,7 +221,7 @@ TEST_F(CompanionFields, LeaveOutCellsOfTypeOneOnlyAndAddInStorageOrder) {
     EXPECT_NE(vertexCounts[7], 0U);
 }
 
-TEST_F(CompanionFields, AreMadeOfWhateverCellsThereAre) {
+TEST_F(VertexMeans, AreMadeOfWhateverCellsThereAre) {
     const auto onCell = [&](const std::string& name, const Quill::CreatorPtr& creator) {
         const Quill::RegularFieldPtr field = onCells->findField(name);
         (*field)[{}] = creator;
@@ -256,7 +256,7 @@ TEST_F(CompanionFields, AreMadeOfWhateverCellsThereAre) {
     EXPECT_EQ(kept->FragmentCount, Index(7, 7, 7)) << "a field that is there stays, whatever its lattice";
 }
 
-TEST_F(CompanionFields, GoOnWithoutDataAndEndAtAFieldThatIsNotRegularlyFragmented) {
+TEST_F(VertexMeans, GoOnWithoutDataAndEndAtAFieldThatIsNotRegularlyFragmented) {
     put("CellType", cells<unsigned char>([] { return 0; }), {0, 1, 0});
     put("Positions", cells<point>([] { return point(); }), {0, 1, 0});
     put("Missing", cells<float>([] { return 1; }), {0, 0, 0});

@@ -40,12 +40,12 @@ public:
     int rank() const override { return N; }
     virtual MultiIndex<N> Size() const = 0;
     /// A new zero-filled array of the same value type.
-    virtual ArrayPtr newMemArraynD(const MultiIndex<N>& size, const CreatorRef& creator) const = 0;
+    virtual ArrayPtr newMemArraynD(const MultiIndex<N>& size, const CreatorWeakPtr& creator) const = 0;
     /// A copy of the box of `size` at `offset`, which must lie inside the array.
     virtual ArrayPtr createSubMemArray(const MultiIndex<N>& offset, const MultiIndex<N>& size,
-                                       const CreatorRef& creator) const = 0;
+                                       const CreatorWeakPtr& creator) const = 0;
     ArrayPtr createSubArray(const DynamicSize& offset, const DynamicSize& size,
-                            const CreatorRef& creator) const override {
+                            const CreatorWeakPtr& creator) const override {
         if (offset.rank() != N || size.rank() != N)
             return {};
         return createSubMemArray(offset.toMultiIndex<N>(), size.toMultiIndex<N>(), creator);
@@ -53,7 +53,7 @@ public:
     DynamicSize getSize() const override { return DynamicSize(Size()); }
     /// The elements at `index` of the last dimension, as a view of one rank less; null for rank 1. The index
     /// is not checked.
-    virtual ArrayPtr getSlice(unsigned long long index, const CreatorRef& creator) const = 0;
+    virtual ArrayPtr getSlice(unsigned long long index, const CreatorWeakPtr& creator) const = 0;
 };
 
 /// An array of known value type.
@@ -141,7 +141,7 @@ private:
 template <int N> struct MemArrayGetSlice {
     template <class T>
     static Larder::StrongPtr<MemArray<N - 1, T>, Larder::Cacheable>
-    getSlice(const MemArray<N, T>& array, unsigned long long index, const CreatorRef& creator) {
+    getSlice(const MemArray<N, T>& array, unsigned long long index, const CreatorWeakPtr& creator) {
         const MultiIndex<N - 1> size = array.sizes.lower();
         CreativeIterator<T> run = array;
         if (run.data) {
@@ -178,37 +178,37 @@ public:
 
     /// A new chunk of value-initialised elements, made when the MemBase stands. Throws std::length_error or
     /// std::bad_alloc if it can't be had.
-    explicit MemArray(const MultiIndex<N>& size, const CreatorRef& creator = {})
+    explicit MemArray(const MultiIndex<N>& size, const CreatorWeakPtr& creator = {})
         : MemBase(description(), creator), ReferencingMemArray<N, T>(newStorage(size), size) {
         countConstruction();
     }
 
     /// Around `storage`, without copying.
-    MemArray(const ChunkPtr& storage, const MultiIndex<N>& size, const CreatorRef& creator = {})
+    MemArray(const ChunkPtr& storage, const MultiIndex<N>& size, const CreatorWeakPtr& creator = {})
         : MemBase(description(), creator), ReferencingMemArray<N, T>(storage, size) {
         countConstruction();
     }
 
     /// A view of `run`, which lies in `storage`.
     MemArray(const Iterator<T>& run, const MultiIndex<N>& size, const ChunkPtr& storage,
-             const CreatorRef& creator = {})
+             const CreatorWeakPtr& creator = {})
         : MemArray(CreativeIterator<T>{run, nullptr}, size, storage, creator) {}
 
     /// The same for a run that may have its elements elsewhere.
     MemArray(const CreativeIterator<T>& run, const MultiIndex<N>& size, const ChunkPtr& storage,
-             const CreatorRef& creator = {})
+             const CreatorWeakPtr& creator = {})
         : MemBase(description(), creator), ReferencingMemArray<N, T>(run, size, storage) {
         countConstruction();
     }
 
     MultiIndex<N> Size() const override { return this->sizes; }
 
-    ArrayPtr newMemArraynD(const MultiIndex<N>& size, const CreatorRef& creator) const override {
+    ArrayPtr newMemArraynD(const MultiIndex<N>& size, const CreatorWeakPtr& creator) const override {
         return new MemArray(size, creator);
     }
 
     ArrayPtr createSubMemArray(const MultiIndex<N>& offset, const MultiIndex<N>& size,
-                               const CreatorRef& creator) const override {
+                               const CreatorWeakPtr& creator) const override {
         const Larder::StrongPtr<MemArray, Larder::Cacheable> box = new MemArray(size, creator);
         if (size.product() != 0)
             CopySubset(size, static_cast<MultiArray<N, T>&>(*box), MultiIndex<N>(),
@@ -216,28 +216,29 @@ public:
         return box;
     }
 
-    ArrayPtr getSlice(unsigned long long index, const CreatorRef& creator) const override {
+    ArrayPtr getSlice(unsigned long long index, const CreatorWeakPtr& creator) const override {
         if constexpr (N == 1)
             return {};
         else
             return MemArrayGetSlice<N>::getSlice(*this, index, creator);
     }
 
-    ArrayPtr makeMemArray(const CreatorRef&) const override { return this; }
+    ArrayPtr makeMemArray(const CreatorWeakPtr&) const override { return this; }
 
-    ArrayPtr createEquallySizedMemArray(const ChunkPtr& storage, const CreatorRef& creator) const override {
+    ArrayPtr createEquallySizedMemArray(const ChunkPtr& storage,
+                                        const CreatorWeakPtr& creator) const override {
         if (!storage || storage->elements() != this->sizes.product())
             return {};
         return new MemArray(storage, this->sizes, creator);
     }
 
-    ArrayPtr copy(const CreatorRef& creator) const override {
+    ArrayPtr copy(const CreatorWeakPtr& creator) const override {
         if (!this->chunk)
             return {};
         return new MemArray(this->chunk->copy(), this->sizes, creator);
     }
 
-    ArrayPtr getComponentArray(int component, const CreatorRef& creator) override {
+    ArrayPtr getComponentArray(int component, const CreatorWeakPtr& creator) override {
         if constexpr (Orrery::Record<T>) {
             using Scalar = typename T::element_type;
             if (component >= T::element_count)
@@ -279,6 +280,23 @@ private:
         return run;
     }
 };
+
+/// Calls `visit` with `array` as the `MemArray<N,T>` that it is, for the first T of the list that fits, and
+/// gives true; false for any other array or none. `visit` may answer false to let the next type try.
+template <int N, class... T, class Visit>
+bool visitArray(TypeList<T...> types, const ArrayPtr& array, const Visit& visit) {
+    return probeTypes(types, [&]<class E>(std::type_identity<E>) {
+        const Larder::StrongPtr<MemArray<N, E>, Larder::Cacheable> typed = array;
+        if (!typed)
+            return false;
+        if constexpr (std::is_void_v<decltype(visit(*typed))>) {
+            visit(*typed);
+            return true;
+        } else {
+            return visit(*typed);
+        }
+    });
+}
 
 } // namespace Quill
 

@@ -32,7 +32,7 @@ AllocatorStore& allocatorStore() {
 
 Larder::RelaxedCounter MemBase::RegisteredTypes;
 
-MemBase::MemBase(const QuillTypeIndex& valueType, const CreatorRef& creator) : ValueType(valueType) {
+MemBase::MemBase(const QuillTypeIndex& valueType, const CreatorWeakPtr& creator) : ValueType(valueType) {
     setCreator(creator);
 }
 

@@ -22,7 +22,7 @@ namespace Quill {
 class TILEWRIGHT_API CreativeArrayBase;
 class TILEWRIGHT_API MemBase;
 
-using CreatorRef = Larder::WeakPtrImpl<CreativeArrayBase, Larder::Creature>;
+using CreatorWeakPtr = Larder::WeakPtrImpl<CreativeArrayBase, Larder::Creature>;
 using ArrayPtr = Larder::StrongPtr<MemBase, Larder::Cacheable>;
 using ChunkPtr = Larder::StrongPtr<Larder::ChunkBase, Larder::ChunkBase>;
 
@@ -48,21 +48,22 @@ public:
     virtual const void* OriginPtr() const = 0;
     virtual const void* DeltaPtr() const = 0;
     /// This array with its elements in memory: itself if they are there already.
-    virtual ArrayPtr makeMemArray(const CreatorRef& creator) const = 0;
+    virtual ArrayPtr makeMemArray(const CreatorWeakPtr& creator) const = 0;
     /// Component `component` of every element as an array of scalars of the same sizes that shares this
     /// array's storage; null for a component that the value type does not have. Negative components are not
     /// caught.
-    virtual ArrayPtr getComponentArray(int component, const CreatorRef& creator) = 0;
+    virtual ArrayPtr getComponentArray(int component, const CreatorWeakPtr& creator) = 0;
     /// A copy of the box of `size` at `offset`, which must lie inside the array; null if a rank differs.
     virtual ArrayPtr createSubArray(const DynamicSize& offset, const DynamicSize& size,
-                                    const CreatorRef& creator) const = 0;
+                                    const CreatorWeakPtr& creator) const = 0;
     /// An array of these sizes around `chunk`; null without a chunk or if it has another number of elements.
-    virtual ArrayPtr createEquallySizedMemArray(const ChunkPtr& chunk, const CreatorRef& creator) const = 0;
+    virtual ArrayPtr createEquallySizedMemArray(const ChunkPtr& chunk,
+                                                const CreatorWeakPtr& creator) const = 0;
     /// Takes over the elements of `source`; false if its value type or number of elements differs. Arrays
     /// that share this array's storage see them too.
     virtual bool copyFrom(const ChunkPtr& source) = 0;
     /// An array with a copy of the whole storage. The copy of a slice reads from the start of that storage.
-    virtual ArrayPtr copy(const CreatorRef& creator) const = 0;
+    virtual ArrayPtr copy(const CreatorWeakPtr& creator) const = 0;
 
     /// The description of the value type.
     const QuillTypeIndex& valueType() const { return ValueType; }
@@ -75,7 +76,7 @@ public:
     static AllocatorPtr findAllocator(const std::type_info& type);
 
 protected:
-    MemBase(const QuillTypeIndex& valueType, const CreatorRef& creator);
+    MemBase(const QuillTypeIndex& valueType, const CreatorWeakPtr& creator);
 
 private:
     QuillTypeIndex ValueType;

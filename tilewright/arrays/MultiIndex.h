@@ -93,6 +93,16 @@ private:
     unsigned long long Component = 0;
 };
 
+/// Calls `visit` with every position below `size`, component 0 fastest; never for an empty size.
+template <int N, class Visit> void forEachIndex(const MultiIndex<N>& size, const Visit& visit) {
+    if (size.product() == 0)
+        return;
+    MultiIndex<N> index;
+    do
+        visit(index);
+    while (index.inc(size));
+}
+
 } // namespace Quill
 
 namespace std {

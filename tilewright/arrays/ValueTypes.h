@@ -37,12 +37,12 @@ namespace Quill {
 template <class... T> struct TypeList { static constexpr std::size_t size = sizeof...(T); };
 
 /// The list without its first entry: a macro list begins with a comma, so it gets a `void` in front.
-template <class First, class... T> using TypeListBehind = TypeList<T...>;
+template <class First, class... T> using TypeListTail = TypeList<T...>;
 
 #define TILEWRIGHT_AS_ARGUMENT(T) , T
-using PlainValueTypes = TypeListBehind<void TILEWRIGHT_PLAIN_VALUE_TYPES(TILEWRIGHT_AS_ARGUMENT)>;
-using FieldValueTypes = TypeListBehind<void TILEWRIGHT_FIELD_VALUE_TYPES(TILEWRIGHT_AS_ARGUMENT)>;
-using ValueTypes = TypeListBehind<void TILEWRIGHT_VALUE_TYPES(TILEWRIGHT_AS_ARGUMENT)>;
+using PlainValueTypes = TypeListTail<void TILEWRIGHT_PLAIN_VALUE_TYPES(TILEWRIGHT_AS_ARGUMENT)>;
+using FieldValueTypes = TypeListTail<void TILEWRIGHT_FIELD_VALUE_TYPES(TILEWRIGHT_AS_ARGUMENT)>;
+using ValueTypes = TypeListTail<void TILEWRIGHT_VALUE_TYPES(TILEWRIGHT_AS_ARGUMENT)>;
 #undef TILEWRIGHT_AS_ARGUMENT
 
 /// Calls `probe` with std::type_identity<T> for each T in order, up to the first that answers true; false if

@@ -19,13 +19,8 @@ template <int N, class T> bool isReadable(const MultiArray<N, T>& view) {
 /// Calls `visit` for each element that `array`, of rank N, has its creator make.
 template <int N, class T, class Visit>
 void forEachMadeElement(const TypedArray<T>& array, const Visit& visit) {
-    const auto* const view = dynamic_cast<const ReferencingMemArray<N, T>*>(&array);
-    if (!view || view->sizes.product() == 0)
-        return;
-    MultiIndex<N> index;
-    do
-        visit((*view)[index]);
-    while (index.inc(view->sizes));
+    if (const auto* const view = dynamic_cast<const ReferencingMemArray<N, T>*>(&array))
+        forEachIndex(view->sizes, [&](const MultiIndex<N>& index) { visit((*view)[index]); });
 }
 
 /// Calls `visit` for each element of `array`. Of a uniform lattice it sees the first and the last node only:

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <numeric>
@@ -11,19 +12,14 @@
 #include <tilewright/arrays/MultiIndex.h>
 
 namespace Tilewright {
-namespace {
 
-/// The points of one raster cell, as ordinals within their fragment, in ascending order.
-struct MyCell {
-    std::span<const std::uint32_t> PointIndices;
-};
-
-/// The points of a fragment, sorted into its cells: every point is in at most one cell.
+/// The points of a fragment, sorted into its cells. A point is a number, its ordinal in the fragment, and is
+/// in one cell or in none.
 ///
 /// Cells are identified by their linear number, x fastest. What is kept is the cell of every point and the
 /// number of points of every cell; that is all that a reduction needs which takes the points in their own
 /// order. The lists themselves are made when they are first asked for.
-class CellLists {
+class TILEWRIGHT_API CellLists {
 public:
     Quill::MultiIndex<3> sizes;
 
@@ -48,6 +44,14 @@ public:
             ++counts[cell];
         }
     }
+
+    /// The same for cells that are known: `cellOfPoint` has the number of each point's cell. A number that no
+    /// cell has stands for a point that is in none.
+    CellLists(const Quill::MultiIndex<3>& cellCounts, std::span<const std::uint32_t> cellOfPoint)
+        : CellLists(cellCounts, static_cast<std::uint32_t>(cellOfPoint.size()),
+                    [&](std::uint32_t i, unsigned long long outside) {
+                        return std::min<unsigned long long>(cellOfPoint[i], outside);
+                    }) {}
 
     /// The number of points of the fragment, in cells or not.
     std::uint32_t pointCount() const { return PointCount; }
@@ -75,13 +79,14 @@ public:
                 visit(cell, counted[cell]);
     }
 
-    /// Calls `visit(cell, MyCell)` for each cell with points, in the order of the cells.
+    /// Calls `visit(cell, ordinals)` for each cell with points, in the order of the cells, with a span of the
+    /// ordinals of its points in ascending order.
     template <class Visit> void forEachList(const Visit& visit) const {
         if (!Ordinals)
             makeLists();
         const std::uint32_t* list = Ordinals.get();
         forEachCell([&](unsigned long long cell, std::uint32_t count) {
-            visit(cell, MyCell{{list, count}});
+            visit(cell, std::span<const std::uint32_t>(list, count));
             list += count;
         });
     }
@@ -141,5 +146,4 @@ private:
     mutable std::unique_ptr<std::uint32_t[]> Ordinals;
 };
 
-} // namespace
 } // namespace Tilewright

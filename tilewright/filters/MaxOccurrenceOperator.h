@@ -22,8 +22,8 @@ public:
 
     static void reduceCells(const CellLists& cells, const value_type* values,
                             const Quill::UniformCartesianArray*, output_type* results) {
-        cells.forEachList([&](unsigned long long cell, const MyCell& list) {
-            results[cell] = keyOf(list.PointIndices, values);
+        cells.forEachList([&](unsigned long long cell, std::span<const unsigned> list) {
+            results[cell] = keyOf(list, values);
         });
     }
 

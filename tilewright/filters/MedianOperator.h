@@ -44,8 +44,8 @@ public:
                             const Quill::UniformCartesianArray*, output_type* results) {
         if constexpr (Orrery::Record<output_type>) {
             Scalars gathered;
-            cells.forEachList([&](unsigned long long cell, const MyCell& list) {
-                results[cell] = medianAt(list.PointIndices, values, gathered);
+            cells.forEachList([&](unsigned long long cell, std::span<const unsigned> list) {
+                results[cell] = medianAt(list, values, gathered);
             });
         } else {
             cells.forEachListOfValues<output_type>(

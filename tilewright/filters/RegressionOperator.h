@@ -121,8 +121,8 @@ public:
         if constexpr (hasHeights) {
             PlaneReader reader;
             const CellNodes positions(nodes);
-            cells.forEachList([&](unsigned long long cell, const MyCell& list) {
-                results[cell] = heightAt(list.PointIndices, values, positions[cell], reader);
+            cells.forEachList([&](unsigned long long cell, std::span<const unsigned> list) {
+                results[cell] = heightAt(list, values, positions[cell], reader);
             });
         }
     }

@@ -31,6 +31,12 @@ enum DirectionNumber : std::uint32_t {
     directionFit = 4
 };
 
+/// What is requested for one field: a DirectionNumber and a FilterNumber.
+struct TILEWRIGHT_API DirectionAndFilter {
+    std::uint32_t direction;
+    std::uint32_t filter;
+};
+
 extern TILEWRIGHT_API const char* const FilterTypeName[6];
 extern TILEWRIGHT_API const char* const DirectionName[4];
 

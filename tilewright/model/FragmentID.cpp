@@ -13,7 +13,7 @@ template class Quill::FragmentLocation<3, Quill::HighOverlap>;
 
 namespace Quill {
 
-FragmentID::FragmentID(const std::string& Name, unsigned Number, const CollectionRef& Collection)
+FragmentID::FragmentID(const std::string& Name, unsigned Number, const CollectionWeakPtr& Collection)
     : ReferenceBase(this), name(Name), number(Number), collection(Collection) {}
 
 FragmentID::~FragmentID() = default;

@@ -17,15 +17,15 @@ namespace Quill {
 
 class TILEWRIGHT_API FragmentID : public Larder::ReferenceBase<FragmentID>, public Larder::Intercube {
 public:
-    using CollectionRef = Larder::WeakPtrImpl<FragmentIDCollection, FragmentIDCollection>;
+    using CollectionWeakPtr = Larder::WeakPtrImpl<FragmentIDCollection, FragmentIDCollection>;
 
-    FragmentID(const std::string& Name, unsigned Number, const CollectionRef& Collection);
+    FragmentID(const std::string& Name, unsigned Number, const CollectionWeakPtr& Collection);
     ~FragmentID() override;
 
     const std::string name;
     const unsigned number;
     /// The collection that the fragment belongs to.
-    const CollectionRef collection;
+    const CollectionWeakPtr collection;
 };
 
 class TILEWRIGHT_API FragmentIDCollection : public Larder::ReferenceBase<FragmentIDCollection> {
@@ -52,16 +52,13 @@ public:
         const unsigned long long total = Count.product();
         const Larder::Ref<Identifiers> identifiers(total, false);
         Fragments = identifiers;
-        if (total == 0)
-            return;
         std::vector<FragmentIDPtr>& places = identifiers->base_vector();
-        MultiIndex<N> index;
-        do {
+        forEachIndex(Count, [&](const MultiIndex<N>& index) {
             const std::string name = Prefix + std::to_string(index);
             const auto number = static_cast<std::uint32_t>(index.linearIn(Count));
             places[number] = new FragmentID(name, number, this);
             NumberOfName[name] = number;
-        } while (index.inc(Count));
+        });
     }
 };
 

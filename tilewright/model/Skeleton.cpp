@@ -20,7 +20,7 @@ Skeleton::Skeleton(const SkeletonID& id) : SkeletonID(id) {}
 
 Skeleton::~Skeleton() = default;
 
-Representation& Skeleton::operator[](const BaseSpaceRef& base) {
+Representation& Skeleton::operator[](const BaseSpaceWeakPtr& base) {
     const unsigned long long key = base->objectId;
     if (const auto found = Representations.find(key); found != Representations.end())
         return *found->second;

@@ -49,7 +49,7 @@ public:
 
     /// The representation over `base`, made empty if it is missing; valid as long as the grid lives. The base
     /// space must be alive.
-    Representation& operator[](const BaseSpaceRef& base);
+    Representation& operator[](const BaseSpaceWeakPtr& base);
 };
 
 } // namespace Quill

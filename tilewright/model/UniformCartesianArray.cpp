@@ -6,13 +6,13 @@ using Orrery::PhysicalSpace::point;
 using Orrery::PhysicalSpace::vector;
 
 UniformCartesianArray::UniformCartesianArray(const MultiIndex<3>& Extents, const point& Origin,
-                                             const vector& Step, const CreatorRef& Creator)
+                                             const vector& Step, const CreatorWeakPtr& Creator)
     : MemBase(QuillType<point>::getQuillType()->index(), Creator),
       LinearDirectProductMemArray<point, vector, 3>(Extents, Origin, Step) {}
 
 UniformCartesianArray::~UniformCartesianArray() = default;
 
-ArrayPtr UniformCartesianArray::copy(const CreatorRef& creator) const {
+ArrayPtr UniformCartesianArray::copy(const CreatorWeakPtr& creator) const {
     const Larder::Ref<UniformCartesianArray> same(Size(), origin(), delta(), creator);
     same->AxisOfCoordinate = AxisOfCoordinate;
     using Axis = CoordinateAxisArray<double, LinearCoordinateAxisArray>;

@@ -75,10 +75,10 @@ public:
     CreativeIterator<P> creativeIterator() const override { return {}; }
     TypedChunkPtr myChunk() const override { return {}; }
 
-    ArrayPtr newMemArraynD(const MultiIndex<N>& size, const CreatorRef& creator) const override {
+    ArrayPtr newMemArraynD(const MultiIndex<N>& size, const CreatorWeakPtr& creator) const override {
         return new MemArray<N, P>(size, creator);
     }
-    ArrayPtr createEquallySizedMemArray(const ChunkPtr& chunk, const CreatorRef& creator) const override {
+    ArrayPtr createEquallySizedMemArray(const ChunkPtr& chunk, const CreatorWeakPtr& creator) const override {
         if (!chunk || chunk->elements() != this->Size().product())
             return {};
         return new MemArray<N, P>(chunk, this->Size(), creator);
@@ -131,29 +131,26 @@ public:
     const void* DeltaPtr() const override { return upToDate(Delta, delta()); }
 
     /// All points, in memory.
-    ArrayPtr makeMemArray(const CreatorRef& creator) const override {
+    ArrayPtr makeMemArray(const CreatorWeakPtr& creator) const override {
         return createSubMemArray(MultiIndex<N>(), this->Size(), creator);
     }
     ArrayPtr createSubMemArray(const MultiIndex<N>& offset, const MultiIndex<N>& size,
-                               const CreatorRef& creator) const override {
+                               const CreatorWeakPtr& creator) const override {
         const Larder::StrongPtr<MemArray<N, P>, Larder::Cacheable> box = new MemArray<N, P>(size, creator);
-        if (size.product() == 0)
-            return box;
         const MemArray<N, P>& target = *box;
-        MultiIndex<N> position;
-        do {
+        forEachIndex(size, [&](const MultiIndex<N>& position) {
             MultiIndex<N> from = offset;
             for (std::size_t d = 0; d < N; ++d)
                 from[d] += position[d];
             target[position] = (*this)[from];
-        } while (position.inc(size));
+        });
         return box;
     }
-    ArrayPtr getSlice(unsigned long long index, const CreatorRef& creator) const override {
+    ArrayPtr getSlice(unsigned long long index, const CreatorWeakPtr& creator) const override {
         const Larder::StrongPtr<MemArrayBase<N>, Larder::Cacheable> points = makeMemArray(creator);
         return points->getSlice(index, creator);
     }
-    ArrayPtr getComponentArray(int component, const CreatorRef& creator) override {
+    ArrayPtr getComponentArray(int component, const CreatorWeakPtr& creator) override {
         return makeMemArray(creator)->getComponentArray(component, creator);
     }
 
@@ -186,11 +183,11 @@ class TILEWRIGHT_API UniformCartesianArray
     : public LinearDirectProductMemArray<Orrery::PhysicalSpace::point, Orrery::PhysicalSpace::vector, 3> {
 public:
     UniformCartesianArray(const MultiIndex<3>& Extents, const Orrery::PhysicalSpace::point& Origin,
-                          const Orrery::PhysicalSpace::vector& Step, const CreatorRef& Creator = {});
+                          const Orrery::PhysicalSpace::vector& Step, const CreatorWeakPtr& Creator = {});
     ~UniformCartesianArray() override;
 
     /// The same lattice again, on axes of its own.
-    ArrayPtr copy(const CreatorRef& creator) const override;
+    ArrayPtr copy(const CreatorWeakPtr& creator) const override;
 };
 
 } // namespace Quill

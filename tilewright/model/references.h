@@ -19,7 +19,7 @@ template <int N> class TILEWRIGHT_API RegularlyFragmentedField;
 
 using GridPtr = Larder::StrongPtr<Grid, Ownable<BaseSpace>::Container>;
 using SkeletonPtr = Larder::StrongPtr<Skeleton, Ownable<BaseSpaceDependency>::Container>;
-using BaseSpaceRef = Larder::WeakPtrImpl<BaseSpace, Ownable<BaseSpaceDependency>::Container>;
+using BaseSpaceWeakPtr = Larder::WeakPtrImpl<BaseSpace, Ownable<BaseSpaceDependency>::Container>;
 using RepresentationPtr = Larder::StrongPtr<Representation, Ownable<Field>::Container>;
 using FieldPtr = Larder::StrongPtr<Field, Ownable<CreativeArrayBase>::Container>;
 using RegularFieldPtr = Larder::StrongPtr<RegularlyFragmentedField<3>, Ownable<CreativeArrayBase>::Container>;

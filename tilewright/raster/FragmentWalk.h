@@ -4,17 +4,19 @@
 
 #include <string>
 
-#include <tilewright/filters/dispatch.h>
 #include <tilewright/raster/CellLocator.h>
+#include <tilewright/raster/FieldRasteriser.h>
+#include <tilewright/raster/Lattice.h>
 #include <tilewright/raster/PointSelection.h>
 #include <tilewright/raster/raster.h>
+#include <tilewright/substrate/Console.h>
 
 namespace Tilewright {
 namespace {
 
 using Quill::MultiIndex;
-using Quill::RegularFieldPtr;
 using ProgressPtr = Larder::StrongPtr<Larder::LoaderProgress, Larder::InterfaceBase>;
+using Orrery::PhysicalSpace::point;
 using PointArray = Quill::MemArray<1, point>;
 
 /// The field `name` of `output`, made as a copy of `model` without data if it is not there or not regularly
@@ -35,19 +37,15 @@ struct WalkContext {
     RegularFieldPtr OutputPositions;
     const Modus& Requests;
     PointSelection Selection;
-    RegularFieldPtr CellType;
-    RegularFieldPtr Alpha;
-    RegularFieldPtr Density;
-    bool HeightOnly;
-    unsigned SparseLimit;
+    CompanionFields Companions;
+    bool HeightOnly = false;
 };
 
 /// Visits the fields of the input for one fragment and has each of them reduced.
 class FieldVisitor {
 public:
-    FieldVisitor(const WalkContext& context, const MultiIndex<3>& index, const CellLists& cells,
-                 const Quill::UniformCartesianArray& nodes)
-        : Context(context), Index(index), Cells(cells), Nodes(nodes) {}
+    FieldVisitor(const WalkContext& context, const FragmentCells& fragment)
+        : Context(context), Fragment(fragment) {}
 
     /// False, which ends the walk over the fields, for one that is not regularly fragmented.
     bool operator()(const Quill::FieldID& identifier, const Quill::Field& field) const {
@@ -60,7 +58,7 @@ public:
             Larder::Console() << "raster: is not regularly fragmented";
             return false;
         }
-        const Quill::CreatorPtr creator = input->findCreator(Index);
+        const Quill::CreatorPtr creator = input->findCreator(Fragment.Index);
         if (!creator)
             return true;
         const std::string outputName = isHeight ? "Height" : name;
@@ -68,17 +66,15 @@ public:
         const DirectionAndFilter wanted = request == Context.Requests.end()
                                               ? DirectionAndFilter{directionAll, filterMean}
                                               : request->second;
-        rasterField({creator, &Cells, provideField(Context.Output, outputName, Context.OutputPositions),
-                     &Index, &wanted.direction, &wanted.filter, &outputName, Context.CellType, Context.Alpha,
-                     Context.Density, &Nodes, &Context.SparseLimit});
+        const RegularFieldPtr output = provideField(Context.Output, outputName, Context.OutputPositions);
+        rasterField({.Input = creator, .Wanted = wanted, .Output = output, .OutputName = outputName},
+                    Fragment, Context.Companions);
         return true;
     }
 
 private:
     const WalkContext& Context;
-    const MultiIndex<3>& Index;
-    const CellLists& Cells;
-    const Quill::UniformCartesianArray& Nodes;
+    const FragmentCells& Fragment;
 };
 
 /// The selected `points`, sorted into the cells of their fragment.
@@ -110,49 +106,65 @@ inline void rasterFragment(const WalkContext& context, const Quill::Representati
     const CellLists cells = withSelection(context.Selection, index, [&](const auto& isSelected) {
         return sortIntoCells(*points, locator, cellCounts, isSelected);
     });
-    input.iterate(FieldVisitor(context, index, cells, *nodes));
+    const FragmentCells fragment{.Index = index, .Cells = cells, .Nodes = nodes.rawptr()};
+    input.iterate(FieldVisitor(context, fragment));
 }
 
-/// Walks all fragments, x fastest, and reduces the fields of `input` into `output`, whose positions must be
-/// there. Gives the empty text, or why it stopped; what was finished stays.
-inline std::string createFragmentedOtherFields(Quill::Representation& output, const MultiIndex<3>& cellCounts,
-                                               const MultiIndex<3>& FragmentCount,
+/// What a walk makes besides the fields themselves, and what it leaves out.
+struct WalkOptions {
+    bool withAlpha = false;
+    bool heightOnly = false;
+    std::string selection;
+    unsigned sparseLimit = 0;
+    ProgressPtr progress;
+};
+
+/// Walks all fragments of `lattice`, x fastest, and reduces the fields of `input` into `output`, whose
+/// positions must be there. Gives the empty text, or why it stopped; what was finished stays.
+inline std::string createFragmentedOtherFields(Quill::Representation& output, const Lattice& lattice,
                                                const Quill::RepresentationPtr& input, const Modus& requests,
-                                               bool withAlpha, bool heightOnly, const std::string& selection,
-                                               unsigned sparseLimit, const ProgressPtr& progress) {
+                                               const WalkOptions& options) {
     const Quill::Representation* const inputFields = input.rawptr();
     const RegularFieldPtr inputPositions =
         inputFields ? inputFields->findField("Positions") : Quill::Field::NullPtrField();
     if (!inputPositions)
         return "Have no regularly fragmented Positions";
     PointSelection selectedPoints;
-    if (std::string failure = analyseSelection(selection, *inputFields, selectedPoints); !failure.empty())
+    if (std::string failure = analyseSelection(options.selection, *inputFields, selectedPoints);
+        !failure.empty())
         return failure;
     const RegularFieldPtr outputPositions = output.findField("Positions");
     if (!outputPositions)
         return "Have no regularly fragmented Out-Positions";
-    const RegularFieldPtr cellType = provideField(output, "CellType", outputPositions);
-    const RegularFieldPtr density = provideField(output, "Density", outputPositions);
-    const RegularFieldPtr alpha =
-        withAlpha ? provideField(output, "Alpha", outputPositions) : RegularFieldPtr();
-    const WalkContext context{output, outputPositions, requests,   selectedPoints, cellType,
-                              alpha,  density,         heightOnly, sparseLimit};
+    const auto provide = [&](const char* name) { return provideField(output, name, outputPositions); };
+    CompanionFields companions{.CellType = provide("CellType"),
+                               .Density = provide("Density"),
+                               .Alpha = {},
+                               .SparseLimit = options.sparseLimit};
+    if (options.withAlpha)
+        companions.Alpha = provide("Alpha");
+    const WalkContext context{.Output = output,
+                              .OutputPositions = outputPositions,
+                              .Requests = requests,
+                              .Selection = selectedPoints,
+                              .Companions = companions,
+                              .HeightOnly = options.heightOnly};
 
-    const unsigned long long total = FragmentCount.product();
+    const unsigned long long total = lattice.fragmentCount.product();
     if (total == 0)
         return {};
     unsigned reported = 0;
     MultiIndex<3> index;
     do {
-        if (progress) {
-            if (!progress->reportProgress("Fragment: ", reported, static_cast<unsigned>(total)))
+        if (options.progress) {
+            if (!options.progress->reportProgress("Fragment: ", reported, static_cast<unsigned>(total)))
                 return "Interrupted";
             ++reported;
         }
         // Looked up after the report, as whoever takes it may fill or refill the slot.
         if (const Quill::CreatorPtr slot = inputPositions->findCreator(index))
-            rasterFragment(context, *inputFields, slot, index, cellCounts);
-    } while (index.inc(FragmentCount));
+            rasterFragment(context, *inputFields, slot, index, lattice.cellCounts);
+    } while (index.inc(lattice.fragmentCount));
     return {};
 }
 

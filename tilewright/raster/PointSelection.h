@@ -22,15 +22,22 @@ struct PointSelection {
     Quill::RegularFieldPtr Field;
 };
 
+/// Cuts `text` into ranges and field. Gives the empty text, or what is wrong.
+inline std::string cutSelection(const std::string& text, std::vector<std::string>& parts) {
+    splitAtAnyOf(text.data(), text.size(), parts, "@");
+    if (parts.size() != 2)
+        return "Selection string broken. Need something like: 0,2:3,5,6,7:12@Classification. Have: " + text;
+    return {};
+}
+
 /// Reads `text` into `selection`. Gives the empty text, or what is wrong.
 inline std::string analyseSelection(const std::string& text, const Quill::Representation& input,
                                     PointSelection& selection) {
     if (text.empty())
         return {};
     std::vector<std::string> parts;
-    splitAtAnyOf(text.data(), text.size(), parts, "@");
-    if (parts.size() != 2)
-        return "Selection string broken. Need something like: 0,2:3,5,6,7:12@Classification. Have: " + text;
+    if (std::string failure = cutSelection(text, parts); !failure.empty())
+        return failure;
     selection.Ranges = parts[0];
     selection.Field = input.findField(parts[1]);
     if (!selection.Field)

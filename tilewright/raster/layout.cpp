@@ -33,14 +33,9 @@ AxisLayout layOutAxis(double fragmentWidth, double wantedCellSize, unsigned long
 
 } // namespace
 
-// Positions come by value, so that the call holds the field for as long as it reads it.
-// NOLINTNEXTLINE(performance-unnecessary-value-param)
-std::string prepareUniformLayout(Quill::RegularFieldPtr positions,
-                                 const Orrery::PhysicalSpace::vector& wantedCellSize,
-                                 Orrery::PhysicalSpace::vector& cellSize, const Quill::MultiIndex<3>& overlap,
-                                 const Quill::MultiIndex<3>& FragmentCount,
-                                 Orrery::PhysicalSpace::point& origin, Quill::MultiIndex<3>& cellCounts,
-                                 const Orrery::PhysicalSpace::vector& cellShift) {
+std::string layOutLattice(const Quill::RegularFieldPtr& positions,
+                          const Orrery::PhysicalSpace::vector& wantedCellSize,
+                          const Orrery::PhysicalSpace::vector& cellShift, Lattice& lattice) {
     if (!positions)
         return "in positions not regularly fragmented";
     const Quill::BoundingBoxPtr box = Quill::getBoundingBox(*positions);
@@ -49,15 +44,36 @@ std::string prepareUniformLayout(Quill::RegularFieldPtr positions,
     const Orrery::PhysicalSpace::point low = box->at(0);
     const Orrery::PhysicalSpace::point high = box->at(1);
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        const double fragmentWidth = (high[axis] - low[axis]) / static_cast<double>(FragmentCount[axis]);
-        const AxisLayout layout = layOutAxis(fragmentWidth, wantedCellSize[axis], overlap[axis]);
-        cellSize[axis] = layout.cellSize;
-        cellCounts[axis] = layout.cellCount;
-        origin[axis] = low[axis] + cellShift[axis] * layout.cellSize;
+        const double fragmentWidth =
+            (high[axis] - low[axis]) / static_cast<double>(lattice.fragmentCount[axis]);
+        const unsigned long long overlap = lattice.overlap[axis];
+        const AxisLayout layout = layOutAxis(fragmentWidth, wantedCellSize[axis], overlap);
+        lattice.cellSize[axis] = layout.cellSize;
+        lattice.cellCounts[axis] = layout.cellCount;
+        lattice.origin[axis] = low[axis] + cellShift[axis] * layout.cellSize;
         // An odd overlap counts as the even one below it: the lattice moves by whole cells only.
-        if (const unsigned long long even = overlap[axis] - overlap[axis] % 2; even != 0)
-            origin[axis] -= static_cast<double>(even) * 0.5 * layout.cellSize;
+        if (const unsigned long long even = overlap - overlap % 2; even != 0)
+            lattice.origin[axis] -= static_cast<double>(even) * 0.5 * layout.cellSize;
     }
+    return {};
+}
+
+// Positions come by value, so that the call holds the field for as long as it reads it.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
+std::string prepareUniformLayout(Quill::RegularFieldPtr positions,
+                                 const Orrery::PhysicalSpace::vector& wantedCellSize,
+                                 Orrery::PhysicalSpace::vector& cellSize, const Quill::MultiIndex<3>& overlap,
+                                 const Quill::MultiIndex<3>& FragmentCount,
+                                 Orrery::PhysicalSpace::point& origin, Quill::MultiIndex<3>& cellCounts,
+                                 const Orrery::PhysicalSpace::vector& cellShift) {
+    Lattice lattice;
+    lattice.fragmentCount = FragmentCount;
+    lattice.overlap = overlap;
+    if (std::string failure = layOutLattice(positions, wantedCellSize, cellShift, lattice); !failure.empty())
+        return failure;
+    cellSize = lattice.cellSize;
+    origin = lattice.origin;
+    cellCounts = lattice.cellCounts;
     return {};
 }
 

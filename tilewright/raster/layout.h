@@ -3,12 +3,23 @@
 #include <string>
 
 #include <tilewright/model/RegularlyFragmentedField.h>
+#include <tilewright/raster/Lattice.h>
 #include <tilewright/values/PhysicalSpace.h>
 
 namespace Tilewright {
 
-/// Settles the lattice of a raster from the bounding box of `positions`. All fragments get the same cell
-/// counts.
+/// Settles origin, cell size and cell counts of `lattice` from the bounding box of `positions`; its fragment
+/// count and overlap are given.
+///
+/// - `wantedCellSize`, `cellShift`: as of prepareUniformLayout.
+///
+/// Gives the empty text, or says what is missing; then nothing has been written.
+TILEWRIGHT_API std::string layOutLattice(const Quill::RegularFieldPtr& positions,
+                                         const Orrery::PhysicalSpace::vector& wantedCellSize,
+                                         const Orrery::PhysicalSpace::vector& cellShift, Lattice& lattice);
+
+/// The same with the lattice in its parts. Settles the lattice of a raster from the bounding box of
+/// `positions`. All fragments get the same cell counts.
 ///
 /// - `wantedCellSize`: spacing asked for; it is adjusted so that a whole number of cells fills the box's
 ///   share of a fragment. 0 gives a single layer.

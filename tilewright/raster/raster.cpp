@@ -1,13 +1,16 @@
 #include <tilewright/raster/raster.h>
 
+#include <cmath>
+
 #include <tilewright/model/BoundingBox.h>
 #include <tilewright/model/RegularlyFragmentedGrid.h>
 #include <tilewright/model/addInfoToGrid.h>
-#include <tilewright/raster/CompanionFields.h>
 #include <tilewright/raster/FragmentWalk.h>
+#include <tilewright/raster/VertexMeans.h>
 #include <tilewright/raster/layout.h>
 #include <tilewright/raster/positions.h>
 #include <tilewright/raster/rasterWithCellSkeleton.h>
+#include <tilewright/raster/rasterise.h>
 #include <tilewright/raster/requests.h>
 
 namespace Tilewright {
@@ -29,40 +32,21 @@ std::string composeReport(const std::vector<std::string>& requests, const vector
 
 double squaredLength(const vector& v) { return v[0] * v[0] + v[1] * v[1] + v[2] * v[2]; }
 
-} // namespace
+/// Where a cloud goes.
+struct Target {
+    Quill::Grid& Grid;
+    Quill::Representation& Output;
+};
 
-std::string raster(const Quill::Grid& InGrid, Quill::Grid& OutGrid, const std::vector<std::string>& requests,
-                   const vector& wantedCellSize, const Quill::MultiIndex<3>& overlap, const vector& cellShift,
-                   const bool& withAlpha, const bool& heightOnly, const std::string& selection,
-                   const unsigned& sparseLimit, const ProgressPtr& progress) {
-    if (squaredLength(wantedCellSize) < 1e-6)
-        return "Cell size is too small";
-    if (requests.empty())
-        return "Have no parse string";
-    Modus modus;
-    if (std::string failure = parseRequests(requests, modus); !failure.empty())
-        return failure;
-
-    Quill::Representation& output = OutGrid.makeCartesianRepresentation(3, "", 0);
-    Retort::Commonplace::addInfoToGrid(composeReport(requests, wantedCellSize, overlap, cellShift), OutGrid,
-                                       "PointCloudToRaster", Quill::GridPtr(), 0, 1);
+/// Everything from the positions of the raster on.
+std::string rasterOnLattice(const Quill::Grid& InGrid, const Target& target, const Lattice& lattice,
+                            const Modus& modus, const WalkOptions& options, bool isSilent) {
     const RegularFieldPtr inputPositions = InGrid.CartesianPositions();
-    if (!inputPositions)
-        return "raster::Warning! Have no In-Positions Field. ";
-
-    vector cellSize;
-    point origin;
-    Quill::MultiIndex<3> cellCounts;
-    const Quill::MultiIndex<3> FragmentCount = inputPositions->FragmentCount;
-    // A cloud without an extent is no failure of its own: the later steps tell what comes of it.
-    static_cast<void>(prepareUniformLayout(inputPositions, wantedCellSize, cellSize, overlap, FragmentCount,
-                                           origin, cellCounts, cellShift));
-    createFragmentedPositions(inputPositions, output, origin, cellSize, cellCounts, FragmentCount, overlap);
-    const RegularFieldPtr outputPositions = output.findField("Positions");
-    Quill::RegularlyFragmentedGrid<3>::create(OutGrid, outputPositions);
+    makePositions(inputPositions, target.Output, lattice, isSilent);
+    const RegularFieldPtr outputPositions = target.Output.findField("Positions");
+    Quill::RegularlyFragmentedGrid<3>::create(target.Grid, outputPositions);
     if (std::string failure = createFragmentedOtherFields(
-            output, cellCounts, FragmentCount, InGrid.getCartesianRepresentation(""), modus, withAlpha,
-            heightOnly, selection, sparseLimit, progress);
+            target.Output, lattice, InGrid.getCartesianRepresentation(""), modus, options);
         !failure.empty())
         return failure;
 
@@ -75,33 +59,71 @@ std::string raster(const Quill::Grid& InGrid, Quill::Grid& OutGrid, const std::v
     return {};
 }
 
+std::string parseAllRequests(const std::vector<std::string>& requests, Modus& modus) {
+    return requests.empty() ? "Have no parse string" : parseRequests(requests, modus);
+}
+
+} // namespace
+
+std::string checkRequests(const std::vector<std::string>& requests, const std::string& selection) {
+    Modus modus;
+    if (std::string failure = parseAllRequests(requests, modus); !failure.empty() || selection.empty())
+        return failure;
+    std::vector<std::string> parts;
+    if (std::string failure = cutSelection(selection, parts); !failure.empty())
+        return failure;
+    if (Orrery::isRangeExpression(parts[0]))
+        return {};
+    parts.clear();
+    return cutSelection(selection + "@", parts);
+}
+
+std::string raster(const Quill::Grid& InGrid, Quill::Grid& OutGrid, const std::vector<std::string>& requests,
+                   const vector& wantedCellSize, const Quill::MultiIndex<3>& overlap, const vector& cellShift,
+                   const bool& withAlpha, const bool& heightOnly, const std::string& selection,
+                   const unsigned& sparseLimit, const ProgressPtr& progress) {
+    if (squaredLength(wantedCellSize) < 1e-6)
+        return "Cell size is too small";
+    Modus modus;
+    if (std::string failure = parseAllRequests(requests, modus); !failure.empty())
+        return failure;
+
+    Quill::Representation& output = OutGrid.makeCartesianRepresentation(3, "", 0);
+    Retort::Commonplace::addInfoToGrid(composeReport(requests, wantedCellSize, overlap, cellShift), OutGrid,
+                                       "PointCloudToRaster", Quill::GridPtr(), 0, 1);
+    const RegularFieldPtr inputPositions = InGrid.CartesianPositions();
+    if (!inputPositions)
+        return "raster::Warning! Have no In-Positions Field. ";
+
+    Lattice lattice;
+    lattice.fragmentCount = inputPositions->FragmentCount;
+    lattice.overlap = overlap;
+    // A cloud without an extent is no failure of its own: the later steps show what comes of it.
+    static_cast<void>(layOutLattice(inputPositions, wantedCellSize, cellShift, lattice));
+    return rasterOnLattice(InGrid, {.Grid = OutGrid, .Output = output}, lattice, modus,
+                           {.withAlpha = withAlpha,
+                            .heightOnly = heightOnly,
+                            .selection = selection,
+                            .sparseLimit = sparseLimit,
+                            .progress = progress},
+                           false);
+}
+
 namespace {
 
 /// What the second entry point does not ask its caller for, and the lattice that comes of it.
 struct SkeletonLayout {
-    const vector wantedCellSize{0.5, 0.5, 0.0};
-    const Quill::MultiIndex<3> overlap{3, 3, 3};
-    const vector cellShift;
-
     RegularFieldPtr inputPositions;
-    /// Zero without input positions, which leaves nothing to walk over.
-    Quill::MultiIndex<3> FragmentCount;
-    vector cellSize;
-    point origin;
-    Quill::MultiIndex<3> cellCounts;
+    /// Of no fragments without input positions, which leaves nothing to walk over.
+    Lattice lattice;
     /// Empty, or why there is no lattice.
     std::string failure;
 
     explicit SkeletonLayout(const Quill::Grid& InGrid) : inputPositions(InGrid.CartesianPositions()) {
         if (inputPositions)
-            FragmentCount = inputPositions->FragmentCount;
-        failure = prepareUniformLayout(inputPositions, wantedCellSize, cellSize, overlap, FragmentCount,
-                                       origin, cellCounts, cellShift);
-    }
-
-    void createPositions(Quill::Representation& output) const {
-        createFragmentedPositions(inputPositions, output, origin, cellSize, cellCounts, FragmentCount,
-                                  overlap);
+            lattice.fragmentCount = inputPositions->FragmentCount;
+        lattice.overlap = {3, 3, 3};
+        failure = layOutLattice(inputPositions, {0.5, 0.5, 0.0}, {}, lattice);
     }
 };
 
@@ -111,7 +133,7 @@ Quill::Representation& vertexRepresentation(Quill::Grid& grid) {
 }
 
 Quill::Representation& cellRepresentation(Quill::Grid& grid) {
-    const Quill::BaseSpaceRef vertices = &grid[Quill::SkeletonID(1, 0)];
+    const Quill::BaseSpaceWeakPtr vertices = &grid[Quill::SkeletonID(1, 0)];
     return grid[Quill::SkeletonID(3, 1)][vertices];
 }
 
@@ -120,17 +142,16 @@ Quill::Representation& cellRepresentation(Quill::Grid& grid) {
 std::string rasterWithCellSkeleton(const Quill::Grid& InGrid, Quill::Grid& OutGrid) {
     Quill::Representation& vertices = vertexRepresentation(OutGrid);
     const SkeletonLayout layout(InGrid);
-    layout.createPositions(vertices);
+    makePositions(layout.inputPositions, vertices, layout.lattice);
     Quill::RegularlyFragmentedGrid<3>::create(OutGrid, vertices.findField("Positions"));
     Quill::Representation& cells = cellRepresentation(OutGrid);
     const Quill::RepresentationPtr input = InGrid.getCartesianRepresentation("");
     if (!input)
         return "Have no getCartesianRepresentation for In-File";
     const Modus modus = {{"Positions", {directionZ, filterMean}}};
-    // What the walk says is not told: the companions are made of whatever it left.
-    static_cast<void>(createFragmentedOtherFields(cells, layout.cellCounts, layout.FragmentCount, input,
-                                                  modus, false, false, "", 0, nullptr));
-    makeCompanionFields(cells, vertices, layout.FragmentCount, layout.cellCounts);
+    // The answer of the walk is ignored: the means are made of whatever it left.
+    static_cast<void>(createFragmentedOtherFields(cells, layout.lattice, input, modus, {}));
+    makeVertexMeans(cells, vertices, layout.lattice.fragmentCount, layout.lattice.cellCounts);
     return {};
 }
 
@@ -138,8 +159,85 @@ std::string prepareCellSkeleton(const Quill::Grid& InGrid, Quill::Grid& OutGrid)
     const SkeletonLayout layout(InGrid);
     if (!layout.failure.empty())
         return layout.failure;
-    layout.createPositions(cellRepresentation(OutGrid));
+    makePositions(layout.inputPositions, cellRepresentation(OutGrid), layout.lattice);
     return {};
+}
+
+Cloud::Cloud(std::vector<Point> points) {
+    Data->makeCartesianRepresentation(3, "", 0)["Positions"] =
+        Larder::Ref<Quill::RegularlyFragmentedField<3>>(Quill::MultiIndex<3>(1, 1, 1), "RegularFragment");
+    add("Positions", std::move(points));
+}
+
+std::size_t Cloud::size() const {
+    const RegularFieldPtr positions = Data->CartesianPositions();
+    return Quill::getData(positions->findCreator({}))->nElements();
+}
+
+Cloud& Cloud::addArray(const std::string& name, const Quill::ArrayPtr& values) {
+    const RegularFieldPtr field =
+        provideField(Data->makeCartesianRepresentation(3, "", 0), name, Data->CartesianPositions());
+    storeData(*field, values, field->getFragmentID({}));
+    return *this;
+}
+
+Quill::ArrayPtr Raster::arrayOf(const std::string& field) const {
+    const Quill::RepresentationPtr fields = Data->getCartesianRepresentation("");
+    const RegularFieldPtr found = fields ? fields->findField(field) : Quill::Field::NullPtrField();
+    return found ? Quill::getData(found->findCreator({})) : Quill::ArrayPtr();
+}
+
+namespace {
+
+/// Lays out one fragment whose cells hold the box of the cloud, from the first node on. Gives the empty text,
+/// or why there is no such lattice.
+std::string coverCloud(const Cloud& cloud, const RasterSettings& settings, Lattice& lattice) {
+    const Quill::BoundingBoxPtr box = Quill::getBoundingBox(*cloud.grid().CartesianPositions());
+    if (!box)
+        return "the cloud has no points";
+    lattice.origin = settings.firstNode.value_or(box->at(0));
+    lattice.fragmentCount = {1, 1, 1};
+    lattice.cellCounts = {1, 1, 1};
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        const double size = settings.cellSize[axis];
+        if (!(size >= 0.0 && std::isfinite(size)))
+            return "the size of a cell has to be a number from 0 on";
+        lattice.cellSize[axis] = size;
+        if (size == 0.0)
+            continue;
+        // The last node is the one nearest to the end of the box.
+        const double last = std::floor((box->at(1)[axis] - lattice.origin[axis]) / size + 0.5);
+        constexpr double mostCells = 4294967296.0;
+        if (!(last < mostCells))
+            return "the cloud reaches too far for cells of this size";
+        lattice.cellCounts[axis] = last < 0.0 ? 1 : static_cast<unsigned long long>(last) + 1;
+    }
+    return {};
+}
+
+} // namespace
+
+Raster rasterise(const Cloud& cloud, const RasterSettings& settings) {
+    Raster result;
+    const Larder::ConsoleSink sink(settings.warn);
+    result.failure = checkRequests(settings.requests, settings.selection);
+    if (result.failure.empty())
+        result.failure = coverCloud(cloud, settings, result.lattice);
+    if (!result.failure.empty())
+        return result;
+    Modus modus;
+    static_cast<void>(parseRequests(settings.requests, modus));
+    cloud.grid().getCartesianRepresentation("")->iterate(
+        [&](const Quill::FieldID& identifier, const Quill::Field&) {
+            modus.try_emplace(identifier.name, DirectionAndFilter{directionAll, filterSkip});
+            return true;
+        });
+    Quill::Representation& output = result.Data->makeCartesianRepresentation(3, "", 0);
+    result.failure =
+        rasterOnLattice(cloud.grid(), {.Grid = *result.Data, .Output = output}, result.lattice, modus,
+                        {.selection = settings.selection, .sparseLimit = settings.sparseLimit, .progress = {}},
+                        true);
+    return result;
 }
 
 } // namespace Tilewright

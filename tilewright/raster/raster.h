@@ -17,23 +17,17 @@
 /// output grid must not overlap.
 #pragma once
 
-#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
 
 #include <tilewright/arrays/MultiIndex.h>
+#include <tilewright/filters/vocabulary.h>
 #include <tilewright/model/Grid.h>
 #include <tilewright/substrate/LoaderProgress.h>
 #include <tilewright/values/PhysicalSpace.h>
 
 namespace Tilewright {
-
-/// What is requested for one field, as numbers of filters/vocabulary.h.
-struct TILEWRIGHT_API DirectionAndFilter {
-    std::uint32_t direction;
-    std::uint32_t filter;
-};
 
 /// Field name to request. A field without an entry is reduced to the mean of its whole values.
 using Modus = std::map<std::string, DirectionAndFilter>;
@@ -63,5 +57,11 @@ raster(const Quill::Grid& InGrid, Quill::Grid& OutGrid, const std::vector<std::s
        const Orrery::PhysicalSpace::vector& cellShift, const bool& withAlpha, const bool& heightOnly,
        const std::string& selection, const unsigned& sparseLimit,
        const Larder::StrongPtr<Larder::LoaderProgress, Larder::InterfaceBase>& progress);
+
+/// What `raster` answers to these requests and this selection before it looks at any grid: the empty text if
+/// it can read them. A selection is also refused, with the text "Selection string broken. ...", for ranges of
+/// which `raster` would print that they are invalid, and take no point.
+TILEWRIGHT_API std::string checkRequests(const std::vector<std::string>& requests,
+                                         const std::string& selection = {});
 
 } // namespace Tilewright

@@ -153,6 +153,11 @@ public:
     template <std::signed_integral N>
     Chunk(N n, bool reserveOnly) : Chunk(static_cast<unsigned long long>(n), reserveOnly) {}
 
+    /// Takes over `elements` without copying them.
+    explicit Chunk(std::vector<T>&& elements) : std::vector<T>(std::move(elements)) {
+        ChunkBase::TotalMemsize += bytes();
+    }
+
     Chunk(const Chunk& other) : LayoutChunk<T>(), std::vector<T>(other.base_vector()) {
         ChunkBase::TotalMemsize += bytes();
     }

@@ -1,12 +1,14 @@
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include <tilewright/export.h>
 
 namespace Larder {
 
-/// A warning to the user: gathers a text and delivers it to the standard error stream as it goes.
+/// A warning to the user: gathers a text and delivers it as it goes, to the standard error stream or to the
+/// thread's ConsoleSink.
 ///
 /// Used as a temporary: Console() << "have no point cloud positions". Texts carry no line end of their own.
 /// Each text arrives whole, whatever other threads write.
@@ -21,6 +23,24 @@ public:
 
 private:
     std::string Text;
+};
+
+/// Takes the warnings of its thread for as long as it lives, in place of the standard error stream and of
+/// sinks made before. An empty function drops them. What the function throws is dropped too.
+class TILEWRIGHT_API ConsoleSink {
+public:
+    using Take = std::function<void(const std::string&)>;
+
+    explicit ConsoleSink(Take take);
+    ConsoleSink(const ConsoleSink&) = delete;
+    ConsoleSink& operator=(const ConsoleSink&) = delete;
+    ~ConsoleSink();
+
+private:
+    friend class Console;
+
+    Take TakeText;
+    ConsoleSink* Before;
 };
 
 } // namespace Larder

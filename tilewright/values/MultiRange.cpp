@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <iostream>
 #include <limits>
+#include <optional>
 
 #include <tilewright/values/StringUtil.h>
 
@@ -52,6 +53,39 @@ template <class T> bool pairPrecedes(const std::pair<T, T>& a, const std::pair<T
     return precedes(a.first, b.first) || (!precedes(b.first, a.first) && precedes(a.second, b.second));
 }
 
+/// The values of an item, the smaller one first; nothing for a bad one.
+std::optional<std::pair<double, double>> readRange(const std::string& item) {
+    const std::string text = trimmed(item);
+    std::vector<std::string> values;
+    splitAtAnyOf(text.data(), text.size(), values, ":");
+    for (std::string& value : values) {
+        value = trimmed(value);
+        if (!isValidNumber(value))
+            return {};
+    }
+    if (values.size() > 2)
+        return {};
+    const double a = std::atof(values.front().c_str());
+    const double b = std::atof(values.back().c_str());
+    return std::pair(std::min(a, b), std::max(a, b));
+}
+
+/// All items in their order; nothing if one is bad.
+std::optional<std::vector<std::pair<double, double>>> readRanges(const std::string& input) {
+    std::vector<std::string> items;
+    splitAtAnyOf(input.data(), input.size(), items, ";,");
+    std::vector<std::pair<double, double>> ranges;
+    for (const std::string& item : items) {
+        if (item.empty())
+            continue;
+        const auto range = readRange(item);
+        if (!range)
+            return {};
+        ranges.push_back(*range);
+    }
+    return ranges;
+}
+
 /// On purpose the smallest positive number for floating types, and not the lowest: see greatestBound.
 template <class T> constexpr T startOfGreatest = std::numeric_limits<T>::min();
 
@@ -67,15 +101,15 @@ MultiRange<T>::MultiRange(const std::string& input)
 template <class T> MultiRange<T>::~MultiRange() = default;
 
 template <class T> void MultiRange<T>::construct(const std::string& input) {
-    std::vector<std::string> items;
-    splitAtAnyOf(input.data(), input.size(), items, ";,");
-    for (const std::string& item : items) {
-        if (item.empty() || appendItem(item))
-            continue;
+    const auto ranges = readRanges(input);
+    if (!ranges) {
         std::cout << "MultiRange(const string& input), ERROR: invalid range: " << input << std::endl;
-        this->clear();
-        greatestBound = startOfGreatest<T>;
         return;
+    }
+    for (const auto& [low, high] : *ranges) {
+        const std::pair<T, T> range(converted<T>(low), converted<T>(high));
+        this->push_back(range);
+        greatestBound = std::max(greatestBound, range.second);
     }
     if (this->empty())
         return;
@@ -83,24 +117,7 @@ template <class T> void MultiRange<T>::construct(const std::string& input) {
     leastBound = this->front().first;
 }
 
-template <class T> bool MultiRange<T>::appendItem(const std::string& item) {
-    const std::string text = trimmed(item);
-    std::vector<std::string> values;
-    splitAtAnyOf(text.data(), text.size(), values, ":");
-    for (std::string& value : values) {
-        value = trimmed(value);
-        if (!isValidNumber(value))
-            return false;
-    }
-    if (values.size() > 2)
-        return false;
-    const double a = std::atof(values.front().c_str());
-    const double b = std::atof(values.back().c_str());
-    const std::pair<T, T> range(converted<T>(std::min(a, b)), converted<T>(std::max(a, b)));
-    this->push_back(range);
-    greatestBound = std::max(greatestBound, range.second);
-    return true;
-}
+bool isRangeExpression(const std::string& text) { return readRanges(text).has_value(); }
 
 } // namespace Orrery
 

@@ -68,9 +68,10 @@ private:
     template <class V> static V moreBy(T bound, V tolerance) {
         return static_cast<V>(static_cast<V>(bound) + tolerance);
     }
-
-    bool appendItem(const std::string& item);
 };
+
+/// Whether a MultiRange can be made of `text`; prints nothing.
+TILEWRIGHT_API bool isRangeExpression(const std::string& text);
 
 } // namespace Orrery
 

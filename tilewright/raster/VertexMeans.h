@@ -1,4 +1,4 @@
-/// Companion fields: for each field on the cells one of the same name on the vertices, the mean of the cells
+/// Vertex means: for each field on the cells one of the same name on the vertices, the mean of the cells
 /// around each vertex.
 #pragma once
 
@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include <tilewright/filters/FieldRasteriser.h>
 #include <tilewright/filters/MeanOperator.h>
 #include <tilewright/model/Representation.h>
 #include <tilewright/raster/FragmentWalk.h>
@@ -26,22 +25,17 @@ template <class T> bool hasCell(const Quill::MemArray<3, T>& array, const MultiI
 template <class T, class ValueOf> CellsOf<T> makeCells(const MultiIndex<3>& extents, const ValueOf& valueOf) {
     const Larder::Ref<Quill::MemArray<3, T>> cells(extents);
     const Quill::MemArray<3, T>& target = *cells;
-    MultiIndex<3> index;
-    if (extents.product() != 0)
-        do
-            target[index] = valueOf(index);
-        while (index.inc(extents));
+    Quill::forEachIndex(extents, [&](const MultiIndex<3>& index) { target[index] = valueOf(index); });
     return cells;
 }
 
 /// The cells below `extents`, one after the other: the array itself, or a copy where its elements lie in
 /// another way or are of another number. Cells that `array` does not have get `missing`.
 template <class T>
-CellsOf<T> contiguous(const CellsOf<T>& array, const MultiIndex<3>& extents, const T& missing) {
-    const Quill::MemArray<3, T>& cells = *array;
+CellsOf<T> contiguous(const Quill::MemArray<3, T>& cells, const MultiIndex<3>& extents, const T& missing) {
     if (cells.sizes == extents && cells.data && cells.stride == 1 && cells.firstSkip == 0 &&
         Quill::isReadable(cells))
-        return array;
+        return &cells;
     return makeCells<T>(
         extents, [&](const MultiIndex<3>& index) { return hasCell(cells, index) ? cells[index] : missing; });
 }
@@ -136,12 +130,12 @@ void averageCells(const Quill::MemArray<3, T>& cells, const Quill::MemArray<3, u
         }
 }
 
-/// Makes the companions of one fragment; called for each field on the cells.
-class CompanionMaker {
+/// Makes the means of one fragment; called for each field on the cells.
+class VertexMeanMaker {
 public:
-    CompanionMaker(const CellsOf<unsigned char>& cellTypes, const MultiIndex<3>& index,
-                   Quill::Representation& vertices, const MultiIndex<3>& fragmentCount,
-                   const MultiIndex<3>& cellCounts)
+    VertexMeanMaker(const CellsOf<unsigned char>& cellTypes, const MultiIndex<3>& index,
+                    Quill::Representation& vertices, const MultiIndex<3>& fragmentCount,
+                    const MultiIndex<3>& cellCounts)
         : CellTypes(cellTypes), Index(index), Vertices(vertices), FragmentCount(fragmentCount),
           Extents(cellCounts) {}
 
@@ -162,11 +156,8 @@ public:
             return true;
         }
         const RegularFieldPtr target = provideTarget(name);
-        Quill::ArrayPtr held;
-        Quill::probeTypes(Quill::FieldValueTypes(), [&]<class T>(std::type_identity<T>) {
-            held = Quill::getData(source);
-            return makeCompanion<T>(held, *target);
-        });
+        Quill::visitArray<3>(Quill::FieldValueTypes(), Quill::getData(source),
+                             [&](const auto& values) { makeMeans(values, *target); });
         return true;
     }
 
@@ -180,19 +171,14 @@ private:
         return target;
     }
 
-    /// False if `data` are no cells of T. Cells beyond the extents are left out, and cells that the field
-    /// does not have count as empty.
+    /// Cells beyond the extents are left out, and cells that the field does not have count as empty.
     template <class T>
-    bool makeCompanion(const Quill::ArrayPtr& data, Quill::RegularlyFragmentedField<3>& target) const {
-        const CellsOf<T> cells = data;
-        if (!cells)
-            return false;
+    void makeMeans(const Quill::MemArray<3, T>& cells, Quill::RegularlyFragmentedField<3>& target) const {
         const Larder::Ref<Quill::MemArray<3, T>> vertices(Extents);
-        averageCells<T>(*contiguous(cells, Extents, T()), *typesOf(*cells), *vertices);
+        averageCells<T>(*contiguous(cells, Extents, T()), *typesOf(cells), *vertices);
         const Quill::FragmentIDPtr fragment = target.getFragmentID(Index);
         Quill::getRange(target, fragment, false, false);
         storeData(target, vertices, fragment);
-        return true;
     }
 
     template <class T> CellsOf<unsigned char> typesOf(const Quill::MemArray<3, T>& cells) const {
@@ -214,18 +200,17 @@ private:
     const MultiIndex<3>& Extents;
 };
 
-/// Makes the companions of all fragments that have a "CellType", x fastest.
-inline void makeCompanionFields(const Quill::Representation& cells, Quill::Representation& vertices,
-                                const MultiIndex<3>& fragmentCount, const MultiIndex<3>& cellCounts) {
+/// Makes the means of all fragments that have a "CellType", x fastest.
+inline void makeVertexMeans(const Quill::Representation& cells, Quill::Representation& vertices,
+                            const MultiIndex<3>& fragmentCount, const MultiIndex<3>& cellCounts) {
     const RegularFieldPtr cellType = cells.findField("CellType");
-    if (!cellType || fragmentCount.product() == 0)
+    if (!cellType)
         return;
-    MultiIndex<3> index;
-    do {
+    Quill::forEachIndex(fragmentCount, [&](const MultiIndex<3>& index) {
         if (const CellsOf<unsigned char> types = Quill::getData(cellType->findCreator(index)))
-            cells.iterate(CompanionMaker(contiguous(types, cellCounts, cellWithoutData), index, vertices,
-                                         fragmentCount, cellCounts));
-    } while (index.inc(fragmentCount));
+            cells.iterate(VertexMeanMaker(contiguous(*types, cellCounts, cellWithoutData), index, vertices,
+                                          fragmentCount, cellCounts));
+    });
 }
 
 } // namespace
