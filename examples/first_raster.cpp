@@ -1,50 +1,32 @@
-// A point cloud becomes a raster of mean heights, in one call.
+// A point cloud becomes a raster of mean heights.
 #include <iostream>
 
 #include <tilewright/tilewright.h>
 
-using Orrery::PhysicalSpace::point;
-using Quill::MultiIndex;
-
-// A roof of 40 x 40 points, half a metre apart: the ridge is at x = 10.
-static Larder::Ref<Quill::MemArray<1, point>> makePoints() {
-    Larder::Ref<Quill::MemArray<1, point>> points(MultiIndex<1>(1600));
-    for (unsigned i = 0; i < 1600; ++i) {
-        const double x = 0.5 * (i % 40);
-        const double y = 0.5 * (i / 40);
-        (*points)[i] = {x, y, x < 10 ? x : 20 - x};
-    }
-    return points;
-}
-
 int main() {
-    // The cloud: a grid with the field "Positions", here in a single fragment.
-    const Larder::Ref<Quill::Grid> cloud;
-    const Larder::Ref<Quill::RegularlyFragmentedField<3>> positions(MultiIndex<3>(1, 1, 1),
-                                                                    "RegularFragment");
-    positions->setPersistentData(makePoints(), positions->getFragmentID({0, 0, 0}), Larder::Cache::MemCache(),
-                                 "");
-    cloud->makeCartesianRepresentation(3, "", 0)["Positions"] = positions;
+    // A roof of 40 x 40 points, half a metre apart: the ridge is at x = 10.
+    std::vector<Orrery::PhysicalSpace::point> points;
+    for (int i = 0; i < 1600; ++i) {
+        const double x = 0.5 * (i % 40), y = 0.5 * (i / 40);
+        points.push_back({x, y, x < 10 ? x : 20 - x});
+    }
 
-    // The raster: cells of about one metre, a single layer in z, the mean height of each cell.
-    const Larder::Ref<Quill::Grid> result;
-    const std::string failure = Tilewright::raster(*cloud, *result, {"Positions:Mean:Zdir"}, {1.0, 1.0, 0.0},
-                                                   {0, 0, 0}, {0.0, 0.0, 0.0}, false, false, "", 0, nullptr);
-    if (!failure.empty()) {
-        std::cerr << failure << "\n";
+    const Tilewright::Cloud cloud(std::move(points));
+    const Tilewright::Raster raster =
+        Tilewright::rasterise(cloud, {.requests = {"Positions:Mean:Zdir"}, .cellSize = {1, 1, 0}});
+    if (!raster.failure.empty()) {
+        std::cerr << raster.failure << "\n";
         return 1;
     }
 
-    // The heights of fragment (0,0,0).
-    const Quill::RegularFieldPtr heights = result->getCartesianRepresentation("")->findField("Height");
-    const Larder::StrongPtr<Quill::MemArray<3, double>, Larder::Cacheable> values =
-        Quill::getData((*heights)[{0, 0, 0}]);
-    const MultiIndex<3> size = values->Size();
-    std::cout << "\n" << size[0] << " x " << size[1] << " cells; heights across the roof:";
-    for (unsigned i = 0; i < size[0]; ++i)
-        std::cout << " " << (*values)[{i, 0, 0}];
-    std::cout << "\n";
-
-    const bool ridgeIsHighest = (*values)[{10, 0, 0}] > (*values)[{1, 0, 0}] + 8;
-    return ridgeIsHighest ? 0 : 1;
+    const auto heights = raster.cells<double>("Height");
+    const auto counts = raster.cells<unsigned short>("Density");
+    std::cout << heights.extents[0] << " x " << heights.extents[1] << " cells; heights across the roof:";
+    unsigned total = 0;
+    for (unsigned i = 0; i < heights.extents[0]; ++i)
+        std::cout << " " << heights(i, 0);
+    for (const unsigned short count : counts.values)
+        total += count;
+    std::cout << "; " << total << " of " << cloud.size() << " points\n";
+    return total == cloud.size() && heights(10, 0) > heights(1, 0) + 8 ? 0 : 1;
 }
