@@ -3,8 +3,7 @@
 /// There are two languages. A request, "FIELD:FILTER:DIRECTION", is the library's own and means what the
 /// library makes of it: sums as narrow as the values, bounds of a million, pixels of the type that comes out.
 /// A band, "FIELD:FILTER", says what is wanted, and the plan finds the request that gives the true value of
-/// it: directions with wide sums, values taken relative to an offset where the library's bounds would cut
-/// them.
+/// it: directions with wide sums, and keys in the place of values where the library's bounds would cut them.
 #pragma once
 
 #include <string>

@@ -1,5 +1,6 @@
 #include <io/BandTile.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -14,8 +15,11 @@ constexpr unsigned char cellWithoutData = 1;
 /// The nearest pixel to a number.
 template <class P> P pixelOf(double value) {
     using Limits = std::numeric_limits<P>;
-    if constexpr (std::is_floating_point_v<P>) {
-        return static_cast<P>(value);
+    if constexpr (std::is_same_v<P, double>) {
+        return value;
+    } else if constexpr (std::is_floating_point_v<P>) {
+        constexpr double most = Limits::max();
+        return static_cast<P>(std::isfinite(value) ? std::clamp(value, -most, most) : value);
     } else {
         const double rounded = std::round(value);
         if (!(rounded > static_cast<double>(Limits::min())))
@@ -25,9 +29,9 @@ template <class P> P pixelOf(double value) {
 }
 
 /// Integers keep all their digits where the pixels have them.
-template <class P, class O> P pixelOf(O value, double scale, double offset) {
-    if (scale != 1.0 || offset != 0.0)
-        return pixelOf<P>(static_cast<double>(value) * scale + offset);
+template <class P, class O> P pixelOf(O value, double scale) {
+    if (scale != 1.0)
+        return pixelOf<P>(static_cast<double>(value) * scale);
     if constexpr (std::is_integral_v<P> && std::is_integral_v<O>) {
         if (std::in_range<P>(value))
             return static_cast<P>(value);
@@ -52,19 +56,16 @@ public:
             takeField(result);
             return;
         case Source::Count:
-            place(result, [&](std::uint64_t, std::uint64_t cell) {
-                return pixelOf<P>(result.counts[cell], 1.0, 0.0);
-            });
+            place(result,
+                  [&](std::uint64_t, std::uint64_t cell) { return pixelOf<P>(result.counts[cell], 1.0); });
             return;
         case Source::Density:
-            place(result, [&](std::uint64_t at, std::uint64_t) {
-                return pixelOf<P>(result.densities[at], 1.0, 0.0);
-            });
+            place(result,
+                  [&](std::uint64_t at, std::uint64_t) { return pixelOf<P>(result.densities[at], 1.0); });
             return;
         case Source::CellType:
-            place(result, [&](std::uint64_t at, std::uint64_t) {
-                return pixelOf<P>(result.cellTypes[at], 1.0, 0.0);
-            });
+            place(result,
+                  [&](std::uint64_t at, std::uint64_t) { return pixelOf<P>(result.cellTypes[at], 1.0); });
             return;
         case Source::Alpha:
             place(result, [&](std::uint64_t, std::uint64_t) {
@@ -130,10 +131,28 @@ private:
             const O* const first = Band.component ? nullptr : values.data;
             place(result, [&](std::uint64_t at, std::uint64_t) {
                 const O value = first ? first[at] : values[{at % result.stride, at / result.stride, 0}];
-                return pixelOf<P>(value, Band.scale, Band.offset);
+                if constexpr (std::is_same_v<O, unsigned long long>)
+                    return pixelOfKey(value);
+                else
+                    return pixelOf<P>(value, Band.scale);
             });
             return true;
         });
+    }
+
+    /// Of an unsigned integer, which may be a key.
+    P pixelOfKey(unsigned long long value) const {
+        switch (Band.keys) {
+        case OrderKeys::Numbers:
+        case OrderKeys::ReversedNumbers:
+            return pixelOf<P>(numberOfOrderKey(value, Band.keys == OrderKeys::ReversedNumbers), Band.scale);
+        case OrderKeys::ReversedIntegers:
+            return pixelOf<P>(~value, Band.scale);
+        case OrderKeys::None:
+        case OrderKeys::Integers:
+            break;
+        }
+        return pixelOf<P>(value, Band.scale);
     }
 
     const JobBand& Band;

@@ -40,9 +40,10 @@ struct JobBand {
     std::string field;
     /// Of a field of points.
     std::optional<int> component;
-    /// A pixel is value * scale + offset, rounded where pixels are integers and cut to their range.
+    /// The field holds keys; the pixels are the numbers that they are keys of.
+    OrderKeys keys = OrderKeys::None;
+    /// A pixel is value * scale, rounded where pixels are integers and cut to their range.
     double scale = 1.0;
-    double offset = 0.0;
     /// The file that it is a band of, and which one.
     std::size_t file = 0;
     std::size_t number = 0;
