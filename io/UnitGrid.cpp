@@ -109,11 +109,11 @@ private:
 /// All coordinates that cells of the window can have, and some more.
 CoordinateBox boxOf(const BlockLattice& lattice, const CellWindow& window) {
     const auto low = [](const LatticeAxis& axis, std::uint64_t first) {
-        return axis.edge(static_cast<std::int64_t>(first)) - 0.01 * axis.cellSize();
+        return axis.edge(static_cast<std::int64_t>(first)) - 0.02 * axis.cellSize();
     };
     return {{low(lattice.x(), window.column), low(lattice.y(), window.row)},
-            {low(lattice.x(), window.column + window.columns) + 0.02 * lattice.x().cellSize(),
-             low(lattice.y(), window.row + window.rows) + 0.02 * lattice.y().cellSize()}};
+            {low(lattice.x(), window.column + window.columns) + 0.04 * lattice.x().cellSize(),
+             low(lattice.y(), window.row + window.rows) + 0.04 * lattice.y().cellSize()}};
 }
 
 std::unique_ptr<ColumnStore> makeStore(const GridColumn& column, std::size_t expected) {

@@ -57,10 +57,14 @@ TEST_F(Values, OfACellAreExactWhateverLiesInAnother) {
         cells.back() = extreme;
         saveCells(cells);
         const bool isFinite = std::isfinite(extreme.front());
+        const std::vector<std::string> filters = {"Min", "Max", "Median", "MaxOccurrence", "Mean"};
+        Arguments arguments = {"-ot", "Float64", "--nodata", "-1"};
+        for (const std::string& filter : filters)
+            arguments.insert(arguments.end(), {"--band", "a:" + filter, "--band", "Height:" + filter});
+        rasterOf("in.ply", arguments);
         for (const std::string field : {"a", isFinite ? "Height" : "a"})
-            for (const std::string filter : {"Min", "Max", "Median", "MaxOccurrence", "Mean"}) {
-                rasterOf("in.ply", {"-ot", "Float64", "--nodata", "-1", "--band", field + ":" + filter});
-                const Band band = readBand("out.tif");
+            for (const std::string& filter : filters) {
+                const Band band = readBand("out-" + field + "-" + filter + ".tif");
                 for (std::size_t c = 0; c < cells.size(); ++c) {
                     const std::vector<double>& v = cells[c];
                     const double expected = filter == "Mean" ? v.front() / 2 + v.back() / 2
