@@ -163,6 +163,7 @@ private:
     std::string unitOf(const PlannedBand& band) const;
     std::unique_ptr<Io::UnitReader> makeReader();
     void rasterFiles(const Io::UnitReader& reader);
+    void rasterUnchangedCloud();
     void finish();
     void reportBands();
 
@@ -350,6 +351,19 @@ void RasterRun::rasterFiles(const Io::UnitReader& reader) {
     }
 }
 
+/// A file that changes meanwhile may make anything fail, so that is told first.
+void RasterRun::rasterUnchangedCloud() {
+    try {
+        rasterFiles(*makeReader());
+    } catch (const Io::Interruption&) {
+        throw;
+    } catch (const Io::Error&) {
+        Cloud->checkUnchanged();
+        throw;
+    }
+    Cloud->checkUnchanged();
+}
+
 /// Nothing appears under its name before everything is complete.
 void RasterRun::finish() {
     for (Io::RasterWriter& writer : Writers) {
@@ -410,7 +424,7 @@ RasterReport RasterRun::run() {
                               describeType(FixedType.value_or(file.bands.front().type)).bytes;
     Report.dryRun = Options.dryRun;
     if (!Options.dryRun) {
-        rasterFiles(*makeReader());
+        rasterUnchangedCloud();
         if (Result.points == 0)
             Report.notes.emplace_back(Options.selection.empty()
                                           ? "no point lies within the bounds; all cells are empty"

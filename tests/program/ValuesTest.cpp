@@ -94,5 +94,23 @@ TEST_F(Values, OfACellAreExactWhateverLiesInAnother) {
     }
 }
 
+TEST_F(Values, OfACloudThatIsRewrittenMeanwhileAreNotMixed) {
+    ASSERT_EQ(0, finish(start("TILEWRIGHT_MAKESCAN", {"in.las", "--points", "400000"})).status);
+    const std::uintmax_t size = fs::file_size(Folder / "in.las");
+    const pid_t pid = start("TILEWRIGHT_PROGRAM", {"raster", "in.las", "out.tif", "--cell", "0.1"});
+    siginfo_t ended = {};
+    std::fstream file(Folder / "in.las", std::ios::in | std::ios::out | std::ios::binary);
+    while (::waitid(P_PID, static_cast<id_t>(pid), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+           ended.si_pid == 0) {
+        // The last byte of the last point.
+        file.seekp(static_cast<std::streamoff>(size) - 1).put('\1').flush();
+        ::usleep(2000);
+    }
+    const Outcome outcome = finish(pid);
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_NE(std::string::npos, outcome.err.find("in.las: was changed while it was read")) << outcome.err;
+    EXPECT_EQ((Names{"in.las"}), files());
+}
+
 } // namespace
 } // namespace Tilewright::App::Test
