@@ -12,6 +12,15 @@
 
 namespace Tilewright::App {
 
+const Io::CloudField& requireField(const Io::PointCloud& cloud, const std::string& name) {
+    if (const Io::CloudField* const field = cloud.findField(name))
+        return *field;
+    std::string known;
+    for (const Io::CloudField& field : cloud.fields())
+        known += ", " + field.name;
+    throw Io::InputError(cloud.name() + " has no field '" + name + "'; it has Height, X, Y" + known);
+}
+
 namespace {
 
 using Kind = WantedBand::Kind;
@@ -47,15 +56,6 @@ void checkRequest(const std::string& request, const std::string& asked) {
         throw Io::UsageError("the request '" + asked + "' is not of the form FIELD:FILTER:DIRECTION");
     if (answer.starts_with("Unknown"))
         throw Io::UsageError("'" + asked + "' can't be read: " + answer);
-}
-
-const Io::CloudField& requireField(const Io::PointCloud& cloud, const std::string& name) {
-    if (const Io::CloudField* const field = cloud.findField(name))
-        return *field;
-    std::string known;
-    for (const Io::CloudField& field : cloud.fields())
-        known += ", " + field.name;
-    throw Io::InputError(cloud.name() + " has no field '" + name + "'; it has Height, X, Y" + known);
 }
 
 /// Collects the bands in the order of the options.

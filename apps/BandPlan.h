@@ -33,6 +33,9 @@ struct WantedBand {
     std::string direction;
 };
 
+/// Throws InputError, with the fields there are, if the cloud doesn't have this one.
+const Io::CloudField& requireField(const Io::PointCloud& cloud, const std::string& name);
+
 /// Reads the texts of the options; by default the mean height. Throws UsageError for texts that make no
 /// sense, and InputError for attributes that the cloud doesn't have.
 std::vector<WantedBand> readBands(const RasterOptions& options, const Io::PointCloud& cloud);

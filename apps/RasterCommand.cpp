@@ -14,12 +14,11 @@
 #include <io/Preview.h>
 #include <io/RasterFormat.h>
 #include <io/RasterWriter.h>
-#include <tilewright/values/MultiRange.h>
-#include <tilewright/values/StringUtil.h>
 
 #include "BandPlan.h"
 #include "NoDataChoice.h"
 #include "Resources.h"
+#include "SelectionText.h"
 #include "Text.h"
 
 namespace Tilewright::App {
@@ -35,28 +34,6 @@ std::uint64_t bytesOf(const std::vector<fs::path>& files) {
         if (const auto size = fs::file_size(file, failed); !failed)
             bytes += size;
     return bytes;
-}
-
-/// Reads "RANGES@FIELD"; none for an empty text.
-std::optional<Io::CloudSelection> readSelection(const std::string& text, const Io::PointCloud& cloud) {
-    if (text.empty())
-        return std::nullopt;
-    std::vector<std::string> parts;
-    splitAtAnyOf(text.data(), text.size(), parts, "@");
-    if (parts.size() != 2)
-        throw Io::UsageError("the selection '" + text +
-                             "' is not of the form RANGES@FIELD, for example 2,9@Classification");
-    // The range language's own complaint about a bad text goes to the standard output, and says no more than
-    // this.
-    const QuietStandardOutput quiet;
-    // It takes a word for 0.
-    const bool hasWords = parts[0].find_first_not_of("0123456789.+-eE:;, ") != std::string::npos;
-    if (hasWords || Larder::Ref<Orrery::MultiRange<double>>(parts[0])->empty())
-        throw Io::UsageError("the selection '" + text + "' names no range of values");
-    const Io::CloudField* const field = cloud.findField(parts[1]);
-    if (!field)
-        throw Io::InputError(cloud.name() + " has no field '" + parts[1] + "' to select by");
-    return Io::CloudSelection{*field, parts[0]};
 }
 
 Io::BlockLattice makeLattice(const RasterOptions& options, const Io::PointBounds& bounds) {

@@ -94,6 +94,20 @@ TEST_F(Values, OfACellAreExactWhateverLiesInAnother) {
     }
 }
 
+TEST_F(Values, OfSelectedPointsAreThoseWithinTheRanges) {
+    saveCells({{1e-7, 2e-7}, {3, 40}, {-5, 6.5}});
+    const std::vector<std::pair<std::string, std::vector<double>>> cases = {
+        {"1e-1:7@Z", {0, 1, 1}},    {"7:-5@Height", {2, 1, 2}},
+        {"+3; 6.5 @a", {0, 1, 1}},  {"-6 : -4,40@a", {0, 1, 1}},
+        {"0:1.5@X", {2, 2, 0}},     {"0.5@Y", {2, 2, 2}},
+        {"1E1:1e300@a", {0, 1, 0}}, {"-1e-3:1e-3,6.5e0@a", {2, 0, 1}},
+        {"0,1,2,3.0@a", {0, 1, 0}}, {"1000@Y", {0, 0, 0}}};
+    for (const auto& [text, counts] : cases) {
+        rasterOf("in.ply", {"--band", "count", "--select", text, "--nodata", "0"});
+        EXPECT_EQ(counts, readBand("out.tif").values) << text;
+    }
+}
+
 TEST_F(Values, OfACloudThatIsRewrittenMeanwhileAreNotMixed) {
     ASSERT_EQ(0, finish(start("TILEWRIGHT_MAKESCAN", {"in.las", "--points", "400000"})).status);
     const std::uintmax_t size = fs::file_size(Folder / "in.las");
