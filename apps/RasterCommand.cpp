@@ -261,7 +261,7 @@ std::string RasterRun::unitOf(const PlannedBand& band) const {
         const std::string vertical = Io::verticalUnitOf(System);
         return vertical.empty() ? Io::linearUnitOf(System) : vertical;
     }
-    return band.unit == "coordinate" ? Io::linearUnitOf(System) : band.unit;
+    return band.unit == "coordinate" ? Io::coordinateUnitOf(System) : band.unit;
 }
 
 Io::RasterDescription RasterRun::describe(const PlannedFile& file, const NoDataChoice& choice) const {
