@@ -176,8 +176,9 @@ bool fitsFloat(Io::FieldType type) {
 /// Puts a plan together, band by band.
 class Planner {
 public:
-    Planner(const std::vector<WantedBand>& bands, const Io::PointCloud& cloud, const Io::CloudIndex& index)
-        : Cloud(cloud), Index(index), Measured(fieldsToMeasure(bands, cloud)) {
+    Planner(const std::vector<WantedBand>& bands, const Io::PointCloud& cloud, const Io::CloudIndex& index,
+            std::optional<Io::PixelType> fixedType)
+        : Cloud(cloud), Index(index), FixedType(fixedType), Measured(fieldsToMeasure(bands, cloud)) {
         Plan.grid.columns.push_back({Column::Kind::Positions, 0, Io::FieldType::Double});
     }
 
@@ -371,25 +372,37 @@ private:
     void planColours(const WantedBand& band) {
         constexpr std::array<Io::BandColour, 3> colours = {Io::BandColour::Red, Io::BandColour::Green,
                                                            Io::BandColour::Blue};
-        const double scale = scaleOfColours();
+        const double toBytes = scaleOfColours();
         const bool isNarrow =
-            Io::FieldType::UnsignedChar == Cloud.findField(channels[0])->type || scale != 0.0;
-        const Io::PixelType type = isNarrow ? Io::PixelType::Byte : Io::PixelType::UInt16;
+            Io::FieldType::UnsignedChar == Cloud.findField(channels[0])->type || toBytes != 0.0;
+        const Io::PixelType type = FixedType.value_or(isNarrow ? Io::PixelType::Byte : Io::PixelType::UInt16);
+        const double scale = (isNarrow && toBytes != 0.0 ? toBytes : 1.0) * scaleOfDepth(isNarrow, type);
         PlannedFile file{band.name, {}, false};
         for (std::size_t c = 0; c < 3; ++c) {
             PlannedBand planned{channels[c], band.text, "", colours[c], type, {}};
-            planned.job.scale = isNarrow && scale != 0.0 ? scale : 1.0;
+            planned.job.scale = scale;
             planned.job.field =
                 addGridField(attributeColumn(requireField(Cloud, channels[c])), "Mean", "Xdir");
             file.bands.push_back(planned);
         }
         PlannedBand alpha{"Alpha", band.text, "", Io::BandColour::Alpha, type, {}};
         alpha.job.source = Io::JobBand::Source::Alpha;
+        alpha.job.scale = type == Io::PixelType::UInt16 ? depthStep : 1.0;
         file.bands.push_back(alpha);
         Plan.files.push_back(file);
-        if (isNarrow && Cloud.findField(channels[0])->type != Io::FieldType::UnsignedChar)
+        if (isNarrow && !FixedType && Cloud.findField(channels[0])->type != Io::FieldType::UnsignedChar)
             Plan.notes.push_back(
                 "the colours have 8 bits, although they are stored in more; so has the band " + band.name);
+    }
+
+    /// From 8 bits to 16: 255 becomes 65535.
+    static constexpr double depthStep = 257.0;
+
+    /// What makes colours of 8 or 16 bits fill pixels of a type of 16 or 8.
+    static double scaleOfDepth(bool isNarrow, Io::PixelType type) {
+        if (isNarrow)
+            return type == Io::PixelType::UInt16 ? depthStep : 1.0;
+        return type == Io::PixelType::Byte ? 1.0 / depthStep : 1.0;
     }
 
     /// What makes 8 bits of the colours of a scan that keeps 8-bit colours in wider fields; 0 for others.
@@ -425,6 +438,7 @@ private:
 
     const Io::PointCloud& Cloud;
     const Io::CloudIndex& Index;
+    std::optional<Io::PixelType> FixedType;
     std::vector<std::string> Measured;
     const WantedBand* Served = nullptr;
     BandPlan Plan;
@@ -477,8 +491,8 @@ std::vector<std::string> fieldsToMeasure(const std::vector<WantedBand>& bands, c
 }
 
 BandPlan planBands(const std::vector<WantedBand>& bands, const Io::PointCloud& cloud,
-                   const Io::CloudIndex& index) {
-    return Planner(bands, cloud, index).plan(bands);
+                   const Io::CloudIndex& index, std::optional<Io::PixelType> fixedType) {
+    return Planner(bands, cloud, index, fixedType).plan(bands);
 }
 
 } // namespace Tilewright::App

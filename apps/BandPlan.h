@@ -6,6 +6,7 @@
 /// it: directions with wide sums, and keys in the place of values where the library's bounds would cut them.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -69,8 +70,9 @@ struct BandPlan {
     std::vector<std::string> notes;
 };
 
-/// `measured` are the ranges of fieldsToMeasure(), in their order.
+/// The index has the ranges of fieldsToMeasure(), in their order. Colours take up all of `fixedType`, the
+/// type that the user wants, where that is one of colours.
 BandPlan planBands(const std::vector<WantedBand>& bands, const Io::PointCloud& cloud,
-                   const Io::CloudIndex& index);
+                   const Io::CloudIndex& index, std::optional<Io::PixelType> fixedType);
 
 } // namespace Tilewright::App

@@ -17,6 +17,7 @@
 
 #include "BandPlan.h"
 #include "NoDataChoice.h"
+#include "PixelRange.h"
 #include "Resources.h"
 #include "SelectionText.h"
 #include "Text.h"
@@ -141,6 +142,10 @@ private:
     std::unique_ptr<Io::UnitReader> makeReader();
     void rasterFiles(const Io::UnitReader& reader);
     void rasterUnchangedCloud();
+    bool moveNoData(std::vector<NoDataChoice>& choices) const;
+    void noteTypes();
+    void noteCutCells(const Io::RasterJob& job);
+    void checkBits(std::size_t f) const;
     void finish();
     void reportBands();
 
@@ -202,7 +207,7 @@ void RasterRun::plan() {
                            reportAs("measuring"));
     Lattice = makeLattice(Options, Index.bounds);
     checkCells(*Lattice, *Cloud);
-    Plan = planBands(wanted, *Cloud, Index);
+    Plan = planBands(wanted, *Cloud, Index, FixedType);
     Plan.grid.needs.selection = selection;
     Shares = shareOut(Options, Plan, MappedBytes);
     if (Options.stack)
@@ -271,7 +276,7 @@ Io::RasterDescription RasterRun::describe(const PlannedFile& file, const NoDataC
                             Lattice->x().cellSize(), Lattice->y().cellSize(), System};
     description.type = choice.type();
     if (file.hasNoData)
-        description.nodata = Options.nodata ? Io::NoData(*Options.nodata) : choice.value();
+        description.nodata = Options.nodata ? std::optional<Io::NoData>(*Options.nodata) : choice.value();
     for (const PlannedBand& band : file.bands)
         description.bands.push_back({band.name, unitOf(band), band.colour, {{"REQUEST", band.request}}});
     description.metadata = {{"TIFFTAG_SOFTWARE", "Tilewright " TILEWRIGHT_VERSION},
@@ -305,7 +310,11 @@ void RasterRun::rasterFiles(const Io::UnitReader& reader) {
     std::vector<NoDataChoice> choices;
     for (std::size_t f = 0; f < Plan.files.size(); ++f) {
         const PlannedFile& file = Plan.files[f];
-        choices.emplace_back(FixedType.value_or(file.bands.front().type));
+        const Io::PixelType type = FixedType.value_or(file.bands.front().type);
+        const auto bits = rangeOfBits(type, describeType(type).name, Options.creationOptions);
+        if (file.hasNoData && Options.nodata && bits && !bits->holds(*Options.nodata))
+            throw Io::UsageError("NBITS leaves no room for the nodata value " + exactNumber(*Options.nodata));
+        choices.emplace_back(type, FixedType.has_value(), bits);
         for (std::size_t b = 0; b < file.bands.size(); ++b) {
             job.bands.push_back(file.bands[b].job);
             job.bands.back().file = f;
@@ -321,10 +330,66 @@ void RasterRun::rasterFiles(const Io::UnitReader& reader) {
             Writers.emplace_back(Paths[f], Descriptions.back());
         }
         Result = Io::runJob(job, *Lattice, reader, Descriptions, Writers, reportAs("rastering"));
-        isDone = true;
-        for (std::size_t f = 0; f < choices.size(); ++f)
-            if (Result.clashes[f].happened && !Options.nodata && choices[f].avoid(Result.clashes[f]))
-                isDone = false;
+        isDone = !moveNoData(choices);
+    }
+    noteTypes();
+    noteCutCells(job);
+}
+
+/// Whether a cell with data has the value of those without in some file, and there is another one to try.
+bool RasterRun::moveNoData(std::vector<NoDataChoice>& choices) const {
+    bool hasMoved = false;
+    for (std::size_t f = 0; f < choices.size(); ++f) {
+        if (!Result.clashes[f].happened || Options.nodata)
+            continue;
+        const auto outcome = choices[f].avoid(Result.clashes[f], Result.filledCells == Lattice->cells());
+        if (outcome == NoDataChoice::Outcome::Exhausted)
+            throw Io::OutputError(Paths[f].string() + ": the data leave no value of " +
+                                  describeType(choices[f].type()).name +
+                                  (choices[f].hasBits() ? " in so few bits (NBITS)" : "") +
+                                  " for cells without data; choose another --type, or a --nodata to share");
+        hasMoved |= outcome == NoDataChoice::Outcome::Moved;
+    }
+    return hasMoved;
+}
+
+void RasterRun::noteTypes() {
+    for (std::size_t f = 0; f < Plan.files.size(); ++f) {
+        const Io::PixelType planned = FixedType.value_or(Plan.files[f].bands.front().type);
+        if (Descriptions[f].type != planned)
+            Report.notes.push_back("all values of " + std::string(describeType(planned).name) +
+                                   " are data, and cells without data need one; so " + Paths[f].string() +
+                                   " has " + describeType(Descriptions[f].type).name);
+        if (Result.clashes[f].happened && Options.nodata)
+            Report.notes.push_back("cells with data have the nodata value " + exactNumber(*Options.nodata) +
+                                   " in " + Paths[f].string());
+    }
+}
+
+void RasterRun::noteCutCells(const Io::RasterJob& job) {
+    for (std::size_t b = 0; b < job.bands.size(); ++b) {
+        const std::uint64_t cut = Result.cutCells[b];
+        if (cut == 0)
+            continue;
+        const std::size_t f = job.bands[b].file;
+        const PixelRange range = rangeOf(Descriptions[f].type);
+        Report.notes.push_back(std::to_string(cut) + (cut == 1 ? " cell" : " cells") + " of the band " +
+                               Plan.files[f].bands[job.bands[b].number].name + " had to be cut to " +
+                               describeType(Descriptions[f].type).name + ", " + exactNumber(range.least) +
+                               " to " + exactNumber(range.greatest));
+    }
+}
+
+/// A driver would cut pixels to their bits without a word.
+void RasterRun::checkBits(std::size_t f) const {
+    const Io::PixelType type = Descriptions[f].type;
+    const auto bits = rangeOfBits(type, describeType(type).name, Options.creationOptions);
+    for (std::size_t b = 0; bits && b < Plan.files[f].bands.size(); ++b) {
+        const Io::BandStatistics statistics = Writers[f].statistics(b);
+        if (statistics.count != 0 && !(bits->holds(statistics.least) && bits->holds(statistics.greatest)))
+            throw Io::OutputError(Paths[f].string() + ": NBITS can't hold the band " +
+                                  Plan.files[f].bands[b].name + ", which has values from " +
+                                  exactNumber(statistics.least) + " to " + exactNumber(statistics.greatest));
     }
 }
 
@@ -346,6 +411,7 @@ void RasterRun::finish() {
     for (Io::RasterWriter& writer : Writers) {
         writer.addMetadata("RASTERED_POINTS", std::to_string(Result.points));
         writer.close();
+        checkBits(static_cast<std::size_t>(&writer - Writers.data()));
         if (!Bar.show("finishing", static_cast<std::uint64_t>(&writer - Writers.data()), Writers.size(), ""))
             throw Io::Interruption();
     }

@@ -133,6 +133,84 @@ TEST_F(Values, OfHeightsAndCoordinatesAloneHaveAUnitOfLength) {
     }
 }
 
+/// Three cells in a row, the last of them far away, and none between.
+class Types : public Values {
+protected:
+    Types() {
+        saveAs(Folder / "in.csv", "x,y,z,Red,Green,Blue,v\n"
+                                  ".5,.5,1,65535,32896,257,-3\n1.5,.5,1,0,1,128,12\n600.5,.5,1,9,9,9,300\n");
+    }
+
+    std::vector<double> valuesOf(const std::string& name, int band) const {
+        const auto file = openRaster(Folder / name);
+        GDALRasterBand& raster = *file->GetRasterBand(band);
+        const auto all = readAll<double>(raster, GDT_Float64);
+        return {all[0], all[1], all[300], all[600]};
+    }
+
+    using Numbers = std::vector<double>;
+};
+
+TEST_F(Types, ColoursFillTheirPixels) {
+    for (const auto& [type, red, blue] : {std::tuple("Byte", Numbers{255, 0, 0, 0}, Numbers{1, 0, 0, 0}),
+                                          {"UInt16", Numbers{65535, 0, 0, 9}, Numbers{257, 128, 0, 9}}}) {
+        const Outcome outcome = rasterOf("in.csv", {"--band", "rgb", "--stack", "-ot", type});
+        EXPECT_EQ("", outcome.err);
+        EXPECT_EQ(red, valuesOf("out.tif", 1));
+        EXPECT_EQ(blue, valuesOf("out.tif", 3));
+        const double opaque = red[0];
+        EXPECT_EQ((Numbers{opaque, opaque, 0, opaque}), valuesOf("out.tif", 4));
+        const auto file = openRaster(Folder / "out.tif");
+        EXPECT_EQ(GCI_RedBand, file->GetRasterBand(1)->GetColorInterpretation());
+        EXPECT_EQ(GCI_AlphaBand, file->GetRasterBand(4)->GetColorInterpretation());
+    }
+    saveAs(Folder / "in.csv", "x,y,z,Red,Green,Blue\n.5,.5,1,255,0,1\n600.5,.5,1,0,0,0\n");
+    rasterOf("in.csv", {"--band", "rgb", "-ot", "UInt16"});
+    EXPECT_EQ(65535.0, valuesOf("out.tif", 1)[0]) << "8 bits to 16";
+}
+
+TEST_F(Types, CutCellsAreCountedAndAlphaIs255InAnyStack) {
+    const Outcome outcome = rasterOf("in.csv", {"--band", "v:Max", "-ot", "Byte"});
+    EXPECT_NE(std::string::npos,
+              outcome.err.find("note: 2 cells of the band v-Max had to be cut to Byte, 0 to 255\n"))
+        << outcome.err;
+    EXPECT_EQ((Numbers{0, 12, 254, 255}), valuesOf("out.tif", 1)) << "255 is data";
+    for (const std::string type : {"UInt16", "UInt32", "Int32", "Float32"}) {
+        rasterOf("in.csv", {"--band", "count", "--band", "alpha", "--stack", "-ot", type});
+        EXPECT_EQ((Numbers{255, 255, 0, 255}), valuesOf("out.tif", 2)) << type;
+    }
+}
+
+TEST_F(Types, TheOneThatWasChosenStaysOrTheRunFails) {
+    std::string text = "x,y,z,v\n";
+    for (int i = 0; i < 256; ++i)
+        text += std::to_string(i) + ".5,.5,1," + std::to_string(i) + "\n";
+    saveAs(Folder / "full.csv", text);
+    saveAs(Folder / "hole.csv", text + "257.5,.5,1,1\n");
+    rasterOf("full.csv", {"--band", "v:Max", "-ot", "Byte"});
+    const Band full = readBand("out.tif");
+    EXPECT_EQ((std::pair(GDT_Byte, std::optional<double>())), (std::pair(full.type, full.nodata)));
+    EXPECT_EQ(255.0, full.values[255]);
+
+    const auto refusal = [&](Arguments more) {
+        more.insert(more.begin(), {"raster", "hole.csv", "x.tif", "--band", "v:Max", "-ot", "Byte"});
+        const Outcome outcome = run(more);
+        EXPECT_LT(0, outcome.status);
+        EXPECT_FALSE(fs::exists(Folder / "x.tif"));
+        return outcome.err;
+    };
+    EXPECT_NE(std::string::npos, refusal({}).find("leave no value of Byte")) << refusal({});
+    for (const Arguments& more : {Arguments{"-co", "NBITS=1", "--nodata", "0"},
+                                  {"-co", "nbits=7"},
+                                  {"-co", "NBITS=9"},
+                                  {"-co", "NBITS=1", "--nodata", "7"}})
+        EXPECT_NE(std::string::npos, refusal(more).find("NBITS")) << refusal(more);
+    rasterOf("hole.csv", {"--band", "count", "-ot", "Byte", "-co", "NBITS=1"});
+    const Band count = readBand("out.tif");
+    EXPECT_EQ((std::pair(0.0, 1.0)), (std::pair(count.values[256], count.values[257])));
+    EXPECT_EQ(0.0, count.nodata);
+}
+
 TEST_F(Values, OfACloudThatIsRewrittenMeanwhileAreNotMixed) {
     ASSERT_EQ(0, finish(start("TILEWRIGHT_MAKESCAN", {"in.las", "--points", "400000"})).status);
     const std::uintmax_t size = fs::file_size(Folder / "in.las");
