@@ -3,12 +3,23 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
+#include <optional>
 
 #include <io/Errors.h>
 #include <tilewright/raster/raster.h>
 #include <tilewright/values/StringUtil.h>
 
 namespace Tilewright::App {
+
+const Io::CloudField& requireField(const Io::PointCloud& cloud, const std::string& name) {
+    if (const Io::CloudField* const field = cloud.findField(name))
+        return *field;
+    std::string known;
+    for (const Io::CloudField& field : cloud.fields())
+        known += ", " + field.name;
+    throw Io::InputError(cloud.name() + " has no field '" + name + "'; it has Height, X, Y" + known);
+}
 
 namespace {
 
@@ -45,15 +56,6 @@ void checkRequest(const std::string& request, const std::string& asked) {
         throw Io::UsageError("the request '" + asked + "' is not of the form FIELD:FILTER:DIRECTION");
     if (answer.starts_with("Unknown"))
         throw Io::UsageError("'" + asked + "' can't be read: " + answer);
-}
-
-const Io::CloudField& requireField(const Io::PointCloud& cloud, const std::string& name) {
-    if (const Io::CloudField* const field = cloud.findField(name))
-        return *field;
-    std::string known;
-    for (const Io::CloudField& field : cloud.fields())
-        known += ", " + field.name;
-    throw Io::InputError(cloud.name() + " has no field '" + name + "'; it has Height, X, Y" + known);
 }
 
 /// Collects the bands in the order of the options.
@@ -174,9 +176,10 @@ bool fitsFloat(Io::FieldType type) {
 /// Puts a plan together, band by band.
 class Planner {
 public:
-    Planner(const std::vector<WantedBand>& bands, const Io::PointCloud& cloud, const Io::CloudIndex& index)
-        : Cloud(cloud), Index(index), Measured(fieldsToMeasure(bands, cloud)) {
-        Plan.grid.columns.push_back({Column::Kind::Positions, 0, Io::FieldType::Double, 0.0});
+    Planner(const std::vector<WantedBand>& bands, const Io::PointCloud& cloud, const Io::CloudIndex& index,
+            std::optional<Io::PixelType> fixedType)
+        : Cloud(cloud), Index(index), FixedType(fixedType), Measured(fieldsToMeasure(bands, cloud)) {
+        Plan.grid.columns.push_back({Column::Kind::Positions, 0, Io::FieldType::Double});
     }
 
     BandPlan plan(const std::vector<WantedBand>& bands) {
@@ -203,7 +206,8 @@ private:
             return false;
         if (band.kind == Kind::Request)
             return band.field == "Positions" && band.direction == "Zdir";
-        return band.kind == Kind::Field && band.field == "Height" && offsetOf(band) == 0.0;
+        return band.kind == Kind::Field && band.field == "Height" && keysFor(band) == Io::OrderKeys::None &&
+               scaleFor(band) == 1.0;
     }
 
     void planBand(const WantedBand& band) {
@@ -231,55 +235,95 @@ private:
         Plan.files.push_back({band.name, {planned}, hasNoData});
     }
 
-    /// What to take from the values before the library sees them, so that its bounds cut none.
-    double offsetOf(const WantedBand& band) const {
-        double least;
-        double greatest;
-        if (isPosition(band.field)) {
-            const std::size_t axis = band.field == "X" ? 0 : band.field == "Y" ? 1 : 2;
-            least = Index.bounds.low[axis];
-            greatest = Index.bounds.high[axis];
-        } else {
+    /// What is known of a band's values; none if they were not measured. Coordinates are finite.
+    std::optional<Io::FieldRange> rangeOf(const WantedBand& band) const {
+        if (!isPosition(band.field)) {
             const auto found = std::ranges::find(Measured, band.field);
-            if (found == Measured.end())
-                return 0.0;
-            least = Index.ranges[static_cast<std::size_t>(found - Measured.begin())].least;
-            greatest = Index.ranges[static_cast<std::size_t>(found - Measured.begin())].greatest;
+            return found == Measured.end()
+                       ? std::nullopt
+                       : std::optional(Index.ranges[static_cast<std::size_t>(found - Measured.begin())]);
         }
-        if (!isBounded(band) || !(least <= greatest) || (least >= -libraryBound && greatest <= libraryBound))
-            return 0.0;
-        // No greatest value lies below 0 then, and no least one above.
-        return band.filter == "Max" ? least : greatest;
+        const std::size_t axis = band.field == "X" ? 0 : band.field == "Y" ? 1 : 2;
+        Io::FieldRange range;
+        range.least = Index.bounds.low[axis];
+        range.greatest = Index.bounds.high[axis];
+        return range;
+    }
+
+    /// The keys by which the library finds the extreme of the values; none if it finds the extreme itself.
+    Io::OrderKeys keysFor(const WantedBand& band) const {
+        const std::optional<Io::FieldRange> range = rangeOf(band);
+        if (!isBounded(band) || !range ||
+            (range->least >= -libraryBound && range->greatest <= libraryBound && !range->hasNaN))
+            return Io::OrderKeys::None;
+        const bool isLargest = band.filter == "Max";
+        if (!isPosition(band.field) &&
+            requireField(Cloud, band.field).type == Io::FieldType::UnsignedLongLong)
+            return isLargest ? Io::OrderKeys::Integers : Io::OrderKeys::ReversedIntegers;
+        return isLargest ? Io::OrderKeys::Numbers : Io::OrderKeys::ReversedNumbers;
+    }
+
+    /// What to multiply the values of a mean by, so that no sum of 2^32 doubles is an infinity.
+    double scaleFor(const WantedBand& band) const {
+        constexpr double safe = 0x1p990;
+        const bool areDoubles =
+            isPosition(band.field) || requireField(Cloud, band.field).type == Io::FieldType::Double;
+        if (band.kind != Kind::Field || band.filter != "Mean" || !areDoubles)
+            return 1.0;
+        const std::optional<Io::FieldRange> range = rangeOf(band);
+        return range && (range->least < -safe || range->greatest > safe) && range->least <= range->greatest
+                   ? 0x1p-33
+                   : 1.0;
+    }
+
+    /// Of heights, which few clouds have beyond single precision.
+    Io::PixelType typeOfHeights() const {
+        constexpr double most = std::numeric_limits<float>::max();
+        const double low = Index.bounds.low[2];
+        const double high = Index.bounds.high[2];
+        return !(low < -most) && !(high > most) ? Io::PixelType::Float32 : Io::PixelType::Float64;
     }
 
     void planField(const WantedBand& band) {
-        const double offset = offsetOf(band);
         PlannedBand planned{band.name, band.text, "", Io::BandColour::Undefined, Io::PixelType::Float32, {}};
-        planned.job.offset = offset;
+        const Io::OrderKeys keys = keysFor(band);
+        const double scale = scaleFor(band);
+        planned.job.keys = keys;
+        planned.job.scale = 1.0 / scale;
+        const auto addColumn = [&](Column column) {
+            column.keys = keys;
+            column.scale = scale;
+            if (keys != Io::OrderKeys::None)
+                column.type = Io::FieldType::UnsignedLongLong;
+            // Along an axis numbers are doubles: sums are wide, but long integers lose their last digits.
+            const bool keepsDigits = column.type == Io::FieldType::UnsignedLongLong && band.filter != "Mean";
+            return addGridField(column, keys != Io::OrderKeys::None ? "Max" : band.filter,
+                                keepsDigits ? "All" : "Xdir");
+        };
         if (band.field == "Height") {
             planned.unit = "height";
-            const bool isFit = band.filter == "Regression";
+            planned.type = typeOfHeights();
             if (&band == Served)
                 planned.job.field = "Height";
-            else
-                planned.job.field = addGridField({isFit           ? Column::Kind::TruePositions
-                                                  : offset == 0.0 ? Column::Kind::Positions
-                                                                  : Column::Kind::Z,
-                                                  0, Io::FieldType::Double, offset},
+            else if (band.filter == "Regression")
+                planned.job.field = addGridField({Column::Kind::TruePositions, 0, Io::FieldType::Double},
                                                  band.filter, "Zdir");
+            else if (keys == Io::OrderKeys::None && scale == 1.0)
+                planned.job.field =
+                    addGridField({Column::Kind::Positions, 0, Io::FieldType::Double}, band.filter, "Zdir");
+            else
+                planned.job.field = addColumn({Column::Kind::Z, 0, Io::FieldType::Double});
         } else if (isPosition(band.field)) {
             planned.unit = "coordinate";
             planned.type = Io::PixelType::Float64;
-            planned.job.field = addGridField(
-                {band.field == "X" ? Column::Kind::X : Column::Kind::Y, 0, Io::FieldType::Double, offset},
-                band.filter, "Xdir");
+            planned.job.field =
+                addColumn({band.field == "X" ? Column::Kind::X : Column::Kind::Y, 0, Io::FieldType::Double});
         } else {
             const Io::CloudField& field = requireField(Cloud, band.field);
             planned.type = band.filter != "Mean"   ? pixelTypeOf(field.type)
                            : fitsFloat(field.type) ? Io::PixelType::Float32
                                                    : Io::PixelType::Float64;
-            // Sums along an axis are kept in double.
-            planned.job.field = addGridField(attributeColumn(field, offset), band.filter, "Xdir");
+            planned.job.field = addColumn(attributeColumn(field));
         }
         Plan.files.push_back({band.name, {planned}, true});
     }
@@ -297,7 +341,7 @@ private:
                     ? "Height"
                     : addGridField({band.direction == "Zdir" && !isFit ? Column::Kind::Positions
                                                                        : Column::Kind::TruePositions,
-                                    0, Io::FieldType::Double, 0.0},
+                                    0, Io::FieldType::Double},
                                    band.filter, band.direction);
             if (isFit && !alongAxis)
                 planned.type = Io::PixelType::Float32;
@@ -309,7 +353,7 @@ private:
             const Io::CloudField& field = requireField(Cloud, band.field);
             if (!alongAxis)
                 planned.type = isFit ? Io::PixelType::Float32 : pixelTypeOf(field.type);
-            planned.job.field = addGridField(attributeColumn(field, 0.0), band.filter, band.direction);
+            planned.job.field = addGridField(attributeColumn(field), band.filter, band.direction);
         }
         Plan.files.push_back({band.name, {planned}, true});
     }
@@ -328,25 +372,37 @@ private:
     void planColours(const WantedBand& band) {
         constexpr std::array<Io::BandColour, 3> colours = {Io::BandColour::Red, Io::BandColour::Green,
                                                            Io::BandColour::Blue};
-        const double scale = scaleOfColours();
+        const double toBytes = scaleOfColours();
         const bool isNarrow =
-            Io::FieldType::UnsignedChar == Cloud.findField(channels[0])->type || scale != 0.0;
-        const Io::PixelType type = isNarrow ? Io::PixelType::Byte : Io::PixelType::UInt16;
+            Io::FieldType::UnsignedChar == Cloud.findField(channels[0])->type || toBytes != 0.0;
+        const Io::PixelType type = FixedType.value_or(isNarrow ? Io::PixelType::Byte : Io::PixelType::UInt16);
+        const double scale = (isNarrow && toBytes != 0.0 ? toBytes : 1.0) * scaleOfDepth(isNarrow, type);
         PlannedFile file{band.name, {}, false};
         for (std::size_t c = 0; c < 3; ++c) {
             PlannedBand planned{channels[c], band.text, "", colours[c], type, {}};
-            planned.job.scale = isNarrow && scale != 0.0 ? scale : 1.0;
+            planned.job.scale = scale;
             planned.job.field =
-                addGridField(attributeColumn(requireField(Cloud, channels[c]), 0.0), "Mean", "Xdir");
+                addGridField(attributeColumn(requireField(Cloud, channels[c])), "Mean", "Xdir");
             file.bands.push_back(planned);
         }
         PlannedBand alpha{"Alpha", band.text, "", Io::BandColour::Alpha, type, {}};
         alpha.job.source = Io::JobBand::Source::Alpha;
+        alpha.job.scale = type == Io::PixelType::UInt16 ? depthStep : 1.0;
         file.bands.push_back(alpha);
         Plan.files.push_back(file);
-        if (isNarrow && Cloud.findField(channels[0])->type != Io::FieldType::UnsignedChar)
+        if (isNarrow && !FixedType && Cloud.findField(channels[0])->type != Io::FieldType::UnsignedChar)
             Plan.notes.push_back(
                 "the colours have 8 bits, although they are stored in more; so has the band " + band.name);
+    }
+
+    /// From 8 bits to 16: 255 becomes 65535.
+    static constexpr double depthStep = 257.0;
+
+    /// What makes colours of 8 or 16 bits fill pixels of a type of 16 or 8.
+    static double scaleOfDepth(bool isNarrow, Io::PixelType type) {
+        if (isNarrow)
+            return type == Io::PixelType::UInt16 ? depthStep : 1.0;
+        return type == Io::PixelType::Byte ? 1.0 / depthStep : 1.0;
     }
 
     /// What makes 8 bits of the colours of a scan that keeps 8-bit colours in wider fields; 0 for others.
@@ -360,13 +416,12 @@ private:
         return all.by257 ? 1.0 / 257.0 : all.by256 ? 1.0 / 256.0 : 0.0;
     }
 
-    Column attributeColumn(const Io::CloudField& field, double offset) {
+    Column attributeColumn(const Io::CloudField& field) {
         auto& fields = Plan.grid.needs.fields;
         auto found = std::ranges::find(fields, field.name, &Io::CloudField::name);
         if (found == fields.end())
             found = fields.insert(found, field);
-        return {Column::Kind::Attribute, static_cast<std::size_t>(found - fields.begin()),
-                offset == 0.0 ? field.type : Io::FieldType::Double, offset};
+        return {Column::Kind::Attribute, static_cast<std::size_t>(found - fields.begin()), field.type};
     }
 
     /// A field of the grid with a request of its own, over a column that others may share. Gives its name.
@@ -383,6 +438,7 @@ private:
 
     const Io::PointCloud& Cloud;
     const Io::CloudIndex& Index;
+    std::optional<Io::PixelType> FixedType;
     std::vector<std::string> Measured;
     const WantedBand* Served = nullptr;
     BandPlan Plan;
@@ -426,13 +482,17 @@ std::vector<std::string> fieldsToMeasure(const std::vector<WantedBand>& bands, c
             if (type != Io::FieldType::UnsignedChar && type != Io::FieldType::UnsignedShort)
                 add(band.field);
         }
+        // Only doubles can add up to infinity.
+        if (band.kind == Kind::Field && band.filter == "Mean" && !isPosition(band.field) &&
+            requireField(cloud, band.field).type == Io::FieldType::Double)
+            add(band.field);
     }
     return fields;
 }
 
 BandPlan planBands(const std::vector<WantedBand>& bands, const Io::PointCloud& cloud,
-                   const Io::CloudIndex& index) {
-    return Planner(bands, cloud, index).plan(bands);
+                   const Io::CloudIndex& index, std::optional<Io::PixelType> fixedType) {
+    return Planner(bands, cloud, index, fixedType).plan(bands);
 }
 
 } // namespace Tilewright::App

@@ -3,10 +3,10 @@
 /// There are two languages. A request, "FIELD:FILTER:DIRECTION", is the library's own and means what the
 /// library makes of it: sums as narrow as the values, bounds of a million, pixels of the type that comes out.
 /// A band, "FIELD:FILTER", says what is wanted, and the plan finds the request that gives the true value of
-/// it: directions with wide sums, values taken relative to an offset where the library's bounds would cut
-/// them.
+/// it: directions with wide sums, and keys in the place of values where the library's bounds would cut them.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,6 +33,9 @@ struct WantedBand {
     /// Empty where the user leaves it open.
     std::string direction;
 };
+
+/// Throws InputError, with the fields there are, if the cloud doesn't have this one.
+const Io::CloudField& requireField(const Io::PointCloud& cloud, const std::string& name);
 
 /// Reads the texts of the options; by default the mean height. Throws UsageError for texts that make no
 /// sense, and InputError for attributes that the cloud doesn't have.
@@ -67,8 +70,9 @@ struct BandPlan {
     std::vector<std::string> notes;
 };
 
-/// `measured` are the ranges of fieldsToMeasure(), in their order.
+/// The index has the ranges of fieldsToMeasure(), in their order. Colours take up all of `fixedType`, the
+/// type that the user wants, where that is one of colours.
 BandPlan planBands(const std::vector<WantedBand>& bands, const Io::PointCloud& cloud,
-                   const Io::CloudIndex& index);
+                   const Io::CloudIndex& index, std::optional<Io::PixelType> fixedType);
 
 } // namespace Tilewright::App

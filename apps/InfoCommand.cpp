@@ -203,6 +203,7 @@ Found examine(const InfoOptions& options) {
     const unsigned threads =
         options.threads != 0 ? options.threads : std::max(1U, std::thread::hardware_concurrency());
     CloudSummary summary = summarise(cloud, threads, show("reading"));
+    cloud.checkUnchanged();
     return {std::move(cloud), std::move(summary)};
 }
 

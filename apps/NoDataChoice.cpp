@@ -10,26 +10,9 @@ namespace {
 
 using Io::PixelType;
 
-bool isFloating(PixelType type) { return type == PixelType::Float32 || type == PixelType::Float64; }
-
-double lowestOf(PixelType type) {
-    return type == PixelType::Float32 ? static_cast<double>(std::numeric_limits<float>::lowest())
-                                      : std::numeric_limits<double>::lowest();
-}
-
 unsigned long long greatestOf(PixelType type) {
-    switch (type) {
-    case PixelType::Byte:
-        return std::numeric_limits<unsigned char>::max();
-    case PixelType::UInt16:
-        return std::numeric_limits<unsigned short>::max();
-    case PixelType::UInt32:
-        return std::numeric_limits<unsigned int>::max();
-    case PixelType::Int32:
-        return std::numeric_limits<int>::max();
-    default:
-        return std::numeric_limits<unsigned long long>::max();
-    }
+    return type == PixelType::UInt64 ? std::numeric_limits<unsigned long long>::max()
+                                     : static_cast<unsigned long long>(rangeOf(type).greatest);
 }
 
 PixelType widerThan(PixelType type) {
@@ -43,29 +26,52 @@ PixelType widerThan(PixelType type) {
     }
 }
 
-} // namespace
-
-Io::NoData NoDataChoice::value() const {
-    if (isFloating(Type))
-        return std::array<double, 3>{-9999.0, lowestOf(Type), std::numeric_limits<double>::quiet_NaN()}.at(
-            Next);
-    return greatestOf(Type) - Next;
+bool isUsed(const Io::NoDataClash& clash, std::uint64_t fromTop) {
+    const std::size_t word = fromTop / 64;
+    return word < clash.usedFromTop.size() && (clash.usedFromTop[word] >> fromTop % 64 & 1U) != 0;
 }
 
-bool NoDataChoice::avoid(const Io::NoDataClash& clash) {
+} // namespace
+
+NoDataChoice::NoDataChoice(PixelType type, bool keepsType, std::optional<PixelRange> bits)
+    : Type(type), KeepsType(keepsType || bits), Bits(bits) {
+    if (Bits && !isFloating(Type))
+        Next = greatestOf(Type) - static_cast<std::uint64_t>(Bits->greatest);
+}
+
+std::optional<Io::NoData> NoDataChoice::value() const {
+    if (!IsNeeded)
+        return std::nullopt;
+    if (!isFloating(Type))
+        return greatestOf(Type) - Next;
+    // 16 bits have no -9999.
+    const double usual = Bits ? -32768.0 : -9999.0;
+    return std::array<double, 3>{usual, Bits.value_or(rangeOf(Type)).least,
+                                 std::numeric_limits<double>::quiet_NaN()}
+        .at(Next);
+}
+
+NoDataChoice::Outcome NoDataChoice::avoid(const Io::NoDataClash& clash, bool allCellsHaveData) {
     if (isFloating(Type)) {
         if (Next == 2)
-            return false;
+            return Outcome::Stands;
         ++Next;
-        return true;
+        return Outcome::Moved;
     }
-    const auto isFree = std::ranges::find(clash.usedFromTop, false);
-    Next = static_cast<std::size_t>(isFree - clash.usedFromTop.begin());
-    if (isFree == clash.usedFromTop.end()) {
-        Next = 0;
-        Type = widerThan(Type);
+    const std::uint64_t last = std::min<std::uint64_t>(Io::NoDataClash::candidates - 1, greatestOf(Type));
+    while (Next <= last && isUsed(clash, Next))
+        ++Next;
+    if (Next <= last)
+        return Outcome::Moved;
+    if (allCellsHaveData) {
+        IsNeeded = false;
+        return Outcome::Moved;
     }
-    return true;
+    if (KeepsType)
+        return Outcome::Exhausted;
+    Next = 0;
+    Type = widerThan(Type);
+    return Outcome::Moved;
 }
 
 double asNumber(const Io::NoData& nodata) {

@@ -5,24 +5,44 @@
 /// be free.
 #pragma once
 
+#include <optional>
+
 #include <io/RasterJob.h>
+
+#include "PixelRange.h"
 
 namespace Tilewright::App {
 
 class NoDataChoice {
 public:
-    explicit NoDataChoice(Io::PixelType type) : Type(type) {}
+    /// A type that the user chose is kept. `bits` is what a creation option leaves of the type.
+    NoDataChoice(Io::PixelType type, bool keepsType, std::optional<PixelRange> bits);
 
     /// That of the file, which may have to be wider than the one at first.
     Io::PixelType type() const { return Type; }
-    Io::NoData value() const;
+    /// Whether a creation option leaves it fewer values.
+    bool hasBits() const { return Bits.has_value(); }
+    /// None if all cells have data, and all values.
+    std::optional<Io::NoData> value() const;
 
-    /// Goes on to a value that no cell has. False if there is none better: floating numbers end with NaN.
-    bool avoid(const Io::NoDataClash& clash);
+    enum class Outcome {
+        /// The value stands: floating numbers end with NaN.
+        Stands,
+        /// There is another one to try.
+        Moved,
+        /// No value of the type is free.
+        Exhausted
+    };
+    /// Goes on to a value that no cell has.
+    Outcome avoid(const Io::NoDataClash& clash, bool allCellsHaveData);
 
 private:
     Io::PixelType Type;
-    std::size_t Next = 0;
+    bool KeepsType;
+    std::optional<PixelRange> Bits;
+    /// Counted from the largest value of an integer type; of floating numbers, which of three.
+    std::uint64_t Next = 0;
+    bool IsNeeded = true;
 };
 
 double asNumber(const Io::NoData& nodata);

@@ -14,12 +14,12 @@
 #include <io/Preview.h>
 #include <io/RasterFormat.h>
 #include <io/RasterWriter.h>
-#include <tilewright/values/MultiRange.h>
-#include <tilewright/values/StringUtil.h>
 
 #include "BandPlan.h"
 #include "NoDataChoice.h"
+#include "PixelRange.h"
 #include "Resources.h"
+#include "SelectionText.h"
 #include "Text.h"
 
 namespace Tilewright::App {
@@ -35,28 +35,6 @@ std::uint64_t bytesOf(const std::vector<fs::path>& files) {
         if (const auto size = fs::file_size(file, failed); !failed)
             bytes += size;
     return bytes;
-}
-
-/// Reads "RANGES@FIELD"; none for an empty text.
-std::optional<Io::CloudSelection> readSelection(const std::string& text, const Io::PointCloud& cloud) {
-    if (text.empty())
-        return std::nullopt;
-    std::vector<std::string> parts;
-    splitAtAnyOf(text.data(), text.size(), parts, "@");
-    if (parts.size() != 2)
-        throw Io::UsageError("the selection '" + text +
-                             "' is not of the form RANGES@FIELD, for example 2,9@Classification");
-    // The range language's own complaint about a bad text goes to the standard output, and says no more than
-    // this.
-    const QuietStandardOutput quiet;
-    // It takes a word for 0.
-    const bool hasWords = parts[0].find_first_not_of("0123456789.+-eE:;, ") != std::string::npos;
-    if (hasWords || Larder::Ref<Orrery::MultiRange<double>>(parts[0])->empty())
-        throw Io::UsageError("the selection '" + text + "' names no range of values");
-    const Io::CloudField* const field = cloud.findField(parts[1]);
-    if (!field)
-        throw Io::InputError(cloud.name() + " has no field '" + parts[1] + "' to select by");
-    return Io::CloudSelection{*field, parts[0]};
 }
 
 Io::BlockLattice makeLattice(const RasterOptions& options, const Io::PointBounds& bounds) {
@@ -163,6 +141,11 @@ private:
     std::string unitOf(const PlannedBand& band) const;
     std::unique_ptr<Io::UnitReader> makeReader();
     void rasterFiles(const Io::UnitReader& reader);
+    void rasterUnchangedCloud();
+    bool moveNoData(std::vector<NoDataChoice>& choices) const;
+    void noteTypes();
+    void noteCutCells(const Io::RasterJob& job);
+    void checkBits(std::size_t f) const;
     void finish();
     void reportBands();
 
@@ -224,7 +207,7 @@ void RasterRun::plan() {
                            reportAs("measuring"));
     Lattice = makeLattice(Options, Index.bounds);
     checkCells(*Lattice, *Cloud);
-    Plan = planBands(wanted, *Cloud, Index);
+    Plan = planBands(wanted, *Cloud, Index, FixedType);
     Plan.grid.needs.selection = selection;
     Shares = shareOut(Options, Plan, MappedBytes);
     if (Options.stack)
@@ -283,7 +266,7 @@ std::string RasterRun::unitOf(const PlannedBand& band) const {
         const std::string vertical = Io::verticalUnitOf(System);
         return vertical.empty() ? Io::linearUnitOf(System) : vertical;
     }
-    return band.unit == "coordinate" ? Io::linearUnitOf(System) : band.unit;
+    return band.unit == "coordinate" ? Io::coordinateUnitOf(System) : band.unit;
 }
 
 Io::RasterDescription RasterRun::describe(const PlannedFile& file, const NoDataChoice& choice) const {
@@ -293,7 +276,7 @@ Io::RasterDescription RasterRun::describe(const PlannedFile& file, const NoDataC
                             Lattice->x().cellSize(), Lattice->y().cellSize(), System};
     description.type = choice.type();
     if (file.hasNoData)
-        description.nodata = Options.nodata ? Io::NoData(*Options.nodata) : choice.value();
+        description.nodata = Options.nodata ? std::optional<Io::NoData>(*Options.nodata) : choice.value();
     for (const PlannedBand& band : file.bands)
         description.bands.push_back({band.name, unitOf(band), band.colour, {{"REQUEST", band.request}}});
     description.metadata = {{"TIFFTAG_SOFTWARE", "Tilewright " TILEWRIGHT_VERSION},
@@ -327,7 +310,11 @@ void RasterRun::rasterFiles(const Io::UnitReader& reader) {
     std::vector<NoDataChoice> choices;
     for (std::size_t f = 0; f < Plan.files.size(); ++f) {
         const PlannedFile& file = Plan.files[f];
-        choices.emplace_back(FixedType.value_or(file.bands.front().type));
+        const Io::PixelType type = FixedType.value_or(file.bands.front().type);
+        const auto bits = rangeOfBits(type, describeType(type).name, Options.creationOptions);
+        if (file.hasNoData && Options.nodata && bits && !bits->holds(*Options.nodata))
+            throw Io::UsageError("NBITS leaves no room for the nodata value " + exactNumber(*Options.nodata));
+        choices.emplace_back(type, FixedType.has_value(), bits);
         for (std::size_t b = 0; b < file.bands.size(); ++b) {
             job.bands.push_back(file.bands[b].job);
             job.bands.back().file = f;
@@ -343,11 +330,80 @@ void RasterRun::rasterFiles(const Io::UnitReader& reader) {
             Writers.emplace_back(Paths[f], Descriptions.back());
         }
         Result = Io::runJob(job, *Lattice, reader, Descriptions, Writers, reportAs("rastering"));
-        isDone = true;
-        for (std::size_t f = 0; f < choices.size(); ++f)
-            if (Result.clashes[f].happened && !Options.nodata && choices[f].avoid(Result.clashes[f]))
-                isDone = false;
+        isDone = !moveNoData(choices);
     }
+    noteTypes();
+    noteCutCells(job);
+}
+
+/// Whether a cell with data has the value of those without in some file, and there is another one to try.
+bool RasterRun::moveNoData(std::vector<NoDataChoice>& choices) const {
+    bool hasMoved = false;
+    for (std::size_t f = 0; f < choices.size(); ++f) {
+        if (!Result.clashes[f].happened || Options.nodata)
+            continue;
+        const auto outcome = choices[f].avoid(Result.clashes[f], Result.filledCells == Lattice->cells());
+        if (outcome == NoDataChoice::Outcome::Exhausted)
+            throw Io::OutputError(Paths[f].string() + ": the data leave no value of " +
+                                  describeType(choices[f].type()).name +
+                                  (choices[f].hasBits() ? " in so few bits (NBITS)" : "") +
+                                  " for cells without data; choose another --type, or a --nodata to share");
+        hasMoved |= outcome == NoDataChoice::Outcome::Moved;
+    }
+    return hasMoved;
+}
+
+void RasterRun::noteTypes() {
+    for (std::size_t f = 0; f < Plan.files.size(); ++f) {
+        const Io::PixelType planned = FixedType.value_or(Plan.files[f].bands.front().type);
+        if (Descriptions[f].type != planned)
+            Report.notes.push_back("all values of " + std::string(describeType(planned).name) +
+                                   " are data, and cells without data need one; so " + Paths[f].string() +
+                                   " has " + describeType(Descriptions[f].type).name);
+        if (Result.clashes[f].happened && Options.nodata)
+            Report.notes.push_back("cells with data have the nodata value " + exactNumber(*Options.nodata) +
+                                   " in " + Paths[f].string());
+    }
+}
+
+void RasterRun::noteCutCells(const Io::RasterJob& job) {
+    for (std::size_t b = 0; b < job.bands.size(); ++b) {
+        const std::uint64_t cut = Result.cutCells[b];
+        if (cut == 0)
+            continue;
+        const std::size_t f = job.bands[b].file;
+        const PixelRange range = rangeOf(Descriptions[f].type);
+        Report.notes.push_back(std::to_string(cut) + (cut == 1 ? " cell" : " cells") + " of the band " +
+                               Plan.files[f].bands[job.bands[b].number].name + " had to be cut to " +
+                               describeType(Descriptions[f].type).name + ", " + exactNumber(range.least) +
+                               " to " + exactNumber(range.greatest));
+    }
+}
+
+/// A driver would cut pixels to their bits without a word.
+void RasterRun::checkBits(std::size_t f) const {
+    const Io::PixelType type = Descriptions[f].type;
+    const auto bits = rangeOfBits(type, describeType(type).name, Options.creationOptions);
+    for (std::size_t b = 0; bits && b < Plan.files[f].bands.size(); ++b) {
+        const Io::BandStatistics statistics = Writers[f].statistics(b);
+        if (statistics.count != 0 && !(bits->holds(statistics.least) && bits->holds(statistics.greatest)))
+            throw Io::OutputError(Paths[f].string() + ": NBITS can't hold the band " +
+                                  Plan.files[f].bands[b].name + ", which has values from " +
+                                  exactNumber(statistics.least) + " to " + exactNumber(statistics.greatest));
+    }
+}
+
+/// A file that changes meanwhile may make anything fail, so that is told first.
+void RasterRun::rasterUnchangedCloud() {
+    try {
+        rasterFiles(*makeReader());
+    } catch (const Io::Interruption&) {
+        throw;
+    } catch (const Io::Error&) {
+        Cloud->checkUnchanged();
+        throw;
+    }
+    Cloud->checkUnchanged();
 }
 
 /// Nothing appears under its name before everything is complete.
@@ -355,6 +411,7 @@ void RasterRun::finish() {
     for (Io::RasterWriter& writer : Writers) {
         writer.addMetadata("RASTERED_POINTS", std::to_string(Result.points));
         writer.close();
+        checkBits(static_cast<std::size_t>(&writer - Writers.data()));
         if (!Bar.show("finishing", static_cast<std::uint64_t>(&writer - Writers.data()), Writers.size(), ""))
             throw Io::Interruption();
     }
@@ -410,7 +467,7 @@ RasterReport RasterRun::run() {
                               describeType(FixedType.value_or(file.bands.front().type)).bytes;
     Report.dryRun = Options.dryRun;
     if (!Options.dryRun) {
-        rasterFiles(*makeReader());
+        rasterUnchangedCloud();
         if (Result.points == 0)
             Report.notes.emplace_back(Options.selection.empty()
                                           ? "no point lies within the bounds; all cells are empty"

@@ -33,8 +33,9 @@ public:
     virtual ~BandTile() = default;
 
     virtual void take(const WindowResult& result) = 0;
-    /// Writes the block, and adds what there is to know of its values.
-    virtual void write(RasterWriter& writer, std::uint64_t rasterRows, NoDataClash& clash) const = 0;
+    /// Writes the block, and adds what there is to know of its values. Gives the number of cells whose values
+    /// were cut.
+    virtual std::uint64_t write(RasterWriter& writer, std::uint64_t rasterRows, NoDataClash& clash) const = 0;
 };
 
 /// Pixels without data for the cells of `block`.
@@ -42,6 +43,9 @@ std::unique_ptr<BandTile> makeBandTile(const JobBand& band, const RasterDescript
                                        const CellWindow& block);
 
 /// Whether a band has something to write where there are no points at all.
-inline bool marksEmptyBlocks(const JobBand& band) { return band.source == JobBand::Source::CellType; }
+inline bool marksEmptyBlocks(const JobBand& band, const RasterDescription& file) {
+    return band.source == JobBand::Source::CellType ||
+           (band.source == JobBand::Source::Alpha && file.nodata.has_value());
+}
 
 } // namespace Tilewright::Io

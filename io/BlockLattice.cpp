@@ -48,14 +48,21 @@ LatticeAxis::LatticeAxis(const Request& request) : Cell(request.cell) {
     const double low = request.bounds ? (*request.bounds)[0] : request.low;
     const double high = request.bounds ? (*request.bounds)[1] : request.high;
     const auto magnitude = [](double a, double b) { return std::max(std::fabs(a), std::fabs(b)); };
-    // By the coordinates alone, so that two rasters of a cloud that meet at an edge agree about it.
-    Tolerance = 4.0 * epsilon * (request.low <= request.high ? magnitude(request.low, request.high) : 0.0);
+    // By the coordinates and the origin alone, so that two rasters of a cloud that meet at an edge agree
+    // about it. What an origin far away leaves of its digits is what the edges have; as a multiple of the
+    // cell size it moves none.
+    const double originDigits = Shift == 0.0 ? 0.0 : 4.0 * epsilon * std::fabs(request.origin);
+    Tolerance = 4.0 * epsilon * (request.low <= request.high ? magnitude(request.low, request.high) : 0.0) +
+                originDigits;
     constexpr auto windowCells = static_cast<double>(BlockLattice::blockSide + 2 * WindowLayout::rim);
     Clear = 8.0 * std::max(Tolerance, epsilon * (4.0 * magnitude(low, high) + windowCells * Cell));
     ClearShare = std::max(1e-6, 2.0 * Clear / Cell);
     if (!((high - low) / Cell < mostCells))
         throw InputError("a cell size of " + textOf(Cell) +
                          " gives more than 2147483647 cells on an axis; choose a larger one");
+    if (!(8.0 * originDigits < 0.125 * Cell))
+        throw UsageError("an origin of " + textOf(request.origin) + " has too few digits for cells of " +
+                         textOf(Cell));
     if (!(ClearShare < 0.25))
         throw InputError("cells of " + textOf(Cell) + " are too small for these coordinates, or too large");
     First = edgeAtOrBelow(low);
@@ -86,9 +93,10 @@ bool LatticeAxis::cellsOf(double low, double high, std::int64_t& first, std::int
     if (!(high >= Low && low < High))
         return false;
     const auto end = static_cast<double>(CellCount) - 1.0;
-    // One cell more on either side makes up for all rounding.
-    first = static_cast<std::int64_t>(std::clamp((low - FirstEdge) * CellsPerUnit - 1e-3, 0.0, end));
-    last = static_cast<std::int64_t>(std::clamp((high - FirstEdge) * CellsPerUnit + 1e-3, 0.0, end));
+    // Makes up for all rounding, and takes in what counts as lying on an edge.
+    const double slack = 1e-3 + ClearShare;
+    first = static_cast<std::int64_t>(std::clamp((low - FirstEdge) * CellsPerUnit - slack, 0.0, end));
+    last = static_cast<std::int64_t>(std::clamp((high - FirstEdge) * CellsPerUnit + slack, 0.0, end));
     return true;
 }
 

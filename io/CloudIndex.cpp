@@ -25,8 +25,9 @@ FieldRange rangeOf(const RecordFormat& format, const PointField& field, const st
     for (const double value : values) {
         range.least = std::min(range.least, value);
         range.greatest = std::max(range.greatest, value);
-        range.by257 &= std::fmod(value, 257.0) == 0.0;
-        range.by256 &= std::fmod(value, 256.0) == 0.0;
+        range.hasNaN |= std::isnan(value);
+        range.by257 = range.by257 && std::fmod(value, 257.0) == 0.0;
+        range.by256 = range.by256 && std::fmod(value, 256.0) == 0.0;
     }
     return range;
 }
@@ -46,6 +47,7 @@ std::vector<Stretch> cutIntoStretches(const PointCloud& cloud) {
 void FieldRange::add(const FieldRange& other) {
     least = std::min(least, other.least);
     greatest = std::max(greatest, other.greatest);
+    hasNaN |= other.hasNaN;
     by257 &= other.by257;
     by256 &= other.by256;
 }

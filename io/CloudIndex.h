@@ -29,6 +29,8 @@ struct Stretch {
 struct TILEWRIGHT_API FieldRange {
     double least = std::numeric_limits<double>::infinity();
     double greatest = -std::numeric_limits<double>::infinity();
+    /// Whether there are values that are not numbers.
+    bool hasNaN = false;
     /// Whether all values are multiples of 257, and of 256: what scaling from 8 to 16 bits makes.
     bool by257 = true;
     bool by256 = true;

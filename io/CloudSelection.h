@@ -14,8 +14,10 @@ namespace Tilewright::Io {
 
 /// Which points count: those whose value of `field` lies in `ranges`, in the terms of Orrery::MultiRange.
 struct CloudSelection {
-    CloudField field;
-    std::string ranges;
+    CloudField field = {};
+    std::string ranges = {};
+    /// Take this coordinate of the points, 0 to 2, in the place of the field.
+    std::optional<std::size_t> axis = {};
 };
 
 /// What is read of a point, and which points are.

@@ -10,6 +10,9 @@
 
 namespace Tilewright::Io {
 
+/// The unit of a band that counts or classifies, in files where each band needs one.
+inline constexpr const char* noUnit = "1";
+
 /// Sets an option for this thread, and back at the end.
 class ThreadOption {
 public:

@@ -171,25 +171,6 @@ ReadOptions readOptions(const CloudOptions& options) {
     return {std::make_shared<ScratchSpace>(options.scratch), options.keepPages, options.report};
 }
 
-struct DistinctFile {
-    fs::path path;
-    std::uint64_t size;
-};
-
-/// The files without those that come again, by whatever path.
-std::vector<DistinctFile> distinctFiles(std::span<const fs::path> files) {
-    std::set<std::pair<dev_t, ino_t>> seen;
-    std::vector<DistinctFile> distinct;
-    for (const fs::path& path : files) {
-        struct stat status = {};
-        if (::stat(path.c_str(), &status) != 0)
-            throw InputError(path.string() + ": cannot be opened: " + std::generic_category().message(errno));
-        if (seen.insert({status.st_dev, status.st_ino}).second)
-            distinct.push_back({path, static_cast<std::uint64_t>(status.st_size)});
-    }
-    return distinct;
-}
-
 /// Makes what a file reports of itself a report on all of them, in bytes. `before` are those of the files
 /// before it.
 StepReport partOf(const StepReport& whole, std::uint64_t before, std::uint64_t size, std::uint64_t all) {
@@ -252,14 +233,37 @@ std::vector<fs::path> findPointFiles(const std::vector<std::string>& words) {
     return files;
 }
 
+PointCloud::FileState PointCloud::stateOf(const fs::path& path) {
+    struct stat status = {};
+    if (::stat(path.c_str(), &status) != 0)
+        throw InputError(path.string() + ": cannot be opened: " + std::generic_category().message(errno));
+    return {path,
+            status.st_dev,
+            status.st_ino,
+            static_cast<std::uint64_t>(status.st_size),
+            {status.st_mtim.tv_sec, status.st_mtim.tv_nsec, status.st_ctim.tv_sec, status.st_ctim.tv_nsec}};
+}
+
+/// The files without those that come again, by whatever path.
+std::vector<PointCloud::FileState> PointCloud::distinctFiles(std::span<const fs::path> files) {
+    std::set<std::pair<std::uint64_t, std::uint64_t>> seen;
+    std::vector<FileState> distinct;
+    for (const fs::path& path : files) {
+        const FileState file = stateOf(path);
+        if (seen.insert({file.device, file.inode}).second)
+            distinct.push_back(file);
+    }
+    return distinct;
+}
+
 PointCloud::PointCloud(std::span<const fs::path> files, const CloudOptions& options, bool ignoreSystems) {
     ReadOptions reading = readOptions(options);
     const PointSource* named = nullptr;
-    const std::vector<DistinctFile> distinct = distinctFiles(files);
+    Files = distinctFiles(files);
     std::uint64_t before = 0, all = 0;
-    for (const DistinctFile& file : distinct)
+    for (const FileState& file : Files)
         all += file.size;
-    for (const DistinctFile& file : distinct) {
+    for (const FileState& file : Files) {
         reading.report = partOf(options.report, before, file.size, all);
         before += file.size;
         const PointSource& source = *Sources.emplace_back(openFile(file.path, reading));
@@ -281,6 +285,15 @@ PointCloud::PointCloud(std::span<const fs::path> files, const CloudOptions& opti
 const CloudField* PointCloud::findField(std::string_view name) const noexcept {
     const auto found = std::ranges::find(Fields, name, &CloudField::name);
     return found != Fields.end() ? &*found : nullptr;
+}
+
+void PointCloud::checkUnchanged() const {
+    for (const FileState& file : Files) {
+        std::error_code error;
+        if (!fs::exists(file.path, error) || stateOf(file.path) != file)
+            throw InputError(file.path.string() +
+                             ": was changed while it was read; try again when it is complete");
+    }
 }
 
 std::string PointCloud::name() const {

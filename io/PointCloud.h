@@ -1,6 +1,8 @@
 /// PointCloud: any number of files as one cloud.
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <span>
@@ -60,7 +62,28 @@ public:
     /// What to call the cloud in a message: the one file, or the number of files.
     std::string name() const;
 
+    /// Throws InputError if a file is not the one any more that was opened, or was written to since. To be
+    /// called after the last read and before anything is made of the points: files are read more than once,
+    /// and what was read before a change does not fit what was read after it.
+    void checkUnchanged() const;
+
 private:
+    /// What the system says of a file, as far as a change of its contents shows there.
+    struct FileState {
+        std::filesystem::path path;
+        std::uint64_t device = 0;
+        std::uint64_t inode = 0;
+        std::uint64_t size = 0;
+        /// Of the contents, and of all that there is to know of the file, which no program can set: in
+        /// seconds and nanoseconds.
+        std::array<std::int64_t, 4> changed = {};
+
+        bool operator==(const FileState&) const = default;
+    };
+    static std::vector<FileState> distinctFiles(std::span<const std::filesystem::path> files);
+    static FileState stateOf(const std::filesystem::path& path);
+
+    std::vector<FileState> Files;
     std::vector<std::unique_ptr<PointSource>> Sources;
     std::vector<CloudField> Fields;
     std::uint64_t Count = 0;

@@ -11,6 +11,7 @@
 #include <cpl_conv.h>
 #include <cpl_string.h>
 
+#include <io/CoordinateSystem.h>
 #include <io/Gdal.h>
 #include <io/PixelTypes.h>
 
@@ -146,10 +147,12 @@ void setNoData(GDALRasterBand& band, const RasterDescription& description) {
     });
 }
 
-void describeBand(GDALRasterBand& band, const BandDescription& description) {
+void describeBand(GDALRasterBand& band, const BandDescription& description, bool hasVerticalUnit) {
     band.SetDescription(description.name.c_str());
-    if (!description.unit.empty())
-        band.SetUnitType(description.unit.c_str());
+    // A GeoTIFF with a vertical system gives its unit to bands without one.
+    const std::string unit = description.unit.empty() && hasVerticalUnit ? noUnit : description.unit;
+    if (!unit.empty())
+        band.SetUnitType(unit.c_str());
     if (description.colour != BandColour::Undefined)
         band.SetColorInterpretation(interpretationOf(description.colour));
     for (const auto& [key, text] : description.metadata)
@@ -165,11 +168,12 @@ void describe(GDALDataset& dataset, const RasterDescription& description) {
     for (const auto& [key, text] : description.metadata)
         dataset.SetMetadataItem(key.c_str(), text.c_str());
     dataset.SetMetadataItem(GDALMD_AREA_OR_POINT, GDALMD_AOP_AREA);
+    const bool hasVerticalUnit = !verticalUnitOf(place.wkt).empty();
     for (std::size_t i = 0; i < description.bands.size(); ++i) {
         GDALRasterBand& band = *dataset.GetRasterBand(static_cast<int>(i) + 1);
         if (description.nodata)
             setNoData(band, description);
-        describeBand(band, description.bands[i]);
+        describeBand(band, description.bands[i], hasVerticalUnit);
     }
 }
 

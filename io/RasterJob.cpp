@@ -99,7 +99,7 @@ public:
                              tiles);
             }
         for (const JobBand& band : Job.bands)
-            if (tiles.empty() && marksEmptyBlocks(band))
+            if (tiles.empty() && marksEmptyBlocks(band, Files[band.file]))
                 addTiles(block, tiles);
         return tiles;
     }
@@ -238,11 +238,12 @@ JobResult runJob(const RasterJob& job, const BlockLattice& lattice, const UnitRe
                  const StepReport& report) {
     JobResult result;
     result.clashes.resize(descriptions.size());
+    result.cutCells.resize(job.bands.size());
     BlockMaker maker(job, lattice, reader, descriptions, report);
     BlockQueue queue(2 * std::size_t(job.threads), [&](const BlockTiles& tiles) {
         for (std::size_t b = 0; b < tiles.size(); ++b)
-            tiles[b]->write(writers[job.bands[b].file], lattice.y().cells(),
-                            result.clashes[job.bands[b].file]);
+            result.cutCells[b] += tiles[b]->write(writers[job.bands[b].file], lattice.y().cells(),
+                                                  result.clashes[job.bands[b].file]);
     });
     forEachPiece(job.threads, maker.blocks(), [&](std::size_t block) {
         try {

@@ -8,6 +8,7 @@
 /// window is held against the points that went in, and their sum against the points of the cloud.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -32,7 +33,7 @@ struct JobBand {
         /// The library's companions: no data value of their own.
         Density,
         CellType,
-        /// The largest pixel for cells with data, else 0.
+        /// 255 times the scale for cells with data, else 0.
         Alpha
     };
 
@@ -40,9 +41,10 @@ struct JobBand {
     std::string field;
     /// Of a field of points.
     std::optional<int> component;
-    /// A pixel is value * scale + offset, rounded where pixels are integers and cut to their range.
+    /// The field holds keys; the pixels are the numbers that they are keys of.
+    OrderKeys keys = OrderKeys::None;
+    /// A pixel is value * scale, rounded where pixels are integers and cut to their range.
     double scale = 1.0;
-    double offset = 0.0;
     /// The file that it is a band of, and which one.
     std::size_t file = 0;
     std::size_t number = 0;
@@ -59,10 +61,14 @@ struct RasterJob {
 
 /// Which pixels have values that a cell without data might have been given.
 struct NoDataClash {
+    /// So many of the largest values of a type are looked at; those of 8 and 16 bits have no more.
+    static constexpr std::size_t candidates = std::size_t(1) << 16U;
+
     /// A cell with data came out as the nodata value.
     bool happened = false;
-    /// Of a type of integers: which of the 256 largest occur, from the largest down.
-    std::vector<bool> usedFromTop;
+    /// Of a type of integers: which of the largest occur, from the largest down, a bit each from the lowest
+    /// of the first word on. Empty if none does.
+    std::vector<std::uint64_t> usedFromTop;
 };
 
 struct JobResult {
@@ -70,6 +76,8 @@ struct JobResult {
     std::uint64_t filledCells = 0;
     /// For each file.
     std::vector<NoDataClash> clashes;
+    /// For each band, the cells whose values lay beyond what pixels can be.
+    std::vector<std::uint64_t> cutCells;
 };
 
 /// Fills the files, of which `descriptions` has one each, in the same order. Throws Interruption when

@@ -125,6 +125,8 @@ ReducedRaster readReduced(const std::filesystem::path& path, std::size_t band, i
     const int first = reduced.isColoured ? 1 : static_cast<int>(band) + 1;
     reduced.name = dataset->GetRasterBand(first)->GetDescription();
     reduced.unit = dataset->GetRasterBand(first)->GetUnitType();
+    if (reduced.unit == noUnit)
+        reduced.unit.clear();
     for (int i = first; i < first + (reduced.isColoured ? 3 : 1); ++i) {
         reduced.planes.push_back(
             averaged(*dataset->GetRasterBand(i), factors, reduced.width, reduced.height));

@@ -62,17 +62,36 @@ public:
     }
 
 private:
-    void fill(const Piece& piece, std::span<T> values) const requires(!std::is_same_v<T, point>) {
+    void fill(const Piece& piece, std::span<T> values) requires(!std::is_same_v<T, point>) {
+        if constexpr (std::is_same_v<T, unsigned long long>)
+            if (Column.keys == OrderKeys::Numbers || Column.keys == OrderKeys::ReversedNumbers)
+                return fillKeys(piece, values);
+        decode(piece, values);
+        if constexpr (std::is_same_v<T, unsigned long long>)
+            if (Column.keys == OrderKeys::ReversedIntegers)
+                for (T& value : values)
+                    value = ~value;
+        if constexpr (std::is_same_v<T, double>)
+            if (Column.scale != 1.0)
+                for (T& value : values)
+                    value *= Column.scale;
+    }
+
+    void fillKeys(const Piece& piece, std::span<unsigned long long> keys) {
+        Numbers.resize(keys.size());
+        decode(piece, std::span(Numbers));
+        const bool isReversed = Column.keys == OrderKeys::ReversedNumbers;
+        for (std::size_t i = 0; i < keys.size(); ++i)
+            keys[i] = orderKeyOf(Numbers[i], isReversed);
+    }
+
+    template <class V> void decode(const Piece& piece, std::span<V> values) const {
         if (Column.kind == GridColumn::Kind::Attribute)
             decodeFieldAt(piece.layout.format, piece.layout.fields[Column.attribute], piece.records,
                           piece.ordinals, values);
         else
             for (std::size_t i = 0; i < values.size(); ++i)
-                values[i] = static_cast<T>(piece.positions[3 * i + axis()]);
-        if constexpr (std::is_same_v<T, double>)
-            if (Column.offset != 0.0)
-                for (double& value : values)
-                    value -= Column.offset;
+                values[i] = static_cast<V>(piece.positions[3 * i + axis()]);
     }
 
     /// Of a column of coordinates.
@@ -82,25 +101,26 @@ private:
     }
 
     const GridColumn& Column;
+    /// Of the piece at hand, before they become keys.
+    std::vector<double> Numbers;
     Larder::StrongPtr<Larder::Chunk<T>, Larder::ChunkBase> Storage;
 };
 
 /// All coordinates that cells of the window can have, and some more.
 CoordinateBox boxOf(const BlockLattice& lattice, const CellWindow& window) {
     const auto low = [](const LatticeAxis& axis, std::uint64_t first) {
-        return axis.edge(static_cast<std::int64_t>(first)) - 0.01 * axis.cellSize();
+        return axis.edge(static_cast<std::int64_t>(first)) - 0.02 * axis.cellSize();
     };
     return {{low(lattice.x(), window.column), low(lattice.y(), window.row)},
-            {low(lattice.x(), window.column + window.columns) + 0.02 * lattice.x().cellSize(),
-             low(lattice.y(), window.row + window.rows) + 0.02 * lattice.y().cellSize()}};
+            {low(lattice.x(), window.column + window.columns) + 0.04 * lattice.x().cellSize(),
+             low(lattice.y(), window.row + window.rows) + 0.04 * lattice.y().cellSize()}};
 }
 
 std::unique_ptr<ColumnStore> makeStore(const GridColumn& column, std::size_t expected) {
     using Kind = GridColumn::Kind;
     if (column.kind == Kind::Positions || column.kind == Kind::TruePositions)
         return std::make_unique<TypedStore<point>>(column, expected);
-    const FieldType type = column.kind == Kind::Attribute ? column.type : FieldType::Double;
-    return visitFieldType(type, [&]<class T>() -> std::unique_ptr<ColumnStore> {
+    return visitFieldType(column.type, [&]<class T>() -> std::unique_ptr<ColumnStore> {
         return std::make_unique<TypedStore<T>>(column, expected);
     });
 }

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include <io/OrderKeys.h>
 #include <io/UnitReader.h>
 #include <tilewright/export.h>
 #include <tilewright/model/Grid.h>
@@ -33,10 +34,12 @@ struct GridColumn {
     Kind kind = Kind::Attribute;
     /// Which of PointNeeds::fields.
     std::size_t attribute = 0;
-    /// Of an attribute, as the library gets it.
+    /// Of numbers, as the library gets them.
     FieldType type = FieldType::Double;
-    /// Subtracted from numbers; the type is Double then.
-    double offset = 0.0;
+    /// Other than None, the type is UnsignedLongLong.
+    OrderKeys keys = OrderKeys::None;
+    /// Numbers of type Double are multiplied by it.
+    double scale = 1.0;
 
     bool operator==(const GridColumn&) const = default;
 };

@@ -38,7 +38,8 @@ TEST(BlockLattice, LibraryFindsEveryPointInTheCellThatItsDecimalsName) {
         // Everything in hundredths.
         const std::int64_t cell = sizes[trial % 10];
         const std::int64_t low = (below(2) != 0 ? 1 : -1) * below(trial % 3 != 0 ? 700000000 : 2000);
-        const std::int64_t origin = trial % 2 != 0 ? below(2 * cell) - cell : 0;
+        const std::int64_t reach = trial % 4 != 3 ? cell : 900000000;
+        const std::int64_t origin = trial % 2 != 0 ? below(2 * reach) - reach : 0;
         const std::int64_t width = below(cell * 600);
         const auto x = [](std::int64_t hundredths) { return static_cast<double>(hundredths) / 100; };
         const BlockLattice lattice({x(low), x(low + width), x(cell), x(origin), {}},
@@ -56,7 +57,7 @@ TEST(BlockLattice, LibraryFindsEveryPointInTheCellThatItsDecimalsName) {
             double settled = 0.0;
             ASSERT_TRUE(lattice.x().locate(x(at), found, settled));
             ASSERT_EQ(expected, found) << at << " in cells of " << cell;
-            ASSERT_NEAR(x(at), settled, 1e-7 * x(cell) + 1e-13 * std::fabs(x(at)));
+            ASSERT_NEAR(x(at), settled, 1e-7 * x(cell) + 1e-13 * (std::fabs(x(at)) + std::fabs(x(origin))));
             // The same in a block, and in windows of any other size.
             const auto column = static_cast<std::uint64_t>(expected);
             const CellWindow block =
@@ -123,6 +124,7 @@ TEST(BlockLattice, RequestsThatMakeNoLatticeAreRefused) {
     EXPECT_THROW(make(6e5, 6e5, 1e-12, 0.0), InputError) << "a single point, but cells finer than its digits";
     EXPECT_THROW(make(-infinity, infinity, 1.0, 0.0), InputError);
     EXPECT_THROW(make(0.0, 100.0, 1.0, NaN), UsageError);
+    EXPECT_THROW(make(0.0, 100.0, 0.3, 1e15), UsageError) << "nobody knows where its edges are";
     for (const auto& bounds : {std::array{1.0, 1.0}, {2.0, 1.0}, {NaN, 1.0}, {0.0, infinity}})
         EXPECT_THROW(LatticeAxis({0.0, 9.0, 1.0, 0.0, bounds}), UsageError);
 }

@@ -1,5 +1,7 @@
 #include <io/PointCloud.h>
 
+#include <unistd.h>
+
 #include <gmock/gmock.h>
 
 #include <io/Errors.h>
@@ -115,6 +117,32 @@ TEST_F(PointCloudTest, CoordinateSystemsMustAgree) {
         }),
         AllOf(HasSubstr("keys.las"), HasSubstr("other.las"), HasSubstr("zone 32N"), HasSubstr("zone 33N")));
     EXPECT_EQ(open({"keys.las", "other.las"}, true).coordinateSystem(), wkt);
+}
+
+TEST_F(PointCloudTest, ChangesOfAFileShowWhateverTheyAre) {
+    const fs::path path = Top / "cloud.las";
+    const Bytes bytes = LasBuilder().build();
+    const auto rewrite = [&](const fs::path& file) {
+        const auto time = fs::exists(file) ? fs::last_write_time(file) : fs::file_time_type::clock::now();
+        saveAs(file, bytes);
+        fs::last_write_time(file, time);
+    };
+    const std::vector<std::function<void()>> changes = {[&] { fs::resize_file(path, bytes.size() + 1); },
+                                                        [&] { rewrite(path); },
+                                                        [&] {
+                                                            rewrite(Top / "other.las");
+                                                            fs::rename(Top / "other.las", path);
+                                                        },
+                                                        [&] { fs::remove(path); }};
+    for (std::size_t i = 0; i < changes.size(); ++i) {
+        rewrite(path);
+        const PointCloud cloud = open({"cloud.las"});
+        EXPECT_NO_THROW(cloud.checkUnchanged());
+        // Files have their times in ticks of the system.
+        ::usleep(20000);
+        changes[i]();
+        EXPECT_THAT(messageOf([&] { cloud.checkUnchanged(); }), HasSubstr("cloud.las: was changed")) << i;
+    }
 }
 
 } // namespace

@@ -69,14 +69,14 @@ protected:
                     dataOf(*fields, "whole");
                 const Larder::StrongPtr<Quill::MemArray<1, unsigned short>, Larder::Cacheable> intensity =
                     dataOf(*fields, "Intensity");
-                const Larder::StrongPtr<Quill::MemArray<1, double>, Larder::Cacheable> shifted =
+                const Larder::StrongPtr<Quill::MemArray<1, unsigned long long>, Larder::Cacheable> keys =
                     dataOf(*fields, "y");
-                ASSERT_TRUE(whole && intensity && shifted);
+                ASSERT_TRUE(whole && intensity && keys);
                 for (std::uint64_t i = 0; i < expected.size(); ++i) {
                     const std::array<double, 3>& p = expected[i]->position;
                     ASSERT_EQ(point(p[0], p[1], p[2]), (*whole)[i]);
                     ASSERT_EQ(expected[i]->intensity, (*intensity)[i]);
-                    ASSERT_EQ(p[1] - 5240000.0, (*shifted)[i]);
+                    ASSERT_EQ(p[1], numberOfOrderKey((*keys)[i], true));
                 }
                 total += expected.size();
             }
@@ -118,10 +118,10 @@ TEST_F(UnitReaderTest, UnitsHaveTheirPointsInOrderHoweverTheyAreRead) {
                     plan.needs.selection.emplace(
                         CloudSelection{CloudField{"Classification", FieldType::UnsignedChar}, "2,5:9"});
                 using Kind = GridColumn::Kind;
-                plan.columns = {{Kind::Positions, 0, FieldType::Double, 0.0},
-                                {Kind::TruePositions, 0, FieldType::Double, 0.0},
-                                {Kind::Attribute, 0, FieldType::UnsignedShort, 0.0},
-                                {Kind::Y, 0, FieldType::Double, 5240000.0}};
+                plan.columns = {{Kind::Positions, 0, FieldType::Double, {}, 1.0},
+                                {Kind::TruePositions, 0, FieldType::Double, {}, 1.0},
+                                {Kind::Attribute, 0, FieldType::UnsignedShort, {}, 1.0},
+                                {Kind::Y, 0, FieldType::UnsignedLongLong, OrderKeys::ReversedNumbers, 1.0}};
                 plan.fields = {{"Positions", 0}, {"whole", 1}, {"Intensity", 2}, {"y", 3}};
                 const auto inMemory = std::uint64_t(1) << 30;
                 expectAllUnits(*makeStretchReader(Index, lattice, plan.needs, 256, {2, 0, Top, {}}), lattice,

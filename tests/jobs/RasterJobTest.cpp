@@ -36,8 +36,8 @@ protected:
             LatticeAxis::Request{Index.bounds.low[0], Index.bounds.high[0], 1.0, 0.0, {}},
             LatticeAxis::Request{Index.bounds.low[1], Index.bounds.high[1], 1.0, 0.0, {}});
         Plan.needs.fields = {{"Intensity", FieldType::UnsignedShort}};
-        Plan.columns = {{GridColumn::Kind::Positions, 0, FieldType::Double, 0.0},
-                        {GridColumn::Kind::Attribute, 0, FieldType::UnsignedShort, 0.0}};
+        Plan.columns = {{GridColumn::Kind::Positions, 0, FieldType::Double, {}, 1.0},
+                        {GridColumn::Kind::Attribute, 0, FieldType::UnsignedShort, {}, 1.0}};
         Plan.fields = {{"Positions", 0}, {"Intensity", 1}};
     }
 

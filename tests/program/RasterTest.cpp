@@ -196,12 +196,14 @@ TEST_F(Rastering, NodataIsAValueThatNoCellHas) {
     for (std::size_t i = 0; i < 257; ++i)
         Las.points[i].userData = static_cast<std::uint8_t>(i);
     save("in.las", Las.build());
-    rasterCloud({"--request", "UserData:Max:All"});
+    const auto noteOf = [&](const Arguments& more) { return raster(more).err; };
+    EXPECT_NE(std::string::npos, noteOf({"--request", "UserData:Max:All"}).find("out.tif has UInt16"));
     const Band user = readBand("out.tif");
     EXPECT_EQ(GDT_UInt16, user.type) << "all 256 values are data";
     EXPECT_EQ(255.0, user.at(255, 0));
     EXPECT_EQ(user.nodata, user.at(256, 0));
-    rasterCloud({"--request", "UserData:Max:All", "--nodata", "7"});
+    EXPECT_NE(std::string::npos, noteOf({"--request", "UserData:Max:All", "--nodata", "7"})
+                                     .find("cells with data have the nodata value 7"));
     EXPECT_EQ(7.0, readBand("out.tif").at(256, 0));
 }
 

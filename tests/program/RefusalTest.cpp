@@ -72,7 +72,7 @@ TEST_F(Refusal, WrongUsageAndBadInputHaveExitStatusesOfTheirOwn) {
         {2, {"--request", "Positions:mean:Zdir"}, "mean"},
         {2, {"--request", "Positions:Skip:Zdir"}, "no band"},
         {2, {"--request", "Positions:Min:Zdir", "--request", "Positions:Min:Zdir"}, "twice"},
-        {2, {"--select", "x@Classification"}, "names no range"},
+        {1, {"--select", "2@Nothing"}, "it has Height, X, Y, Intensity, "},
     };
     for (const auto& [status, arguments, words] : cases) {
         SCOPED_TRACE(testing::PrintToString(arguments));
@@ -81,6 +81,16 @@ TEST_F(Refusal, WrongUsageAndBadInputHaveExitStatusesOfTheirOwn) {
     for (const Arguments& arguments :
          {Arguments{}, {"raster", "in.las"}, {"unknown"}, {"raster", "in.las", "out.tif", "--unknown"}})
         expectRefusal(run(arguments), 2, "");
+}
+
+TEST_F(Refusal, SelectionsAreReadToTheLastCharacterOrNotAtAll) {
+    for (const std::string list :
+         {"x",    "1 2", "1..2", "1:-", "1e", "-",   ".",   "",      "2,",  ",2",  " ", "1:2:3",
+          "1::2", "--1", "+-1",  "0x2", "1d", "inf", "nan", "1e999", "2.7", "256", "-1"})
+        expectRefusal(raster({"--select", list + "@Classification"}), 2,
+                      list.empty() ? "RANGES@FIELD" : list);
+    for (const std::string text : {"2", "2@", "@Classification"})
+        expectRefusal(raster({"--select", text}), 2, "RANGES@FIELD");
 }
 
 TEST_F(Refusal, OutputThatCannotBeWrittenIsToldBeforeAnythingIs) {

@@ -1,0 +1,233 @@
+// What cells come to hold: exact values whatever lies beside them, in the types, units and colours asked for.
+#include <tests/program/ProgramTest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace Tilewright::App::Test {
+namespace {
+
+using Io::Test::Bytes;
+using Io::Test::LasBuilder;
+using Io::Test::put;
+using Io::Test::textBytes;
+
+constexpr double infinity = std::numeric_limits<double>::infinity();
+constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+
+class Values : public ProgramTest {
+protected:
+    /// Cells of 1 in a row, each with its points; every value is an attribute and, if it is finite, a height.
+    void saveCells(const std::vector<std::vector<double>>& cells) const {
+        std::size_t count = 0;
+        Bytes points;
+        for (std::size_t c = 0; c < cells.size(); ++c)
+            for (const double value : cells[c]) {
+                put(points, static_cast<double>(c) + 0.5, 0.5, std::isfinite(value) ? value : 0.0, value);
+                ++count;
+            }
+        Bytes file =
+            textBytes("ply\nformat binary_little_endian 1.0\nelement vertex " + std::to_string(count) +
+                      "\nproperty double x\nproperty double y\nproperty double z\n"
+                      "property double a\nend_header\n");
+        put(file, points);
+        save("in.ply", file);
+    }
+
+    Outcome rasterOf(const std::string& input, Arguments more) const {
+        more.insert(more.begin(), {"raster", input, "out.tif", "--overwrite"});
+        const Outcome outcome = run(more);
+        EXPECT_EQ(0, outcome.status) << outcome.err;
+        return outcome;
+    }
+
+    static bool isSame(double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); }
+};
+
+TEST_F(Values, OfACellAreExactWhateverLiesInAnother) {
+    constexpr double most = std::numeric_limits<double>::max();
+    constexpr double sentinel = std::numeric_limits<float>::max();
+    std::vector<std::vector<double>> cells = {
+        {12.5, 13.25},       {1.1e-7, 2e9},     {-sentinel}, {sentinel, 1e20},
+        {-1000000.5, -1e20}, {1e6, 1000000.25}, {0.1},       {-0.1, 1e-300}};
+    for (const std::vector<double>& extreme :
+         {std::vector<double>{0.25}, {most, most}, {-most, -most}, {infinity}, {-infinity}, {nan}}) {
+        SCOPED_TRACE(extreme.front());
+        cells.back() = extreme;
+        saveCells(cells);
+        const bool isFinite = std::isfinite(extreme.front());
+        const std::vector<std::string> filters = {"Min", "Max", "Median", "MaxOccurrence", "Mean"};
+        Arguments arguments = {"-ot", "Float64", "--nodata", "-1"};
+        for (const std::string& filter : filters)
+            arguments.insert(arguments.end(), {"--band", "a:" + filter, "--band", "Height:" + filter});
+        rasterOf("in.ply", arguments);
+        for (const std::string field : {"a", isFinite ? "Height" : "a"})
+            for (const std::string& filter : filters) {
+                const Band band = readBand("out-" + field + "-" + filter + ".tif");
+                for (std::size_t c = 0; c < cells.size(); ++c) {
+                    const std::vector<double>& v = cells[c];
+                    const double expected = filter == "Mean" ? v.front() / 2 + v.back() / 2
+                                            : filter == "Max" || filter == "Median"
+                                                ? std::max(v.front(), v.back())
+                                                : std::min(v.front(), v.back());
+                    EXPECT_TRUE(isSame(expected, band.values.at(c)))
+                        << field << ":" << filter << " of cell " << c << ": " << band.values.at(c);
+                }
+            }
+    }
+    saveCells({{1.5}});
+    rasterOf("in.ply", {"--band", "Height:Max"});
+    EXPECT_EQ(GDT_Float32, readBand("out.tif").type);
+    saveCells({{most}, {1.5}});
+    rasterOf("in.ply", {"--band", "Height:Max"});
+    EXPECT_EQ(most, readBand("out.tif").values[0]) << "beyond single precision";
+
+    // Neither is a double.
+    saveAs(Folder / "in.csv", "x,y,z,id\n.5,.5,1,18446744073709551615\n.5,.5,1,9007199254740993\n");
+    for (const auto& [filter, expected] : {std::pair("Min", 9007199254740993U),
+                                           {"Median", 18446744073709551615U},
+                                           {"Max", 18446744073709551615U}}) {
+        rasterOf("in.csv", {"--band", std::string("id:") + filter});
+        const auto file = openRaster(Folder / "out.tif");
+        EXPECT_EQ(expected, readAll<std::uint64_t>(*file->GetRasterBand(1), GDT_UInt64)[0]) << filter;
+    }
+}
+
+TEST_F(Values, OfSelectedPointsAreThoseWithinTheRanges) {
+    saveCells({{1e-7, 2e-7}, {3, 40}, {-5, 6.5}});
+    const std::vector<std::pair<std::string, std::vector<double>>> cases = {
+        {"1e-1:7@Z", {0, 1, 1}},    {"7:-5@Height", {2, 1, 2}},
+        {"+3; 6.5 @a", {0, 1, 1}},  {"-6 : -4,40@a", {0, 1, 1}},
+        {"0:1.5@X", {2, 2, 0}},     {"0.5@Y", {2, 2, 2}},
+        {"1E1:1e300@a", {0, 1, 0}}, {"-1e-3:1e-3,6.5e0@a", {2, 0, 1}},
+        {"0,1,2,3.0@a", {0, 1, 0}}, {"1000@Y", {0, 0, 0}}};
+    for (const auto& [text, counts] : cases) {
+        rasterOf("in.ply", {"--band", "count", "--select", text, "--nodata", "0"});
+        EXPECT_EQ(counts, readBand("out.tif").values) << text;
+    }
+}
+
+TEST_F(Values, OfHeightsAndCoordinatesAloneHaveAUnitOfLength) {
+    LasBuilder las;
+    las.versionMinor = 4;
+    las.format = 7;
+    las.globalEncoding = 16;
+    las.records = {{"LASF_Projection", 2112, textBytes(Io::Test::compoundWkt)}};
+    save("in.las", las.build());
+    const Arguments bands = {"--band", "Height:Max", "--band",   "X:Mean", "--band",
+                             "count",  "--band",     "celltype", "--band", "Classification:Max",
+                             "--band", "rgb"};
+    Arguments stacked = bands;
+    stacked.insert(stacked.end(), {"--stack", "--preview", "p.png"});
+    rasterOf("in.las", stacked);
+    const auto stack = openRaster(Folder / "out.tif");
+    std::vector<std::string> units;
+    for (int i = 1; i <= stack->GetRasterCount(); ++i)
+        units.emplace_back(stack->GetRasterBand(i)->GetUnitType());
+    EXPECT_EQ((std::vector<std::string>{"metre", "metre", "1", "1", "1", "1", "1", "1"}), units);
+    rasterOf("in.las", bands);
+    for (const auto& [name, unit] : {std::pair("Height-Max", "metre"), {"count", "1"}, {"rgb", "1"}}) {
+        const auto file = openRaster(Folder / ("out-" + std::string(name) + ".tif"));
+        EXPECT_STREQ(unit, file->GetRasterBand(1)->GetUnitType()) << name;
+    }
+}
+
+/// Three cells in a row, the last of them far away, and none between.
+class Types : public Values {
+protected:
+    Types() {
+        saveAs(Folder / "in.csv", "x,y,z,Red,Green,Blue,v\n"
+                                  ".5,.5,1,65535,32896,257,-3\n1.5,.5,1,0,1,128,12\n600.5,.5,1,9,9,9,300\n");
+    }
+
+    std::vector<double> valuesOf(const std::string& name, int band) const {
+        const auto file = openRaster(Folder / name);
+        GDALRasterBand& raster = *file->GetRasterBand(band);
+        const auto all = readAll<double>(raster, GDT_Float64);
+        return {all[0], all[1], all[300], all[600]};
+    }
+
+    using Numbers = std::vector<double>;
+};
+
+TEST_F(Types, ColoursFillTheirPixels) {
+    for (const auto& [type, red, blue] : {std::tuple("Byte", Numbers{255, 0, 0, 0}, Numbers{1, 0, 0, 0}),
+                                          {"UInt16", Numbers{65535, 0, 0, 9}, Numbers{257, 128, 0, 9}}}) {
+        const Outcome outcome = rasterOf("in.csv", {"--band", "rgb", "--stack", "-ot", type});
+        EXPECT_EQ("", outcome.err);
+        EXPECT_EQ(red, valuesOf("out.tif", 1));
+        EXPECT_EQ(blue, valuesOf("out.tif", 3));
+        const double opaque = red[0];
+        EXPECT_EQ((Numbers{opaque, opaque, 0, opaque}), valuesOf("out.tif", 4));
+        const auto file = openRaster(Folder / "out.tif");
+        EXPECT_EQ(GCI_RedBand, file->GetRasterBand(1)->GetColorInterpretation());
+        EXPECT_EQ(GCI_AlphaBand, file->GetRasterBand(4)->GetColorInterpretation());
+    }
+    saveAs(Folder / "in.csv", "x,y,z,Red,Green,Blue\n.5,.5,1,255,0,1\n600.5,.5,1,0,0,0\n");
+    rasterOf("in.csv", {"--band", "rgb", "-ot", "UInt16"});
+    EXPECT_EQ(65535.0, valuesOf("out.tif", 1)[0]) << "8 bits to 16";
+}
+
+TEST_F(Types, CutCellsAreCountedAndAlphaIs255InAnyStack) {
+    const Outcome outcome = rasterOf("in.csv", {"--band", "v:Max", "-ot", "Byte"});
+    EXPECT_NE(std::string::npos,
+              outcome.err.find("note: 2 cells of the band v-Max had to be cut to Byte, 0 to 255\n"))
+        << outcome.err;
+    EXPECT_EQ((Numbers{0, 12, 254, 255}), valuesOf("out.tif", 1)) << "255 is data";
+    for (const std::string type : {"UInt16", "UInt32", "Int32", "Float32"}) {
+        rasterOf("in.csv", {"--band", "count", "--band", "alpha", "--stack", "-ot", type});
+        EXPECT_EQ((Numbers{255, 255, 0, 255}), valuesOf("out.tif", 2)) << type;
+    }
+}
+
+TEST_F(Types, TheOneThatWasChosenStaysOrTheRunFails) {
+    std::string text = "x,y,z,v\n";
+    for (int i = 0; i < 256; ++i)
+        text += std::to_string(i) + ".5,.5,1," + std::to_string(i) + "\n";
+    saveAs(Folder / "full.csv", text);
+    saveAs(Folder / "hole.csv", text + "257.5,.5,1,1\n");
+    rasterOf("full.csv", {"--band", "v:Max", "-ot", "Byte"});
+    const Band full = readBand("out.tif");
+    EXPECT_EQ((std::pair(GDT_Byte, std::optional<double>())), (std::pair(full.type, full.nodata)));
+    EXPECT_EQ(255.0, full.values[255]);
+
+    const auto refusal = [&](Arguments more) {
+        more.insert(more.begin(), {"raster", "hole.csv", "x.tif", "--band", "v:Max", "-ot", "Byte"});
+        const Outcome outcome = run(more);
+        EXPECT_LT(0, outcome.status);
+        EXPECT_FALSE(fs::exists(Folder / "x.tif"));
+        return outcome.err;
+    };
+    EXPECT_NE(std::string::npos, refusal({}).find("leave no value of Byte")) << refusal({});
+    for (const Arguments& more : {Arguments{"-co", "NBITS=1", "--nodata", "0"},
+                                  {"-co", "nbits=7"},
+                                  {"-co", "NBITS=9"},
+                                  {"-co", "NBITS=1", "--nodata", "7"}})
+        EXPECT_NE(std::string::npos, refusal(more).find("NBITS")) << refusal(more);
+    rasterOf("hole.csv", {"--band", "count", "-ot", "Byte", "-co", "NBITS=1"});
+    const Band count = readBand("out.tif");
+    EXPECT_EQ((std::pair(0.0, 1.0)), (std::pair(count.values[256], count.values[257])));
+    EXPECT_EQ(0.0, count.nodata);
+}
+
+TEST_F(Values, OfACloudThatIsRewrittenMeanwhileAreNotMixed) {
+    ASSERT_EQ(0, finish(start("TILEWRIGHT_MAKESCAN", {"in.las", "--points", "400000"})).status);
+    const std::uintmax_t size = fs::file_size(Folder / "in.las");
+    const pid_t pid = start("TILEWRIGHT_PROGRAM", {"raster", "in.las", "out.tif", "--cell", "0.1"});
+    siginfo_t ended = {};
+    std::fstream file(Folder / "in.las", std::ios::in | std::ios::out | std::ios::binary);
+    while (::waitid(P_PID, static_cast<id_t>(pid), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+           ended.si_pid == 0) {
+        // The last byte of the last point.
+        file.seekp(static_cast<std::streamoff>(size) - 1).put('\1').flush();
+        ::usleep(2000);
+    }
+    const Outcome outcome = finish(pid);
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_NE(std::string::npos, outcome.err.find("in.las: was changed while it was read")) << outcome.err;
+    EXPECT_EQ((Names{"in.las"}), files());
+}
+
+} // namespace
+} // namespace Tilewright::App::Test
