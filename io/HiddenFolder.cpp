@@ -105,7 +105,7 @@ LockedFolder makeFolder(const fs::path& output, const OutputGuard& guard) {
     checkPlace(output);
     guard.check(output, output);
     const fs::path prefix = hiddenPrefix(output);
-    LockedFolder::removeAbandoned(prefix);
+    LockedFolder::removeAbandoned(folderOf(output));
     try {
         return LockedFolder(prefix);
     } catch (const std::system_error& error) {
@@ -114,6 +114,19 @@ LockedFolder makeFolder(const fs::path& output, const OutputGuard& guard) {
 }
 
 } // namespace
+
+std::vector<fs::path> filesWith(const fs::path& main) {
+    std::error_code error;
+    std::vector<fs::path> files;
+    for (fs::directory_iterator entry(main.parent_path(), error), end; !error && entry != end;
+         entry.increment(error))
+        if (entry->path() != main)
+            files.push_back(entry->path());
+    if (error)
+        throw std::runtime_error("its files can't be listed (" + error.message() + ")");
+    files.push_back(main);
+    return files;
+}
 
 LockedFolder::LockedFolder(const fs::path& prefix) {
     std::string name = prefix.string().append(ending);
@@ -144,14 +157,13 @@ void LockedFolder::remove() noexcept {
     }
 }
 
-void LockedFolder::removeAbandoned(const fs::path& prefix) {
+void LockedFolder::removeAbandoned(const fs::path& parent) {
     std::error_code error;
-    const std::string beginning = prefix.filename().string();
-    for (fs::directory_iterator entry(prefix.parent_path(), error), end; !error && entry != end;
-         entry.increment(error)) {
+    for (fs::directory_iterator entry(parent, error), end; !error && entry != end; entry.increment(error)) {
         const fs::path& path = entry->path();
         const std::string name = path.filename().string();
-        if (!name.starts_with(beginning) || name.size() != beginning.size() + ending.size())
+        if (!name.starts_with('.') || name.size() <= ending.size() ||
+            name[name.size() - ending.size() - 1] != '-')
             continue;
         const int descriptor = openFolder(path);
         if (descriptor < 0)
@@ -228,15 +240,12 @@ void HiddenFolder::putInPlace() {
     if (published)
         return;
     checkPlace(target);
-    std::error_code error;
     std::vector<fs::path> made;
-    for (fs::directory_iterator entry(main.parent_path(), error), end; !error && entry != end;
-         entry.increment(error))
-        if (entry->path() != main)
-            made.push_back(entry->path());
-    if (error)
-        fail(target, "cannot be put in place (" + error.message() + ")");
-    made.push_back(main);
+    try {
+        made = filesWith(main);
+    } catch (const std::runtime_error& error) {
+        fail(target, error.what());
+    }
     check(made);
     try {
         for (const fs::path& file : outdated(made)) {

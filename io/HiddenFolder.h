@@ -3,7 +3,8 @@
 ///
 /// It lies in the folder of the output, so that each move is a rename, and is shared with no other output or
 /// process. What has not been published goes away with the object; what a killed process left behind goes
-/// away when the next one writes the same output. Private to the writers.
+/// away when the next one works in the same folder. Private to the writers and to what they share folders
+/// with.
 #pragma once
 
 #include <filesystem>
@@ -14,12 +15,15 @@
 
 namespace Tilewright::Io {
 
+/// All files of the folder of `main`, that one last. Throws std::runtime_error.
+std::vector<std::filesystem::path> filesWith(const std::filesystem::path& main);
+
 /// A folder with a lock on it, by which other processes see that it is in use. The system takes the lock back
 /// when its holder ends, however that happens.
 class LockedFolder {
 public:
-    /// A new one, its name `prefix` with an unlikely ending. It has a mark in it, by which others see whose
-    /// it is. Throws std::system_error.
+    /// A new one, its name `prefix`, which begins with a dot and ends with a hyphen, with an unlikely ending.
+    /// It has a mark in it, by which others see whose it is. Throws std::system_error.
     explicit LockedFolder(const std::filesystem::path& prefix);
     ~LockedFolder();
     LockedFolder(const LockedFolder&) = delete;
@@ -30,9 +34,9 @@ public:
     /// Removes it before the object goes.
     void remove() noexcept;
 
-    /// Removes those with this prefix that nobody holds. What can't be told or removed stays, and so does a
-    /// folder that only has such a name.
-    static void removeAbandoned(const std::filesystem::path& prefix);
+    /// Removes those in `parent` that nobody holds, whatever they were for. What can't be told or removed
+    /// stays, and so does a folder that only has such a name.
+    static void removeAbandoned(const std::filesystem::path& parent);
 
 private:
     std::filesystem::path place;

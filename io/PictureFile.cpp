@@ -61,7 +61,10 @@ void savePicture(const Canvas& canvas, const std::filesystem::path& path,
     if (!done || messages.failed())
         throw OutputError(place.string() + ": cannot be written (" + messages.text() + ")");
     try {
-        checkCopy(*picture, path, {.canBeRead = true, .exactPixels = !jpeg});
+        Fidelity expected;
+        expected.canBeRead = true;
+        expected.exactPixels = !jpeg;
+        checkCopy(*picture, path, expected);
     } catch (const std::runtime_error& error) {
         throw OutputError(place.string() + ": cannot be written (" + error.what() + ")");
     }

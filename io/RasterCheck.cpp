@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cmath>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <fcntl.h>
@@ -90,24 +92,26 @@ bool haveSameTexts(GDALDataset& a, GDALDataset& b) {
     });
 }
 
-/// Whether a file can still grow. Afterwards it is as before.
-bool canGrow(const fs::path& path) {
+/// Why a file can't grow any more; 0 if it can. Afterwards it is as before.
+int whyFull(const fs::path& path) {
     constexpr std::size_t little = 64 << 10;
     const std::vector<char> bytes(little, 1);
     const int file = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
     if (file < 0)
-        return false;
+        return errno;
     const off_t size = ::lseek(file, 0, SEEK_END);
-    const bool grew = ::write(file, bytes.data(), little) == static_cast<ssize_t>(little);
-    const bool isRestored = ::ftruncate(file, size) == 0;
-    return ::close(file) == 0 && grew && isRestored;
+    const ssize_t written = ::write(file, bytes.data(), little);
+    int reason = written < 0 ? errno : written < static_cast<ssize_t>(little) ? ENOSPC : 0;
+    if (::ftruncate(file, size) != 0 || ::close(file) != 0)
+        reason = errno;
+    return reason;
 }
 
 /// A driver that ran out of room has used all there was, be it that it said so or not.
 void expectRoom(const fs::path& folder) {
     for (const auto& entry : fs::directory_iterator(folder))
-        if (entry.is_regular_file() && !canGrow(entry.path()))
-            throw std::runtime_error("the disk is full");
+        if (const int reason = entry.is_regular_file() ? whyFull(entry.path()) : 0; reason != 0)
+            throw std::runtime_error("there is no room left: " + std::generic_category().message(reason));
 }
 
 } // namespace
@@ -118,14 +122,18 @@ Fidelity compareCopy(GDALDataset& source, const fs::path& copy) {
     Fidelity found;
     const GDALDatasetUniquePtr dataset = openRaster(copy);
     if (!dataset || dataset->GetRasterXSize() != source.GetRasterXSize() ||
-        dataset->GetRasterYSize() != source.GetRasterYSize() || dataset->GetRasterCount() == 0)
+        dataset->GetRasterYSize() != source.GetRasterYSize() || dataset->GetRasterCount() == 0) {
+        found.complaint = messages.text();
         return found;
+    }
     makeRoomForBlocks(*dataset);
     try {
         found.exactPixels = comparePixels(source, *dataset);
-    } catch (const std::runtime_error&) {
+    } catch (const std::runtime_error& error) {
+        found.complaint = error.what();
         return found;
     }
+    found.complaint = messages.text();
     found.canBeRead = !messages.failed();
     found.place = areInSamePlace(source, *dataset);
     found.system = haveSystems(source, *dataset);
@@ -138,7 +146,7 @@ void checkCopy(GDALDataset& source, const fs::path& copy, const Fidelity& expect
     const auto lacks = [&](bool Fidelity::*part) { return expected.*part && !(found.*part); };
     if (lacks(&Fidelity::canBeRead) || lacks(&Fidelity::exactPixels) || lacks(&Fidelity::place) ||
         lacks(&Fidelity::system) || lacks(&Fidelity::metadata))
-        throw std::runtime_error("its copy is not complete; is the disk full?");
+        throw std::runtime_error("its copy is not complete (" + found.complaint + "); is the disk full?");
     expectRoom(copy.parent_path());
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 
 #include <gdal_priv.h>
 
@@ -15,6 +16,7 @@ struct Fidelity {
     bool place = false;    ///< where it lies
     bool system = false;   ///< the coordinate system
     bool metadata = false; ///< the texts of the first band
+    std::string complaint; ///< what GDAL says about it
 };
 
 /// Reads all of the copy and compares it with its source.

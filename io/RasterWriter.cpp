@@ -170,10 +170,7 @@ void RasterWriter::Output::rehearse() {
         fidelity = tryFormat(trial, description);
     else if (!description.creationOptions.empty())
         createGeoTiff(trial, smallOne(description));
-    std::vector<fs::path> files = {trial};
-    for (const auto& entry : fs::directory_iterator(trial.parent_path()))
-        if (entry.path() != trial)
-            files.push_back(entry.path());
+    std::vector<fs::path> files = filesWith(trial);
     if (description.overviews && description.driver != "GTiff" && description.driver != "COG")
         files.push_back(fs::path(trial) += ".ovr");
     folder.check(files);

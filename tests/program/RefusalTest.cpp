@@ -146,7 +146,11 @@ TEST_F(Refusal, FullDiskLeavesNoneOfSeveralBands) {
 TEST_F(Refusal, InterruptionStopsTheRunSoonAndLeavesNothing) {
     ASSERT_EQ(0, finish(start("TILEWRIGHT_MAKESCAN", {"in.las", "--points", "400000"})).status);
     using Clock = std::chrono::steady_clock;
-    for (const int milliseconds : {0, 100, 300}) {
+    const std::vector<std::pair<int, int>> cases = {{0, SIGINT},    {100, SIGINT},  {300, SIGINT},
+                                                    {200, SIGPIPE}, {200, SIGUSR1}, {200, SIGALRM},
+                                                    {200, SIGXCPU}, {200, SIGABRT}, {200, SIGRTMAX}};
+    for (const auto& [milliseconds, signal] : cases) {
+        SCOPED_TRACE(signal);
         const pid_t pid =
             start("TILEWRIGHT_PROGRAM", {"raster", "in.las", "out.tif", "--overwrite", "--cell", "0.025"});
         // Until the program minds interruptions, they end it like any other.
@@ -160,11 +164,52 @@ TEST_F(Refusal, InterruptionStopsTheRunSoonAndLeavesNothing) {
         while (!isReady() && Clock::now() < deadline)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-        ::kill(pid, SIGINT);
+        ::kill(pid, signal);
         const auto asked = Clock::now();
         expectRefusal(finish(pid), 1, "interrupted");
         EXPECT_LT(Clock::now() - asked, std::chrono::seconds(5)) << "asked after " << milliseconds << " ms";
     }
+}
+
+TEST_F(Refusal, TooFewDescriptorsLeaveNothing) {
+    rlimit before = {};
+    ASSERT_EQ(0, ::getrlimit(RLIMIT_NOFILE, &before));
+    for (const rlim_t count : {4, 6, 8}) {
+        const rlimit few = {count, before.rlim_max};
+        // Between the test's own files and the start of the program.
+        const pid_t pid = ::fork();
+        if (pid == 0) {
+            const bool ready =
+                ::chdir(Folder.c_str()) == 0 && std::freopen((Top / "out").c_str(), "w", stdout) &&
+                std::freopen((Top / "err").c_str(), "w", stderr) && ::setrlimit(RLIMIT_NOFILE, &few) == 0;
+            const char* const program = std::getenv("TILEWRIGHT_PROGRAM");
+            if (ready)
+                ::execl(program, program, "raster", "in.las", "new.png", "-ot", "Byte", "--preview", "p.png",
+                        "--band", "count", "--band", "Height:Max", nullptr);
+            ::_exit(127);
+        }
+        const Outcome outcome = finish(pid);
+        for (const std::string& name : files())
+            EXPECT_FALSE(name.starts_with(".")) << name << " with " << count << " descriptors";
+        EXPECT_TRUE(outcome.status != 1 || Before == files());
+    }
+}
+
+TEST_F(Refusal, FilesAreCompleteWhenTheirSummaryGoesNowhere) {
+    const std::string program =
+        "cd '" + Folder.string() + "' && '" + std::getenv("TILEWRIGHT_PROGRAM") + "' ";
+    const auto statusOf = [&](const std::string& words) {
+        return WEXITSTATUS(std::system((program + words + " 2>'" + (Top / "err").string() + "'").c_str()));
+    };
+    for (const std::string where : {">&-", ">/dev/full", "<&- >&-"}) {
+        EXPECT_EQ(0, statusOf("raster in.las new.tif " + where));
+        EXPECT_NE(std::string::npos, textOf(Top / "err").find("note: the files are complete")) << where;
+        EXPECT_EQ(5, readBand("new.tif").width);
+        fs::remove(Folder / "new.tif");
+    }
+    EXPECT_EQ(2, statusOf("raster in.las new.tif --json >&-"));
+    EXPECT_EQ(1, statusOf("info in.las >&-"));
+    EXPECT_EQ(Before, files());
 }
 
 } // namespace
