@@ -21,12 +21,44 @@ volatile std::sig_atomic_t interrupted = 0;
 
 extern "C" void noteInterruption(int) { interrupted = 1; }
 
-/// Notes the signal once; the next one does what it does by default.
-void catchSignal(int signal) {
+/// Unless it is ignored: whoever runs the program beyond the end of a login, say, has seen to that.
+void catchSignal(int signal, int flags) {
     struct sigaction action = {};
+    if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler != SIG_DFL)
+        return;
     action.sa_handler = noteInterruption;
-    action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);
+    action.sa_flags = SA_RESTART | flags;
     sigaction(signal, &action, nullptr);
+}
+
+/// A fault of the program itself ends it as ever; the same signal from somebody else is only noted.
+extern "C" void noteUnlessFault(int signal, siginfo_t* info, void*) {
+    if (info->si_code == SI_USER) {
+        interrupted = 1;
+        return;
+    }
+    std::signal(signal, SIG_DFL);
+    // A fault of the processor comes again when the handler returns, others don't.
+    if (info->si_code <= 0)
+        std::raise(signal);
+}
+
+/// Whatever else ends a process by default. They may come again and again before all is cleared up: some say
+/// that a limit was met, or that nobody reads what is written.
+void catchOtherSignals() {
+    for (const int signal :
+         {SIGQUIT, SIGUSR1, SIGUSR2, SIGALRM, SIGVTALRM, SIGPROF, SIGPIPE, SIGXCPU, SIGIO, SIGPWR, SIGSTKFLT})
+        catchSignal(signal, 0);
+    for (int signal = SIGRTMIN; signal <= SIGRTMAX; ++signal)
+        catchSignal(signal, 0);
+    for (const int signal : {SIGILL, SIGTRAP, SIGABRT, SIGBUS, SIGFPE, SIGSEGV, SIGSYS}) {
+        struct sigaction action = {};
+        if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler != SIG_DFL)
+            continue;
+        action.sa_sigaction = noteUnlessFault;
+        action.sa_flags = SA_RESTART | SA_SIGINFO;
+        sigaction(signal, &action, nullptr);
+    }
 }
 
 constexpr auto betweenBars = 100ms;
@@ -94,11 +126,12 @@ Quiet& quiet() {
 } // namespace
 
 void catchInterruptions() {
-    catchSignal(SIGINT);
-    catchSignal(SIGTERM);
-    // Whoever runs the program beyond the end of a login has it ignored already.
-    if (std::signal(SIGHUP, SIG_IGN) != SIG_IGN)
-        catchSignal(SIGHUP);
+    constexpr auto once = static_cast<int>(SA_RESETHAND);
+    // A shell may have it ignored for what it runs in the background, and still be asked to stop it.
+    std::signal(SIGINT, SIG_DFL);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        catchSignal(signal, once);
+    catchOtherSignals();
     // A file beyond the user's limit then fails to be written, like one on a full disk.
     std::signal(SIGXFSZ, SIG_IGN);
 }

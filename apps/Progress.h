@@ -12,8 +12,8 @@
 
 namespace Tilewright::App {
 
-/// From now on Ctrl-C, a closed terminal and a termination request are noted instead of ending the process. A
-/// second one of a kind ends it.
+/// From now on Ctrl-C, a closed terminal, a termination request and whatever other signal would end the
+/// process are noted instead, so that nothing is left behind. A second one of the first three ends it.
 void catchInterruptions();
 bool isInterrupted();
 

@@ -155,7 +155,7 @@ void addGridOptions(CLI::App& command, RasterOptions& options) {
 }
 
 void addOutputOptions(CLI::App& command, RasterOptions& options) {
-    command.add_flag("--overwrite", options.overwrite, "Replace files that are there");
+    command.add_flag("--overwrite", options.overwrite, "Replace rasters that are there, with their files");
     command.add_flag("--stack", options.stack,
                      "All bands in one file, instead of OUTPUT-BAND for each of several");
     addOption(command, "--format,--of", "NAME", 1,
@@ -171,7 +171,7 @@ void addOutputOptions(CLI::App& command, RasterOptions& options) {
     addOption(command, "--nodata,--a_nodata", "VALUE", 1, "Value of cells without data",
               [&options](const Words& words) { options.nodata = readNodata(words[0]); });
     command.add_flag("--overviews", options.overviews, "Coarser copies in the file, for quick display");
-    addOption(command, "--preview", "FILE", 1, "Paint the first band into a PNG",
+    addOption(command, "--preview", "FILE", 1, "Paint the first band into a PNG or JPEG",
               [&options](const Words& words) { options.preview = words[0]; });
 }
 

@@ -11,6 +11,7 @@
 
 #include <io/CoordinateSystem.h>
 #include <io/Errors.h>
+#include <io/OutputGuard.h>
 #include <io/Preview.h>
 #include <io/RasterFormat.h>
 #include <io/RasterWriter.h>
@@ -125,6 +126,14 @@ std::optional<Io::PixelType> readPixelType(const std::string& name) {
     throw Io::UsageError("the type '" + name + "' is none of " + known);
 }
 
+/// Throws OutputError if two of the files that a run makes are one.
+void expectDistinct(const std::vector<fs::path>& files) {
+    for (std::size_t i = 0; i < files.size(); ++i)
+        for (std::size_t j = 0; j < i; ++j)
+            if (Io::OutputGuard::isSamePlace(files[i], files[j]))
+                throw Io::OutputError("two files would be written to " + files[i].string());
+}
+
 /// Everything of a run that stands before the first point is rastered.
 class RasterRun {
 public:
@@ -140,6 +149,7 @@ private:
     Io::RasterDescription describe(const PlannedFile& file, const NoDataChoice& choice) const;
     std::string unitOf(const PlannedBand& band) const;
     std::unique_ptr<Io::UnitReader> makeReader();
+    std::vector<fs::path> allPlaces() const;
     void rasterFiles(const Io::UnitReader& reader);
     void rasterUnchangedCloud();
     bool moveNoData(std::vector<NoDataChoice>& choices) const;
@@ -173,6 +183,7 @@ private:
     std::optional<Io::BlockLattice> Lattice;
     BandPlan Plan;
     std::vector<fs::path> Paths;
+    Io::OutputGuard Guard;
     Resources Shares;
     std::vector<Io::RasterDescription> Descriptions;
     std::vector<Io::RasterWriter> Writers;
@@ -182,6 +193,8 @@ private:
 
 void RasterRun::open() {
     Driver = Io::driverOf(Options.driver, Options.output);
+    if (!Options.preview.empty() && !Io::isPreviewName(Options.preview))
+        throw Io::UsageError("the preview '" + Options.preview + "' is none of .png, .jpg and .jpeg");
     Io::checkCreationOptions(Driver, Options.creationOptions);
     FixedType = readPixelType(Options.pixelType);
     if (!Options.coordinateSystem.empty())
@@ -240,25 +253,23 @@ void RasterRun::checkOutputs() {
     std::error_code ignored;
     if (Options.output.empty() || fs::is_directory(output, ignored))
         throw Io::UsageError("the output '" + Options.output + "' needs the name of a file");
+    if (fs::exists(output, ignored) && !fs::is_regular_file(output, ignored))
+        throw Io::OutputError(Options.output + ": is no regular file and is not replaced");
     for (const PlannedFile& file : Plan.files)
         Paths.emplace_back(Io::bandFileName(Options.output, file.name, Plan.files.size()));
+    Guard = Io::OutputGuard(Inputs, Options.overwrite);
     std::vector<fs::path> all = Paths;
     if (!Options.preview.empty())
         all.emplace_back(Options.preview);
-    for (std::size_t i = 0; i < all.size(); ++i) {
-        const fs::path folder = all[i].parent_path().empty() ? fs::path(".") : all[i].parent_path();
+    for (const fs::path& path : all) {
+        const fs::path folder = path.parent_path().empty() ? fs::path(".") : path.parent_path();
         if (!fs::is_directory(folder, ignored))
-            throw Io::OutputError(all[i].string() + ": there is no folder " + folder.string());
+            throw Io::OutputError(path.string() + ": there is no folder " + folder.string());
         if (access(folder.c_str(), W_OK) != 0)
-            throw Io::OutputError(all[i].string() + ": the folder " + folder.string() + " can't be written");
-        for (const fs::path& input : Inputs)
-            if (fs::equivalent(all[i], input, ignored))
-                throw Io::OutputError(all[i].string() + " is an input; choose another name for the output");
-        if (fs::exists(all[i], ignored) && !Options.overwrite)
-            throw Io::OutputError(all[i].string() + " is there already; --overwrite replaces it");
-        if (std::ranges::count(all, all[i]) > 1)
-            throw Io::OutputError("two bands would be written to " + all[i].string());
+            throw Io::OutputError(path.string() + ": the folder " + folder.string() + " can't be written");
+        Guard.check(path, path);
     }
+    expectDistinct(all);
 }
 
 std::string RasterRun::unitOf(const PlannedBand& band) const {
@@ -304,6 +315,16 @@ std::unique_ptr<Io::UnitReader> RasterRun::makeReader() {
                          : Io::makeStretchReader(Index, *Lattice, Plan.grid.needs, side, reading);
 }
 
+/// Of all files that will appear, those included that come with others.
+std::vector<fs::path> RasterRun::allPlaces() const {
+    std::vector<fs::path> places;
+    for (const Io::RasterWriter& writer : Writers)
+        places.insert(places.end(), writer.places().begin(), writer.places().end());
+    if (!Options.preview.empty())
+        places.emplace_back(Options.preview);
+    return places;
+}
+
 /// Rasters until no cell with data has the value of those without: mostly once.
 void RasterRun::rasterFiles(const Io::UnitReader& reader) {
     Io::RasterJob job{Plan.grid, Plan.requests, Options.sparseLimit, {}, Shares.threads};
@@ -327,8 +348,9 @@ void RasterRun::rasterFiles(const Io::UnitReader& reader) {
         Descriptions.clear();
         for (std::size_t f = 0; f < Plan.files.size(); ++f) {
             Descriptions.push_back(describe(Plan.files[f], choices[f]));
-            Writers.emplace_back(Paths[f], Descriptions.back());
+            Writers.emplace_back(Paths[f], Descriptions.back(), Guard);
         }
+        expectDistinct(allPlaces());
         Result = Io::runJob(job, *Lattice, reader, Descriptions, Writers, reportAs("rastering"));
         isDone = !moveNoData(choices);
     }
@@ -415,10 +437,12 @@ void RasterRun::finish() {
         if (!Bar.show("finishing", static_cast<std::uint64_t>(&writer - Writers.data()), Writers.size(), ""))
             throw Io::Interruption();
     }
+    std::optional<Io::PendingPreview> preview;
     if (!Options.preview.empty())
-        Io::makePreview(Writers.front().hiddenPath(),
-                        {0, Plan.files.front().bands.front().unit == "height", ""}, Options.preview);
-    Io::finishAll(Writers);
+        preview.emplace(Writers.front().hiddenPath(),
+                        Io::PreviewOptions{0, Plan.files.front().bands.front().unit == "height", ""},
+                        Options.preview, Guard);
+    Io::finishAll(Writers, preview ? &*preview : nullptr);
 }
 
 void RasterRun::reportBands() {

@@ -4,6 +4,9 @@
 #include <new>
 #include <string>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 
 #include <io/Errors.h>
@@ -29,6 +32,20 @@ constexpr auto examples = R"(Examples:
   tilewright raster scan.las heights.tif --cell 0.5
   tilewright help raster)";
 
+/// Whether the program was started without a standard output.
+bool isOutputClosed = false;
+
+/// Gives a standard stream that is closed something to go to: the next file to be opened would get its
+/// number, and what is written to the stream.
+void openStandardStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (::fcntl(stream, F_GETFD) < 0) {
+            isOutputClosed = isOutputClosed || stream == STDOUT_FILENO;
+            // The lowest number that is free, which is this one.
+            ::open("/dev/null", stream == STDIN_FILENO ? O_RDONLY : O_WRONLY);
+        }
+}
+
 int fail(const std::string& what, int status) {
     std::cerr << "tilewright: " << App::oneLine(what) << std::endl;
     return status;
@@ -40,6 +57,9 @@ App::RasterReport rasterWithProgress(const App::RasterArguments& arguments) {
 }
 
 void runRasterCommand(const App::RasterArguments& arguments) {
+    // Better now than when all is done.
+    if (arguments.json && isOutputClosed)
+        throw Io::UsageError("the standard output is closed, and --json writes to it");
     const App::RasterReport report = rasterWithProgress(arguments);
     for (const std::string& note : report.notes)
         std::cerr << "tilewright: note: " << App::oneLine(note) << std::endl;
@@ -47,6 +67,15 @@ void runRasterCommand(const App::RasterArguments& arguments) {
         App::printJson(std::cout, report);
     else if (!arguments.quiet)
         App::printSummary(std::cout, report);
+    if (std::cout.flush() && (arguments.quiet || !isOutputClosed))
+        return;
+    const std::string lost =
+        "the files are complete, but the summary can't be written to the standard output";
+    if (arguments.json)
+        throw Io::OutputError(lost);
+    // People find it in the files, and a failure would say that these are not there.
+    std::cerr << "tilewright: note: " << lost << std::endl;
+    std::cout.clear();
 }
 
 void addHelpCommand(CLI::App& app) {
@@ -96,12 +125,15 @@ int run(CLI::App& app, App::Words words) {
     } catch (const std::exception& failure) {
         return fail(failure.what(), failed);
     }
+    if (isOutputClosed && !app.got_subcommand("raster"))
+        return fail("the standard output is closed", failed);
     return std::cout.flush() ? 0 : fail("the standard output can't be written", failed);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
+    openStandardStreams();
     App::catchInterruptions();
     CLI::App app("Turns point clouds into regular rasters.", "tilewright");
     app.formatter(std::make_shared<App::HelpFormatter>());

@@ -3,11 +3,14 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
+#include <sstream>
 #include <system_error>
 
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -80,23 +83,70 @@ private:
     bool isRunning = true;
 };
 
+/// What a new process does until it is another program. Only calls that are safe in the copy of a process
+/// with threads; gives the reason if one fails.
+int become(char* const* arguments, const std::string& program, int errorOutput, pid_t parent) {
+    // Whatever happens to the parent, nobody else would end the child.
+    if (::prctl(PR_SET_PDEATHSIG, SIGKILL) != 0)
+        return errno;
+    if (::getppid() != parent)
+        return ESRCH;
+    // Handlers don't outlive the change of programs, but what is ignored does.
+    for (const int signal : {SIGXFSZ, SIGPIPE})
+        ::signal(signal, SIG_DFL);
+    const int input = ::open("/dev/null", O_RDONLY | O_CLOEXEC),
+              output = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (::dup2(input, STDIN_FILENO) < 0 || ::dup2(output, STDOUT_FILENO) < 0 ||
+        ::dup2(errorOutput, STDERR_FILENO) < 0)
+        return errno;
+    ::execv(program.c_str(), arguments);
+    return errno;
+}
+
+/// Empty if there is no such program on PATH.
+std::string findProgram(const std::string& name) {
+    const char* const folders = std::getenv("PATH");
+    std::istringstream list(folders ? folders : "/usr/bin:/bin");
+    for (std::string folder; std::getline(list, folder, ':');) {
+        const std::string path = (folder.empty() ? "." : folder) + "/" + name;
+        struct stat status = {};
+        if (::access(path.c_str(), X_OK) == 0 && ::stat(path.c_str(), &status) == 0 &&
+            S_ISREG(status.st_mode))
+            return path;
+    }
+    return {};
+}
+
 pid_t spawn(std::vector<std::string> words, int errorOutput) {
+    const std::string program = findProgram(words.front());
+    if (program.empty())
+        return noProgram;
     std::vector<char*> arguments;
     arguments.reserve(words.size() + 1);
     for (std::string& word : words)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    ::posix_spawn_file_actions_init(&actions);
-    ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    ::posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    ::posix_spawn_file_actions_adddup2(&actions, errorOutput, STDERR_FILENO);
-    pid_t id = 0;
-    const int code = ::posix_spawnp(&id, arguments[0], &actions, nullptr, arguments.data(), environ);
-    ::posix_spawn_file_actions_destroy(&actions);
-    if (code != 0 && code != ENOENT)
-        fail(words.front(), code);
-    return code == 0 ? id : noProgram;
+    // Closes when the child has become the program, and tells the reason if it has not.
+    Pipe failure(words.front());
+    const pid_t parent = ::getpid();
+    const pid_t id = ::fork();
+    if (id < 0)
+        fail(words.front(), errno);
+    if (id == 0) {
+        const int reason = become(arguments.data(), program, errorOutput, parent);
+        const bool isTold = ::write(failure.ends[1], &reason, sizeof reason) == sizeof reason;
+        ::_exit(isTold ? 127 : 126);
+    }
+    failure.closeWriting();
+    int reason = 0;
+    ssize_t n = 0;
+    do
+        n = ::read(failure.ends[0], &reason, sizeof reason);
+    while (n < 0 && errno == EINTR);
+    if (n != sizeof reason)
+        return id;
+    ::waitpid(id, nullptr, 0);
+    fail(words.front(), reason);
 }
 
 enum class Listened { Heard, Nothing, AllSaid };

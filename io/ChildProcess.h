@@ -15,7 +15,8 @@ struct ChildOutcome {
 
 /// Runs a program that is looked for on PATH, with nothing to read and its output dropped, and waits for it.
 /// Nothing if there is no such program. Throws InputError if it can't be started. Several times a second
-/// `goOn` is asked; when it says no, the program is ended and Interruption thrown.
+/// `goOn` is asked; when it says no, the program is ended and Interruption thrown. It also ends with this
+/// process, and with the thread that started it, however these end.
 std::optional<ChildOutcome> runProgram(const std::vector<std::string>& words,
                                        const std::function<bool()>& goOn);
 

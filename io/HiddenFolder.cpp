@@ -1,8 +1,9 @@
 #include <io/HiddenFolder.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
-#include <set>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -11,6 +12,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <io/Errors.h>
@@ -37,15 +39,48 @@ fs::path hiddenPrefix(const fs::path& output) {
 /// What mkdtemp puts in place of it.
 constexpr std::string_view ending = "XXXXXX";
 
-/// The descriptor of a folder, locked by this process; -1 and errno if it can't be had.
-int lockFolder(const fs::path& folder) {
-    const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    if (descriptor < 0 || ::flock(descriptor, LOCK_EX | LOCK_NB) == 0)
-        return descriptor;
+/// A folder in each of ours: names that only look like it are left alone. It takes no descriptor to make.
+constexpr const char* mark = ".tilewright";
+
+int openFolder(const fs::path& folder) {
+    return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+}
+
+/// One descriptor is enough, however deep it is: all others may be taken, and this still has to work.
+void removeTree(const fs::path& folder) {
+    std::error_code error;
+    std::vector<fs::path> entries;
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error))
+        entries.push_back(entry->path());
+    for (const fs::path& entry : entries)
+        if (fs::symlink_status(entry, error).type() == fs::file_type::directory)
+            removeTree(entry);
+        else
+            fs::remove(entry, error);
+    fs::remove(folder, error);
+}
+
+/// Moves a file to a place where nothing is; otherwise false, with the reason in errno.
+bool moveToFreePlace(const fs::path& from, const fs::path& to) {
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
+        return true;
+    if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP)
+        return false;
+    // File systems without such a move still make a file for one process alone, which may then replace it.
+    std::error_code error;
+    const bool isFolder = fs::is_directory(from, error);
+    const int placeholder = isFolder ? ::mkdir(to.c_str(), S_IRWXU)
+                                     : ::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR);
+    if (placeholder < 0)
+        return false;
+    if (!isFolder)
+        ::close(placeholder);
+    if (::rename(from.c_str(), to.c_str()) == 0)
+        return true;
     const int reason = errno;
-    ::close(descriptor);
+    fs::remove(to, error);
     errno = reason;
-    return -1;
+    return false;
 }
 
 [[noreturn]] void fail(const fs::path& output, const std::string& why) {
@@ -66,10 +101,11 @@ void checkPlace(const fs::path& output) {
         fail(output, "there is no folder " + folderOf(output).string() + "; create it first");
 }
 
-LockedFolder makeFolder(const fs::path& output) {
+LockedFolder makeFolder(const fs::path& output, const OutputGuard& guard) {
     checkPlace(output);
+    guard.check(output, output);
     const fs::path prefix = hiddenPrefix(output);
-    LockedFolder::removeAbandoned(prefix);
+    LockedFolder::removeAbandoned(folderOf(output));
     try {
         return LockedFolder(prefix);
     } catch (const std::system_error& error) {
@@ -79,87 +115,184 @@ LockedFolder makeFolder(const fs::path& output) {
 
 } // namespace
 
+std::vector<fs::path> filesWith(const fs::path& main) {
+    std::error_code error;
+    std::vector<fs::path> files;
+    for (fs::directory_iterator entry(main.parent_path(), error), end; !error && entry != end;
+         entry.increment(error))
+        if (entry->path() != main)
+            files.push_back(entry->path());
+    if (error)
+        throw std::runtime_error("its files can't be listed (" + error.message() + ")");
+    files.push_back(main);
+    return files;
+}
+
 LockedFolder::LockedFolder(const fs::path& prefix) {
-    // Until it is locked another process may take it for an abandoned one, and then the next has to do. Where
-    // the file system has no locks nobody takes anything.
-    bool isTaken = true;
-    while (isTaken) {
-        std::string name = prefix.string().append(ending);
-        if (!::mkdtemp(name.data()))
-            throw std::system_error(errno, std::generic_category());
-        place = name;
-        descriptor = lockFolder(place);
-        if (descriptor < 0)
-            isTaken = errno == EWOULDBLOCK || errno == ENOENT;
-        else if (isTaken = !fs::exists(place); isTaken)
-            ::close(descriptor);
+    std::string name = prefix.string().append(ending);
+    if (!::mkdtemp(name.data()))
+        throw std::system_error(errno, std::generic_category());
+    place = name;
+    descriptor = openFolder(place);
+    // Without the mark nobody takes it for an abandoned one, so that there is time to lock it. Where the file
+    // system has no locks nobody takes anything.
+    while (descriptor >= 0 && ::flock(descriptor, LOCK_EX) != 0 && errno == EINTR) {
+    }
+    if (descriptor < 0 || ::mkdir((place / mark).c_str(), S_IRWXU) != 0) {
+        const int reason = errno;
+        remove();
+        throw std::system_error(reason, std::generic_category());
     }
 }
 
 LockedFolder::~LockedFolder() { remove(); }
 
-void LockedFolder::remove() {
-    std::error_code ignored;
-    fs::remove_all(place, ignored);
+void LockedFolder::remove() noexcept {
+    // First, as there may be no other descriptor to read the folder with.
     if (descriptor >= 0)
         ::close(std::exchange(descriptor, -1));
+    try {
+        removeTree(place);
+    } catch (const std::exception&) { // Without memory it stays until the next run.
+    }
 }
 
-void LockedFolder::removeAbandoned(const fs::path& prefix) {
+void LockedFolder::removeAbandoned(const fs::path& parent) {
     std::error_code error;
-    const std::string beginning = prefix.filename().string();
-    for (fs::directory_iterator entry(prefix.parent_path(), error), end; !error && entry != end;
-         entry.increment(error)) {
-        const std::string name = entry->path().filename().string();
-        if (!name.starts_with(beginning) || name.size() != beginning.size() + ending.size())
+    for (fs::directory_iterator entry(parent, error), end; !error && entry != end; entry.increment(error)) {
+        const fs::path& path = entry->path();
+        const std::string name = path.filename().string();
+        if (!name.starts_with('.') || name.size() <= ending.size() ||
+            name[name.size() - ending.size() - 1] != '-')
             continue;
-        const int descriptor = lockFolder(entry->path());
+        const int descriptor = openFolder(path);
         if (descriptor < 0)
             continue;
         std::error_code ignored;
-        fs::remove_all(entry->path(), ignored);
+        if (::flock(descriptor, LOCK_EX | LOCK_NB) == 0 &&
+            fs::is_directory(fs::symlink_status(path / mark, ignored)))
+            removeTree(path);
         ::close(descriptor);
     }
 }
 
-HiddenFolder::HiddenFolder(const fs::path& output)
-    : target(output), folder(makeFolder(output)), main(folder.path() / "output" / output.filename()) {
-    std::error_code error;
-    if (!fs::create_directory(main.parent_path(), error))
-        failToMake(target, error);
+HiddenFolder::HiddenFolder(const fs::path& output, OutputGuard rules)
+    : target(output), guard(std::move(rules)), folder(makeFolder(output, guard)),
+      main(folder.path() / "output" / output.filename()) {
+    for (const fs::path& part : {main.parent_path(), folder.path() / "former"})
+        if (std::error_code error; !fs::create_directory(part, error))
+            failToMake(target, error);
 }
 
-void HiddenFolder::publish() {
+fs::path HiddenFolder::placeOf(const fs::path& made) const { return target.parent_path() / made.filename(); }
+
+std::vector<fs::path> HiddenFolder::outdated(const std::vector<fs::path>& made) const {
+    const auto output = std::ranges::find(made, target.filename(), &fs::path::filename);
+    std::vector<fs::path> files = OutputGuard::companionsOf(target, output != made.end() ? *output : main);
+    std::erase_if(files, [&](const fs::path& file) {
+        return std::ranges::find(made, file.filename(), &fs::path::filename) != made.end();
+    });
+    return files;
+}
+
+void HiddenFolder::check(const std::vector<fs::path>& made) const {
+    for (const fs::path& file : made)
+        guard.check(target, placeOf(file), file);
+    for (const fs::path& file : outdated(made))
+        guard.check(target, file);
+}
+
+/// Keeps what is at a place, or takes it away if nothing is to come there. False if nothing is there.
+bool HiddenFolder::setAside(const fs::path& place, Move& move) {
+    const fs::path former = folder.path() / "former" / place.filename();
+    std::error_code error;
+    if (!guard.check(target, place, move.made))
+        return false;
+    // A second name, so that the older file stays until the very moment when the new one appears.
+    if (!move.made.empty())
+        fs::create_hard_link(place, former, error);
+    if (move.made.empty() || error)
+        fs::rename(place, former, error);
+    if (error)
+        fail(target, "cannot be put in place (" + error.message() + ")");
+    move.former = former;
+    return true;
+}
+
+void HiddenFolder::put(const fs::path& made) {
+    // Somebody else may make or remove the older file meanwhile.
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        Move move{made, placeOf(made), {}};
+        const bool replaces = setAside(move.place, move);
+        moves.push_back(move);
+        if (replaces ? ::rename(made.c_str(), move.place.c_str()) == 0 : moveToFreePlace(made, move.place))
+            return;
+        const int reason = errno;
+        moves.back().made.clear();
+        if (replaces || reason != EEXIST)
+            fail(target, "cannot be put in place (" + std::generic_category().message(reason) + ")");
+        moves.pop_back();
+    }
+    fail(target, "cannot be put in place, as others write there too");
+}
+
+void HiddenFolder::putInPlace() {
     if (published)
         return;
     checkPlace(target);
-    std::set<fs::path> outdated;
-    for (const char* extension : {".aux.xml", ".ovr", ".msk"})
-        outdated.insert(target.string() + extension);
-    std::error_code error;
     std::vector<fs::path> made;
-    for (const auto& entry : fs::directory_iterator(main.parent_path(), error))
-        if (entry.path() != main)
-            made.push_back(entry.path());
-    made.push_back(main);
-    std::vector<fs::path> moved;
-    for (const fs::path& file : made) {
-        const fs::path place = target.parent_path() / file.filename();
-        if (!error)
-            fs::rename(file, place, error);
-        if (error) {
-            std::error_code ignored;
-            for (const fs::path& former : moved)
-                fs::remove_all(former, ignored);
-            fail(target, "cannot be put in place (" + error.message() + ")");
+    try {
+        made = filesWith(main);
+    } catch (const std::runtime_error& error) {
+        fail(target, error.what());
+    }
+    check(made);
+    try {
+        for (const fs::path& file : outdated(made)) {
+            Move move{{}, file, {}};
+            if (setAside(file, move))
+                moves.push_back(move);
         }
-        moved.push_back(place);
-        outdated.erase(place);
+        for (const fs::path& file : made)
+            put(file);
+    } catch (...) {
+        takeBack();
+        throw;
     }
     published = true;
-    for (const fs::path& older : outdated)
-        fs::remove(older, error);
-    folder.remove();
+}
+
+void HiddenFolder::takeBack() noexcept {
+    std::error_code ignored;
+    for (auto move = moves.rbegin(); move != moves.rend(); ++move)
+        if (!move->former.empty())
+            fs::rename(move->former, move->place, ignored);
+        else if (!move->made.empty())
+            fs::rename(move->place, move->made, ignored);
+    moves.clear();
+    published = false;
+}
+
+void HiddenFolder::publish() {
+    HiddenFolder* const self = this;
+    publishAll({&self, 1});
+}
+
+void HiddenFolder::publishAll(std::span<HiddenFolder* const> folders) {
+    std::vector<HiddenFolder*> done;
+    try {
+        for (HiddenFolder* const folder : folders)
+            if (!folder->published) {
+                folder->putInPlace();
+                done.push_back(folder);
+            }
+    } catch (...) {
+        for (auto folder = done.rbegin(); folder != done.rend(); ++folder)
+            (*folder)->takeBack();
+        throw;
+    }
+    for (HiddenFolder* const folder : done)
+        folder->folder.remove();
 }
 
 } // namespace Tilewright::Io

@@ -6,6 +6,7 @@
 #include <exception>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace Tilewright::Io {
@@ -13,7 +14,11 @@ namespace Tilewright::Io {
 /// Calls `work(i)` once for every i below `count`, on up to `threads` threads, the caller's included. Pieces
 /// are begun in ascending order. After an exception no further piece is begun, and it comes out here when all
 /// threads are done; of several the first.
-template <class Work> void forEachPiece(unsigned threads, std::size_t count, Work&& work) {
+///
+/// `stop()` is called after each exception, on its thread, to end the work on other pieces early: what they
+/// throw because of that always comes later than its reason. It must not throw.
+template <class Work, class Stop>
+void forEachPiece(unsigned threads, std::size_t count, Work&& work, Stop&& stop) {
     std::atomic<std::size_t> next = 0;
     std::mutex lock;
     std::exception_ptr failure;
@@ -22,10 +27,13 @@ template <class Work> void forEachPiece(unsigned threads, std::size_t count, Wor
             try {
                 work(i);
             } catch (...) {
-                const std::lock_guard guard(lock);
-                if (!failure)
-                    failure = std::current_exception();
+                {
+                    const std::lock_guard guard(lock);
+                    if (!failure)
+                        failure = std::current_exception();
+                }
                 next = count;
+                stop();
             }
         }
     };
@@ -37,6 +45,10 @@ template <class Work> void forEachPiece(unsigned threads, std::size_t count, Wor
     }
     if (failure)
         std::rethrow_exception(failure);
+}
+
+template <class Work> void forEachPiece(unsigned threads, std::size_t count, Work&& work) {
+    forEachPiece(threads, count, std::forward<Work>(work), [] {});
 }
 
 } // namespace Tilewright::Io

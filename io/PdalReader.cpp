@@ -1,13 +1,13 @@
 #include <io/PdalReader.h>
 
 #include <csignal>
-#include <cstdlib>
 #include <string>
 #include <system_error>
 
 #include <sys/wait.h>
 
 #include <io/ChildProcess.h>
+#include <io/HiddenFolder.h>
 #include <io/LasFile.h>
 #include <io/Messages.h>
 
@@ -17,26 +17,16 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A new folder, which goes with all that is in it.
-class TemporaryFolder {
-public:
-    explicit TemporaryFolder(const fs::path& parent) {
-        std::string name = (parent / ".tilewright-XXXXXX").string();
-        if (!::mkdtemp(name.data()))
-            throw OutputError(parent.string() + ": takes no scratch file (" +
-                              std::generic_category().message(errno) +
-                              "); name another folder with --scratch");
-        path = fs::absolute(name);
+/// Made by a process that lives, or else removed by the next one.
+LockedFolder makeFolder(const fs::path& parent) {
+    LockedFolder::removeAbandoned(parent);
+    try {
+        return LockedFolder(fs::absolute(parent) / ".tilewright-pdal-");
+    } catch (const std::system_error& error) {
+        throw OutputError(parent.string() + ": takes no scratch file (" + error.code().message() +
+                          "); name another folder with --scratch");
     }
-    ~TemporaryFolder() {
-        std::error_code ignored;
-        fs::remove_all(path, ignored);
-    }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    fs::path path;
-};
+}
 
 std::vector<std::string> conversion(const fs::path& from, const fs::path& to, bool isCompressedLas) {
     std::vector<std::string> words = {"pdal", "translate",
@@ -83,8 +73,8 @@ void check(const ChildOutcome& outcome, const fs::path& result, const std::strin
 std::unique_ptr<PointSource> readWithPdal(const fs::path& path, const ReadOptions& options,
                                           bool isCompressedLas) {
     const std::string name = path.string();
-    const TemporaryFolder folder(options.scratch->folder());
-    const fs::path converted = folder.path / "points.las";
+    const LockedFolder folder = makeFolder(options.scratch->folder());
+    const fs::path converted = folder.path() / "points.las";
     const auto outcome = runProgram(conversion(path, converted, isCompressedLas),
                                     [&options] { return !options.report || options.report(0, 1); });
     if (!outcome && isCompressedLas)

@@ -97,7 +97,7 @@ void collectFiles(const fs::path& folder, std::vector<fs::path>& open, std::vect
             continue;
         if (fs::is_directory(entry, error))
             collectFiles(entry, open, files);
-        else if (std::ranges::find(extensions, lowerExtension(entry)) != extensions.end())
+        else if (isPointFileName(entry))
             files.push_back(entry);
     }
     open.pop_back();
@@ -210,6 +210,10 @@ std::vector<CloudField> commonFields(std::span<const std::unique_ptr<PointSource
 
 std::unique_ptr<PointSource> openPointFile(const fs::path& path, const CloudOptions& options) {
     return openFile(path, readOptions(options));
+}
+
+bool isPointFileName(const fs::path& path) {
+    return std::ranges::find(extensions, lowerExtension(path)) != extensions.end();
 }
 
 std::vector<fs::path> findPointFiles(const std::vector<std::string>& words) {

@@ -37,6 +37,9 @@ struct CloudField {
 TILEWRIGHT_API std::unique_ptr<PointSource> openPointFile(const std::filesystem::path& path,
                                                           const CloudOptions& options);
 
+/// Whether a name has an extension that makes a file of a folder a point file.
+TILEWRIGHT_API bool isPointFileName(const std::filesystem::path& path);
+
 /// The files that the words of a command line stand for: files as they are, all point files of a folder and
 /// of those below it, in ascending order of their paths, and what matches a pattern with * or ?, ascending
 /// too. Throws InputError for a word that stands for no file.

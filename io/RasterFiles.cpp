@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <limits>
 #include <locale>
+#include <random>
 #include <sstream>
 #include <stdexcept>
 #include <vector>
@@ -191,6 +193,30 @@ GDALDatasetUniquePtr createDescribed(GDALDriver& driver, const fs::path& path, i
     return dataset;
 }
 
+/// Numbers of all digits, and some cells without data.
+void fillWithNoise(GDALDataset& dataset, const RasterDescription& description) {
+    const auto width = static_cast<std::size_t>(dataset.GetRasterXSize());
+    const auto height = static_cast<std::size_t>(dataset.GetRasterYSize());
+    std::mt19937_64 noise;
+    withPixelType(description.type, [&]<class T>(T) {
+        std::vector<T> values(width * height);
+        for (int b = 1; b <= dataset.GetRasterCount(); ++b) {
+            for (T& value : values)
+                if constexpr (std::is_floating_point_v<T>)
+                    value = std::ldexp(static_cast<T>(static_cast<std::int64_t>(noise())), -44);
+                else
+                    value = static_cast<T>(noise());
+            if (description.nodata && values.size() > 1)
+                values[1] = asPixel<T>(*description.nodata).value_or(values[1]);
+            GDALRasterBand& band = *dataset.GetRasterBand(b);
+            if (band.RasterIO(GF_Write, 0, 0, band.GetXSize(), band.GetYSize(), values.data(),
+                              band.GetXSize(), band.GetYSize(), gdalType(description.type), 0, 0,
+                              nullptr) != CE_None)
+                throw std::runtime_error("cannot be tried");
+        }
+    });
+}
+
 } // namespace
 
 bool isColourPicture(const RasterDescription& description) {
@@ -232,13 +258,26 @@ void copyRaster(GDALDataset& source, const fs::path& target, const RasterDescrip
         throw std::runtime_error("cannot be written as " + description.driver + " (" + messages.text() + ")");
 }
 
-void tryFormat(const fs::path& target, const RasterDescription& description) {
+Fidelity tryFormat(const fs::path& target, const RasterDescription& description) {
     const auto side = [](std::uint64_t length) {
         return static_cast<int>(std::min<std::uint64_t>(length, 32));
     };
     const auto sample = createDescribed(driverFor("MEM"), "", side(description.geometry.width),
                                         side(description.geometry.height), description, nullptr);
     copyRaster(*sample, target, description);
+    Fidelity fidelity = compareCopy(*sample, target);
+    // Not every format takes all numbers, and those of the raster may be easier ones.
+    fidelity.exactPixels = false;
+    const fs::path hard = target.parent_path() / "hard" / target.filename();
+    fs::create_directory(hard.parent_path());
+    try {
+        fillWithNoise(*sample, description);
+        copyRaster(*sample, hard, description);
+        fidelity.exactPixels = compareCopy(*sample, hard).exactPixels;
+    } catch (const std::runtime_error&) {
+    }
+    fs::remove_all(hard.parent_path());
+    return fidelity;
 }
 
 void addOverviews(const fs::path& path, const RasterDescription& description) {

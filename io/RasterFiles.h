@@ -10,6 +10,7 @@
 
 #include <gdal_priv.h>
 
+#include <io/RasterCheck.h>
 #include <io/RasterWriter.h>
 
 namespace Tilewright::Io {
@@ -27,8 +28,9 @@ GDALDatasetUniquePtr createGeoTiff(const std::filesystem::path& path, const Rast
 void copyRaster(GDALDataset& source, const std::filesystem::path& target,
                 const RasterDescription& description);
 
-/// Tries whether the format takes such a raster at all, on a small one, before there is much to lose.
-void tryFormat(const std::filesystem::path& target, const RasterDescription& description);
+/// Tries whether the format takes such a raster at all, on a small one, before there is much to lose. Its
+/// files stay at `target`: they have the names that those of the raster will have. Gives what comes through.
+Fidelity tryFormat(const std::filesystem::path& target, const RasterDescription& description);
 
 /// Halves the raster again and again, until nothing of 256 pixels is left.
 void addOverviews(const std::filesystem::path& path, const RasterDescription& description);

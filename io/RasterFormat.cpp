@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <cctype>
+#include <set>
 #include <string_view>
 
 #include <cpl_string.h>
 
 #include <io/Errors.h>
 #include <io/Gdal.h>
+#include <io/PointCloud.h>
 
 namespace Tilewright::Io {
 
@@ -35,26 +37,56 @@ bool hasExtension(GDALDriver& driver, const std::string& extension) {
     return all && CPLStringList(CSLTokenizeString(all)).FindString(extension.c_str()) >= 0;
 }
 
+/// Whether an extension says enough. A text of coordinates is a cloud as well.
+bool hasNameOfItsOwn(GDALDriver& driver) {
+    return makesFiles(driver) && !EQUAL(driver.GetDescription(), "XYZ");
+}
+
+[[noreturn]] void refuseExtension(const std::filesystem::path& output, const std::string& extension) {
+    registerAllDrivers();
+    std::set<std::string> known;
+    GDALDriverManager& drivers = *GetGDALDriverManager();
+    for (int i = 0; i < drivers.GetDriverCount(); ++i)
+        if (hasNameOfItsOwn(*drivers.GetDriver(i))) {
+            const CPLStringList own(
+                CSLTokenizeString(drivers.GetDriver(i)->GetMetadataItem(GDAL_DMD_EXTENSIONS)));
+            known.insert(own.List(), own.List() + own.size());
+        }
+    std::string list;
+    for (const std::string& name : known)
+        list += (list.empty() ? "" : ", ") + name;
+    const char* const why = isPointFileName(output)
+                                ? "that of a cloud; the last name is that of the raster to write"
+                                : "that of no format; name one with --format";
+    throw UsageError("the output '" + output.string() + "' has the extension " + extension + ", which is " +
+                     why + ". Known are " + list);
+}
+
 } // namespace
 
 std::string driverOf(const std::string& driver, const std::filesystem::path& output) {
+    const std::string extension = extensionOf(output);
     if (!driver.empty()) {
         GDALDriver* const found = findDriver(driver);
         if (!found)
             throw UsageError("there is no format '" + driver + "'; gdalinfo --formats lists those there are");
         if (!makesFiles(*found))
             throw UsageError("the format '" + driver + "' makes no raster files");
+        if (isPointFileName(output) && !hasExtension(*found, extension.substr(1)))
+            refuseExtension(output, extension);
         return found->GetDescription();
     }
-    const std::string extension = extensionOf(output);
+    if (output == "-")
+        throw UsageError("the output '-' is no name of a file, and rasters don't go to the standard output");
     if (extension.empty() || EQUAL(extension.c_str(), ".tif") || EQUAL(extension.c_str(), ".tiff"))
         return "GTiff";
     registerAllDrivers();
     GDALDriverManager& drivers = *GetGDALDriverManager();
     for (int i = 0; i < drivers.GetDriverCount(); ++i)
-        if (makesFiles(*drivers.GetDriver(i)) && hasExtension(*drivers.GetDriver(i), extension.substr(1)))
+        if (hasNameOfItsOwn(*drivers.GetDriver(i)) &&
+            hasExtension(*drivers.GetDriver(i), extension.substr(1)))
             return drivers.GetDriver(i)->GetDescription();
-    return "GTiff";
+    refuseExtension(output, extension);
 }
 
 void checkCreationOptions(const std::string& driver, const std::vector<std::string>& options) {

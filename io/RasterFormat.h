@@ -11,8 +11,9 @@
 namespace Tilewright::Io {
 
 /// GDAL's name of the driver for an output: of `driver`, in any case, if that is not empty, else of the
-/// format to which the extension belongs, and GTiff if it belongs to none. Throws UsageError for a driver
-/// that GDAL does not know, or that cannot make files of pixels.
+/// format to which the extension belongs, and GTiff for a name without one. Throws UsageError for a driver
+/// that GDAL does not know, or that cannot make files of pixels, for an extension of no known format, and for
+/// one of clouds unless it is also that of the driver.
 TILEWRIGHT_API std::string driverOf(const std::string& driver, const std::filesystem::path& output);
 
 /// Throws UsageError if the driver, named as driverOf() does, has no such options or they no such values.

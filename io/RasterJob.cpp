@@ -245,15 +245,12 @@ JobResult runJob(const RasterJob& job, const BlockLattice& lattice, const UnitRe
             result.cutCells[b] += tiles[b]->write(writers[job.bands[b].file], lattice.y().cells(),
                                                   result.clashes[job.bands[b].file]);
     });
-    forEachPiece(job.threads, maker.blocks(), [&](std::size_t block) {
-        try {
-            queue.put(block, maker.make(block));
-        } catch (...) {
+    forEachPiece(
+        job.threads, maker.blocks(), [&](std::size_t block) { queue.put(block, maker.make(block)); },
+        [&] {
             maker.stop();
             queue.abandon();
-            throw;
-        }
-    });
+        });
     result.points = maker.points();
     result.filledCells = maker.filledCells();
     if (result.points != reader.wantedPoints())

@@ -1,5 +1,6 @@
 #include <io/RasterWriter.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -11,7 +12,9 @@
 #include <io/Errors.h>
 #include <io/Gdal.h>
 #include <io/HiddenFolder.h>
+#include <io/Preview.h>
 #include <io/RasterBlocks.h>
+#include <io/RasterCheck.h>
 #include <io/RasterFiles.h>
 #include <io/RasterFormat.h>
 
@@ -59,6 +62,12 @@ RasterDescription plain(RasterDescription description) {
     return description;
 }
 
+RasterDescription smallOne(RasterDescription description) {
+    for (std::uint64_t* const side : {&description.geometry.width, &description.geometry.height})
+        *side = std::min<std::uint64_t>(*side, 32);
+    return description;
+}
+
 /// As every program around GDAL looks for them.
 void setStatistics(GDALRasterBand& band, const BandStatistics& statistics, std::uint64_t pixels) {
     if (statistics.count == 0 || !std::isfinite(statistics.deviation))
@@ -75,13 +84,12 @@ void setStatistics(GDALRasterBand& band, const BandStatistics& statistics, std::
 
 class RasterWriter::Output {
 public:
-    Output(const fs::path& path, const RasterDescription& wanted)
-        : description(checked(wanted, path)), folder(path),
+    Output(const fs::path& path, const RasterDescription& wanted, const OutputGuard& guard)
+        : description(checked(wanted, path)), folder(path, guard),
           file(isMadeByCopy() ? folder.workFolder() / "copied.tif" : folder.file()) {
         withPath([&] {
             check(description.geometry);
-            if (isMadeByCopy())
-                rehearse();
+            rehearse();
             const ThreadOption noSideFiles("GDAL_PAM_ENABLED", "NO");
             dataset = createGeoTiff(file, isMadeByCopy() ? plain(description) : description);
             blocks = RasterBlocks::over(*dataset, description);
@@ -95,6 +103,8 @@ public:
 
     const fs::path& path() const { return folder.output(); }
     const fs::path& hiddenPath() const { return folder.file(); }
+    const std::vector<fs::path>& places() const { return allPlaces; }
+    HiddenFolder& closedFolder();
 
     template <class T>
     void write(std::size_t band, std::uint64_t column, std::uint64_t row, std::uint64_t columns,
@@ -102,7 +112,6 @@ public:
     void addMetadata(const std::string& key, const std::string& text);
     void close();
     BandStatistics statistics(std::size_t band) const;
-    void publish();
 
 private:
     /// A file that was compressed cannot be filled in place without gaps between the blocks.
@@ -123,6 +132,8 @@ private:
     RasterDescription description;
     HiddenFolder folder;
     fs::path file; ///< of the blocks
+    Fidelity fidelity;
+    std::vector<fs::path> allPlaces;
     GDALDatasetUniquePtr dataset;
     std::unique_ptr<RasterBlocks> blocks;
     std::vector<BandStatistics> bandStatistics;
@@ -151,10 +162,20 @@ void RasterWriter::Output::expectUsable() const {
         throw OutputError(path().string() + ": " + failure);
 }
 
+/// Finds out which files there will be, and whether they may be put in place.
 void RasterWriter::Output::rehearse() {
     const fs::path trial = trialFile();
     fs::create_directory(trial.parent_path());
-    tryFormat(trial, description);
+    if (isMadeByCopy())
+        fidelity = tryFormat(trial, description);
+    else if (!description.creationOptions.empty())
+        createGeoTiff(trial, smallOne(description));
+    std::vector<fs::path> files = filesWith(trial);
+    if (description.overviews && description.driver != "GTiff" && description.driver != "COG")
+        files.push_back(fs::path(trial) += ".ovr");
+    folder.check(files);
+    for (const fs::path& made : files)
+        allPlaces.push_back(folder.placeOf(made));
     fs::remove_all(trial.parent_path());
 }
 
@@ -208,6 +229,7 @@ void RasterWriter::Output::copy() {
     if (!source)
         throw std::runtime_error("cannot be read back (" + messages.text() + ")");
     copyRaster(*source, folder.file(), description);
+    checkCopy(*source, folder.file(), fidelity);
     source.reset();
     fs::remove(file);
 }
@@ -232,10 +254,10 @@ BandStatistics RasterWriter::Output::statistics(std::size_t band) const {
     return bandStatistics.at(band);
 }
 
-void RasterWriter::Output::publish() {
+HiddenFolder& RasterWriter::Output::closedFolder() {
     if (!closed || !failure.empty())
         throw std::logic_error("RasterWriter::publish: the file is not closed, or not complete");
-    folder.publish();
+    return folder;
 }
 
 /// The folder goes away next, and what GDAL still has to say does not matter any more.
@@ -245,8 +267,12 @@ void RasterWriter::Output::closeDataset() noexcept {
     dataset.reset();
 }
 
+RasterWriter::RasterWriter(const fs::path& path, const RasterDescription& description,
+                           const OutputGuard& guard)
+    : output(std::make_unique<Output>(path, description, guard)) {}
+
 RasterWriter::RasterWriter(const fs::path& path, const RasterDescription& description)
-    : output(std::make_unique<Output>(path, description)) {}
+    : RasterWriter(path, description, OutputGuard()) {}
 
 RasterWriter::RasterWriter(RasterWriter&&) noexcept = default;
 RasterWriter& RasterWriter::operator=(RasterWriter&&) noexcept = default;
@@ -268,16 +294,24 @@ BandStatistics RasterWriter::statistics(std::size_t band) const { return output-
 
 const fs::path& RasterWriter::hiddenPath() const { return output->hiddenPath(); }
 
-void RasterWriter::publish() { output->publish(); }
+void RasterWriter::publish() { output->closedFolder().publish(); }
 
 const fs::path& RasterWriter::path() const { return output->path(); }
 
-void finishAll(std::span<RasterWriter> writers) {
-    for (RasterWriter& writer : writers)
+const std::vector<fs::path>& RasterWriter::places() const { return output->places(); }
+
+void finishAll(std::span<RasterWriter> writers, PendingPreview* preview) {
+    std::vector<HiddenFolder*> folders;
+    for (RasterWriter& writer : writers) {
         writer.close();
-    for (RasterWriter& writer : writers)
-        writer.publish();
+        folders.push_back(&writer.output->closedFolder());
+    }
+    if (preview)
+        folders.push_back(&preview->folder());
+    HiddenFolder::publishAll(folders);
 }
+
+void finishAll(std::span<RasterWriter> writers) { finishAll(writers, nullptr); }
 
 template void RasterWriter::write(std::size_t, std::uint64_t, std::uint64_t, std::uint64_t, std::uint64_t,
                                   std::span<const float>);

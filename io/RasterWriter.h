@@ -4,14 +4,16 @@
 /// overviews, filled holes, is made of that file when it is closed.
 ///
 /// 1. The files come into being in a hidden folder in the folder of the output. The output appears by one
-///    rename, complete, or not at all; until then a file that already has this name stays as it is.
+///    rename, complete, or not at all; until then a file that already has this name stays as it is. What may
+///    be replaced the guard decides, before anything is made and again at the end.
 /// 2. A writer that goes away before publish() takes its hidden folder along.
 /// 3. A GeoTIFF is one file, unless a creation option asks for more; some formats have files beside the main
-///    one. Side files (.aux.xml, .ovr, .msk) that describe an older output of that name are removed.
+///    one. Side files (.aux.xml, .ovr, .msk, .prj) that describe an older output of that name are removed.
 /// 4. A GeoTIFF is sparse: a block that receives nothing but the nodata value (zero, where there is none)
 ///    takes no space and reads back as that value. It becomes a BigTIFF where it could outgrow 4 GB.
 /// 5. The order of the bytes in the file depends on the order of the windows alone.
-/// 6. GDAL prints nothing. What it has to say comes as the one line of an OutputError that starts with the
+/// 6. What a driver made by copying is read back and compared, as not every driver notices a full disk.
+/// 7. GDAL prints nothing. What it has to say comes as the one line of an OutputError that starts with the
 ///    path.
 ///
 /// For several files that belong together, close() all of them before the first publish(), or call
@@ -32,9 +34,12 @@
 #include <variant>
 #include <vector>
 
+#include <io/OutputGuard.h>
 #include <tilewright/export.h>
 
 namespace Tilewright::Io {
+
+class PendingPreview;
 
 /// Where a raster lies. Edges are the outer edges of the outermost pixels, not pixel centres.
 struct RasterGeometry {
@@ -120,7 +125,10 @@ public:
     /// Creates the hidden file. Throws UsageError for a driver or a creation option that GDAL does not know,
     /// and OutputError if the folder cannot be written, if an axis has no pixel or more than 2^31-1, if the
     /// pixel size is not positive, if the nodata value is none of the pixel type, if GDAL does not understand
-    /// the coordinate system, or if the format does not hold such a raster.
+    /// the coordinate system, if the format does not hold such a raster, or if the guard keeps a file that
+    /// would have to be replaced. Without a guard older rasters are replaced.
+    RasterWriter(const std::filesystem::path& path, const RasterDescription& description,
+                 const OutputGuard& guard);
     RasterWriter(const std::filesystem::path& path, const RasterDescription& description);
     RasterWriter(RasterWriter&&) noexcept;
     RasterWriter& operator=(RasterWriter&&) noexcept;
@@ -149,18 +157,25 @@ public:
     /// The closed file under its hidden name, to be read by GDAL until publish().
     const std::filesystem::path& hiddenPath() const;
 
-    /// Gives the closed file its name, replacing an older one. Throws OutputError if the system refuses.
-    /// Calling it before close() is an std::logic_error; repeating it does nothing.
+    /// Gives the closed file its name, replacing an older one if it may. Throws OutputError if it may not, or
+    /// if the system refuses; then all is as before. Calling it before close() is an std::logic_error;
+    /// repeating it does nothing.
     void publish();
 
     const std::filesystem::path& path() const;
+    /// The places of all files that publish() will put somewhere, path() among them.
+    const std::vector<std::filesystem::path>& places() const;
 
 private:
+    friend void finishAll(std::span<RasterWriter> writers, PendingPreview* preview);
+
     class Output;
     std::unique_ptr<Output> output;
 };
 
-/// Finishes files that belong together: nothing is published before all are closed without an error.
+/// Finishes files that belong together: nothing is published before all are closed without an error, and what
+/// was published is taken back if a later one can't be. `preview` comes last; it may be null.
+TILEWRIGHT_API void finishAll(std::span<RasterWriter> writers, PendingPreview* preview);
 TILEWRIGHT_API void finishAll(std::span<RasterWriter> writers);
 
 } // namespace Tilewright::Io

@@ -34,6 +34,9 @@ inline const char* const compoundWkt =
     R"(AUTHORITY["EPSG","32632"]],VERT_CS["EGM96 height",VERT_DATUM["EGM96 geoid",2005,)"
     R"(AUTHORITY["EPSG","5171"]],UNIT["metre",1],AXIS["Up",UP],AUTHORITY["EPSG","5773"]]])";
 
+/// A raster that GDAL knows by its contents, whatever its name: five pixels.
+inline const std::string olderRaster = "P5 5 1 255\nolder";
+
 /// What an action says that fails as it should.
 inline std::string messageOf(const std::function<void()>& action) {
     try {

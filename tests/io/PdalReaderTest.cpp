@@ -1,5 +1,12 @@
 #include <io/PointCloud.h>
 
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <gmock/gmock.h>
 
 #include <io/Interruption.h>
@@ -76,6 +83,35 @@ TEST_F(PdalReaderTest, FailuresAreSaidInOneLineAndLeaveNothingBehind) {
     EXPECT_THAT(messageOf([&] { open("scan.laz"); }),
                 AllOf(HasSubstr("scan.laz: is compressed (LAZ); decompress it"), HasSubstr("install pdal")));
     EXPECT_THAT(messageOf([&] { open("scan.e57"); }), HasSubstr("scan.e57: is of no kind that can be read"));
+}
+
+TEST_F(PdalReaderTest, KilledProcessTakesItsProgramAlongAndTheNextOneClearsUp) {
+    const fs::path told = Top / "pid";
+    install("echo $$ > '" + told.string() + ".new'; mv '" + told.string() + ".new' '" + told.string() +
+            "'; exec sleep 600");
+    const pid_t child = ::fork();
+    if (child == 0) {
+        openPointFile(Top / "scan.laz", {Top / "scratch", {}});
+        ::_exit(0);
+    }
+    using Clock = std::chrono::steady_clock;
+    const auto deadline = Clock::now() + std::chrono::seconds(30);
+    const auto waitUntil = [&](const std::function<bool()>& holds) {
+        while (!holds() && Clock::now() < deadline)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        return holds();
+    };
+    ASSERT_TRUE(waitUntil([&] { return fs::exists(told); }));
+    const auto program = static_cast<pid_t>(std::stoi(textOf(told)));
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    // Whoever inherits it may take a while to hear of its end.
+    const std::string state = "/proc/" + std::to_string(program) + "/stat";
+    EXPECT_TRUE(waitUntil([&] { return textOf(state).find(") S") == std::string::npos; }));
+    EXPECT_EQ(1U, namesIn(Top / "scratch").size());
+    install("cp '" + Top.string() + "/points.las' \"$3\"\n");
+    EXPECT_EQ(open("scan.laz")->pointCount(), 3U);
+    EXPECT_EQ(namesIn(Top / "scratch"), Names{});
 }
 
 } // namespace

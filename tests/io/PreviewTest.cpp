@@ -144,6 +144,14 @@ TEST_F(PreviewTest, ColoursStayAsTheyAre) {
     }
 }
 
+TEST_F(PreviewTest, ExtensionNamesTheFormat) {
+    const fs::path raster = heights(5, 5, [](double x, double) { return x; });
+    for (const auto& [name, driver] : {std::pair{"a.png", "PNG"}, {"b.JPG", "JPEG"}, {"c.jpeg", "JPEG"}}) {
+        makePreview(raster, {}, Top / name);
+        EXPECT_STREQ(driver, openRaster(Top / name)->GetDriverName());
+    }
+}
+
 TEST_F(PreviewTest, FailuresLeaveNothingBehind) {
     const fs::path raster = heights(5, 5, [](double x, double) { return x; });
     PreviewOptions beyond;
@@ -151,7 +159,10 @@ TEST_F(PreviewTest, FailuresLeaveNothingBehind) {
     EXPECT_THROW(makePreview(Top / "missing.tif", {}, Top / "picture.png"), InputError);
     EXPECT_THROW(makePreview(raster, beyond, Top / "picture.png"), InputError);
     EXPECT_THROW(makePreview(raster, {}, Top / "missing" / "picture.png"), OutputError);
-    EXPECT_THROW(makePreview(raster, {}, Top), OutputError);
+    EXPECT_THROW(makePreview(raster, {}, Top / "picture.gif"), UsageError);
+    fs::create_directory(Top / "folder.png");
+    EXPECT_THROW(makePreview(raster, {}, Top / "folder.png"), OutputError);
+    fs::remove(Top / "folder.png");
     EXPECT_EQ(Names{"heights.tif"}, namesIn(Top));
 }
 

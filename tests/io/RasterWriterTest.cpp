@@ -5,6 +5,7 @@
 #include <csignal>
 #include <limits>
 #include <numeric>
+#include <random>
 
 #include <ogr_spatialref.h>
 #include <sys/resource.h>
@@ -237,8 +238,9 @@ TEST_F(RasterWriterTest, WhatNoFileCanHoldIsRefused) {
 }
 
 TEST_F(RasterWriterTest, OlderOutputStaysUntilTheNewOneIsCompleteAndGoesWithWhatDescribedIt) {
-    for (const char* name : {"out.tif", "out.tif.aux.xml", "out.tif.ovr", "out.tif.txt"})
-        std::ofstream(file(name)) << "older";
+    for (const char* name : {"out.tif", "out.tif.ovr", "out.tif.txt"})
+        saveAs(file(name), olderRaster);
+    saveAs(file("out.tif.aux.xml"), "<PAMDataset></PAMDataset>");
     const Names older = filesLeft();
     {
         RasterWriter writer(file(), rasterOf<int>(300, 300));
@@ -248,7 +250,7 @@ TEST_F(RasterWriterTest, OlderOutputStaysUntilTheNewOneIsCompleteAndGoesWithWhat
         EXPECT_EQ(300, openRaster(writer.hiddenPath())->GetRasterXSize());
         EXPECT_THROW(writer.write<int>(0, 0, 0, 1, 1, std::vector<int>{3}), std::logic_error);
     }
-    EXPECT_EQ("older", textOf(file()));
+    EXPECT_EQ(olderRaster, textOf(file()));
     EXPECT_EQ(older, filesLeft());
     RasterWriter writer(file(), rasterOf<int>(1, 1));
     finish(writer);
@@ -271,6 +273,63 @@ TEST_F(RasterWriterTest, WhatAKilledProcessLeftBehindGoesAndWhatAnotherOneWorksO
     finish(first);
     EXPECT_EQ(Names{"out.tif"}, filesLeft());
     EXPECT_EQ(1, openRaster(file())->GetRasterXSize()) << "the last one stands";
+}
+
+TEST_F(RasterWriterTest, FolderThatOnlyHasSuchANameStays) {
+    fs::create_directories(file(".out.tif.part-backup") / "mine");
+    save<int>(rasterOf<int>(1, 1), {1});
+    EXPECT_EQ((Names{".out.tif.part-backup", "out.tif"}), filesLeft());
+}
+
+TEST_F(RasterWriterTest, FileThatAppearsMeanwhileStaysAndAllElseIsTakenBack) {
+    for (const bool mayReplace : {false, true}) {
+        SCOPED_TRACE(mayReplace);
+        const OutputGuard guard({}, mayReplace);
+        RasterDescription grid = rasterOf<float>(2, 2, -1.0);
+        grid.geometry.wkt = compoundWkt;
+        grid.driver = "AAIGrid";
+        if (mayReplace)
+            saveAs(file("a.tif"), olderRaster);
+        std::vector<RasterWriter> writers;
+        writers.emplace_back(file("a.tif"), rasterOf<int>(1, 1), guard);
+        writers.emplace_back(file("b.asc"), grid, guard);
+        EXPECT_EQ(3U, writers[1].places().size()) << "with its system and its texts";
+        saveAs(file("b.prj"), "mine");
+        EXPECT_THROW(finishAll(writers), OutputError);
+        EXPECT_EQ("mine", textOf(file("b.prj")));
+        writers.clear();
+        EXPECT_EQ(mayReplace ? (Names{"a.tif", "b.prj"}) : Names{"b.prj"}, filesLeft());
+        EXPECT_EQ(mayReplace ? olderRaster : "", textOf(file("a.tif")));
+        fs::remove(file("b.prj"));
+    }
+}
+
+TEST_F(RasterWriterTest, CopyThatIsCutOffIsNoticedWhereItsDriverIsSilent) {
+    // No format can make it much smaller.
+    std::vector<unsigned char> values(512 * 512);
+    std::mt19937 random;
+    std::ranges::generate(values, [&] { return static_cast<unsigned char>(random()); });
+    for (const char* driver : {"GIF", "PNG", "JPEG"}) {
+        RasterDescription description = rasterOf<unsigned char>(512, 512);
+        description.driver = driver;
+        if (description.driver == "JPEG")
+            description.creationOptions = {"QUALITY=100"};
+        save<unsigned char>(description, values);
+        const std::size_t size = fs::file_size(file());
+        fs::remove_all(file());
+        fs::remove(file("out.tif.aux.xml"));
+        rlimit former = {};
+        ASSERT_EQ(0, ::getrlimit(RLIMIT_FSIZE, &former));
+        std::signal(SIGXFSZ, SIG_IGN);
+        for (const std::size_t missing : {2, 30, 200, 5000}) {
+            const rlimit limit = {size - missing, former.rlim_max};
+            ::setrlimit(RLIMIT_FSIZE, &limit);
+            EXPECT_THROW(save<unsigned char>(description, values), OutputError) << driver << ", " << missing;
+            EXPECT_EQ(Names{}, filesLeft()) << driver << ", " << missing;
+        }
+        ::setrlimit(RLIMIT_FSIZE, &former);
+        std::signal(SIGXFSZ, SIG_DFL);
+    }
 }
 
 TEST_F(RasterWriterTest, FullDiskIsReportedWhereverItStrikes) {
@@ -524,7 +583,12 @@ TEST(RasterFormat, GoesByTheNameOfTheOutput) {
     EXPECT_EQ("PNG", driverOf("", "a.b/c.PNG"));
     EXPECT_EQ("AAIGrid", driverOf("", "dem.asc"));
     EXPECT_EQ("GTiff", driverOf("", "dem_0.5"));
-    EXPECT_EQ("GTiff", driverOf("", "dem.nosuchthing"));
+    EXPECT_EQ("XYZ", driverOf("XYZ", "dem.xyz"));
+    EXPECT_EQ("ENVI", driverOf("ENVI", "dem.nosuchthing"));
+    for (const char* name :
+         {"dem.nosuchthing", "dem.vrt", "dem.zarr", "-", "scan.las", "scan.XYZ", "scan.csv"})
+        EXPECT_THROW(driverOf("", name), UsageError) << name;
+    EXPECT_THROW(driverOf("GTiff", "scan.laz"), UsageError);
     EXPECT_EQ("COG", driverOf("cog", "dem.png"));
     EXPECT_THROW(driverOf("NoSuchFormat", "dem.tif"), UsageError);
 }

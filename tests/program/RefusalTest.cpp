@@ -23,7 +23,7 @@ protected:
         builder.points[1].xyz = {400, 300, 5};
         Good = builder.build();
         save("in.las", Good);
-        std::ofstream(Folder / "out.tif") << "an older output";
+        saveAs(Folder / "out.tif", Io::Test::olderRaster);
         Before = files();
     }
 
@@ -34,9 +34,9 @@ protected:
         EXPECT_EQ(0U, outcome.err.find("tilewright: ")) << outcome.err;
         EXPECT_EQ(outcome.err.size() - 1, outcome.err.find('\n')) << outcome.err;
         EXPECT_NE(std::string::npos, outcome.err.find(words)) << outcome.err;
-        EXPECT_LT(outcome.err.size(), 500U) << outcome.err;
+        EXPECT_LT(outcome.err.size(), 700U) << outcome.err;
         EXPECT_EQ(Before, files());
-        EXPECT_TRUE(textOf(Folder / "out.tif") == "an older output");
+        EXPECT_TRUE(textOf(Folder / "out.tif") == Io::Test::olderRaster);
     }
 
     Bytes Good;
@@ -109,6 +109,40 @@ TEST_F(Refusal, OutputThatCannotBeWrittenIsToldBeforeAnythingIs) {
     expectRefusal(run({"raster", "in.tif", "in.tif", "--overwrite"}), 1, "is an input");
 }
 
+TEST_F(Refusal, WhatTheRunDidNotMakeIsNeverTouched) {
+    saveAs(Folder / "scan", Good);
+    saveAs(Folder / "cloud.tif", Good);
+    fs::create_hard_link(Folder / "in.las", Folder / "link.tif");
+    for (const char* name : {"dem.prj", "raw.hdr", "map.png.aux.xml", "top.tif.ovr"})
+        saveAs(Folder / name, "mine");
+    Before = files();
+    const std::string good = textOf(Folder / "scan");
+    const std::vector<std::tuple<int, Arguments, std::string>> cases = {
+        {1, {"scan", "scan.ers"}, "scan: would come with scan.ers, but is an input"},
+        {1, {"in.las", "./link.tif"}, "is an input"},
+        {1, {"in.las", "cloud.tif"}, "it is a cloud"},
+        {1, {"in.las", "dem.asc"}, "dem.prj"},
+        {1, {"in.las", "raw.bsq", "--format", "ENVI"}, "raw.hdr"},
+        {1, {"in.las", "map.png", "-ot", "Byte"}, "map.png.aux.xml"},
+        {1, {"in.las", "top.tif"}, "top.tif.ovr"},
+        {1, {"in.las", "new.png", "--preview", "../work/new.png", "-ot", "Byte"}, "two files"},
+        {2, {"scan", "in.las"}, ".las"},
+        {2, {"in.las", "new.tif", "--preview", "new.gif"}, "new.gif"},
+        {2, {"in.las", "-"}, "'-'"},
+    };
+    for (auto [status, arguments, words] : cases) {
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        arguments.insert(arguments.begin(), "raster");
+        expectRefusal(run(arguments), status, words);
+        arguments.emplace_back("--overwrite");
+        expectRefusal(run(arguments), status, words);
+        for (const char* name : {"in.las", "scan", "cloud.tif"})
+            EXPECT_TRUE(textOf(Folder / name) == good) << name;
+        for (const char* name : {"dem.prj", "raw.hdr", "map.png.aux.xml", "top.tif.ovr"})
+            EXPECT_EQ("mine", textOf(Folder / name));
+    }
+}
+
 TEST_F(Refusal, FullDiskLeavesNoneOfSeveralBands) {
     rlimit before = {};
     ASSERT_EQ(0, ::getrlimit(RLIMIT_FSIZE, &before));
@@ -122,7 +156,11 @@ TEST_F(Refusal, FullDiskLeavesNoneOfSeveralBands) {
 TEST_F(Refusal, InterruptionStopsTheRunSoonAndLeavesNothing) {
     ASSERT_EQ(0, finish(start("TILEWRIGHT_MAKESCAN", {"in.las", "--points", "400000"})).status);
     using Clock = std::chrono::steady_clock;
-    for (const int milliseconds : {0, 100, 300}) {
+    const std::vector<std::pair<int, int>> cases = {{0, SIGINT},    {100, SIGINT},  {300, SIGINT},
+                                                    {200, SIGPIPE}, {200, SIGUSR1}, {200, SIGALRM},
+                                                    {200, SIGXCPU}, {200, SIGABRT}, {200, SIGRTMAX}};
+    for (const auto& [milliseconds, signal] : cases) {
+        SCOPED_TRACE(signal);
         const pid_t pid =
             start("TILEWRIGHT_PROGRAM", {"raster", "in.las", "out.tif", "--overwrite", "--cell", "0.025"});
         // Until the program minds interruptions, they end it like any other.
@@ -136,11 +174,52 @@ TEST_F(Refusal, InterruptionStopsTheRunSoonAndLeavesNothing) {
         while (!isReady() && Clock::now() < deadline)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-        ::kill(pid, SIGINT);
+        ::kill(pid, signal);
         const auto asked = Clock::now();
         expectRefusal(finish(pid), 1, "interrupted");
         EXPECT_LT(Clock::now() - asked, std::chrono::seconds(5)) << "asked after " << milliseconds << " ms";
     }
+}
+
+TEST_F(Refusal, TooFewDescriptorsLeaveNothing) {
+    rlimit before = {};
+    ASSERT_EQ(0, ::getrlimit(RLIMIT_NOFILE, &before));
+    for (const rlim_t count : {4, 6, 8}) {
+        const rlimit few = {count, before.rlim_max};
+        // Between the test's own files and the start of the program.
+        const pid_t pid = ::fork();
+        if (pid == 0) {
+            const bool ready =
+                ::chdir(Folder.c_str()) == 0 && std::freopen((Top / "out").c_str(), "w", stdout) &&
+                std::freopen((Top / "err").c_str(), "w", stderr) && ::setrlimit(RLIMIT_NOFILE, &few) == 0;
+            const char* const program = std::getenv("TILEWRIGHT_PROGRAM");
+            if (ready)
+                ::execl(program, program, "raster", "in.las", "new.png", "-ot", "Byte", "--preview", "p.png",
+                        "--band", "count", "--band", "Height:Max", nullptr);
+            ::_exit(127);
+        }
+        const Outcome outcome = finish(pid);
+        for (const std::string& name : files())
+            EXPECT_FALSE(name.starts_with(".")) << name << " with " << count << " descriptors";
+        EXPECT_TRUE(outcome.status != 1 || Before == files());
+    }
+}
+
+TEST_F(Refusal, FilesAreCompleteWhenTheirSummaryGoesNowhere) {
+    const std::string program =
+        "cd '" + Folder.string() + "' && '" + std::getenv("TILEWRIGHT_PROGRAM") + "' ";
+    const auto statusOf = [&](const std::string& words) {
+        return WEXITSTATUS(std::system((program + words + " 2>'" + (Top / "err").string() + "'").c_str()));
+    };
+    for (const std::string where : {">&-", ">/dev/full", "<&- >&-"}) {
+        EXPECT_EQ(0, statusOf("raster in.las new.tif " + where));
+        EXPECT_NE(std::string::npos, textOf(Top / "err").find("note: the files are complete")) << where;
+        EXPECT_EQ(5, readBand("new.tif").width);
+        fs::remove(Folder / "new.tif");
+    }
+    EXPECT_EQ(2, statusOf("raster in.las new.tif --json >&-"));
+    EXPECT_EQ(1, statusOf("info in.las >&-"));
+    EXPECT_EQ(Before, files());
 }
 
 } // namespace
