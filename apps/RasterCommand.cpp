@@ -324,6 +324,9 @@ std::unique_ptr<Io::UnitReader> RasterRun::makeReader() {
 /// Rasters until no cell with data has the value of those without: mostly once.
 void RasterRun::rasterFiles(const Io::UnitReader& reader) {
     Io::RasterJob job{Plan.grid, Plan.requests, Options.sparseLimit, {}, Shares.threads};
+    job.pointsOfWindow = Shares.points;
+    // Half of what sorting may take can still be in use.
+    job.memoryForPlanes = Shares.sorting / (Report.sorted ? 2 : 1);
     std::vector<NoDataChoice> choices;
     for (std::size_t f = 0; f < Plan.files.size(); ++f) {
         const PlannedFile& file = Plan.files[f];
