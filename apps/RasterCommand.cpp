@@ -383,6 +383,7 @@ void RasterRun::reportBands() {
                     report.nodata = asNumber(*Descriptions[f].nodata);
                 const Io::BandStatistics statistics = Writers[f].statistics(b);
                 report.filled = statistics.count;
+                report.filledHoles = statistics.filledHoles;
                 if (statistics.count != 0) {
                     report.range = {{statistics.least, statistics.greatest}};
                     report.mean = statistics.mean;

@@ -71,6 +71,8 @@ struct BandReport {
     /// Of cells without data; none where every value stands for itself.
     std::optional<double> nodata;
     std::uint64_t filled = 0;
+    /// Cells without data that were given some, as they lie near others.
+    std::uint64_t filledHoles = 0;
     /// Of the cells with data; none if there is no number among them.
     std::optional<std::array<double, 2>> range;
     std::optional<double> mean;
