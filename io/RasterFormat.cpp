@@ -8,6 +8,7 @@
 
 #include <io/Errors.h>
 #include <io/Gdal.h>
+#include <io/Suggestion.h>
 
 namespace Tilewright::Io {
 
@@ -35,15 +36,28 @@ bool hasExtension(GDALDriver& driver, const std::string& extension) {
     return all && CPLStringList(CSLTokenizeString(all)).FindString(extension.c_str()) >= 0;
 }
 
+[[noreturn]] void failFormat(const std::string& driver, const std::string& what) {
+    registerAllDrivers();
+    std::vector<std::string> known;
+    for (int i = 0; i < GetGDALDriverManager()->GetDriverCount(); ++i)
+        if (GDALDriver& one = *GetGDALDriverManager()->GetDriver(i); makesFiles(one))
+            known.emplace_back(one.GetDescription());
+    std::sort(known.begin(), known.end());
+    std::string all;
+    for (const std::string& one : known)
+        all += (all.empty() ? "" : ", ") + one;
+    throw UsageError(what + "; these do: " + all + nearestHint(driver, known));
+}
+
 } // namespace
 
 std::string driverOf(const std::string& driver, const std::filesystem::path& output) {
     if (!driver.empty()) {
         GDALDriver* const found = findDriver(driver);
         if (!found)
-            throw UsageError("there is no format '" + driver + "'; gdalinfo --formats lists those there are");
+            failFormat(driver, "there is no format '" + driver + "' that makes rasters");
         if (!makesFiles(*found))
-            throw UsageError("the format '" + driver + "' makes no raster files");
+            failFormat(driver, "the format '" + driver + "' makes no raster files");
         return found->GetDescription();
     }
     const std::string extension = extensionOf(output);

@@ -73,7 +73,11 @@ TEST(CommandLine, ValuesThatMakeNoSenseAreRefused) {
         {{"-ot", "Int16"}, "Byte|UInt16"},
         {{"-co", "TILED"}, "KEY=VALUE"},
         {{"--nodata", ""}, "''"},
-        {{"-overwrit"}, "-overwrit"},
+        {{"-overwrit"}, "no option -overwrit; the nearest is --overwrite"},
+        {{"--cel=2"}, "no option --cel; the nearest is --cell"},
+        {{"-qz"}, "no option -qz"},
+        {{"Height:max"}, "'Height:max' looks like a band"},
+        {{"count"}, "'count' looks like a band"},
     };
     for (auto [words, message] : cases) {
         SCOPED_TRACE(testing::PrintToString(words));
@@ -86,6 +90,16 @@ TEST(CommandLine, ValuesThatMakeNoSenseAreRefused) {
         }
     }
     EXPECT_THROW(parse({"folder"}), CLI::ParseError) << "an output, and no input";
+}
+
+TEST(CommandLine, SeveralBandsMayFollowOneOption) {
+    const RasterOptions options = parse({"--band", "Height:Max", "roof=Z:Min", "count", "a.las", "--request",
+                                         "Alpha", "Red:Mean:All", "b", "c.tif", "--band=rgb"})
+                                      .options;
+    EXPECT_EQ((Words{"Height:Max", "roof=Z:Min", "count", "rgb"}), options.bands);
+    EXPECT_EQ((Words{"Alpha", "Red:Mean:All"}), options.requests);
+    EXPECT_EQ((Words{"a.las", "b"}), options.inputs);
+    EXPECT_EQ((Words{"./count"}), parse({"./count", "c.tif"}).options.inputs);
 }
 
 class SelfDescription : public ProgramTest {
