@@ -157,6 +157,12 @@ void addGridOptions(CLI::App& command, RasterOptions& options) {
               [&options](const Words& words) { options.origin = readPair("--origin", words); });
     addOption(command, "--shift", "X Y", 2, "Move the cell edges further, in cells (default 0 0)",
               [&options](const Words& words) { options.shift = readPair("--shift", words); });
+    CLI::Option* const like =
+        addOption(command, "--like", "FILE", 1,
+                  "Cell size, edges, bounds and coordinate system as this raster has them",
+                  [&options](const Words& words) { options.like = words[0]; });
+    for (const char* const other : {"--cell", "--origin", "--shift", "--bounds"})
+        like->excludes(other);
     addOption(command, "--sparse-limit", "N", 1,
               "Cells with at most so many points are without data (default 0)",
               [&options](const Words& words) {

@@ -11,6 +11,7 @@
 
 #include <io/CoordinateSystem.h>
 #include <io/Errors.h>
+#include <io/ExistingRaster.h>
 #include <io/Preview.h>
 #include <io/RasterFormat.h>
 #include <io/RasterWriter.h>
@@ -59,18 +60,32 @@ std::optional<Io::CloudSelection> readSelection(const std::string& text, const I
     return Io::CloudSelection{*field, parts[0]};
 }
 
+Io::LatticeAxis::Request requestOf(const RasterOptions& options, const Io::PointBounds& bounds,
+                                   std::size_t axis) {
+    Io::LatticeAxis::Request wanted;
+    wanted.low = bounds.low[axis];
+    wanted.high = bounds.high[axis];
+    wanted.cell = options.cell[axis];
+    wanted.origin = options.origin[axis] + std::fmod(options.shift[axis], 1.0) * options.cell[axis];
+    if (options.bounds)
+        wanted.bounds = {{(*options.bounds)[axis], (*options.bounds)[axis + 2]}};
+    return wanted;
+}
+
+/// With the bounds moved onto the very edges to which they are nearest.
+Io::LatticeAxis::Request settled(Io::LatticeAxis::Request wanted) {
+    auto& [low, high] = *wanted.bounds;
+    low += wanted.cell / 4.0;
+    high -= wanted.cell / 4.0;
+    const Io::LatticeAxis axis(wanted);
+    low = axis.edge(0);
+    high = axis.edge(static_cast<std::int64_t>(axis.cells()));
+    return wanted;
+}
+
 Io::BlockLattice makeLattice(const RasterOptions& options, const Io::PointBounds& bounds) {
-    const auto request = [&](std::size_t axis) {
-        Io::LatticeAxis::Request wanted;
-        wanted.low = bounds.low[axis];
-        wanted.high = bounds.high[axis];
-        wanted.cell = options.cell[axis];
-        wanted.origin = options.origin[axis] + std::fmod(options.shift[axis], 1.0) * options.cell[axis];
-        if (options.bounds)
-            wanted.bounds = {{(*options.bounds)[axis], (*options.bounds)[axis + 2]}};
-        return wanted;
-    };
-    return {request(0), request(1)};
+    const auto x = requestOf(options, bounds, 0), y = requestOf(options, bounds, 1);
+    return options.like.empty() ? Io::BlockLattice(x, y) : Io::BlockLattice(settled(x), settled(y));
 }
 
 /// West, south, east, north.
@@ -156,6 +171,8 @@ public:
 
 private:
     void open();
+    void takeLike();
+    void noteBounds();
     void plan();
     void stackFiles();
     void checkOutputs();
@@ -178,7 +195,9 @@ private:
         return folder.empty() ? fs::path(".") : folder;
     }
 
-    const RasterOptions& Options;
+    RasterOptions Options;
+    /// The raster that this one is to be like.
+    std::optional<Io::RasterGeometry> Like;
     ProgressBar& Bar;
     std::vector<fs::path> Inputs;
     std::uint64_t MappedBytes = 0;
@@ -213,8 +232,48 @@ void RasterRun::open() {
     Cloud = std::make_unique<Io::PointCloud>(Inputs, cloudOptions, !System.empty());
     if (System.empty())
         System = Cloud->coordinateSystem();
+    if (!Options.like.empty())
+        takeLike();
     if (Cloud->pointCount() == 0 && !Options.bounds)
         throw Io::InputError(Cloud->name() + " has no points");
+}
+
+void RasterRun::takeLike() {
+    Like = Io::geometryOf(Options.like);
+    const auto width = static_cast<double>(Like->width), height = static_cast<double>(Like->height);
+    const double south = Like->north - height * Like->pixelHeight;
+    Options.cell = {Like->pixelWidth, Like->pixelHeight};
+    Options.origin = {Like->west, Like->north};
+    Options.bounds = {{Like->west, south, Like->west + width * Like->pixelWidth, Like->north}};
+    if (Like->wkt.empty() || !Options.coordinateSystem.empty())
+        return;
+    // One of them may say nothing about heights.
+    const bool isPartly = Io::isSameWithoutHeights(System, Like->wkt) &&
+                          (Io::verticalUnitOf(System).empty() || Io::verticalUnitOf(Like->wkt).empty());
+    if (!System.empty() && !isPartly && !Io::isSameCoordinateSystem(System, Like->wkt))
+        throw Io::InputError(Cloud->name() + " is in " + Io::systemName(System) + ", and " + Options.like +
+                             " in " + Io::systemName(Like->wkt) + "; --srs would override both");
+    if (System.empty() || Io::verticalUnitOf(System).empty())
+        System = Like->wkt;
+}
+
+/// Cells lie where their edges are multiples of their size, whatever the bounds.
+void RasterRun::noteBounds() {
+    if (!Options.bounds || Like)
+        return;
+    const std::array<double, 4> extent = extentOf(*Lattice);
+    const std::array<double, 4>& bounds = *Options.bounds;
+    bool isOff = false;
+    for (std::size_t i = 0; i < extent.size(); ++i)
+        isOff |= std::fabs(extent[i] - bounds[i]) > 1e-6 * Options.cell[i % 2];
+    if (!isOff)
+        return;
+    std::string spans;
+    for (const double edge : extent)
+        spans += " " + roundedNumber(edge, 15);
+    Report.notes.push_back("the bounds do not lie on edges of cells, so that the raster spans" + spans +
+                           "; --origin " + exactNumber(bounds[0]) + " " + exactNumber(bounds[1]) +
+                           " would put edges on the first two of them");
 }
 
 void RasterRun::plan() {
@@ -223,7 +282,10 @@ void RasterRun::plan() {
     Index = Io::indexCloud(*Cloud, fieldsToMeasure(wanted, *Cloud), threadsWanted(Options),
                            reportAs("measuring"));
     Lattice = makeLattice(Options, Index.bounds);
+    if (Like && (Lattice->x().cells() != Like->width || Lattice->y().cells() != Like->height))
+        throw Io::InputError(Options.like + ": its cells are too small for its coordinates");
     checkCells(*Lattice, *Cloud);
+    noteBounds();
     Plan = planBands(wanted, *Cloud, Index);
     Plan.grid.needs.selection = selection;
     Shares = shareOut(Options, Plan, MappedBytes);
@@ -291,6 +353,10 @@ Io::RasterDescription RasterRun::describe(const PlannedFile& file, const NoDataC
     const std::array<double, 4> extent = extentOf(*Lattice);
     description.geometry = {Lattice->x().cells(),    Lattice->y().cells(),    extent[0], extent[3],
                             Lattice->x().cellSize(), Lattice->y().cellSize(), System};
+    if (Like) {
+        description.geometry = *Like;
+        description.geometry.wkt = System;
+    }
     description.type = choice.type();
     if (file.hasNoData)
         description.nodata = Options.nodata ? Io::NoData(*Options.nodata) : choice.value();
@@ -408,7 +474,7 @@ RasterReport RasterRun::run() {
     Report.coordinateSystem = System;
     Report.threads = Shares.threads;
     Report.memory = Shares.working;
-    Report.notes = Plan.notes;
+    Report.notes.insert(Report.notes.end(), Plan.notes.begin(), Plan.notes.end());
     for (const PlannedFile& file : Plan.files)
         Report.outputBytes += Lattice->cells() * file.bands.size() *
                               describeType(FixedType.value_or(file.bands.front().type)).bytes;

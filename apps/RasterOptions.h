@@ -31,6 +31,9 @@ struct RasterOptions {
     std::array<double, 2> origin = {};
     /// Moves the edges further, in cells.
     std::array<double, 2> shift = {};
+    /// A raster that takes the place of all these and of the bounds, and whose coordinate system is taken
+    /// too; empty for none.
+    std::string like;
 
     /// Bytes to work with; by default a half of the machine's memory.
     std::optional<std::uint64_t> memory;
