@@ -419,6 +419,12 @@ void RasterRun::rasterFiles(const Io::UnitReader& reader) {
     }
 }
 
+/// A mean of classes is none.
+bool hasClasses(const PlannedBand& band) {
+    const std::string request = band.request.substr(band.request.find('=') + 1);
+    return request.starts_with("Classification:") && !request.starts_with("Classification:Mean");
+}
+
 /// Nothing appears under its name before everything is complete.
 void RasterRun::finish() {
     for (Io::RasterWriter& writer : Writers) {
@@ -427,9 +433,13 @@ void RasterRun::finish() {
         if (!Bar.show("finishing", static_cast<std::uint64_t>(&writer - Writers.data()), Writers.size(), ""))
             throw Io::Interruption();
     }
-    if (!Options.preview.empty())
-        Io::makePreview(Writers.front().hiddenPath(),
-                        {0, Plan.files.front().bands.front().unit == "height", ""}, Options.preview);
+    if (!Options.preview.empty()) {
+        const PlannedBand& band = Plan.files.front().bands.front();
+        Io::PreviewOptions picture;
+        picture.relief = band.unit == "height";
+        picture.classes = hasClasses(band);
+        Io::makePreview(Writers.front().hiddenPath(), picture, Options.preview);
+    }
     Io::finishAll(Writers);
 }
 
