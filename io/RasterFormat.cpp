@@ -37,12 +37,7 @@ bool hasExtension(GDALDriver& driver, const std::string& extension) {
 }
 
 [[noreturn]] void failFormat(const std::string& driver, const std::string& what) {
-    registerAllDrivers();
-    std::vector<std::string> known;
-    for (int i = 0; i < GetGDALDriverManager()->GetDriverCount(); ++i)
-        if (GDALDriver& one = *GetGDALDriverManager()->GetDriver(i); makesFiles(one))
-            known.emplace_back(one.GetDescription());
-    std::sort(known.begin(), known.end());
+    const std::vector<std::string> known = rasterFormats();
     std::string all;
     for (const std::string& one : known)
         all += (all.empty() ? "" : ", ") + one;
@@ -50,6 +45,17 @@ bool hasExtension(GDALDriver& driver, const std::string& extension) {
 }
 
 } // namespace
+
+std::vector<std::string> rasterFormats() {
+    registerAllDrivers();
+    GDALDriverManager& drivers = *GetGDALDriverManager();
+    std::vector<std::string> names;
+    for (int i = 0; i < drivers.GetDriverCount(); ++i)
+        if (makesFiles(*drivers.GetDriver(i)))
+            names.emplace_back(drivers.GetDriver(i)->GetDescription());
+    std::sort(names.begin(), names.end());
+    return names;
+}
 
 std::string driverOf(const std::string& driver, const std::filesystem::path& output) {
     if (!driver.empty()) {

@@ -175,6 +175,13 @@ echo "${COMPREPLY[@]}"
     EXPECT_EQ("--sparse-limit\n", complete("raster in.las --sp"));
     EXPECT_EQ("-te\n", complete("raster -te"));
     EXPECT_EQ("UInt16 UInt32 UInt64\n", complete("raster -ot U"));
+    EXPECT_EQ("UInt16 UInt32 UInt64\n", complete("raster --type = U"));
+    EXPECT_EQ("GTiff\n", complete("raster --format GTi"));
+    EXPECT_EQ("celltype\n", complete("raster --band ce"));
+    // The shell takes words apart at colons, and wants the last part alone.
+    EXPECT_EQ("Mean Median\n", complete("raster --band Height : Me"));
+    EXPECT_EQ("Mean Median\n", complete("raster --band name = Height : Me"));
+    EXPECT_EQ("Mean Min Max Median MaxOccurrence Regression\n", complete("raster --band Height :"));
     EXPECT_EQ("bash zsh fish\n", complete("completion ''"));
     EXPECT_EQ("\n", complete("raster --scratch ''")) << "files are left to the shell";
 }
