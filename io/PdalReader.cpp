@@ -88,9 +88,8 @@ std::unique_ptr<PointSource> readWithPdal(const fs::path& path, const ReadOption
     const auto outcome = runProgram(conversion(path, converted, isCompressedLas),
                                     [&options] { return !options.report || options.report(0, 1); });
     if (!outcome && isCompressedLas)
-        throw InputError(name +
-                         ": is compressed (LAZ); install pdal, for example from conda-forge, and run this "
-                         "again, or decompress it with 'laszip' or 'pdal translate' elsewhere");
+        throw InputError(name + ": is compressed (LAZ); decompress it with 'laszip' or 'pdal translate', or "
+                                "install pdal, for example from conda-forge, and run this again");
     if (!outcome)
         throw InputError(name + ": is of no kind that can be read: LAS, PLY, a text (.xyz, .txt, .csv, .asc, "
                                 ".pts, .tsv) or a vector file; what pdal reads can be, once it is installed, "
