@@ -7,18 +7,25 @@
 #include <optional>
 
 #include <io/Errors.h>
+#include <io/Suggestion.h>
 #include <tilewright/raster/raster.h>
 #include <tilewright/values/StringUtil.h>
+
+#include "BandWords.h"
 
 namespace Tilewright::App {
 
 const Io::CloudField& requireField(const Io::PointCloud& cloud, const std::string& name) {
     if (const Io::CloudField* const field = cloud.findField(name))
         return *field;
-    std::string known;
+    std::vector<std::string> fields = {"Height", "X", "Y"};
     for (const Io::CloudField& field : cloud.fields())
-        known += ", " + field.name;
-    throw Io::InputError(cloud.name() + " has no field '" + name + "'; it has Height, X, Y" + known);
+        fields.push_back(field.name);
+    std::string known;
+    for (const std::string& field : fields)
+        known += (known.empty() ? "" : ", ") + field;
+    throw Io::InputError(cloud.name() + " has no field '" + name + "' among " + known +
+                         Io::nearestHint(name, fields));
 }
 
 namespace {
@@ -54,6 +61,14 @@ void checkRequest(const std::string& request, const std::string& asked) {
         raster(*none, *nothing, {request}, {1.0, 1.0, 0.0}, {}, {}, false, false, "", 0, nullptr);
     if (answer == "Wrong input: ")
         throw Io::UsageError("the request '" + asked + "' is not of the form FIELD:FILTER:DIRECTION");
+    if (answer.starts_with("Unknown filter")) {
+        std::string known;
+        for (const std::string& filter : filterWords())
+            known += (known.empty() ? "" : ", ") + filter;
+        const std::string filter = answer.substr(answer.find(": ") + 2);
+        throw Io::UsageError("'" + asked + "' can't be read: there is no filter '" + filter + "' among " +
+                             known + Io::nearestHint(filter, filterWords()));
+    }
     if (answer.starts_with("Unknown"))
         throw Io::UsageError("'" + asked + "' can't be read: " + answer);
 }

@@ -2,13 +2,19 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <sstream>
 
+#include <io/Suggestion.h>
+
+#include "BandWords.h"
 #include "Text.h"
 
 namespace Tilewright::App {
 
 const std::string oneOrTwoNumbers = "X [Y]";
+const std::string bandLabel = "BAND";
+const std::string requestLabel = "REQUEST";
 
 namespace {
 
@@ -42,6 +48,42 @@ NamedOption readOption(const CLI::App& command, const std::string& word) {
         named.value = word.substr(equals + 1);
     named.option = findOption(command, named.name);
     return named;
+}
+
+/// A word that is none of those there are.
+class UnknownWord : public CLI::ParseError {
+public:
+    explicit UnknownWord(const std::string& what)
+        : ParseError("UnknownWord", what, CLI::ExitCodes::ExtrasError) {}
+};
+
+/// Letters that are flags, one or several of them behind a dash.
+bool isLetters(const CLI::App& command, const std::string& word) {
+    return !word.starts_with("--") && std::all_of(word.begin() + 1, word.end(), [&](char letter) {
+        return std::ranges::any_of(command.get_options(), [&](const CLI::Option* option) {
+            return option->check_sname(std::string(1, letter));
+        });
+    });
+}
+
+/// A word that begins with a dash and is no option of the command.
+void checkOption(const CLI::App& command, const std::string& word) {
+    if (word.size() < 2 || word.front() != '-' || isLetters(command, word) || parseNumber(word))
+        return;
+    Words known;
+    for (const CLI::Option* option : optionsOf(command))
+        for (const std::string& name : spellings(*option))
+            known.push_back(name);
+    const std::string name = word.substr(0, word.find('='));
+    throw UnknownWord("there is no option " + name + Io::nearestHint(name, known));
+}
+
+/// Whether a word that follows the value of an option is one more: a band, and no file.
+bool isFurtherValue(const CLI::Option& option, const std::string& word) {
+    const std::string& label = option.get_type_name();
+    std::error_code ignored;
+    return (label == bandLabel || label == requestLabel) && looksLikeBand(word) &&
+           !std::filesystem::exists(word, ignored);
 }
 
 /// Appends text word by word, with line breaks and an indent where a line is full.
@@ -119,9 +161,9 @@ Words plainWords(const CLI::App& app, Words words) {
         }
         const NamedOption named = readOption(*command, words[i]);
         if (!named.option) {
-            if (command == &app)
-                if (const CLI::App* const found = findCommand(app, words[i]))
-                    command = found;
+            checkOption(*command, words[i]);
+            if (command == &app && !words[i].starts_with('-'))
+                command = &requireCommand(app, words[i]);
             plain.push_back(words[i]);
             continue;
         }
@@ -144,6 +186,8 @@ Words plainWords(const CLI::App& app, Words words) {
         plain.push_back(words[i]);
         for (int rest = named.option->get_type_size() - 1; rest > 0 && i + 1 < words.size(); --rest)
             plain.push_back(words[++i]);
+        while (i + 1 < words.size() && isFurtherValue(*named.option, words[i + 1]))
+            plain.insert(plain.end(), {"--" + named.name, words[++i]});
     }
     return plain;
 }
@@ -176,6 +220,18 @@ const CLI::App* findCommand(const CLI::App& app, const std::string& name) {
         if (command->get_name() == name)
             return command;
     return nullptr;
+}
+
+const CLI::App& requireCommand(const CLI::App& app, const std::string& name) {
+    if (const CLI::App* const found = findCommand(app, name))
+        return *found;
+    Words known;
+    for (const CLI::App* command : commandsOf(app))
+        known.push_back(command->get_name());
+    std::string hint = Io::nearestHint(name, known);
+    if (hint.empty())
+        hint = "; there are " + join(known, ", ");
+    throw UnknownWord("there is no command '" + name + "'" + hint);
 }
 
 std::vector<const CLI::Option*> optionsOf(const CLI::App& command) {

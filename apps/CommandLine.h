@@ -29,8 +29,13 @@ CLI::Option* addPositionals(CLI::App& command, const std::string& name, const st
 /// meant that is not called so.
 extern const std::string oneOrTwoNumbers;
 
+/// The labels of the options whose value is a band. Further bands may follow the first one.
+extern const std::string bandLabel;
+extern const std::string requestLabel;
+
 /// Words that CLI11 reads as they are meant here: -name as --name, and --name=value in two words. The first
-/// is that behind the name of the program.
+/// is that after the name of the program. Throws CLI::ParseError for an option or a command that there is
+/// not, with the one that may be meant.
 Words plainWords(const CLI::App& app, Words words);
 
 /// The names of an option, as the help shows them: "--cell", "-tr".
@@ -40,6 +45,8 @@ Words choicesOf(const std::string& label);
 std::vector<const CLI::App*> commandsOf(const CLI::App& app);
 /// Null if there is none of that name.
 const CLI::App* findCommand(const CLI::App& app, const std::string& name);
+/// Throws CLI::ParseError if there is none, with those there are.
+const CLI::App& requireCommand(const CLI::App& app, const std::string& name);
 /// Those that are not hidden, positionals last.
 std::vector<const CLI::Option*> optionsOf(const CLI::App& command);
 

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <memory>
 
+#include <io/RasterFormat.h>
+
+#include "BandWords.h"
 #include "CommandLine.h"
 
 namespace Tilewright::App {
@@ -33,6 +36,23 @@ std::string quoted(const std::string& text) {
 
 bool isFlag(const CLI::Option& option) { return option.get_items_expected_max() == 0; }
 
+/// Bands that any scan has; the fields of a file are not known here.
+Words commonBands() {
+    Words bands = bandWords();
+    for (const char* const field : {"Height", "Intensity", "Classification", "ReturnNumber"})
+        for (const std::string& filter : filterWords())
+            if (filter != "Regression" || field == std::string("Height"))
+                bands.push_back(std::string(field) + ":" + filter);
+    return bands;
+}
+
+/// The values of an option, as far as they can be told.
+Words valuesOf(const CLI::Option& option) {
+    if (option.get_type_name() == bandLabel)
+        return commonBands();
+    return option.check_lname("format") ? Io::rasterFormats() : choicesOf(option.get_type_name());
+}
+
 Words namesOf(const std::vector<const CLI::App*>& commands) {
     Words names;
     for (const CLI::App* command : commands)
@@ -43,7 +63,18 @@ Words namesOf(const std::vector<const CLI::App*>& commands) {
 void printBash(std::ostream& out, const CLI::App& app) {
     out << R"(# Completion of tilewright for bash.
 _tilewright() {
-    local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]} command= word
+    local cur=${COMP_WORDS[COMP_CWORD]} whole=${COMP_WORDS[COMP_CWORD]} i=$COMP_CWORD command= word
+    # Words come in parts, taken apart at colons and equals signs.
+    while ((i > 1)) && [[ ${COMP_WORDS[i]} == : || ${COMP_WORDS[i - 1]} == : ]]; do
+        ((i -= 1))
+        whole=${COMP_WORDS[i]}$whole
+    done
+    local prev=${COMP_WORDS[i - 1]} head=${whole%"$cur"}
+    [[ $cur == : ]] && head=$whole
+    if [[ $prev == = && $i -gt 2 ]]; then
+        prev=${COMP_WORDS[i - 2]}
+        [[ $prev == -* || $i -lt 4 ]] || prev=${COMP_WORDS[i - 3]}
+    fi
     for word in "${COMP_WORDS[@]:1:COMP_CWORD - 1}"; do
         if [[ $word != -* ]]; then
             command=$word
@@ -61,7 +92,7 @@ _tilewright() {
         for (const CLI::Option* option : optionsOf(*command)) {
             const Words spelt = spellings(*option);
             names.insert(names.end(), spelt.begin(), spelt.end());
-            const Words choices = choicesOf(option->get_type_name());
+            const Words choices = valuesOf(*option);
             if (choices.empty())
                 continue;
             Words cases;
@@ -89,19 +120,12 @@ _tilewright() {
             ;;
     esac
     if [[ -n $words ]]; then
-        mapfile -t COMPREPLY < <(compgen -W "$words" -- "$cur")
+        mapfile -t COMPREPLY < <(compgen -W "$words" -- "$whole")
+        COMPREPLY=("${COMPREPLY[@]#"$head"}")
     fi
 }
 complete -o default -F _tilewright tilewright
 )";
-}
-
-std::string zshAction(const std::string& label) {
-    if (const Words choices = choicesOf(label); !choices.empty())
-        return "(" + joined(choices, " ") + ")";
-    if (label.find("FILE") != std::string::npos || label.find("INPUT") != std::string::npos)
-        return "_files";
-    return label == "FOLDER" ? "_files -/" : "";
 }
 
 /// With a backslash before what _arguments takes for its own.
@@ -112,10 +136,19 @@ std::string zshText(const std::string& text) {
     return result;
 }
 
+std::string zshAction(const CLI::Option& option) {
+    if (const Words values = valuesOf(option); !values.empty())
+        return "(" + zshText(joined(values, " ")) + ")";
+    const std::string label = option.get_type_name();
+    if (label.find("FILE") != std::string::npos || label.find("INPUT") != std::string::npos)
+        return "_files";
+    return label == "FOLDER" ? "_files -/" : "";
+}
+
 /// An option in the language of _arguments.
 std::string zshSpec(const CLI::Option& option) {
     const std::string label = option.get_type_name();
-    const std::string value = ":" + zshText(label) + ":" + zshAction(label);
+    const std::string value = ":" + zshText(label) + ":" + zshAction(option);
     if (option.get_positional())
         return quoted((choicesOf(label).empty() ? "*" : "1") + value);
     std::string values;
@@ -151,8 +184,8 @@ void printZsh(std::ostream& out, const CLI::App& app) {
 
 std::string fishValues(const CLI::Option& option) {
     const std::string label = option.get_type_name();
-    if (const Words choices = choicesOf(label); !choices.empty())
-        return " -x -a " + quoted(joined(choices, " "));
+    if (const Words values = valuesOf(option); !values.empty())
+        return " -x -a " + quoted(joined(values, " "));
     if (label == "FILE")
         return " -r -F";
     return label == "FOLDER" ? " -x -a '(__fish_complete_directories)'" : " -x";

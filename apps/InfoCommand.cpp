@@ -64,7 +64,7 @@ std::string areaText(double area) {
 std::string rasterCommand(const InfoOptions& options, double cell) {
     std::string command = "tilewright raster";
     for (const std::string& input : options.inputs)
-        command += " " + shellWord(input);
+        command += " " + shellWord((input.starts_with('-') ? "./" : "") + input);
     return command + " heights.tif --cell " + exactNumber(cell);
 }
 
@@ -175,14 +175,23 @@ void printJson(std::ostream& out, const InfoOptions& options, const Io::PointClo
     json.endObject();
 }
 
-/// Bounds and density make little sense then, but the user may want to know just which file it is.
-void noteOtherSystems(const Io::PointCloud& cloud) {
+std::vector<const Io::PointSource*> inOtherSystems(const Io::PointCloud& cloud) {
+    std::vector<const Io::PointSource*> others;
     for (const auto& source : cloud.sources()) {
         const std::string system = source->coordinateSystem();
         if (!system.empty() && !Io::isSameCoordinateSystem(system, cloud.coordinateSystem()))
-            std::cerr << oneLine("tilewright: note: " + source->name() +
-                                 " is in another coordinate system, " + Io::systemName(system))
-                      << std::endl;
+            others.push_back(source.get());
+    }
+    return others;
+}
+
+/// Bounds and density make little sense then, but the user may want to know just which file it is.
+void noteOtherSystems(const Io::PointCloud& cloud) {
+    for (const Io::PointSource* const source : inOtherSystems(cloud)) {
+        const std::string system = source->coordinateSystem();
+        std::cerr << oneLine("tilewright: note: " + source->name() + " is in another coordinate system, " +
+                             Io::systemName(system))
+                  << std::endl;
     }
 }
 
@@ -204,6 +213,9 @@ Found examine(const InfoOptions& options) {
         options.threads != 0 ? options.threads : std::max(1U, std::thread::hardware_concurrency());
     CloudSummary summary = summarise(cloud, threads, show("reading"));
     cloud.checkUnchanged();
+    // No raster is made of them.
+    if (!inOtherSystems(cloud).empty())
+        summary.cell.reset();
     return {std::move(cloud), std::move(summary)};
 }
 

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <memory>
 
+#include "BandWords.h"
 #include "CommandLine.h"
 #include "Text.h"
 
@@ -98,6 +100,16 @@ void checkCreationOptions(const Words& options) {
                                        "want KEY=VALUE, for example COMPRESS=LZW, and not '" + option + "'");
 }
 
+/// A band that no option is in front of would be taken for a file.
+void checkFiles(const Words& files) {
+    for (const std::string& file : files) {
+        std::error_code ignored;
+        if (looksLikeBand(file) && !std::filesystem::exists(file, ignored))
+            throw CLI::ValidationError("raster", "'" + file + "' looks like a band; ask for it with --band " +
+                                                     file + ", or write ./" + file + " if it is a file");
+    }
+}
+
 /// "NxM", each from 1 to 1000.
 void checkFragments(const std::string& word) {
     const std::size_t cross = std::min(word.find('x'), word.size());
@@ -112,14 +124,15 @@ void checkFragments(const std::string& word) {
 
 void addBandOptions(CLI::App& command, RasterOptions& options) {
     addRepeatable(
-        command, "--band", "BAND",
+        command, "--band", bandLabel,
         "What a band shows: FIELD:FILTER, for example Height:Mean, or count, density, rgb, celltype or "
-        "alpha; behind NAME= it has a name of its own. Fields are Height, X, Y and what tilewright "
-        "info lists, filters Mean, Min, Max, Median, MaxOccurrence and Regression. Repeatable "
+        "alpha; after NAME= it has a name of its own. Fields are Height, X, Y and what tilewright "
+        "info lists, filters Mean, Min, Max, Median, MaxOccurrence and Regression. One or several; "
+        "repeatable "
         "(default Height:Mean)",
         options.bands);
     addRepeatable(
-        command, "--request", "REQUEST",
+        command, "--request", requestLabel,
         "A band as the library makes it, with its narrow sums and bounds: FIELD:FILTER:DIRECTION, or "
         "CellType, Density or Alpha. Heights are asked for as Positions; directions are Xdir, Ydir, "
         "Zdir and All. Repeatable",
@@ -144,6 +157,12 @@ void addGridOptions(CLI::App& command, RasterOptions& options) {
               [&options](const Words& words) { options.origin = readPair("--origin", words); });
     addOption(command, "--shift", "X Y", 2, "Move the cell edges further, in cells (default 0 0)",
               [&options](const Words& words) { options.shift = readPair("--shift", words); });
+    CLI::Option* const like =
+        addOption(command, "--like", "FILE", 1,
+                  "Cell size, edges, bounds and coordinate system as this raster has them",
+                  [&options](const Words& words) { options.like = words[0]; });
+    for (const char* const other : {"--cell", "--origin", "--shift", "--bounds"})
+        like->excludes(other);
     addOption(command, "--sparse-limit", "N", 1,
               "Cells with at most so many points are without data (default 0)",
               [&options](const Words& words) {
@@ -229,6 +248,7 @@ void addRasterCommand(CLI::App& app, std::function<void(const RasterArguments&)>
     addReportOptions(command, state->arguments);
     command.callback([state, run = std::move(run)] {
         const Words& files = state->files;
+        checkFiles(files);
         if (files.size() < 2)
             throw CLI::ValidationError("raster", "wants an input and an output");
         state->arguments.options.inputs.assign(files.begin(), files.end() - 1);

@@ -11,6 +11,7 @@
 
 #include <io/CoordinateSystem.h>
 #include <io/Errors.h>
+#include <io/ExistingRaster.h>
 #include <io/OutputGuard.h>
 #include <io/Preview.h>
 #include <io/RasterFormat.h>
@@ -38,18 +39,32 @@ std::uint64_t bytesOf(const std::vector<fs::path>& files) {
     return bytes;
 }
 
+Io::LatticeAxis::Request requestOf(const RasterOptions& options, const Io::PointBounds& bounds,
+                                   std::size_t axis) {
+    Io::LatticeAxis::Request wanted;
+    wanted.low = bounds.low[axis];
+    wanted.high = bounds.high[axis];
+    wanted.cell = options.cell[axis];
+    wanted.origin = options.origin[axis] + std::fmod(options.shift[axis], 1.0) * options.cell[axis];
+    if (options.bounds)
+        wanted.bounds = {{(*options.bounds)[axis], (*options.bounds)[axis + 2]}};
+    return wanted;
+}
+
+/// With the bounds moved onto the very edges to which they are nearest.
+Io::LatticeAxis::Request settled(Io::LatticeAxis::Request wanted) {
+    auto& [low, high] = *wanted.bounds;
+    low += wanted.cell / 4.0;
+    high -= wanted.cell / 4.0;
+    const Io::LatticeAxis axis(wanted);
+    low = axis.edge(0);
+    high = axis.edge(static_cast<std::int64_t>(axis.cells()));
+    return wanted;
+}
+
 Io::BlockLattice makeLattice(const RasterOptions& options, const Io::PointBounds& bounds) {
-    const auto request = [&](std::size_t axis) {
-        Io::LatticeAxis::Request wanted;
-        wanted.low = bounds.low[axis];
-        wanted.high = bounds.high[axis];
-        wanted.cell = options.cell[axis];
-        wanted.origin = options.origin[axis] + std::fmod(options.shift[axis], 1.0) * options.cell[axis];
-        if (options.bounds)
-            wanted.bounds = {{(*options.bounds)[axis], (*options.bounds)[axis + 2]}};
-        return wanted;
-    };
-    return {request(0), request(1)};
+    const auto x = requestOf(options, bounds, 0), y = requestOf(options, bounds, 1);
+    return options.like.empty() ? Io::BlockLattice(x, y) : Io::BlockLattice(settled(x), settled(y));
 }
 
 /// West, south, east, north.
@@ -143,6 +158,8 @@ public:
 
 private:
     void open();
+    void takeLike();
+    void noteBounds();
     void plan();
     void stackFiles();
     void checkOutputs();
@@ -171,7 +188,9 @@ private:
         return folder.empty() ? fs::path(".") : folder;
     }
 
-    const RasterOptions& Options;
+    RasterOptions Options;
+    /// The raster that this one is to be like.
+    std::optional<Io::RasterGeometry> Like;
     ProgressBar& Bar;
     std::vector<fs::path> Inputs;
     std::uint64_t MappedBytes = 0;
@@ -209,8 +228,48 @@ void RasterRun::open() {
     Cloud = std::make_unique<Io::PointCloud>(Inputs, cloudOptions, !System.empty());
     if (System.empty())
         System = Cloud->coordinateSystem();
+    if (!Options.like.empty())
+        takeLike();
     if (Cloud->pointCount() == 0 && !Options.bounds)
         throw Io::InputError(Cloud->name() + " has no points");
+}
+
+void RasterRun::takeLike() {
+    Like = Io::geometryOf(Options.like);
+    const auto width = static_cast<double>(Like->width), height = static_cast<double>(Like->height);
+    const double south = Like->north - height * Like->pixelHeight;
+    Options.cell = {Like->pixelWidth, Like->pixelHeight};
+    Options.origin = {Like->west, Like->north};
+    Options.bounds = {{Like->west, south, Like->west + width * Like->pixelWidth, Like->north}};
+    if (Like->wkt.empty() || !Options.coordinateSystem.empty())
+        return;
+    // One of them may say nothing about heights.
+    const bool isPartly = Io::isSameWithoutHeights(System, Like->wkt) &&
+                          (Io::verticalUnitOf(System).empty() || Io::verticalUnitOf(Like->wkt).empty());
+    if (!System.empty() && !isPartly && !Io::isSameCoordinateSystem(System, Like->wkt))
+        throw Io::InputError(Cloud->name() + " is in " + Io::systemName(System) + ", and " + Options.like +
+                             " in " + Io::systemName(Like->wkt) + "; --srs would override both");
+    if (System.empty() || Io::verticalUnitOf(System).empty())
+        System = Like->wkt;
+}
+
+/// Cells lie where their edges are multiples of their size, whatever the bounds.
+void RasterRun::noteBounds() {
+    if (!Options.bounds || Like)
+        return;
+    const std::array<double, 4> extent = extentOf(*Lattice);
+    const std::array<double, 4>& bounds = *Options.bounds;
+    bool isOff = false;
+    for (std::size_t i = 0; i < extent.size(); ++i)
+        isOff |= std::fabs(extent[i] - bounds[i]) > 1e-6 * Options.cell[i % 2];
+    if (!isOff)
+        return;
+    std::string spans;
+    for (const double edge : extent)
+        spans += " " + roundedNumber(edge, 15);
+    Report.notes.push_back("the bounds do not lie on edges of cells, so that the raster spans" + spans +
+                           "; --origin " + exactNumber(bounds[0]) + " " + exactNumber(bounds[1]) +
+                           " would put edges on the first two of them");
 }
 
 void RasterRun::plan() {
@@ -219,7 +278,10 @@ void RasterRun::plan() {
     Index = Io::indexCloud(*Cloud, fieldsToMeasure(wanted, *Cloud), threadsWanted(Options),
                            reportAs("measuring"));
     Lattice = makeLattice(Options, Index.bounds);
+    if (Like && (Lattice->x().cells() != Like->width || Lattice->y().cells() != Like->height))
+        throw Io::InputError(Options.like + ": its cells are too small for its coordinates");
     checkCells(*Lattice, *Cloud);
+    noteBounds();
     Plan = planBands(wanted, *Cloud, Index, FixedType);
     Plan.grid.needs.selection = selection;
     Shares = shareOut(Options, Plan, MappedBytes);
@@ -285,6 +347,10 @@ Io::RasterDescription RasterRun::describe(const PlannedFile& file, const NoDataC
     const std::array<double, 4> extent = extentOf(*Lattice);
     description.geometry = {Lattice->x().cells(),    Lattice->y().cells(),    extent[0], extent[3],
                             Lattice->x().cellSize(), Lattice->y().cellSize(), System};
+    if (Like) {
+        description.geometry = *Like;
+        description.geometry.wkt = System;
+    }
     description.type = choice.type();
     if (file.hasNoData)
         description.nodata = Options.nodata ? std::optional<Io::NoData>(*Options.nodata) : choice.value();
@@ -328,6 +394,9 @@ std::vector<fs::path> RasterRun::allPlaces() const {
 /// Rasters until no cell with data has the value of those without: mostly once.
 void RasterRun::rasterFiles(const Io::UnitReader& reader) {
     Io::RasterJob job{Plan.grid, Plan.requests, Options.sparseLimit, {}, Shares.threads};
+    job.pointsOfWindow = Shares.points;
+    // Half of what sorting may take can still be in use.
+    job.memoryForPlanes = Shares.sorting / (Report.sorted ? 2 : 1);
     std::vector<NoDataChoice> choices;
     for (std::size_t f = 0; f < Plan.files.size(); ++f) {
         const PlannedFile& file = Plan.files[f];
@@ -428,6 +497,12 @@ void RasterRun::rasterUnchangedCloud() {
     Cloud->checkUnchanged();
 }
 
+/// A mean of classes is none.
+bool hasClasses(const PlannedBand& band) {
+    const std::string request = band.request.substr(band.request.find('=') + 1);
+    return request.starts_with("Classification:") && !request.starts_with("Classification:Mean");
+}
+
 /// Nothing appears under its name before everything is complete.
 void RasterRun::finish() {
     for (Io::RasterWriter& writer : Writers) {
@@ -438,10 +513,13 @@ void RasterRun::finish() {
             throw Io::Interruption();
     }
     std::optional<Io::PendingPreview> preview;
-    if (!Options.preview.empty())
-        preview.emplace(Writers.front().hiddenPath(),
-                        Io::PreviewOptions{0, Plan.files.front().bands.front().unit == "height", ""},
-                        Options.preview, Guard);
+    if (!Options.preview.empty()) {
+        const PlannedBand& band = Plan.files.front().bands.front();
+        Io::PreviewOptions picture;
+        picture.relief = band.unit == "height";
+        picture.classes = hasClasses(band);
+        preview.emplace(Writers.front().hiddenPath(), picture, Options.preview, Guard);
+    }
     Io::finishAll(Writers, preview ? &*preview : nullptr);
 }
 
@@ -461,6 +539,7 @@ void RasterRun::reportBands() {
                     report.nodata = asNumber(*Descriptions[f].nodata);
                 const Io::BandStatistics statistics = Writers[f].statistics(b);
                 report.filled = statistics.count;
+                report.filledHoles = statistics.filledHoles;
                 if (statistics.count != 0) {
                     report.range = {{statistics.least, statistics.greatest}};
                     report.mean = statistics.mean;
@@ -485,7 +564,7 @@ RasterReport RasterRun::run() {
     Report.coordinateSystem = System;
     Report.threads = Shares.threads;
     Report.memory = Shares.working;
-    Report.notes = Plan.notes;
+    Report.notes.insert(Report.notes.end(), Plan.notes.begin(), Plan.notes.end());
     for (const PlannedFile& file : Plan.files)
         Report.outputBytes += Lattice->cells() * file.bands.size() *
                               describeType(FixedType.value_or(file.bands.front().type)).bytes;

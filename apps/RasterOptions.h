@@ -31,6 +31,9 @@ struct RasterOptions {
     std::array<double, 2> origin = {};
     /// Moves the edges further, in cells.
     std::array<double, 2> shift = {};
+    /// A raster that takes the place of all these and of the bounds, and whose coordinate system is taken
+    /// too; empty for none.
+    std::string like;
 
     /// Bytes to work with; by default a half of the machine's memory.
     std::optional<std::uint64_t> memory;
@@ -71,6 +74,8 @@ struct BandReport {
     /// Of cells without data; none where every value stands for itself.
     std::optional<double> nodata;
     std::uint64_t filled = 0;
+    /// Cells without data that were given some, as they lie near others.
+    std::uint64_t filledHoles = 0;
     /// Of the cells with data; none if there is no number among them.
     std::optional<std::array<double, 2>> range;
     std::optional<double> mean;

@@ -62,6 +62,8 @@ void printBand(std::ostream& out, const RasterReport& report, const BandReport& 
     else
         out << ", " << roundedNumber((*band.range)[0], valueDigits) << " to "
             << roundedNumber((*band.range)[1], valueDigits) << (unit.empty() ? "" : " ") << unit;
+    if (band.filledHoles != 0)
+        out << ", " << counted(band.filledHoles, "cell") << " filled from those around";
     out << "\n";
 }
 
@@ -74,6 +76,7 @@ void writeBand(JsonWriter& json, const BandReport& band) {
     json.member("unit", band.unit);
     json.member("nodata", band.nodata);
     json.member("filled", band.filled);
+    json.member("filledHoles", band.filledHoles);
     json.member("min", band.range ? std::optional((*band.range)[0]) : std::nullopt);
     json.member("max", band.range ? std::optional((*band.range)[1]) : std::nullopt);
     json.member("mean", band.mean);

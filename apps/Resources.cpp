@@ -25,8 +25,15 @@ double bytesPerPoint(const Column& column) {
     return Io::visitFieldType(column.type, []<class T>() { return static_cast<double>(sizeof(T)); });
 }
 
-/// What a thread takes: the points of a window, up to a certain number, and cells.
-double bytesPerThread(const BandPlan& plan) {
+struct ThreadNeeds {
+    double perPoint;
+    /// However many points there are.
+    double base;
+
+    double bytes(std::uint64_t points) const { return base + static_cast<double>(points) * perPoint; }
+};
+
+ThreadNeeds needsOfThread(const BandPlan& plan) {
     // Ordinals and cell numbers of the library.
     double perPoint = 8.0;
     for (const Column& column : plan.grid.columns)
@@ -34,8 +41,7 @@ double bytesPerThread(const BandPlan& plan) {
     // The library's arrays, and the tiles of a few blocks that wait to be written.
     const double perCell = 16.0 + 4.0 * sizeof(double) * static_cast<double>(plan.requests.size());
     constexpr auto cells = static_cast<double>(Io::BlockLattice::blockSide * Io::BlockLattice::blockSide);
-    // Arrays grow by steps, and estimates of points are estimates.
-    return 1.25 * Io::mostPointsAtATime * perPoint + cells * perCell;
+    return {perPoint, cells * perCell};
 }
 
 } // namespace
@@ -50,12 +56,16 @@ unsigned threadsWanted(const RasterOptions& options) {
 
 Resources shareOut(const RasterOptions& options, const BandPlan& plan, std::uint64_t taken) {
     const std::uint64_t memory = memoryToUse(options) - taken;
-    const double perThread = bytesPerThread(plan);
+    const ThreadNeeds needs = needsOfThread(plan);
     Resources shares;
     // Half of the memory has to do for the threads, or there are fewer of them.
-    shares.threads = static_cast<unsigned>(std::clamp(static_cast<double>(memory) / 2.0 / perThread, 1.0,
-                                                      static_cast<double>(threadsWanted(options))));
-    shares.working = static_cast<std::uint64_t>(perThread * shares.threads);
+    const double half = static_cast<double>(memory) / 2.0;
+    shares.threads = static_cast<unsigned>(
+        std::clamp(half / needs.bytes(shares.points), 1.0, static_cast<double>(threadsWanted(options))));
+    constexpr double fewestPoints = 1 << 16;
+    shares.points = static_cast<std::uint64_t>(
+        std::clamp((half - needs.base) / needs.perPoint, fewestPoints, static_cast<double>(shares.points)));
+    shares.working = static_cast<std::uint64_t>(needs.bytes(shares.points) * shares.threads);
     shares.sorting = memory - std::min(memory / 4 * 3, shares.working);
     return shares;
 }

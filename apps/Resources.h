@@ -8,6 +8,8 @@ namespace Tilewright::App {
 
 struct Resources {
     unsigned threads = 1;
+    /// That a thread loads at a time, of more than one cell.
+    std::uint64_t points = Io::mostPointsAtATime;
     /// Bytes for points that have to be sorted.
     std::uint64_t sorting = 0;
     /// Bytes that the threads take at their peak, roughly.
@@ -17,7 +19,8 @@ struct Resources {
 std::uint64_t memoryToUse(const RasterOptions& options);
 unsigned threadsWanted(const RasterOptions& options);
 
-/// Takes fewer threads than wanted where memory is short. `taken` is what mapped files take of it.
+/// Takes fewer threads than wanted where memory is short, and fewer points at a time where it is shorter.
+/// `taken` is what mapped files take of it.
 Resources shareOut(const RasterOptions& options, const BandPlan& plan, std::uint64_t taken);
 
 } // namespace Tilewright::App

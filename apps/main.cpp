@@ -89,11 +89,9 @@ void addHelpCommand(CLI::App& app) {
                         *words);
     command.footer("Examples:\n  tilewright help raster");
     command.callback([&app, words] {
-        const CLI::App* about = &app;
-        if (!words->empty())
-            about = App::findCommand(app, words->front());
-        if (!about || words->size() > 1)
-            throw CLI::ExtrasError("help", *words);
+        if (words->size() > 1)
+            throw CLI::ValidationError("help", "wants a single command");
+        const CLI::App* const about = words->empty() ? &app : &App::requireCommand(app, words->front());
         // Not App::help(): that would tell about the command that runs.
         const std::string name = about == &app ? app.get_name() : app.get_name() + " " + about->get_name();
         std::cout << app.get_formatter()->make_help(about, name, CLI::AppFormatMode::Normal);
@@ -101,13 +99,13 @@ void addHelpCommand(CLI::App& app) {
 }
 
 /// Wrong usage, with a hint at where the right one stands.
-int failUsage(const CLI::App& app, const std::string& what) {
-    const auto commands = app.get_subcommands();
-    const std::string name = commands.empty() ? "" : " " + commands.front()->get_name();
+int failUsage(const CLI::App& app, const std::string& command, const std::string& what) {
+    const std::string name = App::findCommand(app, command) ? " " + command : "";
     return fail(what + "; see tilewright" + name + " --help", wrongUsage);
 }
 
 int run(CLI::App& app, App::Words words) {
+    const std::string command = words.empty() ? "" : words.front();
     try {
         words = App::plainWords(app, std::move(words));
         std::ranges::reverse(words);
@@ -117,7 +115,7 @@ int run(CLI::App& app, App::Words words) {
     } catch (const CLI::Success& asked) {
         app.exit(asked);
     } catch (const CLI::ParseError& wrong) {
-        return failUsage(app, wrong.what());
+        return failUsage(app, command, wrong.what());
     } catch (const Io::UsageError& wrong) {
         return fail(wrong.what(), wrongUsage);
     } catch (const std::bad_alloc&) {

@@ -1,5 +1,6 @@
-# Debian packages: `tilewright` with the program, `libtilewright-dev` with what clients build against, and, from a
-# build with shared libraries, these in a package named after the interface that they keep.
+# Debian packages: `tilewright` with the program, `libtilewright-dev` with what clients of the library build against,
+# `libtilewright-io-dev` with what those of io need besides, GDAL among it, and, from a build with shared libraries, these
+# in packages named after the interface that they keep.
 set(CPACK_PACKAGE_VENDOR Tilewright)
 set(CPACK_PACKAGE_CONTACT "Tilewright developers")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
@@ -18,9 +19,15 @@ set(CPACK_COMPONENTS_ALL development)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libtilewright-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
-  "The headers, the libraries and the CMake and pkg-config files that a client builds against.")
+  "The headers, the library and the CMake and pkg-config files that a client builds against.")
+
 if(TARGET tilewright_io)
-  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS libgdal-dev)
+  list(APPEND CPACK_COMPONENTS_ALL io_development)
+  set(CPACK_DEBIAN_IO_DEVELOPMENT_PACKAGE_NAME libtilewright-io-dev)
+  set(CPACK_DEBIAN_IO_DEVELOPMENT_PACKAGE_SECTION libdevel)
+  set(CPACK_DEBIAN_IO_DEVELOPMENT_PACKAGE_DEPENDS "libtilewright-dev (= ${PROJECT_VERSION}), libgdal-dev")
+  set(CPACK_COMPONENT_IO_DEVELOPMENT_DESCRIPTION
+    "What a client builds against, besides, who reads point clouds and writes rasters.")
 endif()
 
 if(TARGET tilewright_program)
@@ -32,15 +39,31 @@ if(TARGET tilewright_program)
     "Reduces files of points to files of pixels, field by field: means, extremes, medians, planes.")
 endif()
 
+# Adds to what the package of a component depends on.
+function(add_dependency component package)
+  list(APPEND CPACK_DEBIAN_${component}_PACKAGE_DEPENDS "${package} (= ${PROJECT_VERSION})")
+  list(JOIN CPACK_DEBIAN_${component}_PACKAGE_DEPENDS ", " joined)
+  set(CPACK_DEBIAN_${component}_PACKAGE_DEPENDS ${joined} PARENT_SCOPE)
+endfunction()
+
 if(BUILD_SHARED_LIBS)
+  set(interface ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
   list(APPEND CPACK_COMPONENTS_ALL libraries)
-  set(CPACK_DEBIAN_LIBRARIES_PACKAGE_NAME libtilewright${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+  set(CPACK_DEBIAN_LIBRARIES_PACKAGE_NAME libtilewright${interface})
   set(CPACK_DEBIAN_LIBRARIES_PACKAGE_SECTION libs)
-  set(CPACK_COMPONENT_LIBRARIES_DESCRIPTION "The shared libraries that programs load.")
-  foreach(component IN ITEMS DEVELOPMENT PROGRAM)
-    list(APPEND CPACK_DEBIAN_${component}_PACKAGE_DEPENDS "${CPACK_DEBIAN_LIBRARIES_PACKAGE_NAME} (= ${PROJECT_VERSION})")
-    list(JOIN CPACK_DEBIAN_${component}_PACKAGE_DEPENDS ", " CPACK_DEBIAN_${component}_PACKAGE_DEPENDS)
-  endforeach()
+  set(CPACK_COMPONENT_LIBRARIES_DESCRIPTION "The shared library that programs load.")
+  add_dependency(DEVELOPMENT libtilewright${interface})
+  if(TARGET tilewright_io)
+    list(APPEND CPACK_COMPONENTS_ALL io_libraries)
+    set(CPACK_DEBIAN_IO_LIBRARIES_PACKAGE_NAME libtilewright-io${interface})
+    set(CPACK_DEBIAN_IO_LIBRARIES_PACKAGE_SECTION libs)
+    set(CPACK_COMPONENT_IO_LIBRARIES_DESCRIPTION "The shared library that reads point clouds and writes rasters.")
+    add_dependency(IO_LIBRARIES libtilewright${interface})
+    add_dependency(IO_DEVELOPMENT libtilewright-io${interface})
+  endif()
+  if(TARGET tilewright_program)
+    add_dependency(PROGRAM libtilewright-io${interface})
+  endif()
 endif()
 
 include(CPack)

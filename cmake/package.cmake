@@ -31,9 +31,10 @@ set(TILEWRIGHT_PACKAGE_HAS_IO OFF)
 if(TARGET tilewright_io)
   set(TILEWRIGHT_PACKAGE_HAS_IO ON)
   set_target_properties(tilewright_io PROPERTIES EXPORT_NAME io INSTALL_RPATH "$ORIGIN")
+  set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME io_development)
   install(TARGETS tilewright_io EXPORT tilewrightIoTargets
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libraries NAMELINK_COMPONENT development
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT io_libraries NAMELINK_COMPONENT io_development
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
     FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tilewright-io
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tilewright-io)
@@ -44,6 +45,7 @@ if(TARGET tilewright_io)
     set(gdal_if_static "")
   endif()
   install_pkgconfig(tilewright-io)
+  set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
   add_dependencies(tilewright_shipped tilewright_io)
 endif()
 

@@ -250,7 +250,9 @@ std::string coordinateSystemFromGeoKeys(const GeoKeys& keys) {
     return system ? asWkt2(*system) : std::string();
 }
 
-bool isSameCoordinateSystem(std::string_view a, std::string_view b) {
+namespace {
+
+bool isSame(std::string_view a, std::string_view b, bool withHeights) {
     if (a == b)
         return true;
     const GdalMessages unheard;
@@ -258,11 +260,21 @@ bool isSameCoordinateSystem(std::string_view a, std::string_view b) {
     if (first.importFromWkt(std::string(a).c_str()) != OGRERR_NONE ||
         second.importFromWkt(std::string(b).c_str()) != OGRERR_NONE)
         return false;
+    if (!withHeights) {
+        first.StripVertical();
+        second.StripVertical();
+    }
     const std::array options = {"CRITERION=EQUIVALENT_EXCEPT_AXIS_ORDER_GEOGCRS",
                                 "IGNORE_DATA_AXIS_TO_SRS_AXIS_MAPPING=YES",
                                 static_cast<const char*>(nullptr)};
     return first.IsSame(&second, options.data()) != FALSE;
 }
+
+} // namespace
+
+bool isSameCoordinateSystem(std::string_view a, std::string_view b) { return isSame(a, b, true); }
+
+bool isSameWithoutHeights(std::string_view a, std::string_view b) { return isSame(a, b, false); }
 
 std::string coordinateSystemFromUser(const std::string& text) {
     const bool codes = !text.empty() && text.find_first_not_of("0123456789+") == std::string::npos;

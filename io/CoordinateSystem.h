@@ -35,6 +35,9 @@ TILEWRIGHT_API std::string coordinateSystemFromGeoKeys(const GeoKeys& keys);
 /// order their axes are named.
 TILEWRIGHT_API bool isSameCoordinateSystem(std::string_view a, std::string_view b);
 
+/// Whether both are the same, heights left out of account.
+TILEWRIGHT_API bool isSameWithoutHeights(std::string_view a, std::string_view b);
+
 /// What a person writes: EPSG:25832, EPSG:25832+5783 or the numbers alone, WKT of either generation, a PROJ
 /// string, or the name of a file that holds one of them, such as a .prj. Gives WKT2 in one line. Throws
 /// UsageError if it isn't understood, or if it names a system of heights alone.

@@ -93,7 +93,8 @@ std::string fieldName(std::string_view name) {
 }
 
 void makeNamesUnique(std::vector<PointField>& fields) {
-    std::set<std::string> taken;
+    // By these coordinates are asked for.
+    std::set<std::string> taken = {"X", "Y", "Z", "Height", "Positions"};
     unsigned number = 2;
     for (PointField& field : fields) {
         const std::string name = field.name;

@@ -23,7 +23,7 @@ std::array<std::optional<std::size_t>, 3> findAxes(std::span<const std::string> 
 /// as they are, but for a "scalar_" in front. Characters that would break a line of output become _.
 std::string fieldName(std::string_view name);
 
-/// A second attribute of a name that is taken gets a number behind it.
+/// An attribute of a name that is taken, by another one or by a coordinate, gets a number after it.
 void makeNamesUnique(std::vector<PointField>& fields);
 
 /// Collects values, to find the type that holds them all.

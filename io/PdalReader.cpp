@@ -79,10 +79,11 @@ std::unique_ptr<PointSource> readWithPdal(const fs::path& path, const ReadOption
                                     [&options] { return !options.report || options.report(0, 1); });
     if (!outcome && isCompressedLas)
         throw InputError(name + ": is compressed (LAZ); decompress it with 'laszip' or 'pdal translate', or "
-                                "install pdal and run this again");
+                                "install pdal, for example from conda-forge, and run this again");
     if (!outcome)
         throw InputError(name + ": is of no kind that can be read: LAS, PLY, a text (.xyz, .txt, .csv, .asc, "
-                                ".pts, .tsv) or a vector file; what pdal reads can be, once it is installed");
+                                ".pts, .tsv) or a vector file; what pdal reads can be, once it is installed, "
+                                "for example from conda-forge");
     check(*outcome, converted, name);
     return std::make_unique<LasFile>(converted, name);
 }

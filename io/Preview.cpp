@@ -7,6 +7,7 @@
 #include <limits>
 #include <numbers>
 #include <optional>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -15,6 +16,7 @@
 #include <io/Errors.h>
 #include <io/HiddenFolder.h>
 #include <io/PictureFile.h>
+#include <io/PointClasses.h>
 #include <io/ReducedRaster.h>
 
 namespace Tilewright::Io {
@@ -62,6 +64,9 @@ Colour colourAt(const Ramp& ramp, double at) {
 struct Range {
     double low = 0;
     double high = 1;
+    /// Whether there are values beyond.
+    bool isCutBelow = false;
+    bool isCutAbove = false;
     double shareOf(double value) const { return (value - low) / (high - low); }
 };
 
@@ -80,17 +85,21 @@ double quantile(std::vector<float>& numbers, double share) {
 }
 
 /// Without the outermost values: one bird would take the colours from all else.
-std::optional<Range> rangeOf(const std::vector<float>& plane) {
+std::optional<Range> rangeOf(const std::vector<float>& plane, bool isWhole) {
     std::vector<float> numbers = numbersOf(plane);
     if (numbers.empty())
         return std::nullopt;
+    const auto [first, last] = std::minmax_element(numbers.begin(), numbers.end());
+    const double least = *first, greatest = *last;
     Range range = {quantile(numbers, 0.002), quantile(numbers, 0.998)};
-    if (!(range.low < range.high)) {
-        const auto [least, greatest] = std::minmax_element(numbers.begin(), numbers.end());
-        range = {*least, *greatest};
-    }
     if (!(range.low < range.high))
-        range = {range.low - 0.5, range.high + 0.5};
+        range = {least, greatest};
+    if (isWhole)
+        range = {std::floor(range.low), std::ceil(range.high)};
+    if (!(range.low < range.high))
+        range = isWhole ? Range{range.low, range.low + 1} : Range{range.low - 0.5, range.high + 0.5};
+    range.isCutBelow = range.low > least;
+    range.isCutAbove = range.high < greatest;
     return range;
 }
 
@@ -224,17 +233,38 @@ std::string textOf(double number, int decimals) {
     return {text.data(), end};
 }
 
-/// At round values within the range.
-std::vector<Tick> ticksOf(const Range& range) {
+/// The end of a range, in place of the ticks that are close to it.
+void addEnd(std::vector<Tick>& ticks, const Range& range, const Tick& end) {
+    constexpr double roomOfText = 0.12;
+    std::erase_if(ticks, [&](const Tick& tick) {
+        return std::abs(range.shareOf(tick.value) - range.shareOf(end.value)) < roomOfText;
+    });
+    ticks.push_back(end);
+}
+
+/// At round values within the range. The ends of a range that is cut are among them, moved inwards to a value
+/// that can be written in full; and so are those of a range of whole numbers.
+std::vector<Tick> ticksOf(Range& range, bool isWhole) {
     constexpr double wanted = 5;
     constexpr double roundedUp = 1.6; // from the middle between 2 and 5 on
-    const double step = roundLength((range.high - range.low) / wanted * roundedUp);
+    const double round = roundLength((range.high - range.low) / wanted * roundedUp);
+    const double step = isWhole ? std::max(round, 1.0) : round;
     const int decimals = std::max(0, static_cast<int>(std::ceil(-std::log10(step) - 1e-9)));
+    const double finest = std::pow(10, decimals);
+    if (range.isCutBelow)
+        range.low = std::ceil(range.low * finest) / finest;
+    if (range.isCutAbove)
+        range.high = std::floor(range.high * finest) / finest;
     std::vector<Tick> ticks;
     for (double i = std::ceil(range.low / step); i * step <= range.high; ++i) {
         const double value = i == 0 ? 0 : i * step; // never -0
         ticks.push_back({value, textOf(value, decimals)});
     }
+    if (isWhole || range.isCutBelow)
+        addEnd(ticks, range, {range.low, (range.isCutBelow ? "\u2264 " : "") + textOf(range.low, decimals)});
+    if (isWhole || range.isCutAbove)
+        addEnd(ticks, range,
+               {range.high, (range.isCutAbove ? "\u2265 " : "") + textOf(range.high, decimals)});
     return ticks;
 }
 
@@ -257,6 +287,10 @@ std::vector<std::string> wrapped(const std::string& text, double size, double wi
     return lines;
 }
 
+/// In heights of capitals.
+constexpr double lineHeight = 1.75;
+constexpr double entryHeight = 1.9;
+
 class PreviewPainter {
 public:
     PreviewPainter(const ReducedRaster& raster, const PreviewOptions& options);
@@ -273,8 +307,11 @@ private:
 
     std::vector<Colour> colours() const;
     std::vector<Colour> ramped() const;
+    std::vector<Colour> classified() const;
     void paintMap(Canvas& canvas) const;
     void paintLegend(Canvas& canvas) const;
+    int paintRamp(Canvas& canvas, int top) const;
+    double paintEntry(Canvas& canvas, double y, const Colour& colour, const std::string& label) const;
     void paintScaleBar(Canvas& canvas) const;
 
     const ReducedRaster& raster;
@@ -282,6 +319,7 @@ private:
     bool relief;
     std::optional<Range> range;
     std::vector<Tick> ticks;
+    std::optional<std::set<int>> classes; ///< that there are, if the band is one of classes
     std::vector<std::string> title;
     bool hasGaps;
 
@@ -302,9 +340,15 @@ PreviewPainter::PreviewPainter(const ReducedRaster& raster, const PreviewOptions
         std::any_of(raster.planes[0].begin(), raster.planes[0].end(), [](float v) { return std::isnan(v); });
     if (raster.isColoured)
         return;
-    range = rangeOf(raster.planes[0]);
-    if (range)
-        ticks = ticksOf(*range);
+    if (options.classes) {
+        classes.emplace();
+        for (const float number : numbersOf(raster.planes[0]))
+            classes->insert(static_cast<int>(number));
+    } else {
+        range = rangeOf(raster.planes[0], raster.isWhole);
+        if (range)
+            ticks = ticksOf(*range, raster.isWhole);
+    }
     const std::string name =
         raster.unit.empty() ? raster.name : raster.name + " (" + shortUnit(raster.unit) + ")";
     title = wrapped(options.title.empty() ? name : options.title, text, scaled(150));
@@ -329,7 +373,16 @@ std::vector<Colour> PreviewPainter::ramped() const {
     return colours;
 }
 
+std::vector<Colour> PreviewPainter::classified() const {
+    std::vector<Colour> colours;
+    for (const float number : raster.planes[0])
+        colours.push_back(std::isnan(number) ? noData : colourOfClass(static_cast<int>(number)));
+    return colours;
+}
+
 std::vector<Colour> PreviewPainter::colours() const {
+    if (classes)
+        return classified();
     if (!raster.isColoured)
         return ramped();
     std::vector<Colour> colours(raster.planes[0].size(), noData);
@@ -357,35 +410,50 @@ double PreviewPainter::legendWidth() const {
         width = std::max(width, Canvas::textWidth(text, one));
     for (const Tick& tick : ticks)
         width = std::max(width, scaled(28) + Canvas::textWidth(text, tick.text));
+    if (classes)
+        for (const int number : *classes)
+            width = std::max(width, scaled(28) + Canvas::textWidth(text, nameOfClass(number)));
     return width;
 }
 
+/// Gives the row below it.
+int PreviewPainter::paintRamp(Canvas& canvas, int top) const {
+    const int left = legendLeft(), height = barHeight(), width = scaled(18);
+    for (int row = 0; row < height; ++row)
+        canvas.fill(left, top + row, width, 1, colourAt(ramp, 1 - (row + 0.5) / height));
+    canvas.frame(left, top, width, height, line);
+    for (const Tick& tick : ticks) {
+        const double at = top + height * (1 - range->shareOf(tick.value));
+        canvas.fill(left + width + 1, static_cast<int>(at - unit / 2), scaled(4), scaled(1), line);
+        canvas.write(left + scaled(28), at + text / 2, text, tick.text, ink);
+    }
+    return top + height;
+}
+
+/// A colour with what it stands for; gives the base line of the next one.
+double PreviewPainter::paintEntry(Canvas& canvas, double y, const Colour& colour,
+                                  const std::string& label) const {
+    const int side = static_cast<int>(text) + 2;
+    canvas.fill(legendLeft(), static_cast<int>(y) - side + 1, scaled(18), side, colour);
+    canvas.frame(legendLeft(), static_cast<int>(y) - side + 1, scaled(18), side, line);
+    canvas.write(legendLeft() + scaled(28), y, text, label, ink);
+    return y + entryHeight * text;
+}
+
 void PreviewPainter::paintLegend(Canvas& canvas) const {
-    const int left = legendLeft();
     double y = margin + text;
     for (const std::string& one : title) {
-        canvas.write(left, y, text, one, ink);
-        y += 1.75 * text;
+        canvas.write(legendLeft(), y, text, one, ink);
+        y += lineHeight * text;
     }
-    if (range) {
-        const int top = static_cast<int>(y), height = barHeight(), width = scaled(18);
-        for (int row = 0; row < height; ++row)
-            canvas.fill(left, top + row, width, 1, colourAt(ramp, 1 - (row + 0.5) / height));
-        canvas.frame(left, top, width, height, line);
-        for (const Tick& tick : ticks) {
-            const double at = top + height * (1 - range->shareOf(tick.value));
-            canvas.fill(left + width + 1, static_cast<int>(at - unit / 2), scaled(4), scaled(1), line);
-            canvas.write(left + scaled(28), at + text / 2, text, tick.text, ink);
-        }
-        y = top + height + 1.6 * text;
-    }
+    if (range)
+        y = paintRamp(canvas, static_cast<int>(y)) + 1.6 * text;
     y += text;
-    if (hasGaps) {
-        const int side = static_cast<int>(text) + 2;
-        canvas.fill(left, static_cast<int>(y) - side + 1, scaled(18), side, noData);
-        canvas.frame(left, static_cast<int>(y) - side + 1, scaled(18), side, line);
-        canvas.write(left + scaled(28), y, text, "no data", ink);
-    }
+    if (classes)
+        for (const int number : *classes)
+            y = paintEntry(canvas, y, colourOfClass(number), nameOfClass(number));
+    if (hasGaps)
+        paintEntry(canvas, y, noData, "no data");
 }
 
 void PreviewPainter::paintScaleBar(Canvas& canvas) const {
@@ -421,7 +489,9 @@ Canvas PreviewPainter::paint() const {
     const bool hasLegend = !raster.isColoured;
     const int legend = hasLegend ? scaled(22) + static_cast<int>(legendWidth()) : 0;
     const int belowMap = scaled(14) + scaled(5) + static_cast<int>(1.8 * text);
-    const int legendHeight = static_cast<int>(text * (1.75 * double(title.size()) + 4)) + barHeight();
+    const double entries = classes ? entryHeight * static_cast<double>(classes->size()) : 0;
+    const int legendHeight = static_cast<int>(text * (lineHeight * double(title.size()) + 4 + entries)) +
+                             (range ? barHeight() : 0);
     const int height = std::max(mapHeight() + belowMap, hasLegend ? legendHeight : 0);
     Canvas canvas(mapWidth() + legend + 2 * margin, height + 2 * margin);
     paintMap(canvas);
@@ -439,9 +509,11 @@ PendingPreview::PendingPreview(const std::filesystem::path& raster, const Previe
                                const std::filesystem::path& picture, const OutputGuard& guard) {
     if (!isPreviewName(picture))
         throw UsageError("the preview '" + picture.string() + "' is none of .png, .jpg and .jpeg");
-    ReducedRaster reduced = readReduced(raster, options.band, longestMap);
-    for (std::vector<float>& plane : reduced.planes)
-        closeSpecks(plane, reduced.width, reduced.height);
+    ReducedRaster reduced = readReduced(raster, options.band, longestMap,
+                                        options.classes ? Reduction::MostFrequent : Reduction::Average);
+    if (!options.classes)
+        for (std::vector<float>& plane : reduced.planes)
+            closeSpecks(plane, reduced.width, reduced.height);
     hidden = std::make_unique<HiddenFolder>(picture, guard);
     savePicture(PreviewPainter(reduced, options).paint(), hidden->file(), picture);
 }

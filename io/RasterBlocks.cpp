@@ -85,6 +85,7 @@ RasterBlocksOf<T>::RasterBlocksOf(GDALDataset& dataset, const RasterDescription&
     absent = nodata.value_or(T());
     written.resize(bands / bandsPerUnit * blocks);
     tallies.assign(bands, std::vector<PixelTally>(blocks));
+    filledHoles.assign(bands, 0);
 }
 
 template <class T>
@@ -228,7 +229,9 @@ template <class T> BandStatistics RasterBlocksOf<T>::statistics(std::size_t band
         else if (absentCounts)
             all.add(PixelTally::zeros(whole.columns * whole.rows));
     }
-    return all.statistics();
+    BandStatistics statistics = all.statistics();
+    statistics.filledHoles = filledHoles[band];
+    return statistics;
 }
 
 template <class T> void RasterBlocksOf<T>::read(std::size_t band, std::uint64_t block, T* plane) {
@@ -249,6 +252,8 @@ template <class T> void RasterBlocksOf<T>::write(std::size_t band, std::uint64_t
 }
 
 template <class T> void RasterBlocksOf<T>::fill(double distance, const std::filesystem::path& folder) {
+    // No pixel is farther from another one. GDAL would look for them beyond the edges, step by step.
+    distance = std::min(distance, std::hypot(static_cast<double>(width), static_cast<double>(height)));
     bool any = false;
     for (std::size_t band = 0; band < bands; ++band)
         if (band != alphaBand && hasHoles(band)) {
@@ -341,6 +346,7 @@ template <class T> void RasterBlocksOf<T>::copyFilled(std::size_t band, GDALRast
                     if (isHole[i] && !std::isnan(value)) {
                         plane[i] = rounded<T>(value);
                         changed = true;
+                        ++filledHoles[band];
                     }
                 }
             if (changed) {

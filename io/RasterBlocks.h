@@ -112,6 +112,7 @@ private:
     Planes scratch;
     std::vector<bool> written;                    ///< by unit
     std::vector<std::vector<PixelTally>> tallies; ///< by band and block
+    std::vector<std::uint64_t> filledHoles;       ///< pixels, by band
 };
 
 } // namespace Tilewright::Io

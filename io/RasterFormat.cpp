@@ -10,6 +10,7 @@
 #include <io/Errors.h>
 #include <io/Gdal.h>
 #include <io/PointCloud.h>
+#include <io/Suggestion.h>
 
 namespace Tilewright::Io {
 
@@ -62,16 +63,35 @@ bool hasNameOfItsOwn(GDALDriver& driver) {
                      why + ". Known are " + list);
 }
 
+[[noreturn]] void failFormat(const std::string& driver, const std::string& what) {
+    const std::vector<std::string> known = rasterFormats();
+    std::string all;
+    for (const std::string& one : known)
+        all += (all.empty() ? "" : ", ") + one;
+    throw UsageError(what + "; these do: " + all + nearestHint(driver, known));
+}
+
 } // namespace
+
+std::vector<std::string> rasterFormats() {
+    registerAllDrivers();
+    GDALDriverManager& drivers = *GetGDALDriverManager();
+    std::vector<std::string> names;
+    for (int i = 0; i < drivers.GetDriverCount(); ++i)
+        if (makesFiles(*drivers.GetDriver(i)))
+            names.emplace_back(drivers.GetDriver(i)->GetDescription());
+    std::sort(names.begin(), names.end());
+    return names;
+}
 
 std::string driverOf(const std::string& driver, const std::filesystem::path& output) {
     const std::string extension = extensionOf(output);
     if (!driver.empty()) {
         GDALDriver* const found = findDriver(driver);
         if (!found)
-            throw UsageError("there is no format '" + driver + "'; gdalinfo --formats lists those there are");
+            failFormat(driver, "there is no format '" + driver + "' that makes rasters");
         if (!makesFiles(*found))
-            throw UsageError("the format '" + driver + "' makes no raster files");
+            failFormat(driver, "the format '" + driver + "' makes no raster files");
         if (isPointFileName(output) && !hasExtension(*found, extension.substr(1)))
             refuseExtension(output, extension);
         return found->GetDescription();

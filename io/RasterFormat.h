@@ -16,6 +16,9 @@ namespace Tilewright::Io {
 /// one of clouds unless it is also that of the driver.
 TILEWRIGHT_API std::string driverOf(const std::string& driver, const std::filesystem::path& output);
 
+/// The names of all that driverOf() knows, in the order of the letters.
+TILEWRIGHT_API std::vector<std::string> rasterFormats();
+
 /// Throws UsageError if the driver, named as driverOf() does, has no such options or they no such values.
 /// Each is a KEY=VALUE.
 TILEWRIGHT_API void checkCreationOptions(const std::string& driver, const std::vector<std::string>& options);

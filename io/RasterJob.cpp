@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include <io/BandTile.h>
+#include <io/DenseCell.h>
 #include <io/Errors.h>
 #include <io/Parallel.h>
 #include <tilewright/raster/raster.h>
@@ -118,29 +119,47 @@ private:
         const double expected = Reader.estimate(unit);
         if (expected == 0.0)
             return;
-        if (expected > mostPointsAtATime && unit.window.cells() > 1) {
-            Unit half = unit;
-            const bool isWide = unit.window.columns >= unit.window.rows;
-            std::uint64_t& begin = isWide ? half.window.column : half.window.row;
-            std::uint64_t& count = isWide ? half.window.columns : half.window.rows;
-            const std::uint64_t whole = count;
-            count = whole / 2;
-            makeUnit(half, block, tiles);
-            begin += count;
-            count = whole - count;
-            makeUnit(half, block, tiles);
-            return;
-        }
-        makeWindow(unit, block, tiles);
+        // Estimates are estimates.
+        const bool isTooMuch = expected > 0.8 * static_cast<double>(Job.pointsOfWindow);
+        if (isTooMuch && unit.window.cells() > 1)
+            halve(unit, block, tiles);
+        else
+            makeWindow(unit, block, tiles);
+    }
+
+    void halve(const Unit& unit, const CellWindow& block, BlockTiles& tiles) {
+        Unit half = unit;
+        const bool isWide = unit.window.columns >= unit.window.rows;
+        std::uint64_t& begin = isWide ? half.window.column : half.window.row;
+        std::uint64_t& count = isWide ? half.window.columns : half.window.rows;
+        const std::uint64_t whole = count;
+        count = whole / 2;
+        makeUnit(half, block, tiles);
+        begin += count;
+        count = whole - count;
+        makeUnit(half, block, tiles);
     }
 
     void makeWindow(const Unit& unit, const CellWindow& block, BlockTiles& tiles) {
-        if (Report && !Report(Points, Reader.wantedPoints()))
-            throw Interruption();
+        goOn();
         UnitGrid input(Reader, Lattice, Job.grid, unit);
-        const std::uint64_t points = input.points();
-        if (points == 0)
-            return;
+        const bool isCell = unit.window.cells() == 1;
+        if (input.load(isCell ? Job.pointsOfCell : Job.pointsOfWindow)) {
+            if (input.points() != 0)
+                rasterWindow(input, unit, block, tiles);
+        } else if (isCell) {
+            makeCell(unit, block, tiles);
+        } else {
+            halve(unit, block, tiles);
+        }
+    }
+
+    void goOn() const {
+        if (Stopped || (Report && !Report(Points, Reader.wantedPoints())))
+            throw Interruption();
+    }
+
+    void rasterWindow(UnitGrid& input, const Unit& unit, const CellWindow& block, BlockTiles& tiles) {
         const Larder::Ref<Quill::Grid> output;
         const std::string failure =
             raster(input.grid(), *output, Job.requests, input.layout().wantedCellSize, {}, {}, false, false,
@@ -152,27 +171,82 @@ private:
         if (tiles.empty())
             addTiles(block, tiles);
         collect(input, *output, unit.window, tiles);
-        Points += points;
+        Points += input.points();
+    }
+
+    /// A cell with more points than are loaded at a time.
+    void makeCell(const Unit& unit, const CellWindow& block, BlockTiles& tiles) {
+        DenseCell cell(Job.grid, Job.requests);
+        if (cell.needsAllPoints())
+            return makeCellAtOnce(unit, block, tiles);
+        std::uint64_t count = 0;
+        do
+            count = visitPieces(unit, [&](const std::vector<Quill::ArrayPtr>& piece) { cell.take(piece); });
+        while (cell.endPass(count));
+        const Larder::Ref<Quill::Grid> output;
+        const Quill::MultiIndex<3> size = WindowLayout(Lattice, unit.window).arraySize;
+        cell.store(*output, size, count, Job.sparseLimit);
+        if (tiles.empty())
+            addTiles(block, tiles);
+        WindowResult result = resultOf(*output, unit.window, size);
+        const auto counted = static_cast<std::uint32_t>(count);
+        result.counts = std::span(&counted, 1);
+        for (const auto& tile : tiles)
+            tile->take(result);
+        FilledCells += count > Job.sparseLimit;
+        Points += count;
+    }
+
+    template <class Take> std::uint64_t visitPieces(const Unit& unit, const Take& take) const {
+        constexpr std::uint64_t longestPiece = 1 << 16;
+        return visitColumns(Reader, Lattice, Job.grid, unit, std::min(longestPiece, Job.pointsOfCell),
+                            [&](const std::vector<Quill::ArrayPtr>& piece) {
+                                goOn();
+                                take(piece);
+                            });
+    }
+
+    /// The library makes it of all points together, if there is room for them.
+    void makeCellAtOnce(const Unit& unit, const CellWindow& block, BlockTiles& tiles) {
+        // Ordinals, cells and what the fit makes of the points: copies of them, distances, centred columns.
+        constexpr std::uint64_t bytesForFit = 160;
+        constexpr std::uint64_t bytesOfColumn = sizeof(Orrery::PhysicalSpace::point);
+        const std::uint64_t count = visitPieces(unit, [](const std::vector<Quill::ArrayPtr>&) {});
+        const std::uint64_t bytes = count * (bytesForFit + bytesOfColumn * Job.grid.columns.size());
+        if (bytes > Job.memoryForPlanes)
+            throw InputError("a cell has " + std::to_string(count) +
+                             " points, and a plane through them takes " + std::to_string((bytes >> 20) + 1) +
+                             " MiB of memory, of which --memory leaves " +
+                             std::to_string(Job.memoryForPlanes >> 20) +
+                             "; choose smaller cells, another filter than Regression, or more memory");
+        const std::lock_guard guard(RoomForPlanes);
+        UnitGrid input(Reader, Lattice, Job.grid, unit);
+        rasterWindow(input, unit, block, tiles);
     }
 
     /// Checks the counts of a window and copies its cells into the tiles.
     void collect(UnitGrid& input, const Quill::Grid& output, const CellWindow& window,
                  const BlockTiles& tiles) {
-        WindowResult result{
-            window, output.getCartesianRepresentation(""), input.layout().arraySize[0], {}, {}, {}};
-        const Larder::StrongPtr<Quill::MemArray<3, unsigned char>, Larder::Cacheable> types =
-            result.array("CellType");
-        const Larder::StrongPtr<Quill::MemArray<3, unsigned short>, Larder::Cacheable> densities =
-            result.array("Density");
-        if (!types || !densities || types->sizes != input.layout().arraySize)
-            throw Error(
-                "a window of the raster came out in another size than it should have; please report this");
-        result.cellTypes = types->data;
-        result.densities = densities->data;
+        WindowResult result = resultOf(output, window, input.layout().arraySize);
         const std::vector<std::uint32_t> counts = countPoints(input, result);
         result.counts = counts;
         for (const auto& tile : tiles)
             tile->take(result);
+    }
+
+    static WindowResult resultOf(const Quill::Grid& output, const CellWindow& window,
+                                 const Quill::MultiIndex<3>& size) {
+        WindowResult result{window, output.getCartesianRepresentation(""), size[0], {}, {}, {}};
+        const Larder::StrongPtr<Quill::MemArray<3, unsigned char>, Larder::Cacheable> types =
+            result.array("CellType");
+        const Larder::StrongPtr<Quill::MemArray<3, unsigned short>, Larder::Cacheable> densities =
+            result.array("Density");
+        if (!types || !densities || types->sizes != size)
+            throw Error(
+                "a window of the raster came out in another size than it should have; please report this");
+        result.cellTypes = types->data;
+        result.densities = densities->data;
+        return result;
     }
 
     /// The points of each cell. Where the library's densities add up to all points of the window they are the
@@ -226,6 +300,7 @@ private:
     const UnitReader& Reader;
     const std::vector<RasterDescription>& Files;
     const StepReport& Report;
+    std::mutex RoomForPlanes;
     std::atomic<bool> Stopped = false;
     std::atomic<std::uint64_t> Points = 0;
     std::atomic<std::uint64_t> FilledCells = 0;

@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -20,8 +21,8 @@
 
 namespace Tilewright::Io {
 
-/// More points than this are not loaded at a time; windows with more are halved, down to a cell.
-inline constexpr double mostPointsAtATime = 1.2e6;
+/// No more points than this are loaded at a time.
+inline constexpr std::uint64_t mostPointsAtATime = 1'500'000;
 
 /// Where the pixels of a band come from.
 struct JobBand {
@@ -57,6 +58,13 @@ struct RasterJob {
     unsigned sparseLimit = 0;
     std::vector<JobBand> bands;
     unsigned threads = 1;
+    /// A plane needs all points of its cell at once, however many there are: so many bytes may be used for
+    /// them, by one thread at a time.
+    std::uint64_t memoryForPlanes = std::numeric_limits<std::uint64_t>::max();
+    /// Windows with more points are halved, down to a cell.
+    std::uint64_t pointsOfWindow = mostPointsAtATime;
+    /// A single cell with more points is reduced in pieces.
+    std::uint64_t pointsOfCell = mostPointsAtATime;
 };
 
 /// Which pixels have values that a cell without data might have been given.
@@ -81,7 +89,8 @@ struct JobResult {
 };
 
 /// Fills the files, of which `descriptions` has one each, in the same order. Throws Interruption when
-/// `report` answers false; it is told of points.
+/// `report` answers false; it is told of points. Throws InputError if a plane takes more memory than there
+/// is.
 TILEWRIGHT_API JobResult runJob(const RasterJob& job, const BlockLattice& lattice, const UnitReader& reader,
                                 const std::vector<RasterDescription>& descriptions,
                                 std::vector<RasterWriter>& writers, const StepReport& report);

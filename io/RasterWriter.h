@@ -118,6 +118,8 @@ struct BandStatistics {
     double greatest = 0;
     double mean = 0;
     double deviation = 0; ///< of the pixels as they are, not of a larger set from which they are drawn
+    /// Pixels that had no data until their holes were filled; also those that are no finite numbers.
+    std::uint64_t filledHoles = 0;
 };
 
 class TILEWRIGHT_API RasterWriter {

@@ -45,16 +45,15 @@ Factors factorsFor(int across, int down, double pixelWidth, double pixelHeight, 
     return {factor(pixelWidth, across), factor(pixelHeight, down)};
 }
 
-/// Sums up whole rows of the raster; the file is read once, in stretches of a few megabytes.
-std::vector<float> averaged(GDALRasterBand& band, const Factors& factors, int width, int height) {
+/// Calls `visit(column, row, value)` for each pixel that is a number, row by row; the file is read once, in
+/// stretches of a few megabytes. False if it can't be read.
+template <class Visit> bool visitPixels(GDALRasterBand& band, const Visit& visit) {
     const int across = band.GetXSize(), down = band.GetYSize();
     const int atOnce = std::clamp((1 << 20) / across, 1, 256);
     const bool hasMask = !(band.GetMaskFlags() & GMF_ALL_VALID);
     const auto columns = static_cast<std::size_t>(across);
     std::vector<float> rows(columns * static_cast<std::size_t>(atOnce));
     std::vector<unsigned char> mask(hasMask ? rows.size() : 0);
-    std::vector<double> sums(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
-    std::vector<std::uint32_t> counts(sums.size());
     for (int first = 0; first < down; first += atOnce) {
         const int count = std::min(atOnce, down - first);
         CPLErr outcome = band.RasterIO(GF_Read, 0, first, across, count, rows.data(), across, count,
@@ -63,24 +62,71 @@ std::vector<float> averaged(GDALRasterBand& band, const Factors& factors, int wi
             outcome = band.GetMaskBand()->RasterIO(GF_Read, 0, first, across, count, mask.data(), across,
                                                    count, GDT_Byte, 0, 0, nullptr);
         if (outcome != CE_None)
-            return {};
+            return false;
         for (int row = 0; row < count; ++row) {
             const std::size_t from = static_cast<std::size_t>(row) * columns;
-            const std::size_t to =
-                static_cast<std::size_t>((first + row) / factors.down) * static_cast<std::size_t>(width);
-            for (std::size_t column = 0; column < columns; ++column) {
-                const float value = rows[from + column];
-                if (!std::isfinite(value) || (hasMask && mask[from + column] == 0))
-                    continue;
-                sums[to + column / static_cast<std::size_t>(factors.across)] += value;
-                ++counts[to + column / static_cast<std::size_t>(factors.across)];
-            }
+            for (std::size_t column = 0; column < columns; ++column)
+                if (const float value = rows[from + column];
+                    std::isfinite(value) && !(hasMask && mask[from + column] == 0))
+                    visit(column, static_cast<std::size_t>(first + row), value);
         }
     }
+    return true;
+}
+
+/// The reduced pixels of `band`, none if it can't be read.
+std::vector<float> averaged(GDALRasterBand& band, const Factors& factors, ReducedRaster& raster) {
+    const auto width = static_cast<std::size_t>(raster.width);
+    std::vector<double> sums(width * static_cast<std::size_t>(raster.height));
+    std::vector<std::uint32_t> counts(sums.size());
+    const auto across = static_cast<std::size_t>(factors.across),
+               down = static_cast<std::size_t>(factors.down);
+    raster.isWhole = true;
+    const bool isRead = visitPixels(band, [&](std::size_t column, std::size_t row, float value) {
+        const std::size_t to = row / down * width + column / across;
+        sums[to] += value;
+        ++counts[to];
+        raster.isWhole &= value == std::floor(value);
+    });
+    if (!isRead)
+        return {};
     std::vector<float> plane(sums.size(), none);
     for (std::size_t i = 0; i < plane.size(); ++i)
         if (counts[i] != 0)
             plane[i] = static_cast<float>(sums[i] / counts[i]);
+    return plane;
+}
+
+/// As averaged(). Of values that are equally frequent the smallest stays.
+std::vector<float> mostFrequent(GDALRasterBand& band, const Factors& factors, ReducedRaster& raster) {
+    constexpr std::size_t values = 256;
+    const auto width = static_cast<std::size_t>(raster.width);
+    std::vector<float> plane(width * static_cast<std::size_t>(raster.height), none);
+    // Of one row of reduced pixels.
+    std::vector<std::uint32_t> counts(width * values);
+    std::size_t current = 0;
+    const auto settleRow = [&] {
+        for (std::size_t i = 0; i < width; ++i) {
+            const auto first = counts.begin() + static_cast<std::ptrdiff_t>(i * values);
+            const auto most = std::max_element(first, first + values);
+            if (*most != 0)
+                plane[current * width + i] = static_cast<float>(most - first);
+        }
+        std::ranges::fill(counts, 0);
+    };
+    const auto across = static_cast<std::size_t>(factors.across),
+               down = static_cast<std::size_t>(factors.down);
+    const bool isRead = visitPixels(band, [&](std::size_t column, std::size_t row, float value) {
+        if (row / down != current) {
+            settleRow();
+            current = row / down;
+        }
+        if (value >= 0 && value < values && value == std::floor(value))
+            ++counts[column / across * values + static_cast<std::size_t>(value)];
+    });
+    if (!isRead)
+        return {};
+    settleRow();
     return plane;
 }
 
@@ -99,7 +145,8 @@ void fitIntoBytes(std::vector<std::vector<float>>& planes) {
 
 } // namespace
 
-ReducedRaster readReduced(const std::filesystem::path& path, std::size_t band, int longest) {
+ReducedRaster readReduced(const std::filesystem::path& path, std::size_t band, int longest,
+                          Reduction reduction) {
     const GdalMessages messages;
     const ThreadOption noSideFiles("GDAL_PAM_ENABLED", "NO");
     const GDALDatasetUniquePtr dataset = openRaster(path);
@@ -128,8 +175,8 @@ ReducedRaster readReduced(const std::filesystem::path& path, std::size_t band, i
     if (reduced.unit == noUnit)
         reduced.unit.clear();
     for (int i = first; i < first + (reduced.isColoured ? 3 : 1); ++i) {
-        reduced.planes.push_back(
-            averaged(*dataset->GetRasterBand(i), factors, reduced.width, reduced.height));
+        const auto reduce = reduction == Reduction::Average ? averaged : mostFrequent;
+        reduced.planes.push_back(reduce(*dataset->GetRasterBand(i), factors, reduced));
         if (reduced.planes.back().empty())
             fail(path, "cannot be read (" + messages.text() + ")");
     }

@@ -127,6 +127,9 @@ std::unique_ptr<ColumnStore> makeStore(const GridColumn& column, std::size_t exp
 
 } // namespace
 
+/// A window turned out to have more points than wanted.
+struct TooManyPoints {};
+
 /// Loads the columns of a window when the first of them is asked for.
 class UnitGrid::Loader {
 public:
@@ -136,25 +139,68 @@ public:
 
     const Quill::ArrayPtr& array(std::size_t column) {
         if (Arrays.empty())
-            load();
+            load(mostPoints);
         return Arrays[column];
+    }
+
+    /// False if there are more than `limit` points.
+    bool load(std::uint64_t limit) {
+        Limit = limit;
+        // Estimates run short now and then, and room that is not used costs nothing.
+        makeStores(std::min(static_cast<std::uint64_t>(Reader.estimate(Window) * 1.25) + 64, limit));
+        try {
+            visit([] {});
+        } catch (const TooManyPoints&) {
+            Stores.clear();
+            Found = 0;
+            return false;
+        }
+        Arrays = finishStores();
+        return true;
+    }
+
+    std::uint64_t visitPieces(std::size_t pieceSize, const ColumnVisitor& visitor) {
+        Limit = mostPoints;
+        makeStores(pieceSize);
+        std::uint64_t handedOut = 0;
+        const auto handOut = [&] {
+            visitor(finishStores());
+            handedOut = Found;
+        };
+        visit([&] {
+            if (Found - handedOut < pieceSize)
+                return;
+            handOut();
+            makeStores(pieceSize);
+        });
+        if (Found != handedOut)
+            handOut();
+        return Found;
     }
 
     const CellWindow& window() const { return Window.window; }
     const BlockLattice& lattice() const { return Lattice; }
 
 private:
-    void load() {
-        // Estimates run short now and then, and room that is not used costs nothing.
-        const auto expected = static_cast<std::size_t>(Reader.estimate(Window) * 1.25) + 64;
+    void makeStores(std::size_t expected) {
         for (const GridColumn& column : Plan.columns)
             Stores.push_back(makeStore(column, expected));
+    }
+
+    std::vector<Quill::ArrayPtr> finishStores() {
+        std::vector<Quill::ArrayPtr> arrays;
+        for (const auto& store : Stores)
+            arrays.push_back(store->finish());
+        Stores.clear();
+        return arrays;
+    }
+
+    /// Takes all points of the window into the stores; calls `afterPiece` after every few of them.
+    template <class AfterPiece> void visit(const AfterPiece& afterPiece) {
         Reader.visit(Window, [&](const RecordLayout& layout, const std::byte* records, std::size_t count) {
             take(layout, records, count);
+            afterPiece();
         });
-        for (const auto& store : Stores)
-            Arrays.push_back(store->finish());
-        Stores.clear();
     }
 
     void take(const RecordLayout& layout, const std::byte* records, std::size_t count) {
@@ -168,8 +214,10 @@ private:
         if (kept == 0)
             return;
         Found += kept;
-        if (Found > std::numeric_limits<std::uint32_t>::max())
+        if (Found > mostPoints)
             throw InputError("more than 4294967295 points lie in a single cell; choose smaller cells");
+        if (Found > Limit)
+            throw TooManyPoints();
         const Piece piece{layout, records, std::span(Ordinals.data(), kept), Positions.data(),
                           std::span(Settled.data(), kept)};
         for (const auto& store : Stores)
@@ -226,6 +274,7 @@ private:
     std::vector<std::unique_ptr<ColumnStore>> Stores;
     std::vector<Quill::ArrayPtr> Arrays;
     std::uint64_t Found = 0;
+    std::uint64_t Limit = mostPoints;
     /// Of the piece at hand.
     std::vector<double> Positions;
     std::vector<std::uint32_t> Ordinals;
@@ -267,6 +316,8 @@ UnitGrid::UnitGrid(const UnitReader& reader, const BlockLattice& lattice, const 
     }
 }
 
+bool UnitGrid::load(std::uint64_t limit) { return Points->load(limit); }
+
 std::uint64_t UnitGrid::points() { return Points->array(0)->nElements(); }
 
 std::vector<std::uint32_t> UnitGrid::counts() {
@@ -284,6 +335,11 @@ std::vector<std::uint32_t> UnitGrid::counts() {
                      (static_cast<std::uint64_t>(column) - window.column)];
     }
     return counts;
+}
+
+std::uint64_t visitColumns(const UnitReader& reader, const BlockLattice& lattice, const GridPlan& plan,
+                           const Unit& unit, std::size_t pieceSize, const ColumnVisitor& visit) {
+    return UnitGrid::Loader(reader, lattice, plan, unit).visitPieces(pieceSize, visit);
 }
 
 } // namespace Tilewright::Io

@@ -5,6 +5,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <limits>
 #include <memory>
 #include <string>
 #include <utility>
@@ -54,8 +56,14 @@ struct GridPlan {
 
 class TILEWRIGHT_API UnitGrid {
 public:
+    /// No cell can have more: points are counted in 32 bits.
+    static constexpr std::uint64_t mostPoints = std::numeric_limits<std::uint32_t>::max();
+
     /// What is referred to must outlive the grid.
     UnitGrid(const UnitReader& reader, const BlockLattice& lattice, const GridPlan& plan, const Unit& unit);
+
+    /// Loads the points. False if the window has more than `limit`: then none are loaded.
+    bool load(std::uint64_t limit = mostPoints);
 
     const Quill::Grid& grid() const { return *Grid; }
     const WindowLayout& layout() const { return Layout; }
@@ -65,12 +73,20 @@ public:
     /// library.
     std::vector<std::uint32_t> counts();
 
-private:
     class Loader;
 
+private:
     WindowLayout Layout;
     Larder::Ref<Quill::Grid> Grid;
     std::shared_ptr<Loader> Points;
 };
+
+using ColumnVisitor = std::function<void(const std::vector<Quill::ArrayPtr>& columns)>;
+
+/// Hands out the points of a window piece by piece, in their order: calls `visit` with all columns of the
+/// plan, each of about `pieceSize` values. Gives the number of points.
+TILEWRIGHT_API std::uint64_t visitColumns(const UnitReader& reader, const BlockLattice& lattice,
+                                          const GridPlan& plan, const Unit& unit, std::size_t pieceSize,
+                                          const ColumnVisitor& visit);
 
 } // namespace Tilewright::Io

@@ -244,8 +244,10 @@ TEST_F(LasFileTest, ExtraBytesComeUnderTheirNamesInFittingTypes) {
     expected["normalZ"] = {FieldType::Double, {-12}};
     put(descriptions, description("Intensity", 1)); // taken by the format's own
     expected["Intensity_2"] = {FieldType::UnsignedChar, {42}};
+    put(descriptions, description("Height", 1)); // those of the position
+    expected["Height_3"] = {FieldType::UnsignedChar, {43}};
     put(descriptions, description("too long", 10));
-    put(point.extra, std::uint8_t{42}, std::uint32_t{0});
+    put(point.extra, std::uint8_t{42}, std::uint8_t{43}, std::uint32_t{0});
 
     LasBuilder builder;
     builder.points = {{}};

@@ -116,6 +116,24 @@ TEST_F(PreviewTest, LargeRastersAreReducedByAveraging) {
     EXPECT_LT(lightness(middle), lightness(picture.onMap(1500, 500)));
 }
 
+TEST_F(PreviewTest, ClassesHaveAColourEachAndAreNotMixed) {
+    // Twice as wide as the picture, and the border runs through a pixel of it.
+    const fs::path raster = heights(3200, 40, [](double x, double y) {
+        return y < 4 ? none : y < 8 ? 2.5 : x < 1601 ? 2.0 : x < 2000 ? 6.0 : 200.0;
+    });
+    PreviewOptions options;
+    options.relief = false;
+    options.classes = true;
+    const Picture picture = paint(raster, options);
+    std::set<Rgb> colours;
+    for (int x = 0; x < 1600; ++x)
+        colours.insert(picture.onMap(x, 10));
+    EXPECT_EQ(3U, colours.size());
+    for (const int y : {1, 3})
+        EXPECT_EQ(grey, picture.onMap(800, y)) << "no class";
+    EXPECT_FALSE(colours.contains(grey));
+}
+
 TEST_F(PreviewTest, ColoursStayAsTheyAre) {
     for (const bool wide : {false, true}) {
         RasterDescription description;

@@ -532,8 +532,16 @@ TEST_F(RasterWriterTest, FilledHolesAreNearDataAndDataStayAsTheyAre) {
                 ASSERT_NEAR(expected, filled[i], 1e-6) << column; // single precision
         }
         EXPECT_EQ(300U * 100, writer.statistics(0).count);
+        EXPECT_EQ(300U * 20, writer.statistics(0).filledHoles);
         EXPECT_EQ(Names{"out.tif"}, filesLeft());
     }
+
+    // Not searched for beyond the edges: that would take minutes.
+    RasterDescription small = rasterOf<double>(24, 12, -9999.0);
+    small.fillDistance = 1e9;
+    std::vector<double> one(24 * 12, -9999.0);
+    one.front() = 7;
+    EXPECT_EQ(24U * 12, save<double>(small, one).statistics(0).count);
 
     RasterDescription colours = picture(20, 1);
     colours.fillDistance = 3;

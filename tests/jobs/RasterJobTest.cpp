@@ -86,6 +86,99 @@ TEST_F(RasterJobTest, ThreadsLeaveNoTraceInTheFiles) {
         EXPECT_EQ(make(*makeReader(sorted, threads), threads, {}), expected) << sorted;
 }
 
+/// One cell has nearly all points, and another one a few more than are loaded at a time.
+class DenseCellTest : public FolderTest {
+protected:
+    DenseCellTest() {
+        std::mt19937 random(3);
+        LasBuilder las;
+        las.points.assign(3000, {});
+        for (std::size_t i = 0; i < las.points.size(); ++i) {
+            LasPoint& p = las.points[i];
+            const auto inCell = [&] { return static_cast<int>(random() % 90) + 5; };
+            const int cell = i % 100 == 0 ? static_cast<int>(random() % 3000) : i % 100 == 1 ? 700 : 1200;
+            p.xyz = {cell + inCell(), cell + inCell(), static_cast<int>(random() % 9000) - 4000};
+            p.intensity = static_cast<std::uint16_t>(random());
+        }
+        saveAs(Top / "scan.las", las.build());
+        const std::vector<fs::path> paths = {Top / "scan.las"};
+        Cloud = std::make_unique<PointCloud>(paths, CloudOptions(), false);
+        Index = indexCloud(*Cloud, {}, 1, {});
+        Lattice = std::make_unique<BlockLattice>(LatticeAxis::Request{0.0, 31.0, 1.0, 0.0, {}},
+                                                 LatticeAxis::Request{0.0, 31.0, 1.0, 0.0, {}});
+        Plan.needs.fields = {{"Intensity", FieldType::UnsignedShort}};
+        Plan.columns = {{GridColumn::Kind::Positions, 0, FieldType::Double, 0.0},
+                        {GridColumn::Kind::Attribute, 0, FieldType::UnsignedShort, 0.0},
+                        {GridColumn::Kind::Attribute, 0, FieldType::Double, 1000.0}};
+    }
+
+    /// Every filter under `direction`, of whole positions and two kinds of numbers; gives all pixels.
+    std::string make(const std::string& direction, std::uint64_t pointsOfCell, bool sorted) {
+        RasterJob job;
+        Plan.fields = {{"Positions", 0}};
+        job.requests = {"Positions:Mean:Zdir"};
+        for (const std::string& filter : Filters)
+            for (std::size_t column = 0; column < 3; ++column) {
+                const std::string name = filter + std::to_string(column);
+                Plan.fields.emplace_back(name, column);
+                job.requests.push_back(name + ":" + filter + ":" + direction);
+                job.bands.push_back({});
+                job.bands.back().field = name;
+                if (column == 0 && direction == "All")
+                    job.bands.back().component = 1;
+            }
+        for (const JobBand::Source source :
+             {JobBand::Source::Count, JobBand::Source::Density, JobBand::Source::CellType}) {
+            job.bands.push_back({});
+            job.bands.back().source = source;
+        }
+        job.grid = Plan;
+        job.sparseLimit = 1;
+        job.pointsOfCell = job.pointsOfWindow = pointsOfCell;
+        job.memoryForPlanes = MemoryForPlanes;
+        RasterDescription description;
+        description.geometry = {Lattice->x().cells(), Lattice->y().cells(), 0, 0, 1, 1, ""};
+        description.type = PixelType::Float64;
+        description.nodata = -9999.0;
+        for (std::size_t b = 0; b < job.bands.size(); ++b) {
+            job.bands[b].number = b;
+            description.bands.push_back({"band", "", BandColour::Undefined, {}});
+        }
+        std::vector<RasterWriter> writers;
+        writers.emplace_back(Top / "all.tif", description);
+        const ReadingPlan reading = {1, 1000, Top, {}};
+        const auto reader = sorted ? makeSortedReader(Index, *Lattice, Plan.needs, 16, reading)
+                                   : makeStretchReader(Index, *Lattice, Plan.needs, 16, reading);
+        EXPECT_EQ(runJob(job, *Lattice, *reader, {description}, writers, {}).points, 3000U);
+        finishAll(writers);
+        return textOf(Top / "all.tif");
+    }
+
+    std::unique_ptr<PointCloud> Cloud;
+    CloudIndex Index;
+    std::unique_ptr<BlockLattice> Lattice;
+    GridPlan Plan;
+    std::vector<std::string> Filters = {"Mean", "Min", "Max", "Median", "MaxOccurrence"};
+    std::uint64_t MemoryForPlanes = 3000 * 300;
+};
+
+TEST_F(DenseCellTest, ComesOutAsIfAllItsPointsWereLoadedAtOnce) {
+    for (const char* const direction : {"Xdir", "Zdir", "All"}) {
+        const std::string expected = make(direction, mostPointsAtATime, false);
+        for (const std::uint64_t points : {1U, 29U, 1000U})
+            for (const bool sorted : {false, true})
+                EXPECT_EQ(make(direction, points, sorted), expected) << direction << points << sorted;
+    }
+}
+
+TEST_F(DenseCellTest, GetsAPlaneIfThereIsRoomForAllItsPoints) {
+    Filters = {"Regression"};
+    const std::string expected = make("All", mostPointsAtATime, false);
+    EXPECT_EQ(make("All", 100, true), expected);
+    MemoryForPlanes /= 2;
+    EXPECT_THROW(make("All", 100, true), InputError);
+}
+
 TEST_F(RasterJobTest, StopsOnAllThreadsWhereverItIsAskedTo) {
     const auto reader = makeReader(true, threads);
     int stops = 0;

@@ -73,7 +73,11 @@ TEST(CommandLine, ValuesThatMakeNoSenseAreRefused) {
         {{"-ot", "Int16"}, "Byte|UInt16"},
         {{"-co", "TILED"}, "KEY=VALUE"},
         {{"--nodata", ""}, "''"},
-        {{"-overwrit"}, "-overwrit"},
+        {{"-overwrit"}, "no option -overwrit; the nearest is --overwrite"},
+        {{"--cel=2"}, "no option --cel; the nearest is --cell"},
+        {{"-qz"}, "no option -qz"},
+        {{"Height:max"}, "'Height:max' looks like a band"},
+        {{"count"}, "'count' looks like a band"},
     };
     for (auto [words, message] : cases) {
         SCOPED_TRACE(testing::PrintToString(words));
@@ -86,6 +90,16 @@ TEST(CommandLine, ValuesThatMakeNoSenseAreRefused) {
         }
     }
     EXPECT_THROW(parse({"folder"}), CLI::ParseError) << "an output, and no input";
+}
+
+TEST(CommandLine, SeveralBandsMayFollowOneOption) {
+    const RasterOptions options = parse({"--band", "Height:Max", "roof=Z:Min", "count", "a.las", "--request",
+                                         "Alpha", "Red:Mean:All", "b", "c.tif", "--band=rgb"})
+                                      .options;
+    EXPECT_EQ((Words{"Height:Max", "roof=Z:Min", "count", "rgb"}), options.bands);
+    EXPECT_EQ((Words{"Alpha", "Red:Mean:All"}), options.requests);
+    EXPECT_EQ((Words{"a.las", "b"}), options.inputs);
+    EXPECT_EQ((Words{"./count"}), parse({"./count", "c.tif"}).options.inputs);
 }
 
 class SelfDescription : public ProgramTest {
@@ -161,6 +175,13 @@ echo "${COMPREPLY[@]}"
     EXPECT_EQ("--sparse-limit\n", complete("raster in.las --sp"));
     EXPECT_EQ("-te\n", complete("raster -te"));
     EXPECT_EQ("UInt16 UInt32 UInt64\n", complete("raster -ot U"));
+    EXPECT_EQ("UInt16 UInt32 UInt64\n", complete("raster --type = U"));
+    EXPECT_EQ("GTiff\n", complete("raster --format GTi"));
+    EXPECT_EQ("celltype\n", complete("raster --band ce"));
+    // The shell takes words apart at colons, and wants the last part alone.
+    EXPECT_EQ("Mean Median\n", complete("raster --band Height : Me"));
+    EXPECT_EQ("Mean Median\n", complete("raster --band name = Height : Me"));
+    EXPECT_EQ("Mean Min Max Median MaxOccurrence Regression\n", complete("raster --band Height :"));
     EXPECT_EQ("bash zsh fish\n", complete("completion ''"));
     EXPECT_EQ("\n", complete("raster --scratch ''")) << "files are left to the shell";
 }

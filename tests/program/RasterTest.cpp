@@ -145,6 +145,28 @@ TEST_F(Rastering, OriginAndShiftMoveTheEdgesAndOlderOptionsChangeNothing) {
     expectBandsOf({100});
 }
 
+TEST_F(Rastering, ARasterLikeAnotherLiesUponIt) {
+    makeCloud(637000, -5341000);
+    rasterCloud({"--cell", "0.3", "0.7", "--origin", "0.1", "0.2", "--overwrite"});
+    fs::rename(Folder / "out.tif", Folder / "model.tif");
+    const Band model = readBand("model.tif");
+    rasterCloud({"--like", "model.tif"});
+    Band band = readBand("out.tif");
+    EXPECT_EQ(std::tie(model.west, model.north, model.values), std::tie(band.west, band.north, band.values));
+    // However far away the points are.
+    makeCloud(0, 0);
+    raster({"--like", "model.tif", "--overwrite"});
+    band = readBand("out.tif");
+    EXPECT_EQ(std::tie(model.west, model.north, model.width, model.height),
+              std::tie(band.west, band.north, band.width, band.height));
+    for (const std::string other : {"--cell", "--origin", "--bounds"})
+        EXPECT_EQ(2, raster({"--like", "model.tif", other, "1", "2", "3", "4"}).status);
+
+    const Outcome off = raster({"-te", "-1.3", "-1", "1", "1", "--overwrite"});
+    EXPECT_NE(std::string::npos, off.err.find("spans -2 -1 1 1; --origin -1.3 -1 would")) << off.err;
+    EXPECT_EQ("", raster({"-te", "-2", "-1", "1", "1", "--overwrite"}).err);
+}
+
 TEST_F(Rastering, SparseCellsAreWithoutData) {
     makeCloud(0, 0);
     for (const std::string limit : {"1", "3", "4294967295"}) {

@@ -69,7 +69,8 @@ TEST_F(Refusal, WrongUsageAndBadInputHaveExitStatusesOfTheirOwn) {
         {1, {"--select", "2@Nothing"}, "no field 'Nothing'"},
         {2, {"--request", "Positions"}, "FIELD:FILTER:DIRECTION"},
         {2, {"--request", "a\nb"}, "a b"},
-        {2, {"--request", "Positions:mean:Zdir"}, "mean"},
+        {2, {"--request", "Positions:mean:Zdir"}, "Regression; the nearest is Mean"},
+        {1, {"--band", "Intensty:Max"}, "; the nearest is Intensity"},
         {2, {"--request", "Positions:Skip:Zdir"}, "no band"},
         {2, {"--request", "Positions:Min:Zdir", "--request", "Positions:Min:Zdir"}, "twice"},
         {1, {"--select", "2@Nothing"}, "it has Height, X, Y, Intensity, "},
@@ -78,9 +79,19 @@ TEST_F(Refusal, WrongUsageAndBadInputHaveExitStatusesOfTheirOwn) {
         SCOPED_TRACE(testing::PrintToString(arguments));
         expectRefusal(raster(arguments), status, words);
     }
-    for (const Arguments& arguments :
-         {Arguments{}, {"raster", "in.las"}, {"unknown"}, {"raster", "in.las", "out.tif", "--unknown"}})
-        expectRefusal(run(arguments), 2, "");
+    for (const auto& [arguments, words] : std::vector<std::pair<Arguments, std::string>>{
+             {{}, ""},
+             {{"raster", "in.las"}, ""},
+             {{"rastr", "in.las", "out.tif"},
+              "no command 'rastr'; the nearest is raster; see tilewright --help"},
+             {{"in.las", "out.tif"}, "there are raster, info"},
+             {{"help", "rastr"}, "the nearest is raster"},
+             {{"raster", "in.las", "out.tif", "--unknown"}, "--unknown; see tilewright raster --help"}})
+        expectRefusal(run(arguments), 2, words);
+    const Outcome format = raster({"-of", "GTif"});
+    EXPECT_EQ(2, format.status);
+    for (const std::string words : {" AAIGrid, ", " PNG, ", "; the nearest is GTiff"})
+        EXPECT_NE(std::string::npos, format.err.find(words)) << format.err;
 }
 
 TEST_F(Refusal, SelectionsAreReadToTheLastCharacterOrNotAtAll) {

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <map>
 #include <sstream>
 #include <thread>
 
@@ -70,6 +71,19 @@ TEST_F(Reports, InfoTellsBoundsFieldsAndACellSizeThatSuits) {
     expectJson(run({"info", "empty.las", "--json"}).out,
                {"d['points'] == 0", "d['low'] is None", "d['density'] is None", "d['command'] is None"});
     EXPECT_EQ(1, run({"info", "nothing.las"}).status);
+    // What can't be one raster gets no command for one.
+    for (const auto& [name, wkt] : std::map<std::string, std::string>{
+             {"c.las", Io::Test::compoundWkt},
+             {"d.las", R"(GEOGCS["WGS 84",DATUM["WGS_1984",SPHEROID["WGS 84",6378137,298.257223563]],)"
+                       R"(PRIMEM["Greenwich",0],UNIT["degree",0.0174532925199433]])"}}) {
+        other.globalEncoding = 16;
+        other.records = {{"LASF_Projection", 2112, Io::Test::textBytes(wkt)}};
+        save(name, other.build());
+    }
+    EXPECT_NE(std::string::npos, run({"info", "c.las"}).out.find("tilewright raster"));
+    const Outcome mixed = run({"info", "c.las", "d.las"});
+    EXPECT_EQ(std::string::npos, mixed.out.find("tilewright raster")) << mixed.out;
+    EXPECT_NE(std::string::npos, mixed.err.find("d.las is in another")) << mixed.err;
     EXPECT_EQ(2, run({"info"}).status);
 }
 

@@ -5,6 +5,19 @@
 namespace Tilewright {
 namespace {
 
+/// Takes one more value into the key that stands so far; the first key is the first value.
+template <class O> struct MaxOccurrenceSteps {
+    static void take(O& key, const O& value) {
+        if constexpr (Orrery::Record<O>) {
+            for (std::size_t c = 0; c < 3; ++c)
+                if (key[c] < value[c])
+                    key[c] = value[c];
+        } else if (value < key) {
+            key = value;
+        }
+    }
+};
+
 /// The filter of the counted map. The map counts how often each value occurs, in the order of the values, but
 /// the counts do not decide: a plain value gets the map's first key, the smallest value, and a record under
 /// "All" the last key of each component, the largest. Only that key is kept here. As in a map, of equal keys
@@ -32,16 +45,8 @@ private:
         if (cellPoints.empty())
             return output_type();
         output_type key = FilterT::readValue(values[cellPoints.front()]);
-        for (const unsigned i : cellPoints) {
-            const output_type value = FilterT::readValue(values[i]);
-            if constexpr (Orrery::Record<output_type>) {
-                for (std::size_t c = 0; c < 3; ++c)
-                    if (key[c] < value[c])
-                        key[c] = value[c];
-            } else if (value < key) {
-                key = value;
-            }
-        }
+        for (const unsigned i : cellPoints)
+            MaxOccurrenceSteps<output_type>::take(key, FilterT::readValue(values[i]));
         return key;
     }
 };
