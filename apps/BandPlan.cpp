@@ -24,7 +24,7 @@ const Io::CloudField& requireField(const Io::PointCloud& cloud, const std::strin
     std::string known;
     for (const std::string& field : fields)
         known += (known.empty() ? "" : ", ") + field;
-    throw Io::InputError(cloud.name() + " has no field '" + name + "' among " + known +
+    throw Io::InputError(cloud.name() + " has no field '" + name + "'; it has " + known +
                          Io::nearestHint(name, fields));
 }
 

@@ -20,8 +20,6 @@ double bytesPerPoint(const Column& column) {
     using Kind = Column::Kind;
     if (column.kind == Kind::Positions || column.kind == Kind::TruePositions)
         return sizeof(Orrery::PhysicalSpace::point);
-    if (column.kind != Kind::Attribute)
-        return sizeof(double);
     return Io::visitFieldType(column.type, []<class T>() { return static_cast<double>(sizeof(T)); });
 }
 

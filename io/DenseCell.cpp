@@ -289,11 +289,10 @@ DenseCell::DenseCell(const GridPlan& plan, const std::vector<std::string>& reque
             continue;
         const GridColumn& column = plan.columns[index];
         NeedsAllPoints |= wanted.filter == filterRegression && hasPoints(column);
-        const FieldType type = column.kind == GridColumn::Kind::Attribute ? column.type : FieldType::Double;
         auto reduction =
             hasPoints(column)
                 ? makeReductionOf<point>(wanted)
-                : visitFieldType(type, [&wanted]<class T>() { return makeReductionOf<T>(wanted); });
+                : visitFieldType(column.type, [&wanted]<class T>() { return makeReductionOf<T>(wanted); });
         Fields.push_back({name == "Positions" ? "Height" : name, index, std::move(reduction), false});
     }
 }

@@ -42,8 +42,8 @@ private:
 
 /// Paints `raster`, any that GDAL reads, as a PNG or JPEG, by the name of `picture`: the band in colours with
 /// a legend, or red, green and blue as they are, on a white margin with a scale bar. Larger rasters are
-/// reduced to 1600 pixels on the longer side by averaging (of classes the most frequent one stays), smaller
-/// ones enlarged by whole factors.
+/// reduced to 1600 pixels on the longer side by averaging (of classes the most frequent one stays), smaller ones
+/// enlarged by whole factors.
 ///
 /// The light comes from the north-west. Heights are exaggerated as the data need it, so the depth of shadows
 /// says nothing in two different pictures. What has no data is light grey, but single pixels of that kind are
