@@ -17,8 +17,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <io/Errors.h>
-#include <io/PointSource.h>
+#include <io/records/PointSource.h>
+#include <io/system/Errors.h>
 
 namespace Tilewright::Fuzz {
 

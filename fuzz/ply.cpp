@@ -1,5 +1,5 @@
 #include <fuzz/FileInput.h>
-#include <io/PlyReader.h>
+#include <io/formats/PlyReader.h>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace Tilewright;

@@ -1,5 +1,5 @@
 #include <fuzz/FileInput.h>
-#include <io/TextReader.h>
+#include <io/formats/TextReader.h>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace Tilewright;

@@ -1,7 +1,7 @@
 // A client of both libraries that is built with the flags of pkg-config alone.
 #include <cstdio>
 
-#include <io/CoordinateSystem.h>
+#include <io/gdal/CoordinateSystem.h>
 #include <tilewright/tilewright.h>
 
 int main() {

@@ -1,5 +1,5 @@
 // Where the cells of a raster lie, and that the library finds each point in the cell that it belongs to.
-#include <io/BlockLattice.h>
+#include <io/blocks/BlockLattice.h>
 
 #include <cmath>
 #include <limits>
@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include <io/Errors.h>
+#include <io/system/Errors.h>
 #include <tilewright/raster/layout.h>
 
 namespace Tilewright::Io {
@@ -61,7 +61,7 @@ TEST(BlockLattice, LibraryFindsEveryPointInTheCellThatItsDecimalsName) {
             // The same in a block, and in windows of any other size.
             const auto column = static_cast<std::uint64_t>(expected);
             const CellWindow block =
-                lattice.unit(BlockLattice::blockSide, column / BlockLattice::blockSide, 0);
+                lattice.square(BlockLattice::blockSide, column / BlockLattice::blockSide, 0);
             const auto before = static_cast<std::uint64_t>(below(expected % 200 + 1));
             const CellWindow part = {column - before, 0, before + 1 + static_cast<std::uint64_t>(below(3)),
                                      1};

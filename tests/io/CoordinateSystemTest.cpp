@@ -1,6 +1,6 @@
-#include <io/CoordinateSystem.h>
+#include <io/gdal/CoordinateSystem.h>
 
-#include <io/Errors.h>
+#include <io/system/Errors.h>
 #include <tests/io/FolderTest.h>
 
 namespace Tilewright::Io::Test {

@@ -15,8 +15,8 @@
 
 #include <gtest/gtest.h>
 
-#include <io/Errors.h>
-#include <io/PointSource.h>
+#include <io/records/PointSource.h>
+#include <io/system/Errors.h>
 #include <tests/io/LasBuilder.h>
 
 namespace Tilewright::Io::Test {

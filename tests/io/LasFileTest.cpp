@@ -1,4 +1,4 @@
-#include <io/LasFile.h>
+#include <io/formats/las/LasFile.h>
 
 #include <functional>
 #include <limits>
@@ -10,9 +10,9 @@
 
 #include <gmock/gmock.h>
 
-#include <io/CoordinateSystem.h>
-#include <io/Errors.h>
-#include <io/LasFields.h>
+#include <io/formats/las/LasFields.h>
+#include <io/gdal/CoordinateSystem.h>
+#include <io/system/Errors.h>
 #include <tests/io/FolderTest.h>
 
 namespace Tilewright::Io::Test {

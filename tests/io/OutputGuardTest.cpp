@@ -1,4 +1,4 @@
-#include <io/OutputGuard.h>
+#include <io/rasters/OutputGuard.h>
 
 #include <gmock/gmock.h>
 #include <ogrsf_frmts.h>

@@ -1,4 +1,4 @@
-#include <io/PointCloud.h>
+#include <io/clouds/PointCloud.h>
 
 #include <chrono>
 #include <csignal>
@@ -9,7 +9,7 @@
 
 #include <gmock/gmock.h>
 
-#include <io/Interruption.h>
+#include <io/system/StepReport.h>
 #include <tests/io/FolderTest.h>
 
 namespace Tilewright::Io::Test {

@@ -1,4 +1,4 @@
-#include <io/PointCloud.h>
+#include <io/clouds/PointCloud.h>
 
 #include <gmock/gmock.h>
 

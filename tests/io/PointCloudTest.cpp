@@ -1,10 +1,10 @@
-#include <io/PointCloud.h>
+#include <io/clouds/PointCloud.h>
 
 #include <unistd.h>
 
 #include <gmock/gmock.h>
 
-#include <io/Errors.h>
+#include <io/system/Errors.h>
 #include <tests/io/FolderTest.h>
 
 namespace Tilewright::Io::Test {

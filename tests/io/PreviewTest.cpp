@@ -1,10 +1,10 @@
-#include <io/Preview.h>
+#include <io/preview/Preview.h>
 
 #include <array>
 #include <cmath>
 
-#include <io/Errors.h>
-#include <io/RasterWriter.h>
+#include <io/rasters/RasterWriter.h>
+#include <io/system/Errors.h>
 #include <tests/io/FolderTest.h>
 
 namespace Tilewright::Io::Test {

@@ -1,4 +1,4 @@
-#include <io/RasterWriter.h>
+#include <io/rasters/RasterWriter.h>
 
 #include <algorithm>
 #include <cmath>
@@ -12,8 +12,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <io/Errors.h>
-#include <io/RasterFormat.h>
+#include <io/rasters/RasterFormat.h>
+#include <io/system/Errors.h>
 #include <tests/io/FolderTest.h>
 
 namespace Tilewright::Io::Test {

@@ -1,4 +1,4 @@
-#include <io/RecordStore.h>
+#include <io/records/RecordStore.h>
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
-#include <io/PointCloud.h>
+#include <io/clouds/PointCloud.h>
 
 #include <gmock/gmock.h>
 
-#include <io/Interruption.h>
+#include <io/system/StepReport.h>
 #include <tests/io/FolderTest.h>
 
 namespace Tilewright::Io::Test {

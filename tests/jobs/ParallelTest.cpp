@@ -1,4 +1,4 @@
-#include <io/Parallel.h>
+#include <io/system/Parallel.h>
 
 #include <stdexcept>
 #include <string>

@@ -1,10 +1,10 @@
 // A raster made by several threads. The thread sanitizer reads these tests too.
-#include <io/RasterJob.h>
+#include <io/blocks/RasterJob.h>
 
 #include <atomic>
 #include <random>
 
-#include <io/Errors.h>
+#include <io/system/Errors.h>
 #include <tests/io/FolderTest.h>
 
 namespace Tilewright::Io::Test {
@@ -41,13 +41,13 @@ protected:
         Plan.fields = {{"Positions", 0}, {"Intensity", 1}};
     }
 
-    std::unique_ptr<UnitReader> makeReader(bool sorted, unsigned onThreads) const {
+    std::unique_ptr<SquareReader> makeReader(bool sorted, unsigned onThreads) const {
         return sorted ? makeSortedReader(Index, *Lattice, Plan.needs, 64, {onThreads, 1000, Top, {}})
                       : makeStretchReader(Index, *Lattice, Plan.needs, 64, {onThreads, 0, Top, {}});
     }
 
     /// Makes heights and counts; gives the bytes of both files.
-    std::array<std::string, 2> make(const UnitReader& reader, unsigned onThreads,
+    std::array<std::string, 2> make(const SquareReader& reader, unsigned onThreads,
                                     const StepReport& report) const {
         RasterJob job;
         job.grid = Plan;

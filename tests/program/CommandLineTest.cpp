@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <sstream>
 
-#include <apps/CommandLine.h>
-#include <apps/RasterArguments.h>
+#include <apps/tilewright/CommandLine.h>
+#include <apps/tilewright/RasterArguments.h>
 
 namespace Tilewright::App::Test {
 namespace {
@@ -42,7 +42,7 @@ TEST(CommandLine, BothSpellingsAreReadAndValuesMayLookLikeOptions) {
         EXPECT_TRUE(options.overwrite && quiet && !json);
     }
     // The word behind the cell size is a file unless it is a number.
-    const RasterOptions options = parse({"-tr", "0.1", "2.las", "out", "--memory", "1.5g"}).options;
+    const Io::RasterRequest options = parse({"-tr", "0.1", "2.las", "out", "--memory", "1.5g"}).options;
     EXPECT_EQ((std::array{0.1, 0.1}), options.cell);
     EXPECT_EQ((Words{"2.las"}), options.inputs);
     EXPECT_EQ(std::uint64_t{3} << 29, options.memory);
@@ -93,9 +93,10 @@ TEST(CommandLine, ValuesThatMakeNoSenseAreRefused) {
 }
 
 TEST(CommandLine, SeveralBandsMayFollowOneOption) {
-    const RasterOptions options = parse({"--band", "Height:Max", "roof=Z:Min", "count", "a.las", "--request",
-                                         "Alpha", "Red:Mean:All", "b", "c.tif", "--band=rgb"})
-                                      .options;
+    const Io::RasterRequest options =
+        parse({"--band", "Height:Max", "roof=Z:Min", "count", "a.las", "--request", "Alpha", "Red:Mean:All",
+               "b", "c.tif", "--band=rgb"})
+            .options;
     EXPECT_EQ((Words{"Height:Max", "roof=Z:Min", "count", "rgb"}), options.bands);
     EXPECT_EQ((Words{"Alpha", "Red:Mean:All"}), options.requests);
     EXPECT_EQ((Words{"a.las", "b"}), options.inputs);

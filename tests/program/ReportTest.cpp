@@ -9,8 +9,8 @@
 
 #include <pty.h>
 
-#include <apps/Progress.h>
-#include <apps/RasterSummary.h>
+#include <apps/tilewright/Progress.h>
+#include <apps/tilewright/RasterSummary.h>
 
 namespace Tilewright::App::Test {
 namespace {
@@ -88,7 +88,7 @@ TEST_F(Reports, InfoTellsBoundsFieldsAndACellSizeThatSuits) {
 }
 
 TEST_F(Reports, JsonHoldsAnyNameAndEveryDigit) {
-    RasterReport report;
+    Io::RasterReport report;
     report.cloud = "a\"b\\c\n\x01\xc3\xa9\xff\xed\xa0\x80\xf0\x9f\x8c\x8d";
     report.points = 18446744073709551615U;
     report.cell = {0.1, 1e-300};
@@ -106,7 +106,7 @@ TEST_F(Reports, JsonHoldsAnyNameAndEveryDigit) {
 }
 
 TEST(Summary, NamesCannotReachTheTerminal) {
-    RasterReport report;
+    Io::RasterReport report;
     report.cloud = "a\x1b[2J\xc2\x9b.las";
     report.points = report.rastered = 1;
     std::ostringstream out;

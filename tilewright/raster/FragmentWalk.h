@@ -110,20 +110,11 @@ inline void rasterFragment(const WalkContext& context, const Quill::Representati
     input.iterate(FieldVisitor(context, fragment));
 }
 
-/// What a walk makes besides the fields themselves, and what it leaves out.
-struct WalkOptions {
-    bool withAlpha = false;
-    bool heightOnly = false;
-    std::string selection;
-    unsigned sparseLimit = 0;
-    ProgressPtr progress;
-};
-
 /// Walks all fragments of `lattice`, x fastest, and reduces the fields of `input` into `output`, whose
 /// positions must be there. Gives the empty text, or why it stopped; what was finished stays.
 inline std::string createFragmentedOtherFields(Quill::Representation& output, const Lattice& lattice,
                                                const Quill::RepresentationPtr& input, const Modus& requests,
-                                               const WalkOptions& options) {
+                                               const RasterOptions& options) {
     const Quill::Representation* const inputFields = input.rawptr();
     const RegularFieldPtr inputPositions =
         inputFields ? inputFields->findField("Positions") : Quill::Field::NullPtrField();

@@ -39,8 +39,8 @@ struct Target {
 };
 
 /// Everything from the positions of the raster on.
-std::string rasterOnLattice(const Quill::Grid& InGrid, const Target& target, const Lattice& lattice,
-                            const Modus& modus, const WalkOptions& options, bool isSilent) {
+std::string rasterInto(const Target& target, const Quill::Grid& InGrid, const Lattice& lattice,
+                            const Modus& modus, const RasterOptions& options, bool isSilent) {
     const RegularFieldPtr inputPositions = InGrid.CartesianPositions();
     makePositions(inputPositions, target.Output, lattice, isSilent);
     const RegularFieldPtr outputPositions = target.Output.findField("Positions");
@@ -100,13 +100,25 @@ std::string raster(const Quill::Grid& InGrid, Quill::Grid& OutGrid, const std::v
     lattice.overlap = overlap;
     // A cloud without an extent is no failure of its own: the later steps show what comes of it.
     static_cast<void>(layOutLattice(inputPositions, wantedCellSize, cellShift, lattice));
-    return rasterOnLattice(InGrid, {.Grid = OutGrid, .Output = output}, lattice, modus,
+    return rasterInto({.Grid = OutGrid, .Output = output}, InGrid, lattice, modus,
                            {.withAlpha = withAlpha,
                             .heightOnly = heightOnly,
                             .selection = selection,
                             .sparseLimit = sparseLimit,
                             .progress = progress},
                            false);
+}
+
+std::string rasterOnLattice(const Quill::Grid& InGrid, Quill::Grid& OutGrid,
+                            const std::vector<std::string>& requests, const Lattice& lattice,
+                            const RasterOptions& options) {
+    Modus modus;
+    if (std::string failure = parseAllRequests(requests, modus); !failure.empty())
+        return failure;
+    if (!RegularFieldPtr(InGrid.CartesianPositions()))
+        return "raster::Warning! Have no In-Positions Field. ";
+    Quill::Representation& output = OutGrid.makeCartesianRepresentation(3, "", 0);
+    return rasterInto({.Grid = OutGrid, .Output = output}, InGrid, lattice, modus, options, true);
 }
 
 namespace {
@@ -234,7 +246,7 @@ Raster rasterise(const Cloud& cloud, const RasterSettings& settings) {
         });
     Quill::Representation& output = result.Data->makeCartesianRepresentation(3, "", 0);
     result.failure =
-        rasterOnLattice(cloud.grid(), {.Grid = *result.Data, .Output = output}, result.lattice, modus,
+        rasterInto({.Grid = *result.Data, .Output = output}, cloud.grid(), result.lattice, modus,
                         {.selection = settings.selection, .sparseLimit = settings.sparseLimit, .progress = {}},
                         true);
     return result;

@@ -24,6 +24,7 @@
 #include <tilewright/arrays/MultiIndex.h>
 #include <tilewright/filters/vocabulary.h>
 #include <tilewright/model/Grid.h>
+#include <tilewright/raster/Lattice.h>
 #include <tilewright/substrate/LoaderProgress.h>
 #include <tilewright/values/PhysicalSpace.h>
 
@@ -57,6 +58,21 @@ raster(const Quill::Grid& InGrid, Quill::Grid& OutGrid, const std::vector<std::s
        const Orrery::PhysicalSpace::vector& cellShift, const bool& withAlpha, const bool& heightOnly,
        const std::string& selection, const unsigned& sparseLimit,
        const Larder::StrongPtr<Larder::LoaderProgress, Larder::InterfaceBase>& progress);
+
+/// What a call of rasterOnLattice makes beside the fields themselves, and what it leaves out: see raster.
+struct TILEWRIGHT_API RasterOptions {
+    bool withAlpha = false;
+    bool heightOnly = false;
+    std::string selection{};
+    unsigned sparseLimit = 0;
+    Larder::StrongPtr<Larder::LoaderProgress, Larder::InterfaceBase> progress{};
+};
+
+/// The same on a lattice of the caller's, who has to see to it that its fragments fit those of the input. Prints
+/// nothing, and stores no report with the grid.
+TILEWRIGHT_API std::string rasterOnLattice(const Quill::Grid& InGrid, Quill::Grid& OutGrid,
+                                           const std::vector<std::string>& requests, const Lattice& lattice,
+                                           const RasterOptions& options = {});
 
 /// What `raster` answers to these requests and this selection before it looks at any grid: the empty text if
 /// it can read them. A selection is also refused, with the text "Selection string broken. ...", for ranges of

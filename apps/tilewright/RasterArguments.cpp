@@ -1,0 +1,261 @@
+#include <apps/tilewright/RasterArguments.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <memory>
+
+#include <apps/tilewright/CommandLine.h>
+#include <io/runs/BandWords.h>
+#include <io/system/NumberText.h>
+
+namespace Tilewright::App {
+
+namespace {
+
+constexpr std::uint64_t mostFragmentsOnSide = 1000;
+constexpr std::uint64_t mostOverlap = 10000;
+constexpr std::uint64_t mostThreads = 1024;
+constexpr std::uint64_t leastMemory = std::uint64_t{64} << 20;
+
+/// As GDAL calls them.
+const std::string pixelTypes = "Byte|UInt16|UInt32|UInt64|Int32|Float32|Float64";
+
+constexpr auto examples = R"(Examples:
+  Mean heights in cells of one unit of the coordinates:
+    tilewright raster scan.las heights.tif
+  The ground alone, in cells of half a metre, from all files of a folder:
+    tilewright raster tiles/ ground.tif --cell 0.5 --select 2@Classification
+  Heights and intensities over a given rectangle, in one file:
+    tilewright raster scan.las both.tif --stack -te 637000 5341000 638000 5342000 \
+        --band Height:Mean --band Intensity:Max
+  What a raster would take, before it is made:
+    tilewright raster 'tiles/*.las' dem.tif -tr 0.25 --dry-run
+  For a script:
+    tilewright raster scan.las dem.tif -overwrite --json -q)";
+
+std::array<double, 2> readPair(const std::string& option, const Words& words) {
+    const std::vector<double> numbers = readNumbers(option, words);
+    return {numbers[0], numbers[1]};
+}
+
+/// One word, or two with a blank between them.
+std::array<double, 2> readCell(const std::string& word) {
+    const std::size_t blank = word.find(' ');
+    const std::string x = word.substr(0, blank);
+    const std::string y = blank == std::string::npos ? x : word.substr(blank + 1);
+    const std::array<double, 2> cell = readPair("--cell", {x, y});
+    if (std::min(cell[0], cell[1]) <= 0.0)
+        throw CLI::ValidationError("--cell", "the cell size has to be above 0, and is " + word);
+    return cell;
+}
+
+std::array<double, 4> readBounds(const Words& words) {
+    const std::vector<double> numbers = readNumbers("--bounds", words);
+    if (!(numbers[0] < numbers[2] && numbers[1] < numbers[3]))
+        throw CLI::ValidationError("--bounds",
+                                   "want west, south, east and north, in this order; the west has "
+                                   "to be below the east, and the south below the north");
+    return {numbers[0], numbers[1], numbers[2], numbers[3]};
+}
+
+std::uint64_t readMemory(const std::string& word) {
+    const std::optional<std::uint64_t> bytes = Io::parseBytes(word);
+    if (!bytes)
+        throw CLI::ValidationError("--memory",
+                                   "want a number of bytes such as 512M or 4G, and not '" + word + "'");
+    if (*bytes < leastMemory)
+        throw CLI::ValidationError("--memory", word + " is too small; the least is 64M");
+    return *bytes;
+}
+
+std::string readPixelType(const std::string& word) {
+    const Words choices = choicesOf(pixelTypes);
+    const auto same = [](char a, char b) { return (a | 0x20) == (b | 0x20); };
+    const auto found = std::ranges::find_if(
+        choices, [&](const std::string& choice) { return std::ranges::equal(choice, word, same); });
+    if (found == choices.end())
+        throw CLI::ValidationError("--type", "there is no type '" + word + "'; choose one of " + pixelTypes);
+    return *found;
+}
+
+double readFill(const std::string& word) {
+    const double cells = readNumbers("--fill", {word})[0];
+    if (cells < 0.0)
+        throw CLI::ValidationError("--fill", "want a number of cells from 0 on, and not " + word);
+    return cells;
+}
+
+double readNodata(const std::string& word) {
+    const std::optional<double> value = Io::parseDouble(word);
+    if (!value)
+        throw CLI::ValidationError("--nodata", "'" + word + "' is not a number");
+    return *value;
+}
+
+void checkCreationOptions(const Words& options) {
+    for (const std::string& option : options)
+        if (const std::size_t equals = option.find('='); equals == 0 || equals == std::string::npos)
+            throw CLI::ValidationError("--option",
+                                       "want KEY=VALUE, for example COMPRESS=LZW, and not '" + option + "'");
+}
+
+/// A band that no option is in front of would be taken for a file.
+void checkFiles(const Words& files) {
+    for (const std::string& file : files) {
+        std::error_code ignored;
+        if (Io::looksLikeBand(file) && !std::filesystem::exists(file, ignored))
+            throw CLI::ValidationError("raster", "'" + file + "' looks like a band; ask for it with --band " +
+                                                     file + ", or write ./" + file + " if it is a file");
+    }
+}
+
+/// "NxM", each from 1 to 1000.
+void checkFragments(const std::string& word) {
+    const std::size_t cross = std::min(word.find('x'), word.size());
+    const auto isCount = [](std::string_view text) {
+        const std::optional<std::uint64_t> count = Io::parseCount(text);
+        return count && *count > 0 && *count <= mostFragmentsOnSide;
+    };
+    if (cross == word.size() || !isCount(word.substr(0, cross)) || !isCount(word.substr(cross + 1)))
+        throw CLI::ValidationError(
+            "--fragments", "want COLUMNSxROWS of at most 1000x1000, for example 4x3, and not " + word);
+}
+
+void addBandOptions(CLI::App& command, Io::RasterRequest& options) {
+    addRepeatable(
+        command, "--band", bandLabel,
+        "What a band shows: FIELD:FILTER, for example Height:Mean, or count, density, rgb, celltype or "
+        "alpha; after NAME= it has a name of its own. Fields are Height, X, Y and what tilewright "
+        "info lists, filters Mean, Min, Max, Median, MaxOccurrence and Regression. One or several; "
+        "repeatable "
+        "(default Height:Mean)",
+        options.bands);
+    addRepeatable(
+        command, "--request", requestLabel,
+        "A band as the library makes it, with its narrow sums and bounds: FIELD:FILTER:DIRECTION, or "
+        "CellType, Density or Alpha. Heights are asked for as Positions; directions are Xdir, Ydir, "
+        "Zdir and All. Repeatable",
+        options.requests);
+    command.add_flag("--alpha", options.alpha, "One more band, Alpha: 255 where there are data");
+}
+
+void addPointOptions(CLI::App& command, Io::RasterRequest& options) {
+    addOption(command, "--select", "RANGES@FIELD", 1,
+              "Only points whose value lies in ranges, for example 2,9@Classification",
+              [&options](const Words& words) { options.selection = words[0]; });
+    addOption(command, "--bounds,--te", "WEST SOUTH EAST NORTH", 4,
+              "Only points in this rectangle; those on its upper edges are outside",
+              [&options](const Words& words) { options.bounds = readBounds(words); });
+}
+
+void addGridOptions(CLI::App& command, Io::RasterRequest& options) {
+    addOption(command, "--cell,--tr", oneOrTwoNumbers, 1,
+              "Cell size along x and y, in the units of the coordinates (default 1)",
+              [&options](const Words& words) { options.cell = readCell(words[0]); });
+    addOption(command, "--origin", "X Y", 2, "A point that cell edges run through (default 0 0)",
+              [&options](const Words& words) { options.origin = readPair("--origin", words); });
+    addOption(command, "--shift", "X Y", 2, "Move the cell edges further, in cells (default 0 0)",
+              [&options](const Words& words) { options.shift = readPair("--shift", words); });
+    CLI::Option* const like =
+        addOption(command, "--like", "FILE", 1,
+                  "Cell size, edges, bounds and coordinate system as this raster has them",
+                  [&options](const Words& words) { options.like = words[0]; });
+    for (const char* const other : {"--cell", "--origin", "--shift", "--bounds"})
+        like->excludes(other);
+    addOption(command, "--sparse-limit", "N", 1,
+              "Cells with at most so many points are without data (default 0)",
+              [&options](const Words& words) {
+                  options.sparseLimit =
+                      static_cast<unsigned>(readCount("--sparse-limit", words[0], 0, 4294967295U));
+              });
+    addOption(command, "--fill", "N", 1, "Fill holes up to so many cells from data",
+              [&options](const Words& words) { options.fill = readFill(words[0]); });
+}
+
+void addOutputOptions(CLI::App& command, Io::RasterRequest& options) {
+    command.add_flag("--overwrite", options.overwrite, "Replace rasters that are there, with their files");
+    command.add_flag("--stack", options.stack,
+                     "All bands in one file, instead of OUTPUT-BAND for each of several");
+    addOption(command, "--format,--of", "NAME", 1,
+              "Format, as GDAL calls it (default: by the extension of the output)",
+              [&options](const Words& words) { options.driver = words[0]; });
+    addRepeatable(command, "--option,--co", "KEY=VALUE", "An option of the format; repeatable",
+                  options.creationOptions);
+    addOption(command, "--type,--ot", pixelTypes, 1, "Type of the pixels (default: by what is in the band)",
+              [&options](const Words& words) { options.pixelType = readPixelType(words[0]); });
+    addOption(command, "--srs,--a_srs", "SYSTEM", 1,
+              "Coordinate system in place of that of the input, for example EPSG:25832",
+              [&options](const Words& words) { options.coordinateSystem = words[0]; });
+    addOption(command, "--nodata,--a_nodata", "VALUE", 1, "Value of cells without data",
+              [&options](const Words& words) { options.nodata = readNodata(words[0]); });
+    command.add_flag("--overviews", options.overviews, "Coarser copies in the file, for quick display");
+    addOption(command, "--preview", "FILE", 1, "Paint the first band into a PNG or JPEG",
+              [&options](const Words& words) { options.preview = words[0]; });
+}
+
+void addWorkOptions(CLI::App& command, Io::RasterRequest& options) {
+    addOption(command, "--memory", "SIZE", 1,
+              "Memory to work with, for example 2G (default: a half of the machine's)",
+              [&options](const Words& words) { options.memory = readMemory(words[0]); });
+    addOption(command, "--threads", "N", 1, "Threads to work with (default: one for each processor)",
+              [&options](const Words& words) {
+                  options.threads = static_cast<unsigned>(readCount("--threads", words[0], 1, mostThreads));
+              });
+    addOption(command, "--scratch", "FOLDER", 1,
+              "Where to put what does not fit into memory (default: the folder of the output)",
+              [&options](const Words& words) { options.scratch = words[0]; });
+    addOption(command, "--overlap", "N", 1, "Of no effect on the files any more, but checked",
+              [](const Words& words) { readCount("--overlap", words[0], 0, mostOverlap); });
+    addOption(command, "--fragments", "COLUMNSxROWS", 1, "Of no effect on the files any more, but checked",
+              [](const Words& words) { checkFragments(words[0]); });
+}
+
+void addReportOptions(CLI::App& command, RasterArguments& arguments) {
+    command.add_flag("--dry-run", arguments.options.dryRun,
+                     "Tell what would be made and what it takes, and stop there");
+    command.add_flag("--json", arguments.json, "The summary as JSON");
+    command.add_flag("-q,--quiet", arguments.quiet, "No progress, and no summary but that as JSON");
+}
+
+} // namespace
+
+void addRasterCommand(CLI::App& app, std::function<void(const RasterArguments&)> run) {
+    struct State {
+        RasterArguments arguments;
+        Words files;
+    };
+    const auto state = std::make_shared<State>();
+    Io::RasterRequest& options = state->arguments.options;
+    CLI::App& command = *app.add_subcommand("raster", "Turn point files into rasters");
+    command.footer(examples);
+    addPositionals(
+        command, "files", "INPUT... OUTPUT",
+        "Point files, folders of them and patterns such as 'tiles/*.las', and at the end the raster "
+        "to write; with several bands it is OUTPUT-BAND for each",
+        state->files);
+    command.option_defaults()->group("Bands");
+    addBandOptions(command, options);
+    command.option_defaults()->group("Points");
+    addPointOptions(command, options);
+    command.option_defaults()->group("Grid");
+    addGridOptions(command, options);
+    command.option_defaults()->group("Output");
+    addOutputOptions(command, options);
+    command.option_defaults()->group("Work");
+    addWorkOptions(command, options);
+    command.option_defaults()->group("Reports");
+    addReportOptions(command, state->arguments);
+    command.callback([state, run = std::move(run)] {
+        const Words& files = state->files;
+        checkFiles(files);
+        if (files.size() < 2)
+            throw CLI::ValidationError("raster", "wants an input and an output");
+        state->arguments.options.inputs.assign(files.begin(), files.end() - 1);
+        state->arguments.options.output = files.back();
+        checkCreationOptions(state->arguments.options.creationOptions);
+        run(state->arguments);
+    });
+}
+
+} // namespace Tilewright::App

@@ -1,0 +1,21 @@
+/// RasterArguments: the command line of `tilewright raster`.
+#pragma once
+
+#include <functional>
+
+#include <CLI/CLI.hpp>
+
+#include <io/runs/RasterRequest.h>
+
+namespace Tilewright::App {
+
+struct RasterArguments {
+    Io::RasterRequest options;
+    bool quiet = false;
+    bool json = false;
+};
+
+/// `run` is called when a command line asks for it; what it throws ends the parsing.
+void addRasterCommand(CLI::App& app, std::function<void(const RasterArguments&)> run);
+
+} // namespace Tilewright::App

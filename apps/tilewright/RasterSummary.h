@@ -1,0 +1,14 @@
+/// RasterSummary: what came of a raster, for people and for programs.
+#pragma once
+
+#include <ostream>
+
+#include <io/runs/RasterRequest.h>
+
+namespace Tilewright::App {
+
+void printSummary(std::ostream& out, const Io::RasterReport& report);
+/// One object; docs/tilewright.1 tells its members.
+void printJson(std::ostream& out, const Io::RasterReport& report);
+
+} // namespace Tilewright::App

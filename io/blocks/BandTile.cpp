@@ -1,0 +1,216 @@
+#include <io/blocks/BandTile.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <optional>
+
+#include <io/rasters/PixelTypes.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+constexpr unsigned char cellWithoutData = 1;
+
+/// The nearest pixel to a value, and whether that lies beyond all pixels.
+template <class P> struct NearestPixel {
+    P pixel;
+    bool isCut = false;
+};
+
+/// For integers the value must be a number.
+template <class P> NearestPixel<P> pixelOf(double value) {
+    using Limits = std::numeric_limits<P>;
+    if constexpr (std::is_same_v<P, double>) {
+        return {value};
+    } else if constexpr (std::is_floating_point_v<P>) {
+        constexpr double most = Limits::max();
+        if (!std::isfinite(value) || std::fabs(value) <= most)
+            return {static_cast<P>(value)};
+        return {value < 0.0 ? Limits::lowest() : Limits::max(), true};
+    } else {
+        const double rounded = std::round(value);
+        if (!(rounded >= static_cast<double>(Limits::min())))
+            return {Limits::min(), true};
+        // The largest value itself may be no double.
+        if (rounded >= std::ldexp(1.0, Limits::digits))
+            return {Limits::max(), true};
+        return {static_cast<P>(rounded)};
+    }
+}
+
+/// Integers keep all their digits where the pixels have them.
+template <class P, class O> NearestPixel<P> pixelOf(O value, double scale) {
+    if (scale != 1.0)
+        return pixelOf<P>(static_cast<double>(value) * scale);
+    if constexpr (std::is_integral_v<P> && std::is_integral_v<O>) {
+        if (std::in_range<P>(value))
+            return {static_cast<P>(value)};
+        return {std::cmp_less(value, std::numeric_limits<P>::min()) ? std::numeric_limits<P>::min()
+                                                                    : std::numeric_limits<P>::max(),
+                true};
+    } else {
+        return pixelOf<P>(static_cast<double>(value));
+    }
+}
+
+template <class P> class TypedTile : public BandTile {
+public:
+    TypedTile(const JobBand& band, const RasterDescription& file, const CellWindow& block)
+        : Band(band), Block(block), IsMasked(file.nodata.has_value()),
+          Blank(file.nodata ? std::visit([](auto v) { return static_cast<P>(v); }, *file.nodata) : P()),
+          Pixels(block.cells(), pixelWithoutData(band.source, Blank)) {}
+
+    void take(const WindowResult& result) override {
+        using Source = JobBand::Source;
+        switch (Band.source) {
+        case Source::Field:
+            takeField(result);
+            return;
+        case Source::Count:
+            place(result,
+                  [&](std::uint64_t, std::uint64_t cell) { return pixelOf<P>(result.counts[cell], 1.0); });
+            return;
+        case Source::Density:
+            place(result,
+                  [&](std::uint64_t at, std::uint64_t) { return pixelOf<P>(result.densities[at], 1.0); });
+            return;
+        case Source::CellType:
+            place(result,
+                  [&](std::uint64_t at, std::uint64_t) { return pixelOf<P>(result.cellTypes[at], 1.0); });
+            return;
+        case Source::Alpha:
+            place(result, [&](std::uint64_t, std::uint64_t) { return pixelOf<P>(255, Band.scale); });
+            return;
+        }
+    }
+
+    std::uint64_t write(RasterWriter& writer, std::uint64_t rasterRows, NoDataClash& clash) const override {
+        writer.write<P>(Band.number, Block.column, rasterRows - Block.row - Block.rows, Block.columns,
+                        Block.rows, Pixels);
+        clash.happened |= Clash;
+        clash.usedFromTop.resize(std::max(clash.usedFromTop.size(), Used.size()));
+        for (std::size_t i = 0; i < Used.size(); ++i)
+            clash.usedFromTop[i] |= Used[i];
+        return CutCells;
+    }
+
+private:
+    /// Companions have a word for cells without data, also among bands that have none.
+    static P pixelWithoutData(JobBand::Source source, P blank) {
+        using Source = JobBand::Source;
+        return source == Source::CellType ? P(cellWithoutData) : source == Source::Alpha ? P() : blank;
+    }
+
+    /// None for a cell that stays without data.
+    using MaybePixel = std::optional<NearestPixel<P>>;
+
+    /// The pixels of the window's cells that have data become `pixel(place in the library's arrays, cell of
+    /// the window)`, and stay blank where that gives none.
+    template <class Pixel> void place(const WindowResult& result, const Pixel& pixel) {
+        const CellWindow& window = result.window;
+        for (std::uint64_t row = 0; row < window.rows; ++row) {
+            // Rows of the file run from north to south.
+            P* const out = Pixels.data() + (Block.row + Block.rows - 1 - (window.row + row)) * Block.columns +
+                           (window.column - Block.column);
+            for (std::uint64_t column = 0; column < window.columns; ++column) {
+                const std::uint64_t at = result.place(column, row);
+                if (result.cellTypes[at] == cellWithoutData)
+                    continue;
+                const MaybePixel nearest = pixel(at, row * window.columns + column);
+                if (!nearest) {
+                    CutCells += IsMasked ? 0 : 1;
+                    continue;
+                }
+                out[column] = nearest->pixel;
+                CutCells += nearest->isCut ? 1 : 0;
+                noteValue(nearest->pixel);
+            }
+        }
+    }
+
+    void noteValue(P value) {
+        if (!IsMasked)
+            return;
+        Clash |= value == Blank;
+        if constexpr (std::is_integral_v<P>) {
+            const auto fromTop = static_cast<unsigned long long>(std::numeric_limits<P>::max()) -
+                                 static_cast<unsigned long long>(value);
+            if (fromTop < NoDataClash::candidates) {
+                Used.resize(NoDataClash::candidates / 64);
+                Used[fromTop / 64] |= std::uint64_t(1) << fromTop % 64;
+            }
+        }
+    }
+
+    void takeField(const WindowResult& result) {
+        Quill::ArrayPtr array = result.array(Band.field);
+        if (array && Band.component)
+            array = array->getComponentArray(*Band.component, {});
+        Quill::probeTypes(Quill::PlainValueTypes(), [&]<class O>(std::type_identity<O>) {
+            const Larder::StrongPtr<Quill::MemArray<3, O>, Larder::Cacheable> typed = array;
+            if (!typed)
+                return false;
+            // A view of a component has gaps between its elements.
+            const Quill::MemArray<3, O>& values = *typed;
+            const O* const first = Band.component ? nullptr : values.data;
+            place(result, [&](std::uint64_t at, std::uint64_t) {
+                const O value = first ? first[at] : values[{at % result.stride, at / result.stride, 0}];
+                if constexpr (std::is_same_v<O, unsigned long long>)
+                    return pixelOfKey(value);
+                else
+                    return pixelOfNumber(value);
+            });
+            return true;
+        });
+    }
+
+    /// No integer stands for what is not a number.
+    template <class O> MaybePixel pixelOfNumber(O value) const {
+        if constexpr (std::is_floating_point_v<O> && std::is_integral_v<P>)
+            if (std::isnan(value))
+                return std::nullopt;
+        return pixelOf<P>(value, Band.scale);
+    }
+
+    /// Of an unsigned integer, which may be a key.
+    MaybePixel pixelOfKey(unsigned long long value) const {
+        switch (Band.keys) {
+        case OrderKeys::Numbers:
+        case OrderKeys::ReversedNumbers:
+            return pixelOfNumber(numberOfOrderKey(value, Band.keys == OrderKeys::ReversedNumbers));
+        case OrderKeys::ReversedIntegers:
+            return pixelOfNumber(~value);
+        case OrderKeys::None:
+        case OrderKeys::Integers:
+            break;
+        }
+        return pixelOfNumber(value);
+    }
+
+    const JobBand& Band;
+    CellWindow Block;
+    bool IsMasked;
+    P Blank;
+    std::vector<P> Pixels;
+    bool Clash = false;
+    std::uint64_t CutCells = 0;
+    std::vector<std::uint64_t> Used;
+};
+
+} // namespace
+
+Quill::ArrayPtr WindowResult::array(const std::string& field) const {
+    const Quill::RegularFieldPtr found = fields->findField(field);
+    return found ? Quill::getData((*found)[{0, 0, 0}]) : Quill::ArrayPtr();
+}
+
+std::unique_ptr<BandTile> makeBandTile(const JobBand& band, const RasterDescription& file,
+                                       const CellWindow& block) {
+    return withPixelType(file.type, [&](auto zero) -> std::unique_ptr<BandTile> {
+        return std::make_unique<TypedTile<decltype(zero)>>(band, file, block);
+    });
+}
+
+} // namespace Tilewright::Io

@@ -1,0 +1,132 @@
+#include <io/blocks/BlockLattice.h>
+
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <string>
+
+#include <io/system/Errors.h>
+#include <tilewright/model/BoundingBox.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+using Orrery::PhysicalSpace::point;
+
+constexpr double epsilon = std::numeric_limits<double>::epsilon();
+constexpr double mostCells = std::numeric_limits<std::int32_t>::max();
+
+/// The shortest text that gives the number back.
+std::string textOf(double number) {
+    std::array<char, 32> text;
+    return {text.data(), std::to_chars(text.data(), text.data() + text.size(), number).ptr};
+}
+
+/// Where the edges lie between two multiples of the cell size, in cells; decimal origins such as 0.3 on cells
+/// of 0.1 are multiples.
+double shiftOf(double origin, double cell) {
+    const double shift = std::remainder(origin, cell) / cell;
+    return std::fabs(shift) < 1e-9 ? 0.0 : shift;
+}
+
+void check(const LatticeAxis::Request& request) {
+    if (!(request.cell > 0.0) || !std::isfinite(request.cell))
+        throw UsageError("the cell size must be a positive number");
+    if (!std::isfinite(request.origin))
+        throw UsageError("the origin must be a number");
+    if (request.bounds && !(std::isfinite((*request.bounds)[0]) && std::isfinite((*request.bounds)[1]) &&
+                            (*request.bounds)[0] < (*request.bounds)[1]))
+        throw UsageError("the bounds must be numbers, west before east and south before north");
+}
+
+} // namespace
+
+LatticeAxis::LatticeAxis(const Request& request) : Cell(request.cell) {
+    check(request);
+    Shift = shiftOf(request.origin, Cell);
+    const double low = request.bounds ? (*request.bounds)[0] : request.low;
+    const double high = request.bounds ? (*request.bounds)[1] : request.high;
+    const auto magnitude = [](double a, double b) { return std::max(std::fabs(a), std::fabs(b)); };
+    // By the coordinates and the origin alone, so that two rasters of a cloud that meet at an edge agree
+    // about it. What an origin far away leaves of its digits is what the edges have; as a multiple of the
+    // cell size it moves none.
+    const double originDigits = Shift == 0.0 ? 0.0 : 4.0 * epsilon * std::fabs(request.origin);
+    Tolerance = 4.0 * epsilon * (request.low <= request.high ? magnitude(request.low, request.high) : 0.0) +
+                originDigits;
+    constexpr auto windowCells = static_cast<double>(BlockLattice::blockSide + 2 * WindowLayout::rim);
+    Clear = 8.0 * std::max(Tolerance, epsilon * (4.0 * magnitude(low, high) + windowCells * Cell));
+    ClearShare = std::max(1e-6, 2.0 * Clear / Cell);
+    if (!((high - low) / Cell < mostCells))
+        throw InputError("a cell size of " + textOf(Cell) +
+                         " gives more than 2147483647 cells on an axis; choose a larger one");
+    if (!(8.0 * originDigits < 0.125 * Cell))
+        throw UsageError("an origin of " + textOf(request.origin) + " has too few digits for cells of " +
+                         textOf(Cell));
+    if (!(ClearShare < 0.25))
+        throw InputError("cells of " + textOf(Cell) + " are too small for these coordinates, or too large");
+    First = edgeAtOrBelow(low);
+    const double last = edgeAtOrBelow(high);
+    // The upper bound is outside; a coordinate on the last edge of all points begins one more cell.
+    const bool endsOnEdge = request.bounds && std::fabs(high - edgeAt(last)) <= Tolerance;
+    CellCount = static_cast<std::uint64_t>(last - First) + (endsOnEdge ? 0 : 1);
+    FirstEdge = edgeAt(First);
+    CellsPerUnit = 1.0 / Cell;
+    Low = (request.bounds ? low : FirstEdge) - Tolerance;
+    High = (request.bounds ? high : edge(static_cast<std::int64_t>(CellCount))) - Tolerance;
+}
+
+double LatticeAxis::edgeAtOrBelow(double coordinate) const {
+    const double i = coordinate / Cell - Shift;
+    const double nearest = std::round(i);
+    return std::fabs(coordinate - edgeAt(nearest)) <= Tolerance ? nearest : std::floor(i);
+}
+
+LatticeAxis::Place LatticeAxis::placeNearEdge(double coordinate) const {
+    const auto last = static_cast<std::int64_t>(CellCount) - 1;
+    const std::int64_t cell =
+        std::clamp(static_cast<std::int64_t>(edgeAtOrBelow(coordinate) - First), std::int64_t(0), last);
+    return {cell, std::clamp(coordinate, edge(cell) + Clear, edge(cell + 1) - Clear)};
+}
+
+bool LatticeAxis::cellsOf(double low, double high, std::int64_t& first, std::int64_t& last) const {
+    if (!(high >= Low && low < High))
+        return false;
+    const auto end = static_cast<double>(CellCount) - 1.0;
+    // Makes up for all rounding, and takes in what counts as lying on an edge.
+    const double slack = 1e-3 + ClearShare;
+    first = static_cast<std::int64_t>(std::clamp((low - FirstEdge) * CellsPerUnit - slack, 0.0, end));
+    last = static_cast<std::int64_t>(std::clamp((high - FirstEdge) * CellsPerUnit + slack, 0.0, end));
+    return true;
+}
+
+CellWindow BlockLattice::square(std::uint64_t side, std::uint64_t across, std::uint64_t down) const {
+    const std::uint64_t column = across * side;
+    const std::uint64_t northernRow = Y.cells() - down * side;
+    const std::uint64_t rows = std::min(side, northernRow);
+    return {column, northernRow - rows, std::min(side, X.cells() - column), rows};
+}
+
+WindowLayout::WindowLayout(const BlockLattice& lattice, const CellWindow& window)
+    : positions(
+          Larder::Ref<Quill::RegularlyFragmentedField<3>>(Quill::MultiIndex<3>(1, 1, 1), "RegularFragment")),
+      arraySize(window.columns + 2 * rim, window.rows + 2 * rim, 1) {
+    const auto firstNode = [](const LatticeAxis& axis, std::uint64_t cell) {
+        return axis.centre(static_cast<std::int64_t>(cell) - static_cast<std::int64_t>(rim));
+    };
+    // The library has as many cells as steps fit into the box, and leaves the last node out.
+    const point low(firstNode(lattice.x(), window.column), firstNode(lattice.y(), window.row), 0.0);
+    const point high(low[0] + static_cast<double>(arraySize[0]) * lattice.x().cellSize(),
+                     low[1] + static_cast<double>(arraySize[1]) * lattice.y().cellSize(), 0.0);
+    positions->addInterface(Larder::Ref<Orrery::BoundingBox>(low, high));
+    // A little less than the cell size: the library rounds the number of cells down, and a quarter of a cell
+    // on the whole window keeps rounding errors from costing one.
+    const auto wanted = [](const LatticeAxis& axis, unsigned long long n) {
+        return axis.cellSize() * static_cast<double>(n) / (static_cast<double>(n) + 0.25);
+    };
+    // The box is flat and asks for no layers. The library refuses cells that are tiny on all three axes,
+    // which those of a cloud in degrees may well be.
+    wantedCellSize = {wanted(lattice.x(), arraySize[0]), wanted(lattice.y(), arraySize[1]), 1.0};
+}
+
+} // namespace Tilewright::Io

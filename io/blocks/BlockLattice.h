@@ -1,0 +1,142 @@
+/// BlockLattice: where the cells of a raster file lie, and the windows of cells in which it is made.
+///
+/// Cells are half-open: cell i of an axis holds [edge(i), edge(i + 1)), and all edges are multiples of the
+/// cell size, moved by an origin. A coordinate within rounding error of an edge counts as lying on it:
+/// decimal coordinates such as 0.30 and edges such as 3 * 0.1 are no exact doubles.
+///
+/// The library tells a cell by its centre and rounds. So that it comes to the same cell, whichever window it
+/// works on, a coordinate close to an edge is moved inwards by a few squares in its last place; how far
+/// depends on the raster alone. Every window gets a rim of one cell, which stays empty and is cropped again:
+/// beyond half a cell from its outermost nodes the library drops a point.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <optional>
+
+#include <io/records/PointSource.h>
+#include <tilewright/export.h>
+#include <tilewright/model/RegularlyFragmentedField.h>
+
+namespace Tilewright::Io {
+
+/// One horizontal axis.
+class TILEWRIGHT_API LatticeAxis {
+public:
+    struct Request {
+        /// Of the points of the cloud.
+        double low = 0.0;
+        double high = 0.0;
+        double cell = 1.0;
+        /// An edge goes through it.
+        double origin = 0.0;
+        /// What the raster is to span instead of all points: [first, second).
+        std::optional<std::array<double, 2>> bounds;
+    };
+
+    /// Throws UsageError for a cell size, an origin or bounds that are none, and InputError for what would be
+    /// more than 2^31 - 1 cells or too fine for the digits of the coordinates.
+    explicit LatticeAxis(const Request& request);
+
+    std::uint64_t cells() const { return CellCount; }
+    double cellSize() const { return Cell; }
+    /// The lower edge of a cell; cells before the first one have negative numbers.
+    double edge(std::int64_t cell) const { return edgeAt(First + static_cast<double>(cell)); }
+    double centre(std::int64_t cell) const { return edgeAt(First + static_cast<double>(cell) + 0.5); }
+
+    /// The cell of a coordinate, and the coordinate moved clear of the cell's edges; false if the raster
+    /// doesn't reach there. What is not a number is nowhere.
+    bool locate(double coordinate, std::int64_t& cell, double& settled) const {
+        if (!(coordinate >= Low && coordinate < High))
+            return false;
+        const double f = (coordinate - FirstEdge) * CellsPerUnit;
+        cell = static_cast<std::int64_t>(f);
+        const double inCell = f - static_cast<double>(cell);
+        settled = coordinate;
+        if (inCell > ClearShare && inCell < 1.0 - ClearShare) [[likely]]
+            return true;
+        const Place place = placeNearEdge(coordinate);
+        cell = place.cell;
+        settled = place.settled;
+        return true;
+    }
+
+    /// The first and last cell that a stretch of coordinates can reach; false if it misses the raster.
+    bool cellsOf(double low, double high, std::int64_t& first, std::int64_t& last) const;
+
+    /// Whether all coordinates from `low` to `high` are in the raster.
+    bool holds(double low, double high) const { return low >= Low && high < High; }
+
+private:
+    double edgeAt(double i) const { return (i + Shift) * Cell; }
+    double edgeAtOrBelow(double coordinate) const;
+
+    /// Handed back in registers: what a call writes to memory would slow the quick path down too.
+    struct Place {
+        std::int64_t cell;
+        double settled;
+    };
+    Place placeNearEdge(double coordinate) const;
+
+    double Cell;
+    double Shift;
+    /// Within it of an edge a coordinate lies on the edge.
+    double Tolerance;
+    /// So far from an edge no rounding of the library takes a coordinate to another cell.
+    double Clear;
+    double ClearShare;
+    double First;
+    double FirstEdge;
+    double CellsPerUnit;
+    /// Coordinates from Low to below High are in the raster.
+    double Low;
+    double High;
+    std::uint64_t CellCount;
+};
+
+/// A rectangle of cells, counted from the south-western corner of the raster.
+struct CellWindow {
+    std::uint64_t column = 0;
+    std::uint64_t row = 0;
+    std::uint64_t columns = 0;
+    std::uint64_t rows = 0;
+
+    std::uint64_t cells() const { return columns * rows; }
+};
+
+class TILEWRIGHT_API BlockLattice {
+public:
+    /// Cells along a side of a block. The blocks are the tiles of the file, so they are counted from its
+    /// north-western corner; those at the eastern and southern rim are smaller.
+    static constexpr std::uint64_t blockSide = 256;
+
+    BlockLattice(const LatticeAxis::Request& x, const LatticeAxis::Request& y) : X(x), Y(y) {}
+
+    const LatticeAxis& x() const { return X; }
+    const LatticeAxis& y() const { return Y; }
+    std::uint64_t cells() const { return X.cells() * Y.cells(); }
+
+    std::uint64_t squaresAcross(std::uint64_t side) const { return (X.cells() + side - 1) / side; }
+    std::uint64_t squaresDown(std::uint64_t side) const { return (Y.cells() + side - 1) / side; }
+    /// Square number (across, down) of those with `side` cells along a side, from the north-western corner.
+    CellWindow square(std::uint64_t side, std::uint64_t across, std::uint64_t down) const;
+
+private:
+    LatticeAxis X;
+    LatticeAxis Y;
+};
+
+/// What the library is asked for to make a window: its lattice is the window with a rim of one cell.
+struct TILEWRIGHT_API WindowLayout {
+    static constexpr std::uint64_t rim = 1;
+
+    /// Without data; carries the box from which the library makes its lattice.
+    Quill::RegularFieldPtr positions;
+    Orrery::PhysicalSpace::vector wantedCellSize;
+    Quill::MultiIndex<3> arraySize;
+
+    WindowLayout(const BlockLattice& lattice, const CellWindow& window);
+};
+
+} // namespace Tilewright::Io

@@ -1,0 +1,98 @@
+/// RasterJob: makes the files of a raster, block by block, on several threads.
+///
+/// Each thread takes a block of cells at a time, has the library raster its points on grids of the thread's
+/// own, and hands the pixels on. Blocks are written in their order, whichever is finished first, so that
+/// files are the same for every number of threads. No more than a few blocks are in memory at a time.
+///
+/// No point may be lost on the way, and none count twice: what the library counted in the cells of each
+/// window is held against the points that went in, and their sum against the points of the cloud.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <limits>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <io/blocks/WindowGrid.h>
+#include <io/rasters/RasterWriter.h>
+#include <tilewright/export.h>
+
+namespace Tilewright::Io {
+
+/// No more points than this are loaded at a time.
+inline constexpr std::uint64_t mostPointsAtATime = 1'500'000;
+
+/// Where the pixels of a band come from.
+struct JobBand {
+    enum class Source {
+        /// A field that the library made.
+        Field,
+        /// The points of a cell; never wraps.
+        Count,
+        /// The library's companions: no data value of their own.
+        Density,
+        CellType,
+        /// 255 times the scale for cells with data, else 0.
+        Alpha
+    };
+
+    Source source = Source::Field;
+    std::string field;
+    /// Of a field of points.
+    std::optional<int> component;
+    /// The field holds keys; the pixels are the numbers that they are keys of.
+    OrderKeys keys = OrderKeys::None;
+    /// A pixel is value * scale, rounded where pixels are integers and cut to their range.
+    double scale = 1.0;
+    /// The file that it is a band of, and which one.
+    std::size_t file = 0;
+    std::size_t number = 0;
+};
+
+struct RasterJob {
+    GridPlan grid;
+    /// In the library's terms. The one for "Positions" must not skip them.
+    std::vector<std::string> requests;
+    unsigned sparseLimit = 0;
+    std::vector<JobBand> bands;
+    unsigned threads = 1;
+    /// A plane needs all points of its cell at once, however many there are: so many bytes may be used for
+    /// them, by one thread at a time.
+    std::uint64_t memoryForPlanes = std::numeric_limits<std::uint64_t>::max();
+    /// Windows with more points are halved, down to a cell.
+    std::uint64_t pointsOfWindow = mostPointsAtATime;
+    /// A single cell with more points is reduced in pieces.
+    std::uint64_t pointsOfCell = mostPointsAtATime;
+};
+
+/// Which pixels have values that a cell without data might have been given.
+struct NoDataClash {
+    /// So many of the largest values of a type are looked at; those of 8 and 16 bits have no more.
+    static constexpr std::size_t candidates = std::size_t(1) << 16U;
+
+    /// A cell with data came out as the nodata value.
+    bool happened = false;
+    /// Of a type of integers: which of the largest occur, from the largest down, a bit each from the lowest
+    /// of the first word on. Empty if none does.
+    std::vector<std::uint64_t> usedFromTop;
+};
+
+struct JobResult {
+    std::uint64_t points = 0;
+    std::uint64_t filledCells = 0;
+    /// For each file.
+    std::vector<NoDataClash> clashes;
+    /// For each band, the cells whose values lay beyond what pixels can be.
+    std::vector<std::uint64_t> cutCells;
+};
+
+/// Fills the files, of which `descriptions` has one each, in the same order. Throws Interruption when
+/// `report` answers false; it is told of points. Throws InputError if a plane takes more memory than there
+/// is.
+TILEWRIGHT_API JobResult runJob(const RasterJob& job, const BlockLattice& lattice, const SquareReader& reader,
+                                const std::vector<RasterDescription>& descriptions,
+                                std::vector<RasterWriter>& writers, const StepReport& report);
+
+} // namespace Tilewright::Io

@@ -1,0 +1,245 @@
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <numeric>
+
+#include <io/blocks/SquareGeometry.h>
+#include <io/blocks/SquareReader.h>
+#include <io/system/Parallel.h>
+#include <io/system/ScratchFile.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+/// Sorts all points by their squares first. Records are cut down to what is needed of them and sorted in
+/// runs, each as long as memory allows; a square has a piece of each run. In a run the records of a square
+/// keep their order.
+class SortedReader : public SquareReader {
+public:
+    SortedReader(const CloudIndex& index, const BlockLattice& lattice, const PointNeeds& needs,
+                 std::uint64_t side, const ReadingPlan& plan);
+
+    std::uint64_t side() const override { return Side; }
+    void visit(const Square& square, const RecordVisitor& visitor) const override;
+    double estimate(const Square& square) const override;
+    bool needsSelection() const override { return false; }
+    std::uint64_t wantedPoints() const override { return Wanted; }
+
+private:
+    /// The first record of a square in a run.
+    struct Begin {
+        std::uint64_t square;
+        std::uint64_t record;
+    };
+    struct Run {
+        const PointSource* source = nullptr;
+        std::uint64_t first = 0;
+        std::uint64_t count = 0;
+        const RecordLayout* layout = nullptr;
+        /// Of the squares that have records in the run, ascending, with an end behind the last.
+        std::vector<Begin> begins;
+        /// In memory, or else at this place of the scratch file.
+        std::vector<std::byte> bytes;
+        std::uint64_t offset = 0;
+    };
+    /// What a thread needs to sort a run, kept from run to run.
+    struct Workspace {
+        std::vector<std::uint64_t> squares;
+        std::vector<std::byte> records;
+        std::vector<std::byte> sorted;
+        std::vector<std::uint32_t> places;
+    };
+
+    void planRuns(const CloudIndex& index, const PointNeeds& needs, const ReadingPlan& plan);
+    void sortRun(Run& run, const PointNeeds& needs, Workspace& space);
+    void collect(const Run& run, const PointNeeds& needs, Workspace& space) const;
+    template <class Visitor> void forEachPiece(const Square& square, Visitor&& visit) const;
+
+    const BlockLattice& Lattice;
+    std::uint64_t Side;
+    std::uint64_t Across;
+    std::vector<std::unique_ptr<RecordLayout>> Layouts;
+    std::vector<Run> Runs;
+    std::unique_ptr<ScratchFile> Scratch;
+    std::atomic<std::uint64_t> Wanted = 0;
+};
+
+/// The records of `format` cut down to their positions and the given fields.
+RecordLayout compactLayout(const RecordFormat& format, const std::vector<CloudField>& wanted) {
+    RecordLayout layout{format, fieldsIn(format, wanted)};
+    const bool isScaled = format.position == RecordFormat::Position::ScaledIntegers;
+    layout.format.recordLength = 3 * (isScaled ? sizeof(std::int32_t) : sizeof(double));
+    for (PointField& field : layout.fields) {
+        field.position = layout.format.recordLength;
+        layout.format.recordLength += field.size;
+    }
+    layout.format.fields = layout.fields;
+    return layout;
+}
+
+void copyField(std::byte* to, const std::byte* from, std::size_t size) {
+    switch (size) {
+    case 1:
+        *to = *from;
+        return;
+    case 2:
+        std::memcpy(to, from, 2);
+        return;
+    case 4:
+        std::memcpy(to, from, 4);
+        return;
+    default:
+        std::memcpy(to, from, size);
+    }
+}
+
+constexpr std::uint64_t shortestRun = std::uint64_t(1) << 16;
+constexpr std::uint64_t longestRun = std::uint64_t(1) << 22;
+/// Records that are handed out at a time.
+constexpr std::uint64_t recordsAtATime = 4096;
+
+SortedReader::SortedReader(const CloudIndex& index, const BlockLattice& lattice, const PointNeeds& needs,
+                           std::uint64_t side, const ReadingPlan& plan)
+    : Lattice(lattice), Side(side), Across(lattice.squaresAcross(side)) {
+    planRuns(index, needs, plan);
+    std::vector<Workspace> spaces(plan.threads);
+    std::vector<Workspace*> idle;
+    idle.reserve(spaces.size());
+    for (Workspace& space : spaces)
+        idle.push_back(&space);
+    std::mutex lock;
+    const auto takeSpace = [&] {
+        const std::lock_guard guard(lock);
+        Workspace* const space = idle.back();
+        idle.pop_back();
+        return space;
+    };
+    std::atomic<std::size_t> done = 0;
+    Io::forEachPiece(plan.threads, Runs.size(), [&](std::size_t r) {
+        if (plan.report && !plan.report(done, Runs.size()))
+            throw Interruption();
+        Workspace* const space = takeSpace();
+        sortRun(Runs[r], needs, *space);
+        const std::lock_guard guard(lock);
+        idle.push_back(space);
+        ++done;
+    });
+}
+
+void SortedReader::planRuns(const CloudIndex& index, const PointNeeds& needs, const ReadingPlan& plan) {
+    std::uint64_t bytes = 0;
+    for (const Stretch& stretch : index.stretches) {
+        if (Runs.empty() || Runs.back().source != stretch.source)
+            Layouts.push_back(
+                std::make_unique<RecordLayout>(compactLayout(stretch.source->format(), needs.fields)));
+        const std::uint64_t length = Layouts.back()->format.recordLength;
+        // Records before and after sorting, and where each belongs.
+        const std::uint64_t perRecord = 2 * length + sizeof(std::uint64_t);
+        const std::uint64_t most =
+            std::clamp(plan.memory / 4 / plan.threads / perRecord, shortestRun, longestRun);
+        if (Runs.empty() || Runs.back().source != stretch.source || Runs.back().count + stretch.count > most)
+            Runs.push_back({stretch.source, stretch.first, 0, Layouts.back().get(), {}, {}, bytes});
+        Runs.back().count += stretch.count;
+        bytes += stretch.count * length;
+    }
+    if (bytes > plan.memory / 2)
+        Scratch = std::make_unique<ScratchFile>(plan.scratch);
+}
+
+void SortedReader::collect(const Run& run, const PointNeeds& needs, Workspace& space) const {
+    const RecordFormat& format = run.source->format();
+    const RecordLayout& compact = *run.layout;
+    const std::vector<PointField> fields = fieldsIn(format, needs.fields);
+    const std::size_t length = compact.format.recordLength;
+    const std::size_t positionLength = fields.empty() ? length : compact.fields.front().position;
+    space.squares.clear();
+    space.records.resize(run.count * length);
+    PointFinder finder(Lattice, needs.selection);
+    std::byte* to = space.records.data();
+    const std::uint64_t northernRow = Lattice.y().cells() - 1;
+    run.source->visit(run.first, run.count, [&](const std::byte* records, std::size_t n) {
+        finder.find(format, records, n, [&](std::size_t i, std::uint64_t cellX, std::uint64_t cellY) {
+            const std::byte* const from = records + i * format.recordLength;
+            std::memcpy(to, from, positionLength);
+            for (std::size_t f = 0; f < fields.size(); ++f)
+                copyField(to + compact.fields[f].position, from + fields[f].position, fields[f].size);
+            to += length;
+            space.squares.push_back((northernRow - cellY) / Side * Across + cellX / Side);
+        });
+    });
+}
+
+void SortedReader::sortRun(Run& run, const PointNeeds& needs, Workspace& space) {
+    collect(run, needs, space);
+    const std::size_t count = space.squares.size();
+    const std::size_t length = run.layout->format.recordLength;
+    Wanted += count;
+    run.begins.clear();
+    if (count != 0) {
+        const auto [low, high] = std::ranges::minmax(space.squares);
+        space.places.assign(high - low + 2, 0);
+        for (const std::uint64_t square : space.squares)
+            ++space.places[square - low + 1];
+        std::partial_sum(space.places.begin(), space.places.end(), space.places.begin());
+        for (std::uint64_t square = low; square <= high; ++square)
+            if (space.places[square - low] != space.places[square - low + 1])
+                run.begins.push_back({square, space.places[square - low]});
+        run.begins.push_back({high + 1, count});
+        space.sorted.resize(count * length);
+        for (std::size_t i = 0; i < count; ++i)
+            std::memcpy(space.sorted.data() + length * space.places[space.squares[i] - low]++,
+                        space.records.data() + i * length, length);
+    }
+    if (Scratch)
+        Scratch->write(run.offset, std::span(space.sorted.data(), count * length));
+    else
+        run.bytes.assign(space.sorted.begin(),
+                         space.sorted.begin() + static_cast<std::ptrdiff_t>(count * length));
+}
+
+/// Calls `visit(run, first, count)` for the records of a square in each run.
+template <class Visitor> void SortedReader::forEachPiece(const Square& square, Visitor&& visit) const {
+    const std::uint64_t number = square.down * Across + square.across;
+    for (const Run& run : Runs) {
+        const auto begin = std::ranges::lower_bound(run.begins, number, {}, &Begin::square);
+        if (begin != run.begins.end() && begin->square == number && begin + 1 != run.begins.end())
+            visit(run, begin->record, (begin + 1)->record - begin->record);
+    }
+}
+
+void SortedReader::visit(const Square& square, const RecordVisitor& visitor) const {
+    std::vector<std::byte> buffer;
+    forEachPiece(square, [&](const Run& run, std::uint64_t first, std::uint64_t count) {
+        const std::uint64_t length = run.layout->format.recordLength;
+        while (count != 0) {
+            const std::uint64_t n = std::min(count, recordsAtATime);
+            const std::byte* records = run.bytes.data() + first * length;
+            if (Scratch) {
+                buffer.resize(recordsAtATime * length);
+                Scratch->read(run.offset + first * length, std::span(buffer.data(), n * length));
+                records = buffer.data();
+            }
+            visitor(*run.layout, records, static_cast<std::size_t>(n));
+            first += n;
+            count -= n;
+        }
+    });
+}
+
+double SortedReader::estimate(const Square& square) const {
+    std::uint64_t points = 0;
+    forEachPiece(square, [&](const Run&, std::uint64_t, std::uint64_t count) { points += count; });
+    return static_cast<double>(points) *
+           sharedPart(Lattice.square(Side, square.across, square.down), square.window);
+}
+
+} // namespace
+
+std::unique_ptr<SquareReader> makeSortedReader(const CloudIndex& index, const BlockLattice& lattice,
+                                               const PointNeeds& needs, std::uint64_t side,
+                                               const ReadingPlan& plan) {
+    return std::make_unique<SortedReader>(index, lattice, needs, side, plan);
+}
+
+} // namespace Tilewright::Io

@@ -1,0 +1,140 @@
+#include <algorithm>
+#include <atomic>
+#include <numeric>
+
+#include <io/blocks/SquareGeometry.h>
+#include <io/blocks/SquareReader.h>
+#include <io/system/Parallel.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+/// Reads the files themselves.
+class StretchReader : public SquareReader {
+public:
+    StretchReader(const CloudIndex& index, const BlockLattice& lattice, const PointNeeds& needs,
+                  std::uint64_t side, const ReadingPlan& plan);
+
+    std::uint64_t side() const override { return Side; }
+    void visit(const Square& square, const RecordVisitor& visitor) const override;
+    double estimate(const Square& square) const override;
+    bool needsSelection() const override { return true; }
+    std::uint64_t wantedPoints() const override { return Wanted; }
+
+private:
+    template <class Visitor> void forEachStretch(const Square& square, Visitor&& visit) const {
+        const std::size_t u = square.down * Across + square.across;
+        for (std::size_t i = Begins[u]; i < Begins[u + 1]; ++i) {
+            const Stretch& stretch = Stretches[Lists[i]];
+            const double share = sharedPart(*cellsOf(stretch, Lattice), square.window);
+            if (share > 0.0)
+                visit(stretch, share);
+        }
+    }
+    void listStretches();
+    void countWanted(const PointNeeds& needs, const ReadingPlan& plan);
+    const RecordLayout& layoutOf(const PointSource& source) const;
+
+    const std::vector<Stretch>& Stretches;
+    const BlockLattice& Lattice;
+    std::uint64_t Side;
+    std::uint64_t Across;
+    std::uint64_t Down;
+    /// Of each square its stretches, in ascending order: Lists[Begins[u]] to before Lists[Begins[u + 1]].
+    std::vector<std::uint64_t> Begins;
+    std::vector<std::uint32_t> Lists;
+    std::vector<std::pair<const PointSource*, RecordLayout>> Layouts;
+    std::uint64_t Wanted = 0;
+};
+
+StretchReader::StretchReader(const CloudIndex& index, const BlockLattice& lattice, const PointNeeds& needs,
+                             std::uint64_t side, const ReadingPlan& plan)
+    : Stretches(index.stretches), Lattice(lattice), Side(side), Across(lattice.squaresAcross(side)),
+      Down(lattice.squaresDown(side)) {
+    for (const Stretch& stretch : Stretches)
+        if (Layouts.empty() || Layouts.back().first != stretch.source)
+            Layouts.emplace_back(
+                stretch.source,
+                RecordLayout{stretch.source->format(), fieldsIn(stretch.source->format(), needs.fields)});
+    std::ranges::sort(Layouts, {}, &decltype(Layouts)::value_type::first);
+    listStretches();
+    countWanted(needs, plan);
+}
+
+void StretchReader::listStretches() {
+    const auto forEachEntry = [&](auto&& visit) {
+        for (std::size_t s = 0; s < Stretches.size(); ++s) {
+            const std::optional<CellWindow> cells = cellsOf(Stretches[s], Lattice);
+            if (!cells)
+                continue;
+            const UnitRange squares = unitsOf(*cells, Lattice, Side);
+            for (std::uint64_t d = squares.firstDown; d <= squares.lastDown; ++d)
+                for (std::uint64_t a = squares.firstAcross; a <= squares.lastAcross; ++a)
+                    visit(d * Across + a, static_cast<std::uint32_t>(s));
+        }
+    };
+    Begins.assign(Across * Down + 1, 0);
+    forEachEntry([&](std::size_t square, std::uint32_t) { ++Begins[square + 1]; });
+    std::partial_sum(Begins.begin(), Begins.end(), Begins.begin());
+    Lists.resize(Begins.back());
+    std::vector<std::uint64_t> next(Begins.begin(), Begins.end() - 1);
+    forEachEntry([&](std::size_t square, std::uint32_t stretch) { Lists[next[square]++] = stretch; });
+}
+
+void StretchReader::countWanted(const PointNeeds& needs, const ReadingPlan& plan) {
+    // Points that no test can exclude need not be looked at again.
+    const bool allLieInside = std::ranges::all_of(Stretches, [&](const Stretch& stretch) {
+        return Lattice.x().holds(stretch.low[0], stretch.high[0]) &&
+               Lattice.y().holds(stretch.low[1], stretch.high[1]);
+    });
+    if (allLieInside && !needs.selection) {
+        for (const Stretch& stretch : Stretches)
+            Wanted += stretch.count;
+        return;
+    }
+    std::atomic<std::uint64_t> wanted = 0;
+    forEachPiece(plan.threads, Stretches.size(), [&](std::size_t s) {
+        if (plan.report && !plan.report(s, Stretches.size()))
+            throw Interruption();
+        PointFinder finder(Lattice, needs.selection);
+        std::uint64_t found = 0;
+        const Stretch& stretch = Stretches[s];
+        stretch.source->visit(stretch.first, stretch.count, [&](const std::byte* records, std::size_t n) {
+            finder.find(stretch.source->format(), records, n,
+                        [&](std::size_t, std::uint64_t, std::uint64_t) { ++found; });
+        });
+        wanted += found;
+    });
+    Wanted = wanted;
+}
+
+const RecordLayout& StretchReader::layoutOf(const PointSource& source) const {
+    return std::ranges::lower_bound(Layouts, &source, {}, &decltype(Layouts)::value_type::first)->second;
+}
+
+void StretchReader::visit(const Square& square, const RecordVisitor& visitor) const {
+    forEachStretch(square, [&](const Stretch& stretch, double) {
+        const RecordLayout& layout = layoutOf(*stretch.source);
+        stretch.source->visit(stretch.first, stretch.count,
+                              [&](const std::byte* records, std::size_t n) { visitor(layout, records, n); });
+    });
+}
+
+double StretchReader::estimate(const Square& square) const {
+    double points = 0.0;
+    forEachStretch(square, [&](const Stretch& stretch, double share) {
+        points += static_cast<double>(stretch.count) * share;
+    });
+    return points;
+}
+
+} // namespace
+
+std::unique_ptr<SquareReader> makeStretchReader(const CloudIndex& index, const BlockLattice& lattice,
+                                                const PointNeeds& needs, std::uint64_t side,
+                                                const ReadingPlan& plan) {
+    return std::make_unique<StretchReader>(index, lattice, needs, side, plan);
+}
+
+} // namespace Tilewright::Io

@@ -1,0 +1,96 @@
+/// PointCloud: any number of files as one cloud.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <io/records/PointSource.h>
+#include <io/system/StepReport.h>
+#include <tilewright/export.h>
+
+namespace Tilewright::Io {
+
+struct CloudOptions {
+    /// Where files that have to be converted first find room.
+    std::filesystem::path scratch = ".";
+    /// Asked while files are read or converted whether to go on, and told in bytes how far it is; may be
+    /// empty.
+    StepReport report;
+    /// Whether pages of mapped files may stay in memory: quicker, if there is room for all of them.
+    bool keepPages = false;
+};
+
+/// An attribute of a cloud: one that each of its sources has, in the type that holds the values of all.
+struct CloudField {
+    std::string name;
+    FieldType type;
+};
+
+/// Opens a single file of any known kind, told by its contents, and for texts by its extension. Throws
+/// InputError.
+TILEWRIGHT_API std::unique_ptr<PointSource> openPointFile(const std::filesystem::path& path,
+                                                          const CloudOptions& options);
+
+/// Whether a name has an extension that makes a file of a folder a point file.
+TILEWRIGHT_API bool isPointFileName(const std::filesystem::path& path);
+
+/// The files that the words of a command line stand for: files as they are, all point files of a folder and
+/// of those below it, in ascending order of their paths, and what matches a pattern with * or ?, ascending
+/// too. Throws InputError for a word that stands for no file.
+TILEWRIGHT_API std::vector<std::filesystem::path> findPointFiles(const std::vector<std::string>& words);
+
+/// All sources in the order of the files, each file once.
+///
+/// The const operations may run on several threads at once.
+class TILEWRIGHT_API PointCloud {
+public:
+    /// Throws InputError as openPointFile does, and where files name different coordinate systems and
+    /// `ignoreSystems` is not set.
+    PointCloud(std::span<const std::filesystem::path> files, const CloudOptions& options, bool ignoreSystems);
+
+    const std::vector<std::unique_ptr<PointSource>>& sources() const noexcept { return Sources; }
+    std::uint64_t pointCount() const noexcept { return Count; }
+    const std::string& coordinateSystem() const noexcept { return System; }
+
+    /// The attributes that all sources have, in the order of the first. Where they differ in type: Double.
+    const std::vector<CloudField>& fields() const noexcept { return Fields; }
+    /// Null for a name that is none of them. Letter case counts.
+    const CloudField* findField(std::string_view name) const noexcept;
+    /// What to call the cloud in a message: the one file, or the number of files.
+    std::string name() const;
+
+    /// Throws InputError if a file is not the one any more that was opened, or was written to since. To be
+    /// called after the last read and before anything is made of the points: files are read more than once,
+    /// and what was read before a change does not fit what was read after it.
+    void checkUnchanged() const;
+
+private:
+    /// What the system says of a file, as far as a change of its contents shows there.
+    struct FileState {
+        std::filesystem::path path;
+        std::uint64_t device = 0;
+        std::uint64_t inode = 0;
+        std::uint64_t size = 0;
+        /// Of the contents, and of all that there is to know of the file, which no program can set: in
+        /// seconds and nanoseconds.
+        std::array<std::int64_t, 4> changed = {};
+
+        bool operator==(const FileState&) const = default;
+    };
+    static std::vector<FileState> distinctFiles(std::span<const std::filesystem::path> files);
+    static FileState stateOf(const std::filesystem::path& path);
+
+    std::vector<FileState> Files;
+    std::vector<std::unique_ptr<PointSource>> Sources;
+    std::vector<CloudField> Fields;
+    std::uint64_t Count = 0;
+    std::string System;
+};
+
+} // namespace Tilewright::Io

@@ -1,0 +1,217 @@
+#include <io/formats/las/LasHeader.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include <io/system/Errors.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+constexpr unsigned highestFormat = 10;
+constexpr std::size_t formatPosition = 104;
+constexpr std::array<unsigned, highestFormat + 1> pointSizes = {20, 28, 26, 34, 57, 63, 30, 36, 38, 59, 67};
+constexpr std::array<unsigned, 5> headerSizes = {227, 227, 227, 235, 375}; // by minor version
+
+class Parser {
+public:
+    Parser(std::span<const std::byte> file, const std::string& name)
+        : file(file), name(name), pointsEnd(file.size()) {}
+
+    LasHeader parse() {
+        readVersion();
+        readPointLayout();
+        readCoordinateSpace();
+        readVariableLengthRecords();
+        if (header.versionMinor >= 4) {
+            readExtendedRecords();
+        }
+        checkPoints();
+        return header;
+    }
+
+private:
+    [[noreturn]] void fail(const std::string& what) const { throw InputError(name + ": " + what); }
+
+    template <class T> T at(std::uint64_t offset) const {
+        return loadLittleEndian<T>(file.data() + static_cast<std::size_t>(offset));
+    }
+
+    std::span<const std::byte> slice(std::uint64_t offset, std::uint64_t length) const {
+        return file.subspan(static_cast<std::size_t>(offset), static_cast<std::size_t>(length));
+    }
+
+    [[noreturn]] void failCompressed() const {
+        fail("is compressed (LAZ), which is not read here; decompress it first, for example to LAS");
+    }
+
+    void readVersion() {
+        if (file.size() < 4 || loadText(slice(0, 4)) != "LASF") {
+            fail("is not a LAS file: it does not begin with LASF");
+        }
+        if (file.size() < headerSizes[0]) {
+            fail("is cut off inside its header: " + std::to_string(file.size()) + " of at least " +
+                 std::to_string(headerSizes[0]) + " bytes are there; copy or export it again");
+        }
+        header.globalEncoding = at<std::uint16_t>(6);
+        header.versionMajor = at<std::uint8_t>(24);
+        header.versionMinor = at<std::uint8_t>(25);
+        if (header.versionMajor != 1 || header.versionMinor >= headerSizes.size()) {
+            fail("is LAS " + std::to_string(header.versionMajor) + "." + std::to_string(header.versionMinor) +
+                 "; versions 1.0 to 1.4 can be read");
+        }
+        const unsigned needed = headerSizes[header.versionMinor];
+        headerSize = at<std::uint16_t>(94);
+        if (headerSize < needed) {
+            fail("has a header of " + std::to_string(headerSize) + " bytes, but LAS 1." +
+                 std::to_string(header.versionMinor) + " takes " + std::to_string(needed));
+        }
+        if (headerSize > file.size()) {
+            fail("is cut off inside its header: " + std::to_string(file.size()) + " of " +
+                 std::to_string(headerSize) + " bytes are there; copy or export it again");
+        }
+    }
+
+    void readPointLayout() {
+        const auto format = at<std::uint8_t>(formatPosition);
+        if (isCompressedLas(file)) {
+            failCompressed();
+        }
+        if (format > highestFormat) {
+            fail("has points of format " + std::to_string(format) + "; formats 0 to 10 can be read");
+        }
+        header.pointFormat = format;
+        header.recordLength = at<std::uint16_t>(105);
+        if (header.recordLength < lasPointSize(format)) {
+            fail("has point records of " + std::to_string(header.recordLength) + " bytes, but format " +
+                 std::to_string(format) + " takes at least " + std::to_string(lasPointSize(format)));
+        }
+        header.pointOffset = at<std::uint32_t>(96);
+        if (header.pointOffset < headerSize) {
+            fail("has its points at byte " + std::to_string(header.pointOffset) +
+                 ", which is inside its header of " + std::to_string(headerSize) + " bytes");
+        }
+        if (header.pointOffset > file.size()) {
+            fail("has its points at byte " + std::to_string(header.pointOffset) + ", but ends at byte " +
+                 std::to_string(file.size()) + "; copy or export it again");
+        }
+        header.pointCount = at<std::uint32_t>(107);
+        if (header.versionMinor >= 4) {
+            // The 32-bit count only serves older programs and is often zero or stale. Some writers, though,
+            // know no other.
+            const auto count = at<std::uint64_t>(247);
+            header.pointCount = count != 0 ? count : header.pointCount;
+        }
+    }
+
+    void readCoordinateSpace() {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            const double scale = at<double>(131 + 8 * axis);
+            const double offset = at<double>(155 + 8 * axis);
+            const std::string letter(1, "xyz"[axis]);
+            if (!std::isfinite(scale) || scale == 0) {
+                fail("gives no coordinates: its " + letter + " scale is zero or not finite");
+            }
+            if (!std::isfinite(offset)) {
+                fail("gives no coordinates: its " + letter + " offset is not finite");
+            }
+            if (!std::isfinite(std::abs(scale) * 0x1p31 + std::abs(offset))) {
+                fail("gives no coordinates: its " + letter +
+                     " scale or offset is so large that they overflow");
+            }
+            header.scale[axis] = scale;
+            header.offset[axis] = offset;
+            header.claimedHigh[axis] = at<double>(179 + 16 * axis);
+            header.claimedLow[axis] = at<double>(187 + 16 * axis);
+        }
+    }
+
+    void readVariableLengthRecords() {
+        constexpr std::uint64_t prefix = 54;
+        const auto count = at<std::uint32_t>(100);
+        std::uint64_t position = headerSize;
+        for (std::uint64_t record = 0; record < count; ++record) {
+            const std::uint64_t room = header.pointOffset - position;
+            if (room < prefix || room - prefix < at<std::uint16_t>(position + 20)) {
+                fail("is damaged: its variable length record " + std::to_string(record + 1) + " of " +
+                     std::to_string(count) + " runs into the points");
+            }
+            const std::uint64_t length = at<std::uint16_t>(position + 20);
+            note(position, {position + prefix, length});
+            position += prefix + length;
+        }
+    }
+
+    void readExtendedRecords() {
+        constexpr std::uint64_t prefix = 60;
+        const auto count = at<std::uint32_t>(243);
+        std::uint64_t position = at<std::uint64_t>(235);
+        if (count != 0 && position >= header.pointOffset) {
+            pointsEnd = std::min(pointsEnd, position);
+        }
+        for (std::uint64_t record = 0; record < count; ++record) {
+            const std::uint64_t room = position < file.size() ? file.size() - position : 0;
+            if (room < prefix || room - prefix < at<std::uint64_t>(position + 20)) {
+                fail("is damaged or cut off: its extended record " + std::to_string(record + 1) + " of " +
+                     std::to_string(count) + " runs past the end; copy or export it again");
+            }
+            const auto length = at<std::uint64_t>(position + 20);
+            note(position, {position + prefix, length});
+            position += prefix + length;
+        }
+    }
+
+    /// Keeps where the contents of a record lie if it is the first of a kind that matters. Nothing else is
+    /// kept, so that a file with millions of records takes no memory.
+    void note(std::uint64_t position, ByteRange contents) {
+        const std::string user = loadText(slice(position + 2, 16));
+        const auto number = at<std::uint16_t>(position + 18);
+        if (user == "laszip encoded") {
+            failCompressed();
+        }
+        ByteRange* place = nullptr;
+        if (user == "LASF_Projection") {
+            place = number == 2112    ? &header.wkt
+                    : number == 34735 ? &header.geoKeyDirectory
+                    : number == 34736 ? &header.geoKeyNumbers
+                    : number == 34737 ? &header.geoKeyTexts
+                                      : nullptr;
+        } else if (user == "LASF_Spec" && number == 4) {
+            place = &header.extraBytes;
+        }
+        if (place != nullptr && place->length == 0) {
+            *place = contents;
+        }
+    }
+
+    void checkPoints() const {
+        const std::uint64_t fitting = (pointsEnd - header.pointOffset) / header.recordLength;
+        if (header.pointCount > fitting) {
+            fail("is cut off: its header promises " + std::to_string(header.pointCount) +
+                 " points, but only " + std::to_string(fitting) + " are there; copy or export it again");
+        }
+    }
+
+    std::span<const std::byte> file;
+    const std::string& name;
+    LasHeader header;
+    std::uint64_t headerSize = 0;
+    std::uint64_t pointsEnd; ///< where extended records begin, or the file ends
+};
+
+} // namespace
+
+LasHeader readLasHeader(std::span<const std::byte> file, const std::string& name) {
+    return Parser(file, name).parse();
+}
+
+bool isCompressedLas(std::span<const std::byte> file) {
+    // Compressors set one of the two high bits, so that programs that know nothing of them stop here.
+    return file.size() > formatPosition &&
+           (loadLittleEndian<std::uint8_t>(file.data() + formatPosition) & 0xC0U) != 0;
+}
+
+unsigned lasPointSize(unsigned format) { return pointSizes.at(format); }
+
+} // namespace Tilewright::Io

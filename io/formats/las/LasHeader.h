@@ -1,0 +1,57 @@
+/// LasHeader: what a LAS file says about itself, checked against the file.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include <io/system/Bytes.h>
+#include <tilewright/export.h>
+
+namespace Tilewright::Io {
+
+/// Once read, these hold:
+/// 1. All points lie inside the file: `pointOffset + pointCount * recordLength` neither overflows nor exceeds
+/// it.
+/// 2. `recordLength` is at least what `pointFormat`, 0 to 10, takes.
+/// 3. Every ByteRange lies inside the file.
+/// 4. Every coordinate that the scales and offsets can give is finite, and no scale is zero.
+struct LasHeader {
+    unsigned versionMajor = 0;
+    unsigned versionMinor = 0;
+    std::uint16_t globalEncoding = 0;
+    unsigned pointFormat = 0;
+    std::uint16_t recordLength = 0;
+    std::uint64_t pointOffset = 0;
+    std::uint64_t pointCount = 0;
+    std::array<double, 3> scale = {};
+    std::array<double, 3> offset = {};
+
+    /// The corners as the writer of the file put them down. Often wrong: LasFile::bounds() has the truth.
+    std::array<double, 3> claimedLow = {};
+    std::array<double, 3> claimedHigh = {};
+
+    /// Contents of the variable length records that matter here, the first of each kind.
+    ByteRange wkt;
+    ByteRange geoKeyDirectory;
+    ByteRange geoKeyNumbers;
+    ByteRange geoKeyTexts;
+    ByteRange extraBytes;
+
+    /// Whether the file says that its WKT is the record to go by, and not its GeoTIFF keys.
+    bool prefersWkt() const noexcept { return (globalEncoding & 0x10U) != 0; }
+};
+
+/// Reads and checks the header and the records that follow it. `name` stands in messages. Throws InputError
+/// for whatever is not LAS 1.0 to 1.4, uncompressed, with all its points.
+TILEWRIGHT_API LasHeader readLasHeader(std::span<const std::byte> file, const std::string& name);
+
+/// Whether a file that begins with LASF has compressed points (LAZ).
+TILEWRIGHT_API bool isCompressedLas(std::span<const std::byte> file);
+
+/// Bytes that a point of `format`, 0 to 10, takes without extra bytes.
+TILEWRIGHT_API unsigned lasPointSize(unsigned format);
+
+} // namespace Tilewright::Io

@@ -1,0 +1,112 @@
+#include <io/gdal/Gdal.h>
+
+#include <algorithm>
+#include <mutex>
+#include <stdexcept>
+
+#include <cpl_conv.h>
+#include <cpl_string.h>
+#include <gdal_frmts.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+/// Blocks are written past GDAL's cache; what works through it, such as overviews, needs a few rows of blocks
+/// and not the twentieth of the machine's memory that is the default.
+constexpr GIntBig cacheSize = 32 << 20;
+
+std::string oneLine(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
+    text.erase(text.find_last_not_of(' ') + 1);
+    return text;
+}
+
+/// All drivers together take longer to load than a small raster takes to write.
+void registerUsualDrivers() {
+    static std::once_flag registered;
+    std::call_once(registered, [] {
+        GDALRegister_GTiff();
+        GDALRegister_MEM();
+        GDALRegister_PNG();
+        if (!CPLGetConfigOption("GDAL_CACHEMAX", nullptr))
+            GDALSetCacheMax64(cacheSize);
+    });
+}
+
+} // namespace
+
+ThreadOption::ThreadOption(const char* key, const char* value) : key(key) {
+    if (const char* text = CPLGetThreadLocalConfigOption(key, nullptr))
+        before = text;
+    CPLSetThreadLocalConfigOption(key, value);
+}
+
+ThreadOption::~ThreadOption() { CPLSetThreadLocalConfigOption(key, before ? before->c_str() : nullptr); }
+
+GdalMessages::GdalMessages() { CPLPushErrorHandlerEx(&GdalMessages::collect, this); }
+
+GdalMessages::~GdalMessages() {
+    CPLPopErrorHandler();
+    CPLErrorReset();
+}
+
+std::string GdalMessages::text() const { return failure.value_or(warning.value_or("no reason given")); }
+
+void GdalMessages::collect(CPLErr level, CPLErrorNum, const char* text) {
+    auto* messages = static_cast<GdalMessages*>(CPLGetErrorHandlerUserData());
+    if (level >= CE_Failure && !messages->failure)
+        messages->failure = oneLine(text);
+    else if (level == CE_Warning && !messages->warning)
+        messages->warning = oneLine(text);
+}
+
+GDALDriver* findDriver(const std::string& name) {
+    registerUsualDrivers();
+    GDALDriver* const usual = GetGDALDriverManager()->GetDriverByName(name.c_str());
+    if (usual)
+        return usual;
+    registerAllDrivers();
+    return GetGDALDriverManager()->GetDriverByName(name.c_str());
+}
+
+GDALDriver& driverFor(const std::string& name) {
+    GDALDriver* const driver = findDriver(name);
+    if (!driver)
+        throw std::runtime_error("this build of GDAL has no " + name);
+    return *driver;
+}
+
+void registerAllDrivers() {
+    registerUsualDrivers();
+    static std::once_flag registered;
+    std::call_once(registered, [] {
+        const GdalMessages complaintsAboutPlugins;
+        GDALAllRegister();
+    });
+}
+
+GDALDatasetUniquePtr openRaster(const std::filesystem::path& path) {
+    registerUsualDrivers();
+    GDALDatasetUniquePtr dataset(GDALDataset::Open(path.c_str(), GDAL_OF_RASTER));
+    if (!dataset) {
+        registerAllDrivers();
+        dataset.reset(GDALDataset::Open(path.c_str(), GDAL_OF_RASTER | GDAL_OF_VERBOSE_ERROR));
+    }
+    return dataset;
+}
+
+void makeRoomForBlocks(GDALDataset& dataset) {
+    GDALRasterBand& band = *dataset.GetRasterBand(1);
+    int across, down;
+    band.GetBlockSize(&across, &down);
+    const GIntBig row = GIntBig(dataset.GetRasterXSize() + across) * down * dataset.GetRasterCount() *
+                        GDALGetDataTypeSizeBytes(band.GetRasterDataType());
+    static std::mutex guard;
+    const std::lock_guard lock(guard);
+    if (GDALGetCacheMax64() < 2 * row)
+        GDALSetCacheMax64(2 * row);
+}
+
+} // namespace Tilewright::Io

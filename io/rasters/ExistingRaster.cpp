@@ -1,0 +1,43 @@
+#include <io/rasters/ExistingRaster.h>
+
+#include <array>
+#include <cmath>
+#include <string>
+
+#include <io/gdal/CoordinateSystem.h>
+#include <io/gdal/Gdal.h>
+#include <io/system/Errors.h>
+
+namespace Tilewright::Io {
+
+RasterGeometry geometryOf(const std::filesystem::path& raster) {
+    const GdalMessages messages;
+    const GDALDatasetUniquePtr dataset = openRaster(raster);
+    if (!dataset)
+        throw InputError(raster.string() + ": is no raster" +
+                         (messages.text().empty() ? "" : " (" + messages.text() + ")"));
+    // West, width of a pixel, its rise; north, its slant, height of a pixel.
+    std::array<double, 6> place = {};
+    if (dataset->GetGeoTransform(place.data()) != CE_None)
+        throw InputError(raster.string() + ": does not say where it lies");
+    const auto& [west, width, rise, north, slant, height] = place;
+    if (rise != 0.0 || slant != 0.0 || !(width > 0.0) || height == 0.0)
+        throw InputError(raster.string() + ": is rotated or mirrored, which cells cannot be");
+    RasterGeometry geometry;
+    geometry.width = static_cast<std::uint64_t>(dataset->GetRasterXSize());
+    geometry.height = static_cast<std::uint64_t>(dataset->GetRasterYSize());
+    geometry.west = west;
+    geometry.north = height < 0.0 ? north : north + height * static_cast<double>(geometry.height);
+    geometry.pixelWidth = width;
+    geometry.pixelHeight = std::fabs(height);
+    if (const OGRSpatialReference* const system = dataset->GetSpatialRef()) {
+        constexpr std::array<const char*, 2> options = {"FORMAT=WKT2", nullptr};
+        char* text = nullptr;
+        if (system->exportToWkt(&text, options.data()) == OGRERR_NONE)
+            geometry.wkt = coordinateSystemFromWkt(text);
+        CPLFree(text);
+    }
+    return geometry;
+}
+
+} // namespace Tilewright::Io

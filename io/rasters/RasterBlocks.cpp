@@ -1,0 +1,368 @@
+#include <io/rasters/RasterBlocks.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include <cpl_string.h>
+#include <gdal_alg.h>
+
+#include <io/gdal/Gdal.h>
+#include <io/rasters/GdalFiles.h>
+#include <io/rasters/PixelTypes.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+/// Of blocks that wait for the rest of their pixels. When there are more, the first in the file have to go.
+constexpr std::size_t mostWaiting = std::size_t(64) << 20;
+
+/// Whether the file may give back `blank` for the pixel.
+template <class T> bool isBlank(T pixel, T blank) {
+    if constexpr (std::is_floating_point_v<T>)
+        if (std::isnan(blank))
+            return std::isnan(pixel);
+    // By their bits, as 0 and -0 are equal.
+    return std::memcmp(&pixel, &blank, sizeof(T)) == 0;
+}
+
+template <class T> T rounded(float value) {
+    if constexpr (std::is_integral_v<T>) {
+        const double whole = std::floor(static_cast<double>(value) + 0.5);
+        if (!isInRange<T>(whole))
+            return whole < 0 ? std::numeric_limits<T>::min() : std::numeric_limits<T>::max();
+        return static_cast<T>(whole);
+    } else {
+        return static_cast<T>(value);
+    }
+}
+
+constexpr const char* cannotFill = "its holes cannot be filled";
+
+/// All rows of the block, over the whole width of the raster.
+template <class Rectangle>
+CPLErr transferRows(GDALRasterBand& band, GDALRWFlag direction, const Rectangle& block,
+                    std::vector<float>& rows) {
+    const int across = band.GetXSize(), down = static_cast<int>(block.rows);
+    return band.RasterIO(direction, 0, static_cast<int>(block.row), across, down, rows.data(), across, down,
+                         GDT_Float32, 0, 0, nullptr);
+}
+
+void expect(CPLErr outcome, const GdalMessages& messages, const char* what) {
+    if (outcome != CE_None || messages.failed())
+        throw std::runtime_error(std::string(what) + " (" + messages.text() + "); is the disk full?");
+}
+
+} // namespace
+
+std::unique_ptr<RasterBlocks> RasterBlocks::over(GDALDataset& dataset, const RasterDescription& description) {
+    return withPixelType(description.type, [&]<class T>(T) -> std::unique_ptr<RasterBlocks> {
+        return std::make_unique<RasterBlocksOf<T>>(dataset, description);
+    });
+}
+
+template <class T>
+RasterBlocksOf<T>::RasterBlocksOf(GDALDataset& dataset, const RasterDescription& description)
+    : dataset(dataset), width(description.geometry.width), height(description.geometry.height),
+      bands(description.bands.size()), alphaBand(alphaBandOf(description)),
+      alphaIsMask(alphaBand && !description.nodata) {
+    int blockSize[2];
+    dataset.GetRasterBand(1)->GetBlockSize(&blockSize[0], &blockSize[1]);
+    blockWidth = static_cast<std::uint64_t>(blockSize[0]);
+    blockHeight = static_cast<std::uint64_t>(blockSize[1]);
+    blocksAcross = (width + blockWidth - 1) / blockWidth;
+    blocks = blocksAcross * ((height + blockHeight - 1) / blockHeight);
+    const char* interleave = dataset.GetMetadataItem("INTERLEAVE", "IMAGE_STRUCTURE");
+    const bool together = alphaIsMask || (interleave && EQUAL(interleave, "PIXEL"));
+    bandsPerUnit = together ? bands : 1;
+    if (description.nodata)
+        nodata = asPixel<T>(*description.nodata);
+    absent = nodata.value_or(T());
+    written.resize(bands / bandsPerUnit * blocks);
+    tallies.assign(bands, std::vector<PixelTally>(blocks));
+    filledHoles.assign(bands, 0);
+}
+
+template <class T>
+typename RasterBlocksOf<T>::Rectangle RasterBlocksOf<T>::rectangleOf(std::uint64_t block) const {
+    const std::uint64_t column = block % blocksAcross * blockWidth;
+    const std::uint64_t row = block / blocksAcross * blockHeight;
+    return {column, row, std::min(blockWidth, width - column), std::min(blockHeight, height - row)};
+}
+
+template <class T> bool RasterBlocksOf<T>::holds(std::uint64_t unit, std::optional<std::size_t> band) const {
+    return band && *band >= firstBandOf(unit) && *band < firstBandOf(unit) + bandsPerUnit;
+}
+
+template <class T> bool RasterBlocksOf<T>::hasHoles(std::size_t band) const {
+    return alphaIsMask || (nodata && band != alphaBand);
+}
+
+template <class T> bool RasterBlocksOf<T>::isAbsent(const Planes& planes) const {
+    return std::all_of(planes.begin(), planes.end(), [&](T pixel) { return isBlank(pixel, absent); });
+}
+
+template <class T>
+typename RasterBlocksOf<T>::Planes RasterBlocksOf<T>::emptyPlanes(std::uint64_t unit) const {
+    const std::size_t plane = blockWidth * blockHeight;
+    Planes planes(bandsPerUnit * plane, absent);
+    if (holds(unit, alphaBand))
+        std::fill_n(planes.data() + (*alphaBand - firstBandOf(unit)) * plane, plane, T());
+    return planes;
+}
+
+template <class T>
+void RasterBlocksOf<T>::write(std::size_t band, std::uint64_t column, std::uint64_t row,
+                              std::uint64_t columns, std::uint64_t rows, const T* values) {
+    if (columns == 0 || rows == 0)
+        return;
+    for (std::uint64_t down = row / blockHeight; down * blockHeight < row + rows; ++down)
+        for (std::uint64_t across = column / blockWidth; across * blockWidth < column + columns; ++across) {
+            const std::uint64_t block = down * blocksAcross + across;
+            const Rectangle whole = rectangleOf(block);
+            Rectangle part = {std::max(whole.column, column), std::max(whole.row, row), 0, 0};
+            part.columns = std::min(whole.column + whole.columns, column + columns) - part.column;
+            part.rows = std::min(whole.row + whole.rows, row + rows) - part.row;
+            const T* first = values + (part.row - row) * columns + (part.column - column);
+            if (bandsPerUnit > 1 || part.columns < whole.columns || part.rows < whole.rows) {
+                putAside(band, block, part, first, columns);
+                continue;
+            }
+            const std::uint64_t unit = unitOf(band, block);
+            waiting.erase(unit);
+            if (scratch.empty() || part.columns < blockWidth || part.rows < blockHeight)
+                scratch = emptyPlanes(unit);
+            copyInto(scratch.data(), block, part, first, columns);
+            put(unit, scratch);
+        }
+}
+
+template <class T>
+void RasterBlocksOf<T>::copyInto(T* plane, std::uint64_t block, const Rectangle& part, const T* values,
+                                 std::uint64_t stride) const {
+    const Rectangle whole = rectangleOf(block);
+    T* to = plane + (part.row - whole.row) * blockWidth + (part.column - whole.column);
+    for (std::uint64_t row = 0; row < part.rows; ++row)
+        std::copy_n(values + row * stride, part.columns, to + row * blockWidth);
+}
+
+template <class T>
+void RasterBlocksOf<T>::putAside(std::size_t band, std::uint64_t block, const Rectangle& part,
+                                 const T* values, std::uint64_t stride) {
+    const std::uint64_t unit = unitOf(band, block);
+    const std::size_t plane = blockWidth * blockHeight;
+    auto found = waiting.find(unit);
+    if (found == waiting.end()) {
+        const std::size_t bytes = bandsPerUnit * plane * sizeof(T);
+        if (!waiting.empty() && (waiting.size() + 1) * bytes > mostWaiting) {
+            put(waiting.begin()->first, waiting.begin()->second.planes);
+            waiting.erase(waiting.begin());
+        }
+        const Rectangle whole = rectangleOf(block);
+        Unit fresh = {emptyPlanes(unit), whole.columns * whole.rows * bandsPerUnit};
+        if (written[unit])
+            for (std::size_t i = 0; i < bandsPerUnit; ++i)
+                read(firstBandOf(unit) + i, block, fresh.planes.data() + i * plane);
+        found = waiting.emplace(unit, std::move(fresh)).first;
+    }
+    Unit& part_of = found->second;
+    copyInto(part_of.planes.data() + (band - firstBandOf(unit)) * plane, block, part, values, stride);
+    // Where windows overlap, a block goes too early and is written once more.
+    part_of.missing -= std::min(part_of.missing, part.columns * part.rows);
+    if (part_of.missing == 0) {
+        put(unit, part_of.planes);
+        waiting.erase(found);
+    }
+}
+
+template <class T> void RasterBlocksOf<T>::put(std::uint64_t unit, const Planes& planes) {
+    if (!written[unit] && isAbsent(planes))
+        return;
+    written[unit] = true;
+    tally(unit, planes);
+    for (std::size_t i = 0; i < bandsPerUnit; ++i)
+        write(firstBandOf(unit) + i, unit % blocks, planes.data() + i * blockWidth * blockHeight);
+}
+
+template <class T> void RasterBlocksOf<T>::tally(std::uint64_t unit, const Planes& planes) {
+    const Rectangle whole = rectangleOf(unit % blocks);
+    const std::size_t plane = blockWidth * blockHeight;
+    for (std::size_t i = 0; i < bandsPerUnit; ++i) {
+        const std::size_t band = firstBandOf(unit) + i;
+        PixelTally& sum = tallies[band][unit % blocks];
+        const PixelWindow<T> window = {planes.data() + i * plane, whole.columns, whole.rows, blockWidth};
+        if (alphaIsMask && band != alphaBand) {
+            const T* alpha = planes.data() + *alphaBand * plane;
+            sum = tallyOf(window, [&](std::size_t pixel) { return alpha[pixel] != T(); });
+        } else if (nodata && band != alphaBand) {
+            sum = tallyOf(window, [&](std::size_t pixel) { return window.first[pixel] != *nodata; });
+        } else {
+            sum = tallyOf(window, [](std::size_t) { return true; });
+        }
+    }
+}
+
+template <class T> void RasterBlocksOf<T>::flush() {
+    for (const auto& [unit, content] : waiting)
+        put(unit, content.planes);
+    waiting.clear();
+    if (!nodata)
+        return;
+    // What is not there would read as the nodata value, which is no alpha.
+    for (std::uint64_t unit = 0; unit < written.size(); ++unit)
+        if (!written[unit] && holds(unit, alphaBand))
+            put(unit, emptyPlanes(unit));
+}
+
+template <class T> BandStatistics RasterBlocksOf<T>::statistics(std::size_t band) const {
+    const bool absentCounts = !nodata && (!alphaIsMask || band == alphaBand);
+    PixelTally all;
+    for (std::uint64_t block = 0; block < blocks; ++block) {
+        const Rectangle whole = rectangleOf(block);
+        if (written[unitOf(band, block)])
+            all.add(tallies[band][block]);
+        else if (absentCounts)
+            all.add(PixelTally::zeros(whole.columns * whole.rows));
+    }
+    BandStatistics statistics = all.statistics();
+    statistics.filledHoles = filledHoles[band];
+    return statistics;
+}
+
+template <class T> void RasterBlocksOf<T>::read(std::size_t band, std::uint64_t block, T* plane) {
+    const GdalMessages messages;
+    const CPLErr outcome = dataset.GetRasterBand(static_cast<int>(band) + 1)
+                               ->ReadBlock(static_cast<int>(block % blocksAcross),
+                                           static_cast<int>(block / blocksAcross), plane);
+    expect(outcome, messages, "cannot be read back");
+}
+
+template <class T> void RasterBlocksOf<T>::write(std::size_t band, std::uint64_t block, const T* plane) {
+    const GdalMessages messages;
+    // GDAL takes the source of a write as a pointer to non-const, and leaves it alone.
+    const CPLErr outcome = dataset.GetRasterBand(static_cast<int>(band) + 1)
+                               ->WriteBlock(static_cast<int>(block % blocksAcross),
+                                            static_cast<int>(block / blocksAcross), const_cast<T*>(plane));
+    expect(outcome, messages, "cannot be written");
+}
+
+template <class T> void RasterBlocksOf<T>::fill(double distance, const std::filesystem::path& folder) {
+    // No pixel is farther from another one. GDAL would look for them beyond the edges, step by step.
+    distance = std::min(distance, std::hypot(static_cast<double>(width), static_cast<double>(height)));
+    bool any = false;
+    for (std::size_t band = 0; band < bands; ++band)
+        if (band != alphaBand && hasHoles(band)) {
+            fillBand(band, distance, folder);
+            any = true;
+        }
+    if (!any)
+        return;
+    // Last, as the others go by it: colours that nobody sees would be of no use.
+    if (alphaIsMask)
+        fillBand(*alphaBand, distance, folder);
+    for (std::uint64_t unit = 0; unit < written.size(); ++unit) {
+        if (!written[unit])
+            continue;
+        Planes planes = emptyPlanes(unit);
+        for (std::size_t i = 0; i < bandsPerUnit; ++i)
+            read(firstBandOf(unit) + i, unit % blocks, planes.data() + i * blockWidth * blockHeight);
+        tally(unit, planes);
+    }
+}
+
+/// GDAL fills in single precision, and writes back every pixel of the band. So it works on a copy, of which
+/// only the filled holes return.
+template <class T>
+void RasterBlocksOf<T>::fillBand(std::size_t band, double distance, const std::filesystem::path& folder) {
+    const GdalMessages messages;
+    const ThreadOption place("CPL_TMPDIR", folder.c_str());
+    CPLStringList options;
+    options.SetNameValue("BIGTIFF", "IF_SAFER");
+    const GDALDatasetUniquePtr copy(
+        driverFor("GTiff").Create((folder / "holes.tif").c_str(), static_cast<int>(width),
+                                  static_cast<int>(height), 1, GDT_Float32, options.List()));
+    if (!copy)
+        throw std::runtime_error(std::string(cannotFill) + " (" + messages.text() + ")");
+    GDALRasterBand& holes = *copy->GetRasterBand(1);
+    holes.SetNoDataValue(std::numeric_limits<double>::quiet_NaN());
+    copyHoles(band, holes);
+    expect(GDALFillNodata(&holes, nullptr, distance, 0, 0, nullptr, nullptr, nullptr), messages, cannotFill);
+    copyFilled(band, holes);
+}
+
+/// Also marks the pixels without data.
+template <class T>
+void RasterBlocksOf<T>::readWithHoles(std::size_t band, std::uint64_t block, Planes& plane,
+                                      std::vector<char>& isHole) {
+    Planes mask(alphaIsMask ? plane.size() : 0);
+    read(band, block, plane.data());
+    if (alphaIsMask)
+        read(*alphaBand, block, mask.data());
+    for (std::size_t i = 0; i < plane.size(); ++i)
+        isHole[i] = alphaIsMask ? mask[i] == T() : plane[i] == *nodata || isBlank(plane[i], *nodata);
+}
+
+template <class T> void RasterBlocksOf<T>::copyHoles(std::size_t band, GDALRasterBand& target) {
+    const GdalMessages messages;
+    constexpr float hole = std::numeric_limits<float>::quiet_NaN();
+    std::vector<float> rows(width * blockHeight);
+    Planes plane(blockWidth * blockHeight);
+    std::vector<char> isHole(plane.size());
+    for (std::uint64_t first = 0; first < blocks; first += blocksAcross) {
+        for (std::uint64_t block = first; block < first + blocksAcross; ++block) {
+            const Rectangle place = rectangleOf(block);
+            readWithHoles(band, block, plane, isHole);
+            for (std::uint64_t row = 0; row < place.rows; ++row)
+                for (std::uint64_t column = 0; column < place.columns; ++column) {
+                    const std::size_t i = row * blockWidth + column;
+                    rows[row * width + place.column + column] =
+                        isHole[i] ? hole : static_cast<float>(plane[i]);
+                }
+        }
+        expect(transferRows(target, GF_Write, rectangleOf(first), rows), messages, cannotFill);
+    }
+}
+
+template <class T> void RasterBlocksOf<T>::copyFilled(std::size_t band, GDALRasterBand& source) {
+    const GdalMessages messages;
+    std::vector<float> rows(width * blockHeight);
+    Planes plane(blockWidth * blockHeight);
+    std::vector<char> isHole(plane.size());
+    for (std::uint64_t first = 0; first < blocks; first += blocksAcross) {
+        expect(transferRows(source, GF_Read, rectangleOf(first), rows), messages, cannotFill);
+        for (std::uint64_t block = first; block < first + blocksAcross; ++block) {
+            const Rectangle place = rectangleOf(block);
+            readWithHoles(band, block, plane, isHole);
+            bool changed = false;
+            for (std::uint64_t row = 0; row < place.rows; ++row)
+                for (std::uint64_t column = 0; column < place.columns; ++column) {
+                    const std::size_t i = row * blockWidth + column;
+                    const float value = rows[row * width + place.column + column];
+                    if (isHole[i] && !std::isnan(value)) {
+                        plane[i] = rounded<T>(value);
+                        changed = true;
+                        ++filledHoles[band];
+                    }
+                }
+            if (changed) {
+                written[unitOf(band, block)] = true;
+                write(band, block, plane.data());
+            }
+        }
+    }
+}
+
+template class RasterBlocksOf<float>;
+template class RasterBlocksOf<double>;
+template class RasterBlocksOf<unsigned char>;
+template class RasterBlocksOf<unsigned short>;
+template class RasterBlocksOf<unsigned int>;
+template class RasterBlocksOf<unsigned long long>;
+template class RasterBlocksOf<int>;
+
+} // namespace Tilewright::Io

@@ -1,0 +1,118 @@
+/// RasterBlocks: writes windows of pixels to a blocked raster file, block by block. Private to the writer.
+///
+/// A block goes to the file at once when a window covers it; what comes in parts waits until the block is
+/// complete. GDAL's own cache would do the latter too, but it is shared by all files and threads of the
+/// process, so that the order of the blocks in the file would depend on what else is going on.
+///
+/// 1. The order of the bytes in the file depends on the order of the windows alone.
+/// 2. A block that receives nothing but the nodata value (zero, where there is none) is not written: it takes
+///    no space and reads back as that value. Only a band of alpha is opaque or not everywhere.
+/// 3. Where pixels of several bands lie side by side, the block of all bands is complete when all have come.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include <gdal_priv.h>
+
+#include <io/rasters/PixelTally.h>
+#include <io/rasters/RasterWriter.h>
+
+namespace Tilewright::Io {
+
+/// All operations throw std::runtime_error with GDAL's reason if the file takes no more.
+class RasterBlocks {
+public:
+    virtual ~RasterBlocks() = default;
+
+    /// Over the empty `dataset`, which has to live longer.
+    static std::unique_ptr<RasterBlocks> over(GDALDataset& dataset, const RasterDescription& description);
+
+    /// Writes what waits.
+    virtual void flush() = 0;
+    /// Fills pixels without data up to `distance` pixels from data. Makes its working files in `folder`.
+    /// flush() has to be called before.
+    virtual void fill(double distance, const std::filesystem::path& folder) = 0;
+    /// Of all that has been written out.
+    virtual BandStatistics statistics(std::size_t band) const = 0;
+};
+
+template <class T> class RasterBlocksOf : public RasterBlocks {
+public:
+    RasterBlocksOf(GDALDataset& dataset, const RasterDescription& description);
+
+    /// The window lies in the raster, and the values fill it.
+    void write(std::size_t band, std::uint64_t column, std::uint64_t row, std::uint64_t columns,
+               std::uint64_t rows, const T* values);
+    void flush() override;
+    void fill(double distance, const std::filesystem::path& folder) override;
+    BandStatistics statistics(std::size_t band) const override;
+
+private:
+    using Planes = std::vector<T>; ///< one or all bands of a block, one after the other
+
+    /// Waits for the rest of its pixels.
+    struct Unit {
+        Planes planes;
+        std::uint64_t missing;
+    };
+    struct Rectangle {
+        std::uint64_t column, row, columns, rows;
+    };
+
+    std::uint64_t unitOf(std::size_t band, std::uint64_t block) const {
+        return bandsPerUnit == 1 ? band * blocks + block : block;
+    }
+    std::size_t firstBandOf(std::uint64_t unit) const {
+        return bandsPerUnit == 1 ? static_cast<std::size_t>(unit / blocks) : 0;
+    }
+    Rectangle rectangleOf(std::uint64_t block) const;
+    bool holds(std::uint64_t unit, std::optional<std::size_t> band) const;
+    bool hasHoles(std::size_t band) const;
+    bool isAbsent(const Planes& planes) const;
+    Planes emptyPlanes(std::uint64_t unit) const;
+
+    void read(std::size_t band, std::uint64_t block, T* plane);
+    void write(std::size_t band, std::uint64_t block, const T* plane);
+    void put(std::uint64_t unit, const Planes& planes);
+    void putAside(std::size_t band, std::uint64_t block, const Rectangle& part, const T* values,
+                  std::uint64_t stride);
+    void copyInto(T* plane, std::uint64_t block, const Rectangle& part, const T* values,
+                  std::uint64_t stride) const;
+    void tally(std::uint64_t unit, const Planes& planes);
+
+    void fillBand(std::size_t band, double distance, const std::filesystem::path& folder);
+    void readWithHoles(std::size_t band, std::uint64_t block, Planes& plane, std::vector<char>& isHole);
+    void copyHoles(std::size_t band, GDALRasterBand& target);
+    void copyFilled(std::size_t band, GDALRasterBand& source);
+
+    GDALDataset& dataset;
+    std::uint64_t width;
+    std::uint64_t height;
+    std::uint64_t blockWidth;
+    std::uint64_t blockHeight;
+    std::uint64_t blocksAcross;
+    std::uint64_t blocks;
+    std::size_t bands;
+    std::size_t bandsPerUnit;
+    std::optional<T> nodata;
+    /// What a block that is not there reads as.
+    T absent;
+    std::optional<std::size_t> alphaBand;
+    /// Without a nodata value alpha tells where data are.
+    bool alphaIsMask;
+
+    std::map<std::uint64_t, Unit> waiting;
+    Planes scratch;
+    std::vector<bool> written;                    ///< by unit
+    std::vector<std::vector<PixelTally>> tallies; ///< by band and block
+    std::vector<std::uint64_t> filledHoles;       ///< pixels, by band
+};
+
+} // namespace Tilewright::Io

@@ -1,0 +1,80 @@
+/// PointSource: points in records, wherever they come from.
+///
+/// A source is read by position: any stretch of its records, any number of times, on several threads at once.
+/// Order is the order of the file, and stays the same for the life of the source.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <optional>
+#include <span>
+#include <string>
+#include <variant>
+
+#include <io/records/RecordFormat.h>
+#include <tilewright/export.h>
+
+namespace Tilewright::Io {
+
+/// The least and greatest coordinate on each axis, in the units of the coordinate system. Empty, with low
+/// above high, until something was added.
+struct TILEWRIGHT_API PointBounds {
+    static constexpr double infinity = std::numeric_limits<double>::infinity();
+
+    std::array<double, 3> low = {infinity, infinity, infinity};
+    std::array<double, 3> high = {-infinity, -infinity, -infinity};
+
+    void add(const PointBounds& other);
+};
+
+/// Room for the values of an attribute, one for each point.
+using FieldValues =
+    std::variant<std::span<float>, std::span<double>, std::span<unsigned char>, std::span<unsigned short>,
+                 std::span<unsigned int>, std::span<unsigned long long>, std::span<int>>;
+
+/// An attribute to read and where to put it. Another type than the field's own converts the values.
+struct FieldColumn {
+    const PointField* field;
+    FieldValues values;
+};
+
+class TILEWRIGHT_API PointSource {
+public:
+    /// Takes records that lie one behind the other; they are there for the length of the call only.
+    using RecordVisitor = std::function<void(const std::byte* records, std::size_t count)>;
+
+    PointSource() = default;
+    PointSource(const PointSource&) = delete;
+    PointSource& operator=(const PointSource&) = delete;
+    virtual ~PointSource() = default;
+
+    /// What to call the source in a message: mostly the path of its file.
+    virtual const std::string& name() const noexcept = 0;
+    virtual const RecordFormat& format() const noexcept = 0;
+    virtual std::uint64_t pointCount() const noexcept = 0;
+    /// The coordinate system as WKT2 in one line, with its vertical part if there is one. Empty if none is
+    /// named, or none that can be understood.
+    virtual std::string coordinateSystem() const = 0;
+
+    /// Calls `visitor` for the `count` records from `first` on, piece by piece in ascending order; a piece
+    /// fits a processor's cache. Throws std::out_of_range past the last record, and InputError where the
+    /// source can't be read any more.
+    void visit(std::uint64_t first, std::uint64_t count, const RecordVisitor& visitor) const;
+
+    /// The box of the points' own coordinates, exactly as they are read; empty without points.
+    PointBounds bounds(std::uint64_t first, std::uint64_t count) const;
+
+    /// Decodes `count` points from `first` on: their x, y, z to `xyz`, which has room for three times as many
+    /// numbers or is null if positions are not wanted, and their attributes to `columns`, which have room for
+    /// `count` each (else std::invalid_argument).
+    void read(std::uint64_t first, std::uint64_t count, double* xyz,
+              std::span<const FieldColumn> columns) const;
+
+private:
+    virtual void visitRecords(std::uint64_t first, std::uint64_t count,
+                              const RecordVisitor& visitor) const = 0;
+};
+
+} // namespace Tilewright::Io

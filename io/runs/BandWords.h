@@ -1,0 +1,20 @@
+/// BandWords: the words that bands are asked for with.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <tilewright/export.h>
+
+namespace Tilewright::Io {
+
+/// Mean, Min and so on.
+TILEWRIGHT_API const std::vector<std::string>& filterWords();
+/// Bands that are a word by themselves: count, rgb and so on.
+TILEWRIGHT_API const std::vector<std::string>& bandWords();
+
+/// Whether a word is a band, to judge by its looks: FIELD:FILTER or a word for a band, with or without a name
+/// in front.
+TILEWRIGHT_API bool looksLikeBand(const std::string& word);
+
+} // namespace Tilewright::Io

@@ -1,0 +1,71 @@
+#include <io/runs/Resources.h>
+
+#include <algorithm>
+#include <thread>
+
+#include <unistd.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+using Column = GridColumn;
+
+std::uint64_t physicalMemory() {
+    return static_cast<std::uint64_t>(sysconf(_SC_PHYS_PAGES)) *
+           static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+}
+
+double bytesPerPoint(const Column& column) {
+    using Kind = Column::Kind;
+    if (column.kind == Kind::Positions || column.kind == Kind::TruePositions)
+        return sizeof(Orrery::PhysicalSpace::point);
+    return visitFieldType(column.type, []<class T>() { return static_cast<double>(sizeof(T)); });
+}
+
+struct ThreadNeeds {
+    double perPoint;
+    /// However many points there are.
+    double base;
+
+    double bytes(std::uint64_t points) const { return base + static_cast<double>(points) * perPoint; }
+};
+
+ThreadNeeds needsOfThread(const BandPlan& plan) {
+    // Ordinals and cell numbers of the library.
+    double perPoint = 8.0;
+    for (const Column& column : plan.grid.columns)
+        perPoint += bytesPerPoint(column);
+    // The library's arrays, and the tiles of a few blocks that wait to be written.
+    const double perCell = 16.0 + 4.0 * sizeof(double) * static_cast<double>(plan.requests.size());
+    constexpr auto cells = static_cast<double>(BlockLattice::blockSide * BlockLattice::blockSide);
+    return {perPoint, cells * perCell};
+}
+
+} // namespace
+
+std::uint64_t memoryToUse(const RasterRequest& options) {
+    return options.memory.value_or(physicalMemory() / 2);
+}
+
+unsigned threadsWanted(const RasterRequest& options) {
+    return options.threads.value_or(std::max(1U, std::thread::hardware_concurrency()));
+}
+
+Resources shareOut(const RasterRequest& options, const BandPlan& plan, std::uint64_t taken) {
+    const std::uint64_t memory = memoryToUse(options) - taken;
+    const ThreadNeeds needs = needsOfThread(plan);
+    Resources shares;
+    // Half of the memory has to do for the threads, or there are fewer of them.
+    const double half = static_cast<double>(memory) / 2.0;
+    shares.threads = static_cast<unsigned>(
+        std::clamp(half / needs.bytes(shares.points), 1.0, static_cast<double>(threadsWanted(options))));
+    constexpr double fewestPoints = 1 << 16;
+    shares.points = static_cast<std::uint64_t>(
+        std::clamp((half - needs.base) / needs.perPoint, fewestPoints, static_cast<double>(shares.points)));
+    shares.working = static_cast<std::uint64_t>(needs.bytes(shares.points) * shares.threads);
+    shares.sorting = memory - std::min(memory / 4 * 3, shares.working);
+    return shares;
+}
+
+} // namespace Tilewright::Io

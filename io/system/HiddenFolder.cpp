@@ -1,0 +1,298 @@
+#include <io/system/HiddenFolder.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <io/system/Errors.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path folderOf(const fs::path& path) {
+    return path.has_parent_path() ? path.parent_path() : fs::path(".");
+}
+
+/// How the names of an output's hidden folders begin.
+fs::path hiddenPrefix(const fs::path& output) {
+    constexpr std::size_t longest = 200; // leaves room below the usual limit of 255
+    std::string name = ".";
+    name += output.filename().string().substr(0, longest);
+    name += ".part-";
+    return folderOf(output) / name;
+}
+
+/// What mkdtemp puts in place of it.
+constexpr std::string_view ending = "XXXXXX";
+
+/// A folder in each of ours: names that only look like it are left alone. It takes no descriptor to make.
+constexpr const char* mark = ".tilewright";
+
+int openFolder(const fs::path& folder) {
+    return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+}
+
+/// One descriptor is enough, however deep it is: all others may be taken, and this still has to work.
+void removeTree(const fs::path& folder) {
+    std::error_code error;
+    std::vector<fs::path> entries;
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error))
+        entries.push_back(entry->path());
+    for (const fs::path& entry : entries)
+        if (fs::symlink_status(entry, error).type() == fs::file_type::directory)
+            removeTree(entry);
+        else
+            fs::remove(entry, error);
+    fs::remove(folder, error);
+}
+
+/// Moves a file to a place where nothing is; otherwise false, with the reason in errno.
+bool moveToFreePlace(const fs::path& from, const fs::path& to) {
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
+        return true;
+    if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP)
+        return false;
+    // File systems without such a move still make a file for one process alone, which may then replace it.
+    std::error_code error;
+    const bool isFolder = fs::is_directory(from, error);
+    const int placeholder = isFolder ? ::mkdir(to.c_str(), S_IRWXU)
+                                     : ::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR);
+    if (placeholder < 0)
+        return false;
+    if (!isFolder)
+        ::close(placeholder);
+    if (::rename(from.c_str(), to.c_str()) == 0)
+        return true;
+    const int reason = errno;
+    fs::remove(to, error);
+    errno = reason;
+    return false;
+}
+
+[[noreturn]] void fail(const fs::path& output, const std::string& why) {
+    throw OutputError(output.string() + ": " + why);
+}
+
+[[noreturn]] void failToMake(const fs::path& output, const std::error_code& error) {
+    fail(output, "its folder takes no new files (" + error.message() + ")");
+}
+
+void checkPlace(const fs::path& output) {
+    std::error_code ignored;
+    if (!output.has_filename() || fs::is_directory(output, ignored))
+        fail(output, "is a folder; the output needs the name of a file");
+    if (fs::exists(output, ignored) && !fs::is_regular_file(output, ignored))
+        fail(output, "is no regular file and is not replaced");
+    if (!fs::is_directory(folderOf(output), ignored))
+        fail(output, "there is no folder " + folderOf(output).string() + "; create it first");
+}
+
+LockedFolder makeFolder(const fs::path& output, const OutputGuard& guard) {
+    checkPlace(output);
+    guard.check(output, output);
+    const fs::path prefix = hiddenPrefix(output);
+    LockedFolder::removeAbandoned(folderOf(output));
+    try {
+        return LockedFolder(prefix);
+    } catch (const std::system_error& error) {
+        failToMake(output, error.code());
+    }
+}
+
+} // namespace
+
+std::vector<fs::path> filesWith(const fs::path& main) {
+    std::error_code error;
+    std::vector<fs::path> files;
+    for (fs::directory_iterator entry(main.parent_path(), error), end; !error && entry != end;
+         entry.increment(error))
+        if (entry->path() != main)
+            files.push_back(entry->path());
+    if (error)
+        throw std::runtime_error("its files can't be listed (" + error.message() + ")");
+    files.push_back(main);
+    return files;
+}
+
+LockedFolder::LockedFolder(const fs::path& prefix) {
+    std::string name = prefix.string().append(ending);
+    if (!::mkdtemp(name.data()))
+        throw std::system_error(errno, std::generic_category());
+    place = name;
+    descriptor = openFolder(place);
+    // Without the mark nobody takes it for an abandoned one, so that there is time to lock it. Where the file
+    // system has no locks nobody takes anything.
+    while (descriptor >= 0 && ::flock(descriptor, LOCK_EX) != 0 && errno == EINTR) {
+    }
+    if (descriptor < 0 || ::mkdir((place / mark).c_str(), S_IRWXU) != 0) {
+        const int reason = errno;
+        remove();
+        throw std::system_error(reason, std::generic_category());
+    }
+}
+
+LockedFolder::~LockedFolder() { remove(); }
+
+void LockedFolder::remove() noexcept {
+    // First, as there may be no other descriptor to read the folder with.
+    if (descriptor >= 0)
+        ::close(std::exchange(descriptor, -1));
+    try {
+        removeTree(place);
+    } catch (const std::exception&) { // Without memory it stays until the next run.
+    }
+}
+
+void LockedFolder::removeAbandoned(const fs::path& parent) {
+    std::error_code error;
+    for (fs::directory_iterator entry(parent, error), end; !error && entry != end; entry.increment(error)) {
+        const fs::path& path = entry->path();
+        const std::string name = path.filename().string();
+        if (!name.starts_with('.') || name.size() <= ending.size() ||
+            name[name.size() - ending.size() - 1] != '-')
+            continue;
+        const int descriptor = openFolder(path);
+        if (descriptor < 0)
+            continue;
+        std::error_code ignored;
+        if (::flock(descriptor, LOCK_EX | LOCK_NB) == 0 &&
+            fs::is_directory(fs::symlink_status(path / mark, ignored)))
+            removeTree(path);
+        ::close(descriptor);
+    }
+}
+
+HiddenFolder::HiddenFolder(const fs::path& output, OutputGuard rules)
+    : target(output), guard(std::move(rules)), folder(makeFolder(output, guard)),
+      main(folder.path() / "output" / output.filename()) {
+    for (const fs::path& part : {main.parent_path(), folder.path() / "former"})
+        if (std::error_code error; !fs::create_directory(part, error))
+            failToMake(target, error);
+}
+
+fs::path HiddenFolder::placeOf(const fs::path& made) const { return target.parent_path() / made.filename(); }
+
+std::vector<fs::path> HiddenFolder::outdated(const std::vector<fs::path>& made) const {
+    const auto output = std::ranges::find(made, target.filename(), &fs::path::filename);
+    std::vector<fs::path> files = OutputGuard::companionsOf(target, output != made.end() ? *output : main);
+    std::erase_if(files, [&](const fs::path& file) {
+        return std::ranges::find(made, file.filename(), &fs::path::filename) != made.end();
+    });
+    return files;
+}
+
+void HiddenFolder::check(const std::vector<fs::path>& made) const {
+    for (const fs::path& file : made)
+        guard.check(target, placeOf(file), file);
+    for (const fs::path& file : outdated(made))
+        guard.check(target, file);
+}
+
+/// Keeps what is at a place, or takes it away if nothing is to come there. False if nothing is there.
+bool HiddenFolder::setAside(const fs::path& place, Move& move) {
+    const fs::path former = folder.path() / "former" / place.filename();
+    std::error_code error;
+    if (!guard.check(target, place, move.made))
+        return false;
+    // A second name, so that the older file stays until the very moment when the new one appears.
+    if (!move.made.empty())
+        fs::create_hard_link(place, former, error);
+    if (move.made.empty() || error)
+        fs::rename(place, former, error);
+    if (error)
+        fail(target, "cannot be put in place (" + error.message() + ")");
+    move.former = former;
+    return true;
+}
+
+void HiddenFolder::put(const fs::path& made) {
+    // Somebody else may make or remove the older file meanwhile.
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        Move move{made, placeOf(made), {}};
+        const bool replaces = setAside(move.place, move);
+        moves.push_back(move);
+        if (replaces ? ::rename(made.c_str(), move.place.c_str()) == 0 : moveToFreePlace(made, move.place))
+            return;
+        const int reason = errno;
+        moves.back().made.clear();
+        if (replaces || reason != EEXIST)
+            fail(target, "cannot be put in place (" + std::generic_category().message(reason) + ")");
+        moves.pop_back();
+    }
+    fail(target, "cannot be put in place, as others write there too");
+}
+
+void HiddenFolder::putInPlace() {
+    if (published)
+        return;
+    checkPlace(target);
+    std::vector<fs::path> made;
+    try {
+        made = filesWith(main);
+    } catch (const std::runtime_error& error) {
+        fail(target, error.what());
+    }
+    check(made);
+    try {
+        for (const fs::path& file : outdated(made)) {
+            Move move{{}, file, {}};
+            if (setAside(file, move))
+                moves.push_back(move);
+        }
+        for (const fs::path& file : made)
+            put(file);
+    } catch (...) {
+        takeBack();
+        throw;
+    }
+    published = true;
+}
+
+void HiddenFolder::takeBack() noexcept {
+    std::error_code ignored;
+    for (auto move = moves.rbegin(); move != moves.rend(); ++move)
+        if (!move->former.empty())
+            fs::rename(move->former, move->place, ignored);
+        else if (!move->made.empty())
+            fs::rename(move->place, move->made, ignored);
+    moves.clear();
+    published = false;
+}
+
+void HiddenFolder::publish() {
+    HiddenFolder* const self = this;
+    publishAll({&self, 1});
+}
+
+void HiddenFolder::publishAll(std::span<HiddenFolder* const> folders) {
+    std::vector<HiddenFolder*> done;
+    try {
+        for (HiddenFolder* const folder : folders)
+            if (!folder->published) {
+                folder->putInPlace();
+                done.push_back(folder);
+            }
+    } catch (...) {
+        for (auto folder = done.rbegin(); folder != done.rend(); ++folder)
+            (*folder)->takeBack();
+        throw;
+    }
+    for (HiddenFolder* const folder : done)
+        folder->folder.remove();
+}
+
+} // namespace Tilewright::Io

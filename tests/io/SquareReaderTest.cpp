@@ -1,0 +1,155 @@
+// Points found by the stretches of files, or sorted first, in memory or on disk: all must be the same.
+#include <io/blocks/WindowGrid.h>
+
+#include <random>
+
+#include <io/records/RecordStore.h>
+#include <io/system/Errors.h>
+#include <tests/io/FolderTest.h>
+#include <tilewright/arrays/MemArray.h>
+
+namespace Tilewright::Io::Test {
+namespace {
+
+using Orrery::PhysicalSpace::point;
+
+struct TestPoint {
+    std::array<double, 3> position;
+    std::uint16_t intensity;
+    unsigned char classification;
+};
+
+class SquareReaderTest : public FolderTest {
+protected:
+    /// A scan in two files, in strips or in no order; many points lie on the edges of cells.
+    void makeCloud(bool inOrder) {
+        std::mt19937 random(5);
+        std::vector<fs::path> paths;
+        for (int file = 0; file < 2; ++file) {
+            LasBuilder las;
+            las.offset = {512000.0, 5240000.0, 0.0};
+            las.points.assign(12000, {});
+            int i = 0;
+            for (LasPoint& p : las.points) {
+                const int along = inOrder ? i++ * 12 : static_cast<int>(random() % 144000);
+                p.xyz = {static_cast<int>(random() % 400) * 100 + file * 30000, along / 10 * 10,
+                         static_cast<int>(random() % 9000)};
+                p.intensity = static_cast<std::uint16_t>(random());
+                p.classification = static_cast<unsigned>(random() % 7);
+                Points.push_back({{p.xyz[0] * 0.01 + 512000.0, p.xyz[1] * 0.01 + 5240000.0, p.xyz[2] * 0.01},
+                                  p.intensity,
+                                  static_cast<unsigned char>(p.classification)});
+            }
+            paths.push_back(Top / ("scan" + std::to_string(file) + ".las"));
+            saveAs(paths.back(), las.build());
+        }
+        Cloud = std::make_unique<PointCloud>(paths, CloudOptions(), false);
+        Index = indexCloud(*Cloud, {"Intensity"}, 2, {});
+    }
+
+    /// Every square's points must be those of a plain search, in the order of the cloud.
+    void expectAllUnits(const SquareReader& reader, const BlockLattice& lattice, const GridPlan& plan,
+                        bool selected) {
+        std::uint64_t total = 0;
+        for (std::uint64_t down = 0; down < lattice.squaresDown(reader.side()); ++down)
+            for (std::uint64_t across = 0; across < lattice.squaresAcross(reader.side()); ++across) {
+                const CellWindow window = lattice.square(reader.side(), across, down);
+                WindowGrid square(reader, lattice, plan, {across, down, window});
+                std::vector<const TestPoint*> expected;
+                for (const TestPoint& p : Points)
+                    if ((!selected || p.classification == 2 || p.classification >= 5) &&
+                        isIn(lattice.x(), p.position[0], window.column, window.columns) &&
+                        isIn(lattice.y(), p.position[1], window.row, window.rows))
+                        expected.push_back(&p);
+                ASSERT_EQ(expected.size(), square.points());
+                ASSERT_EQ(expected.empty(),
+                          reader.estimate({across, down, window}) == 0.0 && expected.empty());
+                const auto fields = square.grid().getCartesianRepresentation("");
+                const Larder::StrongPtr<Quill::MemArray<1, point>, Larder::Cacheable> whole =
+                    dataOf(*fields, "whole");
+                const Larder::StrongPtr<Quill::MemArray<1, unsigned short>, Larder::Cacheable> intensity =
+                    dataOf(*fields, "Intensity");
+                const Larder::StrongPtr<Quill::MemArray<1, unsigned long long>, Larder::Cacheable> keys =
+                    dataOf(*fields, "y");
+                ASSERT_TRUE(whole && intensity && keys);
+                for (std::uint64_t i = 0; i < expected.size(); ++i) {
+                    const std::array<double, 3>& p = expected[i]->position;
+                    ASSERT_EQ(point(p[0], p[1], p[2]), (*whole)[i]);
+                    ASSERT_EQ(expected[i]->intensity, (*intensity)[i]);
+                    ASSERT_EQ(p[1], numberOfOrderKey((*keys)[i], true));
+                }
+                total += expected.size();
+            }
+        EXPECT_EQ(reader.wantedPoints(), total);
+        EXPECT_LT(0U, total);
+    }
+
+    static bool isIn(const LatticeAxis& axis, double coordinate, std::uint64_t first, std::uint64_t count) {
+        std::int64_t cell;
+        double settled;
+        return axis.locate(coordinate, cell, settled) && static_cast<std::uint64_t>(cell) - first < count;
+    }
+
+    static Quill::ArrayPtr dataOf(const Quill::Representation& fields, const char* name) {
+        const Quill::RegularFieldPtr field = fields.findField(name);
+        return Quill::getData((*field)[{0, 0, 0}]);
+    }
+
+    std::vector<TestPoint> Points;
+    std::unique_ptr<PointCloud> Cloud;
+    CloudIndex Index;
+};
+
+TEST_F(SquareReaderTest, UnitsHaveTheirPointsInOrderHoweverTheyAreRead) {
+    std::vector<double> efforts;
+    for (const bool inOrder : {true, false}) {
+        Points.clear();
+        makeCloud(inOrder);
+        for (const bool bounded : {false, true})
+            for (const bool selected : {false, true}) {
+                LatticeAxis::Request x = {Index.bounds.low[0], Index.bounds.high[0], 1.0, 0.0, {}};
+                LatticeAxis::Request y = {Index.bounds.low[1], Index.bounds.high[1], 0.5, 0.2, {}};
+                if (bounded)
+                    x.bounds = {{512100.5, 512500.0}};
+                const BlockLattice lattice(x, y);
+                GridPlan plan;
+                plan.needs.fields = {{"Intensity", FieldType::UnsignedShort}};
+                if (selected)
+                    plan.needs.selection.emplace(
+                        CloudSelection{CloudField{"Classification", FieldType::UnsignedChar}, "2,5:9"});
+                using Kind = GridColumn::Kind;
+                plan.columns = {{Kind::Positions, 0, FieldType::Double, {}, 1.0},
+                                {Kind::TruePositions, 0, FieldType::Double, {}, 1.0},
+                                {Kind::Attribute, 0, FieldType::UnsignedShort, {}, 1.0},
+                                {Kind::Y, 0, FieldType::UnsignedLongLong, OrderKeys::ReversedNumbers, 1.0}};
+                plan.fields = {{"Positions", 0}, {"whole", 1}, {"Intensity", 2}, {"y", 3}};
+                const auto inMemory = std::uint64_t(1) << 30;
+                expectAllUnits(*makeStretchReader(Index, lattice, plan.needs, 256, {2, 0, Top, {}}), lattice,
+                               plan, selected);
+                expectAllUnits(*makeSortedReader(Index, lattice, plan.needs, 256, {2, inMemory, Top, {}}),
+                               lattice, plan, selected);
+                expectAllUnits(*makeSortedReader(Index, lattice, plan.needs, 64, {2, 1000, Top, {}}), lattice,
+                               plan, selected);
+            }
+        EXPECT_EQ((Names{"scan0.las", "scan1.las"}), namesIn(Top)) << "scratch files have no name";
+        efforts.push_back(readingEffort(
+            Index, BlockLattice({0, 1, 1, 0, {{512000.0, 512700.0}}}, {0, 1, 1, 0, {{5240000.0, 5241500.0}}}),
+            256));
+    }
+    EXPECT_LT(efforts[0], 0.7 * efforts[1]) << "points in order are read less often";
+}
+
+TEST_F(SquareReaderTest, FailuresOfAnyThreadComeOutAndStopTheOthers) {
+    makeCloud(false);
+    const BlockLattice lattice({Index.bounds.low[0], Index.bounds.high[0], 1.0, 0.0, {}},
+                               {Index.bounds.low[1], Index.bounds.high[1], 1.0, 0.0, {}});
+    const PointNeeds needs;
+    EXPECT_THROW(makeSortedReader(Index, lattice, needs, 256, {2, 1000, Top / "nowhere", {}}), OutputError);
+    int reports = 0;
+    const StepReport stop = [&](std::uint64_t, std::uint64_t) { return ++reports < 1; };
+    EXPECT_THROW(makeSortedReader(Index, lattice, needs, 256, {1, 1000, Top, stop}), Interruption);
+    EXPECT_THROW(indexCloud(*Cloud, {}, 1, stop), Interruption);
+}
+
+} // namespace
+} // namespace Tilewright::Io::Test
