@@ -522,9 +522,11 @@ PendingPreview::PendingPreview(PendingPreview&&) noexcept = default;
 PendingPreview& PendingPreview::operator=(PendingPreview&&) noexcept = default;
 PendingPreview::~PendingPreview() = default;
 
+void PendingPreview::publish() { hidden->publish(); }
+
 void makePreview(const std::filesystem::path& raster, const PreviewOptions& options,
                  const std::filesystem::path& picture) {
-    PendingPreview(raster, options, picture, OutputGuard()).folder().publish();
+    PendingPreview(raster, options, picture, OutputGuard()).publish();
 }
 
 } // namespace Tilewright::Io

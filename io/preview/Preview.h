@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <memory>
+#include <span>
 #include <string>
 
 #include <io/rasters/OutputGuard.h>
@@ -22,6 +23,7 @@ struct PreviewOptions {
 TILEWRIGHT_API bool isPreviewName(const std::filesystem::path& picture);
 
 class HiddenFolder;
+class RasterWriter;
 
 /// A finished picture that has not appeared yet, and goes away with the object unless it does: for one that
 /// belongs to other files (finishAll()).
@@ -34,9 +36,12 @@ public:
     PendingPreview& operator=(PendingPreview&&) noexcept;
     ~PendingPreview();
 
-    HiddenFolder& folder() const noexcept { return *hidden; }
+    /// Lets the picture appear. Throws OutputError as makePreview() does.
+    void publish();
 
 private:
+    friend TILEWRIGHT_API void finishAll(std::span<RasterWriter> writers, PendingPreview* preview);
+
     std::unique_ptr<HiddenFolder> hidden;
 };
 

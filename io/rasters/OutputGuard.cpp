@@ -53,15 +53,6 @@ fs::path with(const fs::path& path, std::string_view ending) {
     return longer += ending;
 }
 
-bool haveSameBytes(const fs::path& a, const fs::path& b) {
-    std::error_code error;
-    const auto size = fs::file_size(a, error);
-    if (error || size != fs::file_size(b, error) || error)
-        return false;
-    std::ifstream one(a, std::ios::binary), other(b, std::ios::binary);
-    return std::equal(std::istreambuf_iterator<char>(one), {}, std::istreambuf_iterator<char>(other), {});
-}
-
 std::string firstBytes(const fs::path& path, std::size_t count) {
     std::string bytes(count, '\0');
     std::ifstream file(path, std::ios::binary);
@@ -138,7 +129,7 @@ fs::path otherOwner(const fs::path& place, const std::vector<fs::path>& own) {
 
 /// Why a file is no part of the raster that is `output`, or was; empty if it is one.
 std::string whyNoPart(const fs::path& output, const fs::path& place, const fs::path& made) {
-    if (!made.empty() && haveSameBytes(made, place))
+    if (!made.empty() && OutputGuard::haveSameBytes(made, place))
         return {};
     if (place == with(output, ".aux.xml") && firstBytes(place, 11) == "<PAMDataset")
         return {};
@@ -193,7 +184,7 @@ bool OutputGuard::check(const fs::path& output, const fs::path& place, const fs:
     if (identity && Identities.contains(*identity))
         fail(place, role + "is an input; choose another name for the output");
     const fs::path* const owner = findOwner(place);
-    if (owner && (made.empty() || !haveSameBytes(made, place)))
+    if (owner && (made.empty() || !OutputGuard::haveSameBytes(made, place)))
         fail(place,
              role + "belongs to the input " + owner->string() + "; choose another name for the output");
     if (!fs::is_regular_file(place, error))
@@ -216,6 +207,15 @@ std::vector<fs::path> OutputGuard::companionsOf(const fs::path& output, const fs
     if (system != output && fs::exists(system, error) && takesSystem(made, system))
         companions.push_back(system);
     return companions;
+}
+
+bool OutputGuard::haveSameBytes(const fs::path& a, const fs::path& b) {
+    std::error_code error;
+    const auto size = fs::file_size(a, error);
+    if (error || size != fs::file_size(b, error) || error)
+        return false;
+    std::ifstream one(a, std::ios::binary), other(b, std::ios::binary);
+    return std::equal(std::istreambuf_iterator<char>(one), {}, std::istreambuf_iterator<char>(other), {});
 }
 
 bool OutputGuard::isSamePlace(const fs::path& a, const fs::path& b) {

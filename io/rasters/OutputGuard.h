@@ -25,8 +25,8 @@ public:
     OutputGuard(std::vector<std::filesystem::path> inputs, bool mayReplace);
 
     /// Throws OutputError if a file at `place`, which is `output` or one of the files that come with it, must
-    /// not be replaced or removed; `made`, if that exists, is what would replace it. Gives false if there is
-    /// none.
+    /// not be replaced or removed; `made`, if that exists, is what would replace it, and does not have to if
+    /// it is the same. Gives false if there is none.
     bool check(const std::filesystem::path& output, const std::filesystem::path& place,
                const std::filesystem::path& made = {}) const;
 
@@ -37,6 +37,9 @@ public:
 
     /// Whether two paths name one place, be a file there or not.
     static bool isSamePlace(const std::filesystem::path& a, const std::filesystem::path& b);
+
+    /// Whether both files are there and equal.
+    static bool haveSameBytes(const std::filesystem::path& a, const std::filesystem::path& b);
 
 private:
     const std::filesystem::path* findOwner(const std::filesystem::path& place) const;

@@ -307,7 +307,7 @@ void finishAll(std::span<RasterWriter> writers, PendingPreview* preview) {
         folders.push_back(&writer.output->closedFolder());
     }
     if (preview)
-        folders.push_back(&preview->folder());
+        folders.push_back(preview->hidden.get());
     HiddenFolder::publishAll(folders);
 }
 

@@ -169,7 +169,7 @@ public:
     const std::vector<std::filesystem::path>& places() const;
 
 private:
-    friend void finishAll(std::span<RasterWriter> writers, PendingPreview* preview);
+    friend TILEWRIGHT_API void finishAll(std::span<RasterWriter> writers, PendingPreview* preview);
 
     class Output;
     std::unique_ptr<Output> output;

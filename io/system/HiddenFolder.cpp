@@ -220,6 +220,10 @@ bool HiddenFolder::setAside(const fs::path& place, Move& move) {
 }
 
 void HiddenFolder::put(const fs::path& made) {
+    // It may belong to others as well.
+    if (made != main && guard.check(target, placeOf(made), made) &&
+        OutputGuard::haveSameBytes(made, placeOf(made)))
+        return;
     // Somebody else may make or remove the older file meanwhile.
     for (int attempt = 0; attempt < 3; ++attempt) {
         Move move{made, placeOf(made), {}};

@@ -193,6 +193,9 @@ TEST_F(Refusal, InterruptionStopsTheRunSoonAndLeavesNothing) {
 }
 
 TEST_F(Refusal, TooFewDescriptorsLeaveNothing) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer takes an object that it has no descriptors to look at for a broken one";
+#endif
     rlimit before = {};
     ASSERT_EQ(0, ::getrlimit(RLIMIT_NOFILE, &before));
     for (const rlim_t count : {4, 6, 8}) {
