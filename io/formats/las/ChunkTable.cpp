@@ -17,6 +17,10 @@ constexpr std::size_t prefixLength = 8;
 
 [[noreturn]] void fail(const std::string& what) { throw CodingError("its chunk table " + what); }
 
+std::string chunkName(std::uint64_t i, std::uint64_t count) {
+    return "chunk " + std::to_string(i + 1) + " of " + std::to_string(count);
+}
+
 /// Of an entry.
 enum Context : unsigned { PointCount = 0, ByteCount = 1 };
 
@@ -87,13 +91,12 @@ std::vector<Chunk> readChunkTable(std::span<const std::byte> table, std::uint64_
             points = static_cast<std::uint32_t>(
                 std::min<std::uint64_t>(record.chunkSize, pointCount - firstPoint));
         next(bytes, ByteCount);
-        const std::string chunk = "chunk " + std::to_string(i + 1) + " of " + std::to_string(count);
         if (bytes > tableOffset - offset)
-            fail("says that " + chunk + " ends inside it");
+            fail("says that " + chunkName(i, count) + " ends inside it");
         // Writers may leave chunks without points; these have nothing to decode.
         if (points != 0) {
             if (bytes < record.leastChunkBytes(points))
-                fail("says that " + chunk + " has " + std::to_string(bytes) + " bytes for " +
+                fail("says that " + chunkName(i, count) + " has " + std::to_string(bytes) + " bytes for " +
                      std::to_string(points) + " points");
             chunks.push_back({offset, bytes, firstPoint, points});
         }
