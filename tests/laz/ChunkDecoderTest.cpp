@@ -1,6 +1,7 @@
 #include <io/formats/las/ChunkDecoder.h>
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 
 #include <gmock/gmock.h>
@@ -85,7 +86,7 @@ TEST_P(LayeredSampleTest, DecodesWhatIsWantedAndReadsNothingElse) {
         const Bytes records = decodeChunk(decoder, cloud.recordLength);
         ASSERT_EQ(records.size(), all.size());
         for (std::size_t i = 0; i < records.size(); i += cloud.recordLength) {
-            ASSERT_TRUE(std::equal(all.begin() + i, all.begin() + i + 8, records.begin() + i)) << "x, y";
+            ASSERT_EQ(std::memcmp(&records[i], &all[i], 8), 0) << "x, y";
             ASSERT_EQ(records[i + 14], all[i + 14]) << "returns";
             ASSERT_EQ(records[i + byte], all[i + byte])
                 << "byte " << byte << " of point " << i / cloud.recordLength;

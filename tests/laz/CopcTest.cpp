@@ -81,8 +81,6 @@ TEST_F(CopcFileTest, TheRecordHasToGiveACubeAndAPage) {
 /// Hierarchies in a file of 4096 bytes, the first 1024 of which are points.
 class CopcHierarchyTest : public testing::Test {
 protected:
-    static constexpr std::size_t entry = 32;
-
     void put(std::uint64_t at, std::array<std::int32_t, 4> key, std::uint64_t offset, std::int32_t length,
              std::int32_t count) {
         poke(file, at, key);
