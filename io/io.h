@@ -15,9 +15,9 @@
 #include <io/formats/las/LasFile.h>
 #include <io/formats/las/LasHeader.h>
 #include <io/gdal/CoordinateSystem.h>
+#include <io/outputs/OutputGuard.h>
 #include <io/preview/Preview.h>
 #include <io/rasters/ExistingRaster.h>
-#include <io/rasters/OutputGuard.h>
 #include <io/rasters/RasterFormat.h>
 #include <io/rasters/RasterWriter.h>
 #include <io/records/OrderKeys.h>

@@ -7,8 +7,8 @@
 #include <sys/wait.h>
 
 #include <io/formats/las/LasFile.h>
+#include <io/outputs/HiddenFolder.h>
 #include <io/system/ChildProcess.h>
-#include <io/system/HiddenFolder.h>
 #include <io/system/Text.h>
 
 namespace Tilewright::Io {

@@ -11,13 +11,13 @@
 #include <utility>
 #include <vector>
 
-#include <io/clouds/PointClasses.h>
 #include <io/gdal/CoordinateSystem.h>
+#include <io/outputs/HiddenFolder.h>
 #include <io/preview/Canvas.h>
 #include <io/preview/PictureFile.h>
+#include <io/preview/PointClasses.h>
 #include <io/preview/ReducedRaster.h>
 #include <io/system/Errors.h>
-#include <io/system/HiddenFolder.h>
 
 namespace Tilewright::Io {
 

@@ -7,7 +7,7 @@
 #include <span>
 #include <string>
 
-#include <io/rasters/OutputGuard.h>
+#include <io/outputs/OutputGuard.h>
 #include <tilewright/export.h>
 
 namespace Tilewright::Io {
@@ -23,7 +23,6 @@ struct PreviewOptions {
 TILEWRIGHT_API bool isPreviewName(const std::filesystem::path& picture);
 
 class HiddenFolder;
-class RasterWriter;
 
 /// A finished picture that has not appeared yet, and goes away with the object unless it does: for one that
 /// belongs to other files (finishAll()).
@@ -39,9 +38,10 @@ public:
     /// Lets the picture appear. Throws OutputError as makePreview() does.
     void publish();
 
-private:
-    friend TILEWRIGHT_API void finishAll(std::span<RasterWriter> writers, PendingPreview* preview);
+    /// Where it waits.
+    HiddenFolder* folder() const { return hidden.get(); }
 
+private:
     std::unique_ptr<HiddenFolder> hidden;
 };
 

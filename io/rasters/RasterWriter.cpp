@@ -10,13 +10,12 @@
 #include <cpl_string.h>
 
 #include <io/gdal/Gdal.h>
-#include <io/preview/Preview.h>
+#include <io/outputs/HiddenFolder.h>
 #include <io/rasters/GdalFiles.h>
 #include <io/rasters/RasterBlocks.h>
 #include <io/rasters/RasterCheck.h>
 #include <io/rasters/RasterFormat.h>
 #include <io/system/Errors.h>
-#include <io/system/HiddenFolder.h>
 
 namespace Tilewright::Io {
 
@@ -300,18 +299,16 @@ const fs::path& RasterWriter::path() const { return output->path(); }
 
 const std::vector<fs::path>& RasterWriter::places() const { return output->places(); }
 
-void finishAll(std::span<RasterWriter> writers, PendingPreview* preview) {
+void finishAll(std::span<RasterWriter> writers, HiddenFolder* other) {
     std::vector<HiddenFolder*> folders;
     for (RasterWriter& writer : writers) {
         writer.close();
         folders.push_back(&writer.output->closedFolder());
     }
-    if (preview)
-        folders.push_back(preview->hidden.get());
+    if (other)
+        folders.push_back(other);
     HiddenFolder::publishAll(folders);
 }
-
-void finishAll(std::span<RasterWriter> writers) { finishAll(writers, nullptr); }
 
 template void RasterWriter::write(std::size_t, std::uint64_t, std::uint64_t, std::uint64_t, std::uint64_t,
                                   std::span<const float>);

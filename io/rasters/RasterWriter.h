@@ -34,12 +34,12 @@
 #include <variant>
 #include <vector>
 
-#include <io/rasters/OutputGuard.h>
+#include <io/outputs/OutputGuard.h>
 #include <tilewright/export.h>
 
 namespace Tilewright::Io {
 
-class PendingPreview;
+class HiddenFolder;
 
 /// Where a raster lies. Edges are the outer edges of the outermost pixels, not pixel centres.
 struct RasterGeometry {
@@ -169,15 +169,15 @@ public:
     const std::vector<std::filesystem::path>& places() const;
 
 private:
-    friend TILEWRIGHT_API void finishAll(std::span<RasterWriter> writers, PendingPreview* preview);
+    friend TILEWRIGHT_API void finishAll(std::span<RasterWriter> writers, HiddenFolder* other);
 
     class Output;
     std::unique_ptr<Output> output;
 };
 
 /// Finishes files that belong together: nothing is published before all are closed without an error, and what
-/// was published is taken back if a later one can't be. `preview` comes last; it may be null.
-TILEWRIGHT_API void finishAll(std::span<RasterWriter> writers, PendingPreview* preview);
-TILEWRIGHT_API void finishAll(std::span<RasterWriter> writers);
+/// was published is taken back if a later one can't be. `other`, a file of another kind, comes last; it may
+/// be null.
+TILEWRIGHT_API void finishAll(std::span<RasterWriter> writers, HiddenFolder* other = nullptr);
 
 } // namespace Tilewright::Io

@@ -10,9 +10,9 @@
 #include <unistd.h>
 
 #include <io/gdal/CoordinateSystem.h>
+#include <io/outputs/OutputGuard.h>
 #include <io/preview/Preview.h>
 #include <io/rasters/ExistingRaster.h>
-#include <io/rasters/OutputGuard.h>
 #include <io/rasters/RasterFormat.h>
 #include <io/rasters/RasterWriter.h>
 #include <io/system/Errors.h>
@@ -520,7 +520,7 @@ void RasterRun::finish() {
         picture.classes = hasClasses(band);
         preview.emplace(Writers.front().hiddenPath(), picture, Options.preview, Guard);
     }
-    finishAll(Writers, preview ? &*preview : nullptr);
+    finishAll(Writers, preview ? preview->folder() : nullptr);
 }
 
 void RasterRun::reportBands() {

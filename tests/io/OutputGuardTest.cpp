@@ -1,4 +1,4 @@
-#include <io/rasters/OutputGuard.h>
+#include <io/outputs/OutputGuard.h>
 
 #include <gmock/gmock.h>
 #include <ogrsf_frmts.h>

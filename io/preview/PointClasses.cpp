@@ -1,4 +1,4 @@
-#include <io/clouds/PointClasses.h>
+#include <io/preview/PointClasses.h>
 
 #include <array>
 #include <cmath>

@@ -11,7 +11,7 @@
 #include <span>
 #include <vector>
 
-#include <io/rasters/OutputGuard.h>
+#include <io/outputs/OutputGuard.h>
 
 namespace Tilewright::Io {
 

@@ -1,4 +1,4 @@
-#include <io/system/HiddenFolder.h>
+#include <io/outputs/HiddenFolder.h>
 
 #include <algorithm>
 #include <cerrno>
