@@ -20,7 +20,7 @@ struct TILEWRIGHT_API RasterRequest {
     std::vector<std::string> bands;
     /// "FIELD:FILTER:DIRECTION" in the library's own terms, or the name of a companion.
     std::vector<std::string> requests;
-    /// Empty for all points, else RANGES@FIELD.
+    /// Empty for all points, else `RANGES@FIELD`.
     std::string selection;
     /// West, south, east, north; points on the upper edges are outside.
     std::optional<std::array<double, 4>> bounds;
