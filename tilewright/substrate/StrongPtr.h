@@ -170,8 +170,8 @@ private:
 
 /// Observes an object without keeping it alive.
 ///
-/// A WeakPtrImpl& may really be a StrongPtr: assigning or swapping through it exchanges the objects, while
-/// each pointer stays as strong or weak as it is.
+/// A WeakPtrImpl& may really be a StrongPtr: assigning or swapping through it exchanges the objects, and each
+/// pointer stays as strong or weak as it is. To hold an object for the first time may throw.
 template <class T, class R> class TILEWRIGHT_API WeakPtrImpl : public DynPtr<T, R> {
     static constexpr bool isRoot = std::is_same_v<T, R>;
 
@@ -204,7 +204,7 @@ public:
         return *this;
     }
 
-    WeakPtrImpl& operator=(WeakPtrImpl&& other) {
+    WeakPtrImpl& operator=(WeakPtrImpl&& other) { // NOLINT(performance-noexcept-move-constructor)
         exchange(other);
         return *this;
     }
