@@ -11,6 +11,7 @@
 #include <io/clouds/CloudSelection.h>
 #include <io/clouds/CloudSummary.h>
 #include <io/clouds/PointCloud.h>
+#include <io/formats/PointFile.h>
 #include <io/formats/las/LasFields.h>
 #include <io/formats/las/LasFile.h>
 #include <io/formats/las/LasHeader.h>

@@ -9,42 +9,15 @@
 
 #include <sys/stat.h>
 
-#include <io/formats/PdalReader.h>
-#include <io/formats/PlyReader.h>
-#include <io/formats/TextReader.h>
-#include <io/formats/VectorReader.h>
-#include <io/formats/las/LasFile.h>
+#include <io/formats/ReadOptions.h>
 #include <io/gdal/CoordinateSystem.h>
 #include <io/system/Errors.h>
-#include <io/system/InputFile.h>
 
 namespace Tilewright::Io {
 
 namespace {
 
 namespace fs = std::filesystem;
-
-/// What makes a file of a folder a point file.
-constexpr std::array extensions = {".las", ".laz", ".ply",  ".xyz",     ".txt", ".csv", ".asc", ".pts",
-                                   ".tsv", ".shp", ".gpkg", ".geojson", ".fgb", ".e57", ".pcd"};
-
-/// What makes a file a text with points. Texts have no other mark.
-constexpr std::array textExtensions = {".xyz", ".txt", ".csv", ".asc", ".pts", ".tsv"};
-
-std::string lowerExtension(const fs::path& path) {
-    std::string extension = path.extension().string();
-    std::ranges::transform(extension, extension.begin(), [](char c) {
-        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    });
-    return extension;
-}
-
-/// As many as tell what kind of file it is.
-std::string firstBytes(const fs::path& path) {
-    std::string bytes(227, '\0');
-    bytes.resize(InputFile(path).read(0, std::as_writable_bytes(std::span(bytes))));
-    return bytes;
-}
 
 /// Whether `pattern`, where * stands for any characters and ? for any one, fits all of `text`.
 bool matches(std::string_view pattern, std::string_view text) {
@@ -143,34 +116,6 @@ void addFilesOf(const fs::path& path, std::vector<fs::path>& files) {
     std::sort(files.begin() + static_cast<std::ptrdiff_t>(before), files.end());
 }
 
-std::unique_ptr<PointSource> openLas(const fs::path& path, const ReadOptions& options) {
-    auto file = std::make_unique<LasFile>(path);
-    if (options.keepPages)
-        file->keepPages();
-    return file;
-}
-
-std::unique_ptr<PointSource> openFile(const fs::path& path, const ReadOptions& options) {
-    const std::string head = firstBytes(path);
-    const std::string extension = lowerExtension(path);
-    if (head.starts_with("LASF") && isCompressedLas(std::as_bytes(std::span(head))))
-        return readWithPdal(path, options, true);
-    // By its name too, as the reader says best what is wrong with it.
-    if (head.starts_with("LASF") || extension == ".las" || extension == ".laz")
-        return openLas(path, options);
-    if (head.starts_with("ply\n") || head.starts_with("ply\r\n"))
-        return readPly(path, options);
-    if (std::ranges::find(textExtensions, extension) != textExtensions.end())
-        return readText(path, options);
-    if (auto vector = readVector(path, options))
-        return vector;
-    return readWithPdal(path, options, false);
-}
-
-ReadOptions readOptions(const CloudOptions& options) {
-    return {std::make_shared<ScratchSpace>(options.scratch), options.keepPages, options.report};
-}
-
 /// Makes what a file reports of itself a report on all of them, in bytes. `before` are those of the files
 /// before it.
 StepReport partOf(const StepReport& whole, std::uint64_t before, std::uint64_t size, std::uint64_t all) {
@@ -207,14 +152,6 @@ std::vector<CloudField> commonFields(std::span<const std::unique_ptr<PointSource
 }
 
 } // namespace
-
-std::unique_ptr<PointSource> openPointFile(const fs::path& path, const CloudOptions& options) {
-    return openFile(path, readOptions(options));
-}
-
-bool isPointFileName(const fs::path& path) {
-    return std::ranges::find(extensions, lowerExtension(path)) != extensions.end();
-}
 
 std::vector<fs::path> findPointFiles(const std::vector<std::string>& words) {
     std::vector<fs::path> files;
@@ -261,7 +198,7 @@ std::vector<PointCloud::FileState> PointCloud::distinctFiles(std::span<const fs:
 }
 
 PointCloud::PointCloud(std::span<const fs::path> files, const CloudOptions& options, bool ignoreSystems) {
-    ReadOptions reading = readOptions(options);
+    ReadOptions reading = readOptionsOf(options);
     const PointSource* named = nullptr;
     Files = distinctFiles(files);
     std::uint64_t before = 0, all = 0;
@@ -270,7 +207,7 @@ PointCloud::PointCloud(std::span<const fs::path> files, const CloudOptions& opti
     for (const FileState& file : Files) {
         reading.report = partOf(options.report, before, file.size, all);
         before += file.size;
-        const PointSource& source = *Sources.emplace_back(openFile(file.path, reading));
+        const PointSource& source = *Sources.emplace_back(openPartOfCloud(file.path, reading));
         Count += source.pointCount();
         std::string system = source.coordinateSystem();
         if (system.empty())
