@@ -10,6 +10,7 @@
 #include <io/clouds/CloudIndex.h>
 #include <io/clouds/CloudSelection.h>
 #include <io/clouds/CloudSummary.h>
+#include <io/clouds/FileSearch.h>
 #include <io/clouds/PointCloud.h>
 #include <io/formats/PointFile.h>
 #include <io/formats/las/LasFields.h>

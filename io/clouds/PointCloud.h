@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include <io/clouds/FileSearch.h>
 #include <io/formats/PointFile.h>
 #include <io/records/PointSource.h>
 #include <tilewright/export.h>
@@ -21,11 +22,6 @@ struct CloudField {
     std::string name;
     FieldType type;
 };
-
-/// The files that the words of a command line stand for: files as they are, all point files of a folder and
-/// of those below it, in ascending order of their paths, and what matches a pattern with * or ?, ascending
-/// too. Throws InputError for a word that stands for no file.
-TILEWRIGHT_API std::vector<std::filesystem::path> findPointFiles(const std::vector<std::string>& words);
 
 /// All sources in the order of the files, each file once.
 ///
