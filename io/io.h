@@ -20,6 +20,7 @@
 #include <io/outputs/OutputGuard.h>
 #include <io/preview/Preview.h>
 #include <io/rasters/ExistingRaster.h>
+#include <io/rasters/RasterDescription.h>
 #include <io/rasters/RasterFormat.h>
 #include <io/rasters/RasterWriter.h>
 #include <io/records/OrderKeys.h>

@@ -11,7 +11,7 @@
 #include <gdal_priv.h>
 
 #include <io/rasters/RasterCheck.h>
-#include <io/rasters/RasterWriter.h>
+#include <io/rasters/RasterDescription.h>
 
 namespace Tilewright::Io {
 

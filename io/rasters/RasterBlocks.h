@@ -22,7 +22,7 @@
 #include <gdal_priv.h>
 
 #include <io/rasters/PixelTally.h>
-#include <io/rasters/RasterWriter.h>
+#include <io/rasters/RasterDescription.h>
 
 namespace Tilewright::Io {
 
