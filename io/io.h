@@ -7,6 +7,7 @@
 #include <io/blocks/RasterJob.h>
 #include <io/blocks/SquareReader.h>
 #include <io/blocks/WindowGrid.h>
+#include <io/blocks/WindowLayout.h>
 #include <io/clouds/CloudIndex.h>
 #include <io/clouds/CloudSelection.h>
 #include <io/clouds/CloudSummary.h>

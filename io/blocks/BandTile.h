@@ -5,6 +5,7 @@
 #include <span>
 
 #include <io/blocks/RasterJob.h>
+#include <io/blocks/WindowLayout.h>
 #include <tilewright/arrays/MemArray.h>
 
 namespace Tilewright::Io {
