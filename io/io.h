@@ -4,13 +4,17 @@
 #pragma once
 
 #include <io/blocks/BlockLattice.h>
+#include <io/blocks/JobBand.h>
 #include <io/blocks/RasterJob.h>
 #include <io/blocks/SquareReader.h>
 #include <io/blocks/WindowGrid.h>
+#include <io/blocks/WindowLayout.h>
 #include <io/clouds/CloudIndex.h>
 #include <io/clouds/CloudSelection.h>
 #include <io/clouds/CloudSummary.h>
+#include <io/clouds/FileSearch.h>
 #include <io/clouds/PointCloud.h>
+#include <io/formats/PointFile.h>
 #include <io/formats/las/LasFields.h>
 #include <io/formats/las/LasFile.h>
 #include <io/formats/las/LasHeader.h>
@@ -18,6 +22,7 @@
 #include <io/outputs/OutputGuard.h>
 #include <io/preview/Preview.h>
 #include <io/rasters/ExistingRaster.h>
+#include <io/rasters/RasterDescription.h>
 #include <io/rasters/RasterFormat.h>
 #include <io/rasters/RasterWriter.h>
 #include <io/records/OrderKeys.h>

@@ -3,9 +3,13 @@
 
 #include <memory>
 #include <span>
+#include <string>
 
-#include <io/blocks/RasterJob.h>
+#include <io/blocks/JobBand.h>
+#include <io/blocks/WindowLayout.h>
+#include <io/rasters/RasterWriter.h>
 #include <tilewright/arrays/MemArray.h>
+#include <tilewright/model/Grid.h>
 
 namespace Tilewright::Io {
 

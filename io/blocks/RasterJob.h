@@ -9,12 +9,11 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <limits>
-#include <optional>
 #include <string>
 #include <vector>
 
+#include <io/blocks/JobBand.h>
 #include <io/blocks/WindowGrid.h>
 #include <io/rasters/RasterWriter.h>
 #include <tilewright/export.h>
@@ -23,33 +22,6 @@ namespace Tilewright::Io {
 
 /// No more points than this are loaded at a time.
 inline constexpr std::uint64_t mostPointsAtATime = 1'500'000;
-
-/// Where the pixels of a band come from.
-struct JobBand {
-    enum class Source {
-        /// A field that the library made.
-        Field,
-        /// The points of a cell; never wraps.
-        Count,
-        /// The library's companions: no data value of their own.
-        Density,
-        CellType,
-        /// 255 times the scale for cells with data, else 0.
-        Alpha
-    };
-
-    Source source = Source::Field;
-    std::string field;
-    /// Of a field of points.
-    std::optional<int> component;
-    /// The field holds keys; the pixels are the numbers that they are keys of.
-    OrderKeys keys = OrderKeys::None;
-    /// A pixel is value * scale, rounded where pixels are integers and cut to their range.
-    double scale = 1.0;
-    /// The file that it is a band of, and which one.
-    std::size_t file = 0;
-    std::size_t number = 0;
-};
 
 struct RasterJob {
     GridPlan grid;
@@ -65,18 +37,6 @@ struct RasterJob {
     std::uint64_t pointsOfWindow = mostPointsAtATime;
     /// A single cell with more points is reduced in pieces.
     std::uint64_t pointsOfCell = mostPointsAtATime;
-};
-
-/// Which pixels have values that a cell without data might have been given.
-struct NoDataClash {
-    /// So many of the largest values of a type are looked at; those of 8 and 16 bits have no more.
-    static constexpr std::size_t candidates = std::size_t(1) << 16U;
-
-    /// A cell with data came out as the nodata value.
-    bool happened = false;
-    /// Of a type of integers: which of the largest occur, from the largest down, a bit each from the lowest
-    /// of the first word on. Empty if none does.
-    std::vector<std::uint64_t> usedFromTop;
 };
 
 struct JobResult {

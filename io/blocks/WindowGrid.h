@@ -13,6 +13,7 @@
 #include <vector>
 
 #include <io/blocks/SquareReader.h>
+#include <io/blocks/WindowLayout.h>
 #include <io/records/OrderKeys.h>
 #include <tilewright/export.h>
 #include <tilewright/model/Grid.h>

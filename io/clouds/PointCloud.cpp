@@ -1,7 +1,6 @@
 #include <io/clouds/PointCloud.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <set>
 #include <system_error>
@@ -9,167 +8,15 @@
 
 #include <sys/stat.h>
 
-#include <io/formats/PdalReader.h>
-#include <io/formats/PlyReader.h>
-#include <io/formats/TextReader.h>
-#include <io/formats/VectorReader.h>
-#include <io/formats/las/LasFile.h>
+#include <io/formats/ReadOptions.h>
 #include <io/gdal/CoordinateSystem.h>
 #include <io/system/Errors.h>
-#include <io/system/InputFile.h>
 
 namespace Tilewright::Io {
 
 namespace {
 
 namespace fs = std::filesystem;
-
-/// What makes a file of a folder a point file.
-constexpr std::array extensions = {".las", ".laz", ".ply",  ".xyz",     ".txt", ".csv", ".asc", ".pts",
-                                   ".tsv", ".shp", ".gpkg", ".geojson", ".fgb", ".e57", ".pcd"};
-
-/// What makes a file a text with points. Texts have no other mark.
-constexpr std::array textExtensions = {".xyz", ".txt", ".csv", ".asc", ".pts", ".tsv"};
-
-std::string lowerExtension(const fs::path& path) {
-    std::string extension = path.extension().string();
-    std::ranges::transform(extension, extension.begin(), [](char c) {
-        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    });
-    return extension;
-}
-
-/// As many as tell what kind of file it is.
-std::string firstBytes(const fs::path& path) {
-    std::string bytes(227, '\0');
-    bytes.resize(InputFile(path).read(0, std::as_writable_bytes(std::span(bytes))));
-    return bytes;
-}
-
-/// Whether `pattern`, where * stands for any characters and ? for any one, fits all of `text`.
-bool matches(std::string_view pattern, std::string_view text) {
-    std::size_t p = 0, t = 0;
-    std::size_t star = std::string_view::npos, starText = 0;
-    while (t < text.size()) {
-        if (p < pattern.size() && (pattern[p] == '?' || (pattern[p] == text[t] && pattern[p] != '*'))) {
-            ++p;
-            ++t;
-        } else if (p < pattern.size() && pattern[p] == '*') {
-            star = p++;
-            starText = t;
-        } else if (star != std::string_view::npos) {
-            // The last star has to take one character more.
-            p = star + 1;
-            t = ++starText;
-        } else {
-            return false;
-        }
-    }
-    return pattern.find_first_not_of('*', p) == std::string_view::npos;
-}
-
-bool isPattern(std::string_view text) { return text.find_first_of("*?") != std::string_view::npos; }
-
-bool isHidden(const fs::path& path) { return path.filename().string().starts_with('.'); }
-
-std::vector<fs::path> entriesOf(const fs::path& folder) {
-    std::error_code error;
-    std::vector<fs::path> entries;
-    fs::directory_iterator entry(folder, error);
-    for (; !error && entry != fs::directory_iterator(); entry.increment(error))
-        entries.push_back(entry->path());
-    if (error)
-        throw InputError(folder.string() + ": cannot be listed: " + error.message());
-    std::ranges::sort(entries);
-    return entries;
-}
-
-/// Hidden files and folders are left out, as a shell does it: some systems keep notes on a file under its
-/// name with a dot in front. `open` are the folders above, so that a link to one of them ends there.
-void collectFiles(const fs::path& folder, std::vector<fs::path>& open, std::vector<fs::path>& files) {
-    std::error_code error;
-    const fs::path self = fs::canonical(folder, error);
-    if (error || std::ranges::find(open, self) != open.end())
-        return;
-    open.push_back(self);
-    for (const fs::path& entry : entriesOf(folder)) {
-        if (isHidden(entry))
-            continue;
-        if (fs::is_directory(entry, error))
-            collectFiles(entry, open, files);
-        else if (isPointFileName(entry))
-            files.push_back(entry);
-    }
-    open.pop_back();
-}
-
-/// All paths that fit a pattern, ascending.
-std::vector<fs::path> expandPattern(const fs::path& pattern) {
-    std::vector<fs::path> found = {fs::path()};
-    for (const fs::path& part : pattern) {
-        const std::string text = part.string();
-        std::vector<fs::path> longer;
-        for (const fs::path& path : found) {
-            std::error_code error;
-            if (!isPattern(text)) {
-                if (fs::exists(path / part, error))
-                    longer.push_back(path / part);
-                continue;
-            }
-            const fs::path folder = path.empty() ? fs::path(".") : path;
-            if (!fs::is_directory(folder, error))
-                continue;
-            for (const fs::path& entry : entriesOf(folder))
-                if ((!isHidden(entry) || text.starts_with('.')) && matches(text, entry.filename().string()))
-                    longer.push_back(path / entry.filename());
-        }
-        found = std::move(longer);
-    }
-    return found;
-}
-
-void addFilesOf(const fs::path& path, std::vector<fs::path>& files) {
-    std::error_code error;
-    if (!fs::is_directory(path, error)) {
-        files.push_back(path);
-        return;
-    }
-    const std::size_t before = files.size();
-    std::vector<fs::path> open;
-    collectFiles(path, open, files);
-    if (files.size() == before)
-        throw InputError(path.string() +
-                         ": has no point files in it, such as .las, .laz, .ply, .xyz or .csv");
-    std::sort(files.begin() + static_cast<std::ptrdiff_t>(before), files.end());
-}
-
-std::unique_ptr<PointSource> openLas(const fs::path& path, const ReadOptions& options) {
-    auto file = std::make_unique<LasFile>(path);
-    if (options.keepPages)
-        file->keepPages();
-    return file;
-}
-
-std::unique_ptr<PointSource> openFile(const fs::path& path, const ReadOptions& options) {
-    const std::string head = firstBytes(path);
-    const std::string extension = lowerExtension(path);
-    if (head.starts_with("LASF") && isCompressedLas(std::as_bytes(std::span(head))))
-        return readWithPdal(path, options, true);
-    // By its name too, as the reader says best what is wrong with it.
-    if (head.starts_with("LASF") || extension == ".las" || extension == ".laz")
-        return openLas(path, options);
-    if (head.starts_with("ply\n") || head.starts_with("ply\r\n"))
-        return readPly(path, options);
-    if (std::ranges::find(textExtensions, extension) != textExtensions.end())
-        return readText(path, options);
-    if (auto vector = readVector(path, options))
-        return vector;
-    return readWithPdal(path, options, false);
-}
-
-ReadOptions readOptions(const CloudOptions& options) {
-    return {std::make_shared<ScratchSpace>(options.scratch), options.keepPages, options.report};
-}
 
 /// Makes what a file reports of itself a report on all of them, in bytes. `before` are those of the files
 /// before it.
@@ -208,35 +55,6 @@ std::vector<CloudField> commonFields(std::span<const std::unique_ptr<PointSource
 
 } // namespace
 
-std::unique_ptr<PointSource> openPointFile(const fs::path& path, const CloudOptions& options) {
-    return openFile(path, readOptions(options));
-}
-
-bool isPointFileName(const fs::path& path) {
-    return std::ranges::find(extensions, lowerExtension(path)) != extensions.end();
-}
-
-std::vector<fs::path> findPointFiles(const std::vector<std::string>& words) {
-    std::vector<fs::path> files;
-    for (const std::string& word : words) {
-        std::error_code error;
-        if (fs::exists(word, error)) {
-            addFilesOf(word, files);
-            continue;
-        }
-        if (!isPattern(word))
-            throw InputError(
-                word + ": cannot be opened: " +
-                (error ? error : std::make_error_code(std::errc::no_such_file_or_directory)).message());
-        const std::vector<fs::path> found = expandPattern(word);
-        if (found.empty())
-            throw InputError(word + ": no file fits this pattern");
-        for (const fs::path& path : found)
-            addFilesOf(path, files);
-    }
-    return files;
-}
-
 PointCloud::FileState PointCloud::stateOf(const fs::path& path) {
     struct stat status = {};
     if (::stat(path.c_str(), &status) != 0)
@@ -261,7 +79,7 @@ std::vector<PointCloud::FileState> PointCloud::distinctFiles(std::span<const fs:
 }
 
 PointCloud::PointCloud(std::span<const fs::path> files, const CloudOptions& options, bool ignoreSystems) {
-    ReadOptions reading = readOptions(options);
+    ReadOptions reading = readOptionsOf(options);
     const PointSource* named = nullptr;
     Files = distinctFiles(files);
     std::uint64_t before = 0, all = 0;
@@ -270,7 +88,7 @@ PointCloud::PointCloud(std::span<const fs::path> files, const CloudOptions& opti
     for (const FileState& file : Files) {
         reading.report = partOf(options.report, before, file.size, all);
         before += file.size;
-        const PointSource& source = *Sources.emplace_back(openFile(file.path, reading));
+        const PointSource& source = *Sources.emplace_back(openPartOfCloud(file.path, reading));
         Count += source.pointCount();
         std::string system = source.coordinateSystem();
         if (system.empty())

@@ -10,40 +10,18 @@
 #include <string_view>
 #include <vector>
 
+#include <io/clouds/FileSearch.h>
+#include <io/formats/PointFile.h>
 #include <io/records/PointSource.h>
-#include <io/system/StepReport.h>
 #include <tilewright/export.h>
 
 namespace Tilewright::Io {
-
-struct CloudOptions {
-    /// Where files that have to be converted first find room.
-    std::filesystem::path scratch = ".";
-    /// Asked while files are read or converted whether to go on, and told in bytes how far it is; may be
-    /// empty.
-    StepReport report;
-    /// Whether pages of mapped files may stay in memory: quicker, if there is room for all of them.
-    bool keepPages = false;
-};
 
 /// An attribute of a cloud: one that each of its sources has, in the type that holds the values of all.
 struct CloudField {
     std::string name;
     FieldType type;
 };
-
-/// Opens a single file of any known kind, told by its contents, and for texts by its extension. Throws
-/// InputError.
-TILEWRIGHT_API std::unique_ptr<PointSource> openPointFile(const std::filesystem::path& path,
-                                                          const CloudOptions& options);
-
-/// Whether a name has an extension that makes a file of a folder a point file.
-TILEWRIGHT_API bool isPointFileName(const std::filesystem::path& path);
-
-/// The files that the words of a command line stand for: files as they are, all point files of a folder and
-/// of those below it, in ascending order of their paths, and what matches a pattern with * or ?, ascending
-/// too. Throws InputError for a word that stands for no file.
-TILEWRIGHT_API std::vector<std::filesystem::path> findPointFiles(const std::vector<std::string>& words);
 
 /// All sources in the order of the files, each file once.
 ///

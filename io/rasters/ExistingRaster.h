@@ -3,7 +3,7 @@
 
 #include <filesystem>
 
-#include <io/rasters/RasterWriter.h>
+#include <io/rasters/RasterDescription.h>
 #include <tilewright/export.h>
 
 namespace Tilewright::Io {

@@ -307,4 +307,9 @@ void addOverviews(const fs::path& path, const RasterDescription& description) {
         throw std::runtime_error("its overviews cannot be made (" + messages.text() + ")");
 }
 
+void expect(CPLErr outcome, const GdalMessages& messages, const char* what) {
+    if (outcome != CE_None || messages.failed())
+        throw std::runtime_error(std::string(what) + " (" + messages.text() + "); is the disk full?");
+}
+
 } // namespace Tilewright::Io

@@ -11,9 +11,11 @@
 #include <gdal_priv.h>
 
 #include <io/rasters/RasterCheck.h>
-#include <io/rasters/RasterWriter.h>
+#include <io/rasters/RasterDescription.h>
 
 namespace Tilewright::Io {
+
+class GdalMessages;
 
 /// Red, green and blue, with or without alpha.
 bool isColourPicture(const RasterDescription& description);
@@ -34,5 +36,8 @@ Fidelity tryFormat(const std::filesystem::path& target, const RasterDescription&
 
 /// Halves the raster again and again, until nothing of 256 pixels is left.
 void addOverviews(const std::filesystem::path& path, const RasterDescription& description);
+
+/// Throws with `what` and the reason if an outcome or the messages say that a transfer has failed.
+void expect(CPLErr outcome, const GdalMessages& messages, const char* what);
 
 } // namespace Tilewright::Io

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <limits>
 
-#include <io/rasters/RasterWriter.h>
+#include <io/rasters/RasterDescription.h>
 
 namespace Tilewright::Io {
 

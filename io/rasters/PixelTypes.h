@@ -11,7 +11,7 @@
 
 #include <gdal.h>
 
-#include <io/rasters/RasterWriter.h>
+#include <io/rasters/RasterDescription.h>
 
 namespace Tilewright::Io {
 

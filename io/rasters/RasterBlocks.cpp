@@ -4,15 +4,13 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <stdexcept>
-#include <string>
 #include <utility>
 
 #include <cpl_string.h>
-#include <gdal_alg.h>
 
 #include <io/gdal/Gdal.h>
 #include <io/rasters/GdalFiles.h>
+#include <io/rasters/HoleFilling.h>
 #include <io/rasters/PixelTypes.h>
 
 namespace Tilewright::Io {
@@ -40,22 +38,6 @@ template <class T> T rounded(float value) {
     } else {
         return static_cast<T>(value);
     }
-}
-
-constexpr const char* cannotFill = "its holes cannot be filled";
-
-/// All rows of the block, over the whole width of the raster.
-template <class Rectangle>
-CPLErr transferRows(GDALRasterBand& band, GDALRWFlag direction, const Rectangle& block,
-                    std::vector<float>& rows) {
-    const int across = band.GetXSize(), down = static_cast<int>(block.rows);
-    return band.RasterIO(direction, 0, static_cast<int>(block.row), across, down, rows.data(), across, down,
-                         GDT_Float32, 0, 0, nullptr);
-}
-
-void expect(CPLErr outcome, const GdalMessages& messages, const char* what) {
-    if (outcome != CE_None || messages.failed())
-        throw std::runtime_error(std::string(what) + " (" + messages.text() + "); is the disk full?");
 }
 
 } // namespace
@@ -275,24 +257,15 @@ template <class T> void RasterBlocksOf<T>::fill(double distance, const std::file
     }
 }
 
-/// GDAL fills in single precision, and writes back every pixel of the band. So it works on a copy, of which
-/// only the filled holes return.
 template <class T>
 void RasterBlocksOf<T>::fillBand(std::size_t band, double distance, const std::filesystem::path& folder) {
-    const GdalMessages messages;
-    const ThreadOption place("CPL_TMPDIR", folder.c_str());
-    CPLStringList options;
-    options.SetNameValue("BIGTIFF", "IF_SAFER");
-    const GDALDatasetUniquePtr copy(
-        driverFor("GTiff").Create((folder / "holes.tif").c_str(), static_cast<int>(width),
-                                  static_cast<int>(height), 1, GDT_Float32, options.List()));
-    if (!copy)
-        throw std::runtime_error(std::string(cannotFill) + " (" + messages.text() + ")");
-    GDALRasterBand& holes = *copy->GetRasterBand(1);
-    holes.SetNoDataValue(std::numeric_limits<double>::quiet_NaN());
-    copyHoles(band, holes);
-    expect(GDALFillNodata(&holes, nullptr, distance, 0, 0, nullptr, nullptr, nullptr), messages, cannotFill);
-    copyFilled(band, holes);
+    const BandWithHoles holes = {
+        width, height, blockHeight,
+        [&](std::uint64_t row, float* rows) { copyHoles(band, row / blockHeight * blocksAcross, rows); },
+        [&](std::uint64_t row, const float* rows) {
+            copyFilled(band, row / blockHeight * blocksAcross, rows);
+        }};
+    fillHoles(holes, distance, folder);
 }
 
 /// Also marks the pixels without data.
@@ -307,52 +280,42 @@ void RasterBlocksOf<T>::readWithHoles(std::size_t band, std::uint64_t block, Pla
         isHole[i] = alphaIsMask ? mask[i] == T() : plane[i] == *nodata || isBlank(plane[i], *nodata);
 }
 
-template <class T> void RasterBlocksOf<T>::copyHoles(std::size_t band, GDALRasterBand& target) {
-    const GdalMessages messages;
+template <class T> void RasterBlocksOf<T>::copyHoles(std::size_t band, std::uint64_t first, float* rows) {
     constexpr float hole = std::numeric_limits<float>::quiet_NaN();
-    std::vector<float> rows(width * blockHeight);
     Planes plane(blockWidth * blockHeight);
     std::vector<char> isHole(plane.size());
-    for (std::uint64_t first = 0; first < blocks; first += blocksAcross) {
-        for (std::uint64_t block = first; block < first + blocksAcross; ++block) {
-            const Rectangle place = rectangleOf(block);
-            readWithHoles(band, block, plane, isHole);
-            for (std::uint64_t row = 0; row < place.rows; ++row)
-                for (std::uint64_t column = 0; column < place.columns; ++column) {
-                    const std::size_t i = row * blockWidth + column;
-                    rows[row * width + place.column + column] =
-                        isHole[i] ? hole : static_cast<float>(plane[i]);
-                }
-        }
-        expect(transferRows(target, GF_Write, rectangleOf(first), rows), messages, cannotFill);
+    for (std::uint64_t block = first; block < first + blocksAcross; ++block) {
+        const Rectangle place = rectangleOf(block);
+        readWithHoles(band, block, plane, isHole);
+        for (std::uint64_t row = 0; row < place.rows; ++row)
+            for (std::uint64_t column = 0; column < place.columns; ++column) {
+                const std::size_t i = row * blockWidth + column;
+                rows[row * width + place.column + column] = isHole[i] ? hole : static_cast<float>(plane[i]);
+            }
     }
 }
 
-template <class T> void RasterBlocksOf<T>::copyFilled(std::size_t band, GDALRasterBand& source) {
-    const GdalMessages messages;
-    std::vector<float> rows(width * blockHeight);
+template <class T>
+void RasterBlocksOf<T>::copyFilled(std::size_t band, std::uint64_t first, const float* rows) {
     Planes plane(blockWidth * blockHeight);
     std::vector<char> isHole(plane.size());
-    for (std::uint64_t first = 0; first < blocks; first += blocksAcross) {
-        expect(transferRows(source, GF_Read, rectangleOf(first), rows), messages, cannotFill);
-        for (std::uint64_t block = first; block < first + blocksAcross; ++block) {
-            const Rectangle place = rectangleOf(block);
-            readWithHoles(band, block, plane, isHole);
-            bool changed = false;
-            for (std::uint64_t row = 0; row < place.rows; ++row)
-                for (std::uint64_t column = 0; column < place.columns; ++column) {
-                    const std::size_t i = row * blockWidth + column;
-                    const float value = rows[row * width + place.column + column];
-                    if (isHole[i] && !std::isnan(value)) {
-                        plane[i] = rounded<T>(value);
-                        changed = true;
-                        ++filledHoles[band];
-                    }
+    for (std::uint64_t block = first; block < first + blocksAcross; ++block) {
+        const Rectangle place = rectangleOf(block);
+        readWithHoles(band, block, plane, isHole);
+        bool changed = false;
+        for (std::uint64_t row = 0; row < place.rows; ++row)
+            for (std::uint64_t column = 0; column < place.columns; ++column) {
+                const std::size_t i = row * blockWidth + column;
+                const float value = rows[row * width + place.column + column];
+                if (isHole[i] && !std::isnan(value)) {
+                    plane[i] = rounded<T>(value);
+                    changed = true;
+                    ++filledHoles[band];
                 }
-            if (changed) {
-                written[unitOf(band, block)] = true;
-                write(band, block, plane.data());
             }
+        if (changed) {
+            written[unitOf(band, block)] = true;
+            write(band, block, plane.data());
         }
     }
 }

@@ -22,7 +22,7 @@
 #include <gdal_priv.h>
 
 #include <io/rasters/PixelTally.h>
-#include <io/rasters/RasterWriter.h>
+#include <io/rasters/RasterDescription.h>
 
 namespace Tilewright::Io {
 
@@ -89,8 +89,9 @@ private:
 
     void fillBand(std::size_t band, double distance, const std::filesystem::path& folder);
     void readWithHoles(std::size_t band, std::uint64_t block, Planes& plane, std::vector<char>& isHole);
-    void copyHoles(std::size_t band, GDALRasterBand& target);
-    void copyFilled(std::size_t band, GDALRasterBand& source);
+    /// Of the row of blocks that begins with block `first`: single precision, NaN for a hole.
+    void copyHoles(std::size_t band, std::uint64_t first, float* rows);
+    void copyFilled(std::size_t band, std::uint64_t first, const float* rows);
 
     GDALDataset& dataset;
     std::uint64_t width;

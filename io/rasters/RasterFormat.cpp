@@ -7,7 +7,7 @@
 
 #include <cpl_string.h>
 
-#include <io/clouds/PointCloud.h>
+#include <io/formats/PointFile.h>
 #include <io/gdal/Gdal.h>
 #include <io/system/Errors.h>
 #include <io/system/Suggestion.h>

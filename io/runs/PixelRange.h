@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include <io/rasters/RasterWriter.h>
+#include <io/rasters/RasterDescription.h>
 
 namespace Tilewright::Io {
 

@@ -9,6 +9,7 @@
 
 #include <unistd.h>
 
+#include <io/clouds/FileSearch.h>
 #include <io/gdal/CoordinateSystem.h>
 #include <io/outputs/OutputGuard.h>
 #include <io/preview/Preview.h>

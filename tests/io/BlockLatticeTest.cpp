@@ -1,5 +1,6 @@
 // Where the cells of a raster lie, and that the library finds each point in the cell that it belongs to.
 #include <io/blocks/BlockLattice.h>
+#include <io/blocks/WindowLayout.h>
 
 #include <cmath>
 #include <limits>

@@ -1,0 +1,39 @@
+/// PointFile: opens a single file of points, whatever its format.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+
+#include <io/records/PointSource.h>
+#include <io/system/StepReport.h>
+#include <tilewright/export.h>
+
+namespace Tilewright::Io {
+
+struct ReadOptions;
+
+struct CloudOptions {
+    /// Where files that have to be converted first find room.
+    std::filesystem::path scratch = ".";
+    /// Asked while files are read or converted whether to go on, and told in bytes how far it is; may be
+    /// empty.
+    StepReport report;
+    /// Whether pages of mapped files may stay in memory: quicker, if there is room for all of them.
+    bool keepPages = false;
+};
+
+/// Opens a single file of any known kind, told by its contents, and for texts by its extension. Throws
+/// InputError.
+TILEWRIGHT_API std::unique_ptr<PointSource> openPointFile(const std::filesystem::path& path,
+                                                          const CloudOptions& options);
+
+/// The same for one of several files, which share their room for conversions.
+std::unique_ptr<PointSource> openPartOfCloud(const std::filesystem::path& path, const ReadOptions& options);
+
+/// What the files of a cloud share.
+ReadOptions readOptionsOf(const CloudOptions& options);
+
+/// Whether a name has an extension that makes a file of a folder a point file.
+TILEWRIGHT_API bool isPointFileName(const std::filesystem::path& path);
+
+} // namespace Tilewright::Io

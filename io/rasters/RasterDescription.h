@@ -1,0 +1,95 @@
+/// RasterDescription: what a raster file is to hold and how, and what became of its bands.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace Tilewright::Io {
+
+/// Where a raster lies. Edges are the outer edges of the outermost pixels, not pixel centres.
+struct RasterGeometry {
+    std::uint64_t width = 0;  ///< pixels from west to east, 1 to 2^31-1
+    std::uint64_t height = 0; ///< pixels from north to south, 1 to 2^31-1
+    double west = 0;          ///< western edge, in units of the coordinate system
+    double north = 0;         ///< northern edge
+    double pixelWidth = 1;    ///< positive
+    double pixelHeight = 1;   ///< positive, although rows run southwards
+    std::string wkt;          ///< coordinate system with its vertical part; empty for none
+};
+
+enum class PixelType { Float32, Float64, Byte, UInt16, UInt32, UInt64, Int32 };
+
+template <class T> struct PixelTypeOf;
+template <> struct PixelTypeOf<float> : std::integral_constant<PixelType, PixelType::Float32> {};
+template <> struct PixelTypeOf<double> : std::integral_constant<PixelType, PixelType::Float64> {};
+template <> struct PixelTypeOf<unsigned char> : std::integral_constant<PixelType, PixelType::Byte> {};
+template <> struct PixelTypeOf<unsigned short> : std::integral_constant<PixelType, PixelType::UInt16> {};
+template <> struct PixelTypeOf<unsigned int> : std::integral_constant<PixelType, PixelType::UInt32> {};
+template <> struct PixelTypeOf<unsigned long long> : std::integral_constant<PixelType, PixelType::UInt64> {};
+template <> struct PixelTypeOf<int> : std::integral_constant<PixelType, PixelType::Int32> {};
+
+/// The seven plain value types, each of which has a pixel type that holds it without conversion.
+template <class T>
+concept PixelValue = requires {
+    PixelTypeOf<T>::value;
+};
+
+template <PixelValue T> inline constexpr PixelType pixelTypeOf = PixelTypeOf<T>::value;
+
+/// The integer alternative exists because a double cannot name every 64-bit value.
+using NoData = std::variant<double, unsigned long long>;
+
+/// How several pixels become one in an overview.
+enum class Resampling {
+    ByType, ///< bytes without colour by mode, for they are mostly numbers of classes; others by average
+    Average,
+    Mode
+};
+
+enum class BandColour { Undefined, Gray, Red, Green, Blue, Alpha };
+
+struct BandDescription {
+    std::string name; ///< the description of the band
+    std::string unit; ///< unit of the values; empty for none
+    BandColour colour = BandColour::Undefined;
+    std::vector<std::pair<std::string, std::string>> metadata; ///< keys and texts of the band
+};
+
+struct RasterDescription {
+    RasterGeometry geometry;
+    PixelType type = PixelType::Float32;
+    /// Of all bands but those of alpha. Has to be a value of the pixel type.
+    std::optional<NoData> nodata;
+    std::vector<BandDescription> bands;                        ///< at least one
+    std::vector<std::pair<std::string, std::string>> metadata; ///< keys and texts of the file
+    int blockSize = 256;                                       ///< side of a tile, a multiple of 16
+    std::string driver = "GTiff";                              ///< GDAL's name of the format; see driverOf()
+    /// KEY=VALUE, as for the format's driver; what they say goes before all else here. A GeoTIFF that is
+    /// compressed gets the predictor of its type if they name none.
+    std::vector<std::string> creationOptions;
+    bool overviews = false; ///< a Cloud Optimized GeoTIFF has them in any case
+    Resampling resampling = Resampling::ByType;
+    /// Pixels without data up to so many pixels from data are filled with a mean of those around, weighted by
+    /// their distances; 0 for none. Single precision. In a file without nodata the pixels without data are
+    /// those whose alpha is 0, and those filled become opaque.
+    double fillDistance = 0;
+};
+
+/// Of the pixels with data that are finite numbers, all zero if there are none. Filled holes count. In a file
+/// without nodata the pixels with data are those whose alpha is not 0, or all if it has no alpha.
+struct BandStatistics {
+    std::uint64_t count = 0;
+    double least = 0;
+    double greatest = 0;
+    double mean = 0;
+    double deviation = 0; ///< of the pixels as they are, not of a larger set from which they are drawn
+    /// Pixels that had no data until their holes were filled; also those that are no finite numbers.
+    std::uint64_t filledHoles = 0;
+};
+
+} // namespace Tilewright::Io
