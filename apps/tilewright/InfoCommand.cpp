@@ -126,54 +126,44 @@ void printText(std::ostream& out, const InfoOptions& options, const Io::PointClo
             << "         " << rasterCommand(options, *summary.cell) << "\n";
 }
 
-void writeFields(JsonWriter& json, const Io::PointCloud& cloud, const Io::CloudSummary& summary) {
-    json.key("fields");
-    json.beginArray();
-    for (std::size_t i = 0; i < cloud.fields().size(); ++i) {
-        json.beginObject();
-        json.member("name", cloud.fields()[i].name);
-        json.member("type", typeName(cloud.fields()[i].type));
+Json filesJson(const Io::PointCloud& cloud) {
+    Json files = Json::array();
+    for (const auto& source : cloud.sources())
+        files.push_back({{"name", source->name()}, {"points", source->pointCount()}});
+    return files;
+}
+
+Json fieldsJson(const Io::PointCloud& cloud, const Io::CloudSummary& summary) {
+    Json fields = Json::array();
+    for (std::size_t i = 0; i < cloud.fields().size(); ++i)
         std::visit(
             [&](const auto& range) {
-                json.member("min", range.isEmpty ? std::nullopt : std::optional(range.least));
-                json.member("max", range.isEmpty ? std::nullopt : std::optional(range.greatest));
+                fields.push_back({{"name", cloud.fields()[i].name},
+                                  {"type", typeName(cloud.fields()[i].type)},
+                                  {"min", range.isEmpty ? Json() : Json(range.least)},
+                                  {"max", range.isEmpty ? Json() : Json(range.greatest)}});
             },
             summary.ranges[i]);
-        json.endObject();
-    }
-    json.endArray();
+    return fields;
 }
 
 void printJson(std::ostream& out, const InfoOptions& options, const Io::PointCloud& cloud,
                const Io::CloudSummary& summary) {
-    JsonWriter json(out);
-    json.beginObject();
-    json.member("version", TILEWRIGHT_VERSION);
-    json.member("points", cloud.pointCount());
-    json.key("files");
-    json.beginArray();
-    for (const auto& source : cloud.sources()) {
-        json.beginObject();
-        json.member("name", source->name());
-        json.member("points", source->pointCount());
-        json.endObject();
-    }
-    json.endArray();
     const std::string& system = cloud.coordinateSystem();
-    json.member("coordinateSystem", system);
-    json.member("coordinateSystemName", Io::systemName(system));
-    json.member("unit", Io::coordinateUnitOf(system));
     const bool hasPoints = cloud.pointCount() != 0;
-    using Corner = std::array<double, 3>;
-    json.member("low", hasPoints ? std::optional<Corner>(summary.bounds.low) : std::nullopt);
-    json.member("high", hasPoints ? std::optional<Corner>(summary.bounds.high) : std::nullopt);
-    json.member("area", summary.area);
-    json.member("density", summary.density);
-    writeFields(json, cloud, summary);
-    json.member("cell", summary.cell);
-    json.member("command",
-                summary.cell ? std::optional(rasterCommand(options, *summary.cell)) : std::nullopt);
-    json.endObject();
+    print(out, {{"version", TILEWRIGHT_VERSION},
+                {"points", cloud.pointCount()},
+                {"files", filesJson(cloud)},
+                {"coordinateSystem", system},
+                {"coordinateSystemName", Io::systemName(system)},
+                {"unit", Io::coordinateUnitOf(system)},
+                {"low", hasPoints ? Json(summary.bounds.low) : Json()},
+                {"high", hasPoints ? Json(summary.bounds.high) : Json()},
+                {"area", summary.area},
+                {"density", orNull(summary.density)},
+                {"fields", fieldsJson(cloud, summary)},
+                {"cell", orNull(summary.cell)},
+                {"command", summary.cell ? Json(rasterCommand(options, *summary.cell)) : Json()}});
 }
 
 std::vector<const Io::PointSource*> inOtherSystems(const Io::PointCloud& cloud) {

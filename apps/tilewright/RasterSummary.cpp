@@ -67,20 +67,18 @@ void printBand(std::ostream& out, const Io::RasterReport& report, const Io::Band
     out << "\n";
 }
 
-void writeBand(JsonWriter& json, const Io::BandReport& band) {
-    json.beginObject();
-    json.member("name", band.name);
-    json.member("path", band.path);
-    json.member("request", band.request);
-    json.member("type", band.type);
-    json.member("unit", band.unit);
-    json.member("nodata", band.nodata);
-    json.member("filled", band.filled);
-    json.member("filledHoles", band.filledHoles);
-    json.member("min", band.range ? std::optional((*band.range)[0]) : std::nullopt);
-    json.member("max", band.range ? std::optional((*band.range)[1]) : std::nullopt);
-    json.member("mean", band.mean);
-    json.endObject();
+Json bandJson(const Io::BandReport& band) {
+    return {{"name", band.name},
+            {"path", band.path},
+            {"request", band.request},
+            {"type", band.type},
+            {"unit", band.unit},
+            {"nodata", orNull(band.nodata)},
+            {"filled", band.filled},
+            {"filledHoles", band.filledHoles},
+            {"min", band.range ? Json((*band.range)[0]) : Json()},
+            {"max", band.range ? Json((*band.range)[1]) : Json()},
+            {"mean", orNull(band.mean)}};
 }
 
 } // namespace
@@ -99,36 +97,28 @@ void printSummary(std::ostream& out, const Io::RasterReport& report) {
 }
 
 void printJson(std::ostream& out, const Io::RasterReport& report) {
-    JsonWriter json(out);
-    json.beginObject();
-    json.member("version", TILEWRIGHT_VERSION);
-    json.member("dryRun", report.dryRun);
-    json.member("cloud", report.cloud);
-    json.member("files", report.files);
-    json.member("points", report.points);
-    json.member("rastered", report.rastered);
-    json.member("columns", report.columns);
-    json.member("rows", report.rows);
-    json.member("cell", report.cell);
-    json.member("extent", report.extent);
-    json.member("filled", report.filled);
-    json.member("coordinateSystem", report.coordinateSystem);
-    json.member("memory", report.memory);
-    json.member("outputBytes", report.outputBytes);
-    json.member("threads", report.threads);
-    json.member("sorted", report.sorted);
-    json.member("seconds", report.seconds);
-    json.key("bands");
-    json.beginArray();
+    Json bands = Json::array();
     for (const Io::BandReport& band : report.bands)
-        writeBand(json, band);
-    json.endArray();
-    json.key("notes");
-    json.beginArray();
-    for (const std::string& note : report.notes)
-        json.value(note);
-    json.endArray();
-    json.endObject();
+        bands.push_back(bandJson(band));
+    print(out, {{"version", TILEWRIGHT_VERSION},
+                {"dryRun", report.dryRun},
+                {"cloud", report.cloud},
+                {"files", report.files},
+                {"points", report.points},
+                {"rastered", report.rastered},
+                {"columns", report.columns},
+                {"rows", report.rows},
+                {"cell", report.cell},
+                {"extent", report.extent},
+                {"filled", report.filled},
+                {"coordinateSystem", report.coordinateSystem},
+                {"memory", report.memory},
+                {"outputBytes", report.outputBytes},
+                {"threads", report.threads},
+                {"sorted", report.sorted},
+                {"seconds", report.seconds},
+                {"bands", bands},
+                {"notes", report.notes}});
 }
 
 } // namespace Tilewright::App

@@ -89,7 +89,7 @@ TEST_F(Reports, InfoTellsBoundsFieldsAndACellSizeThatSuits) {
 
 TEST_F(Reports, JsonHoldsAnyNameAndEveryDigit) {
     Io::RasterReport report;
-    report.cloud = "a\"b\\c\n\x01\xc3\xa9\xff\xed\xa0\x80\xf0\x9f\x8c\x8d";
+    report.cloud = "a\"b\\c\n\x01\xc3\xa9\xff\xed\xa0\x80\xf0\x9f\x8c\x8d\xe2\x82";
     report.points = 18446744073709551615U;
     report.cell = {0.1, 1e-300};
     report.extent = {-1.0 / 3.0, 5e-324, 1.7976931348623157e308, 0.0};
@@ -98,11 +98,12 @@ TEST_F(Reports, JsonHoldsAnyNameAndEveryDigit) {
     report.bands[1].range = {1.5, 1e22};
     std::ostringstream out;
     printJson(out, report);
-    expectJson(out.str(), {R"(d['cloud'] == 'a"b\\c\n\x01\u00e9\ufffd\ufffd\ufffd\ufffd\U0001f30d')",
-                           "d['points'] == 2**64 - 1", "d['cell'] == [0.1, 1e-300]",
-                           "d['extent'] == [-1 / 3, 5e-324, 1.7976931348623157e308, 0]",
-                           "d['bands'][0]['nodata'] is None and d['bands'][0]['min'] is None",
-                           "d['bands'][1]['max'] == 1e22", "d['dryRun'] is False", "d['notes'] == []"});
+    expectJson(out.str(),
+               {R"(d['cloud'] == 'a"b\\c\n\x01\u00e9\ufffd\ufffd\ufffd\ufffd\U0001f30d\ufffd\ufffd')",
+                "d['points'] == 2**64 - 1", "d['cell'] == [0.1, 1e-300]",
+                "d['extent'] == [-1 / 3, 5e-324, 1.7976931348623157e308, 0]",
+                "d['bands'][0]['nodata'] is None and d['bands'][0]['min'] is None",
+                "d['bands'][1]['max'] == 1e22", "d['dryRun'] is False", "d['notes'] == []"});
 }
 
 TEST(Summary, NamesCannotReachTheTerminal) {
