@@ -41,10 +41,10 @@ template <Orrery::Record O, class Beats> struct ExtremumSteps<O, Beats> {
 };
 
 template <class FilterT>
-class MinOperator
+class MinOperator final
     : public StreamingOperator<FilterT, ExtremumSteps<typename FilterT::output_type, std::less<>>> {};
 template <class FilterT>
-class MaxOperator
+class MaxOperator final
     : public StreamingOperator<FilterT, ExtremumSteps<typename FilterT::output_type, std::greater<>>> {};
 
 } // namespace

@@ -23,7 +23,7 @@ template <class O> struct MaxOccurrenceSteps {
 /// "All" the last key of each component, the largest. Only that key is kept here. As in a map, of equal keys
 /// the first stands, and a value that is not a number equals every key: it counts only where it comes first,
 /// and then keeps all others out.
-template <class FilterT> class MaxOccurrenceOperator : public Operator<FilterT> {
+template <class FilterT> class MaxOccurrenceOperator final : public Operator<FilterT> {
 public:
     using typename Operator<FilterT>::value_type;
     using typename Operator<FilterT>::output_type;

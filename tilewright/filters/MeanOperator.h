@@ -61,7 +61,7 @@ template <Orrery::Record O> struct MeanSteps<O> {
 
 /// The mean of the values, added up in the order of the points.
 template <class FilterT>
-class MeanOperator : public StreamingOperator<FilterT, MeanSteps<typename FilterT::output_type>> {};
+class MeanOperator final : public StreamingOperator<FilterT, MeanSteps<typename FilterT::output_type>> {};
 
 } // namespace
 } // namespace Tilewright

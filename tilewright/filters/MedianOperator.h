@@ -28,7 +28,7 @@ template <class E> E medianOf(std::span<E> values) {
 }
 
 /// The median of the values; of records, that of each component by itself.
-template <class FilterT> class MedianOperator : public Operator<FilterT> {
+template <class FilterT> class MedianOperator final : public Operator<FilterT> {
 public:
     using typename Operator<FilterT>::value_type;
     using typename Operator<FilterT>::output_type;

@@ -65,6 +65,9 @@ public:
         cells.forEachCell(
             [&](unsigned long long cell, unsigned count) { Steps::finish(results[cell], count); });
     }
+
+protected:
+    ~StreamingOperator() = default;
 };
 
 } // namespace

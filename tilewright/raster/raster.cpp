@@ -40,7 +40,7 @@ struct Target {
 
 /// Everything from the positions of the raster on.
 std::string rasterInto(const Target& target, const Quill::Grid& InGrid, const Lattice& lattice,
-                            const Modus& modus, const RasterOptions& options, bool isSilent) {
+                       const Modus& modus, const RasterOptions& options, bool isSilent) {
     const RegularFieldPtr inputPositions = InGrid.CartesianPositions();
     makePositions(inputPositions, target.Output, lattice, isSilent);
     const RegularFieldPtr outputPositions = target.Output.findField("Positions");
@@ -101,12 +101,12 @@ std::string raster(const Quill::Grid& InGrid, Quill::Grid& OutGrid, const std::v
     // A cloud without an extent is no failure of its own: the later steps show what comes of it.
     static_cast<void>(layOutLattice(inputPositions, wantedCellSize, cellShift, lattice));
     return rasterInto({.Grid = OutGrid, .Output = output}, InGrid, lattice, modus,
-                           {.withAlpha = withAlpha,
-                            .heightOnly = heightOnly,
-                            .selection = selection,
-                            .sparseLimit = sparseLimit,
-                            .progress = progress},
-                           false);
+                      {.withAlpha = withAlpha,
+                       .heightOnly = heightOnly,
+                       .selection = selection,
+                       .sparseLimit = sparseLimit,
+                       .progress = progress},
+                      false);
 }
 
 std::string rasterOnLattice(const Quill::Grid& InGrid, Quill::Grid& OutGrid,
@@ -245,10 +245,9 @@ Raster rasterise(const Cloud& cloud, const RasterSettings& settings) {
             return true;
         });
     Quill::Representation& output = result.Data->makeCartesianRepresentation(3, "", 0);
-    result.failure =
-        rasterInto({.Grid = *result.Data, .Output = output}, cloud.grid(), result.lattice, modus,
-                        {.selection = settings.selection, .sparseLimit = settings.sparseLimit, .progress = {}},
-                        true);
+    result.failure = rasterInto(
+        {.Grid = *result.Data, .Output = output}, cloud.grid(), result.lattice, modus,
+        {.selection = settings.selection, .sparseLimit = settings.sparseLimit, .progress = {}}, true);
     return result;
 }
 

@@ -68,8 +68,8 @@ struct TILEWRIGHT_API RasterOptions {
     Larder::StrongPtr<Larder::LoaderProgress, Larder::InterfaceBase> progress{};
 };
 
-/// The same on a lattice of the caller's, who has to see to it that its fragments fit those of the input. Prints
-/// nothing, and stores no report with the grid.
+/// The same on a lattice of the caller's, who has to see to it that its fragments fit those of the input.
+/// Prints nothing, and stores no report with the grid.
 TILEWRIGHT_API std::string rasterOnLattice(const Quill::Grid& InGrid, Quill::Grid& OutGrid,
                                            const std::vector<std::string>& requests, const Lattice& lattice,
                                            const RasterOptions& options = {});
