@@ -98,7 +98,6 @@ private:
 /// The height of the plane through the cell's points at the cell's position. A plain value stands in the
 /// first coordinate of its point, so that all its heights are 0 and so is the result. Whole records are not
 /// fitted: they give zero.
-// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): final, and nobody owns one through its base.
 template <class FilterT> class RegressionOperator final : public Operator<FilterT> {
 public:
     using typename Operator<FilterT>::value_type;
