@@ -7,6 +7,11 @@
 
 #include <benchmark/benchmark.h>
 
+#include <tilewright/filters/ExtremumOperators.h>
+#include <tilewright/filters/MaxOccurrenceOperator.h>
+#include <tilewright/filters/MeanOperator.h>
+#include <tilewright/filters/MedianOperator.h>
+#include <tilewright/filters/RegressionOperator.h>
 #include <tilewright/model/BoundingBox.h>
 #include <tilewright/raster/FragmentWalk.h>
 

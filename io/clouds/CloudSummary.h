@@ -64,7 +64,7 @@ template <class T> struct ValueRange {
 };
 
 /// A double has room for the values of all types but one.
-using FieldRange = std::variant<ValueRange<double>, ValueRange<unsigned long long>>;
+using ValuesOfField = std::variant<ValueRange<double>, ValueRange<unsigned long long>>;
 
 struct TILEWRIGHT_API CloudSummary {
     /// Of the points' own coordinates; empty without points.
@@ -77,7 +77,7 @@ struct TILEWRIGHT_API CloudSummary {
     /// With a few points in each cell on average, 1, 2 or 5 times a power of ten.
     std::optional<double> cell;
     /// One for each field of the cloud.
-    std::vector<FieldRange> ranges;
+    std::vector<ValuesOfField> ranges;
 };
 
 /// Reads all points, on several threads. Throws Interruption if `report` gives false, and InputError.
