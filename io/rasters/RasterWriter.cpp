@@ -299,6 +299,8 @@ const fs::path& RasterWriter::path() const { return output->path(); }
 
 const std::vector<fs::path>& RasterWriter::places() const { return output->places(); }
 
+void finishAll(std::span<RasterWriter> writers) { finishAll(writers, nullptr); }
+
 void finishAll(std::span<RasterWriter> writers, HiddenFolder* other) {
     std::vector<HiddenFolder*> folders;
     for (RasterWriter& writer : writers) {

@@ -85,15 +85,17 @@ public:
     const std::vector<std::filesystem::path>& places() const;
 
 private:
-    friend TILEWRIGHT_API void finishAll(std::span<RasterWriter> writers, HiddenFolder* other);
+    friend void finishAll(std::span<RasterWriter> writers, HiddenFolder* other);
 
     class Output;
     std::unique_ptr<Output> output;
 };
 
 /// Finishes files that belong together: nothing is published before all are closed without an error, and what
-/// was published is taken back if a later one can't be. `other`, a file of another kind, comes last; it may
-/// be null.
-TILEWRIGHT_API void finishAll(std::span<RasterWriter> writers, HiddenFolder* other = nullptr);
+/// was published is taken back if a later one can't be.
+TILEWRIGHT_API void finishAll(std::span<RasterWriter> writers);
+
+/// The same with a file of another kind, which comes last; it may be null. Not for clients.
+void finishAll(std::span<RasterWriter> writers, HiddenFolder* other);
 
 } // namespace Tilewright::Io

@@ -321,7 +321,7 @@ TEST_F(RasterWriterTest, CopyThatIsCutOffIsNoticedWhereItsDriverIsSilent) {
         rlimit former = {};
         ASSERT_EQ(0, ::getrlimit(RLIMIT_FSIZE, &former));
         std::signal(SIGXFSZ, SIG_IGN);
-        for (const std::size_t missing : {2, 30, 200, 5000}) {
+        for (const std::size_t missing : {2U, 30U, 200U, 5000U}) {
             const rlimit limit = {size - missing, former.rlim_max};
             ::setrlimit(RLIMIT_FSIZE, &limit);
             EXPECT_THROW(save<unsigned char>(description, values), OutputError) << driver << ", " << missing;

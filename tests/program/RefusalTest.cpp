@@ -198,7 +198,7 @@ TEST_F(Refusal, TooFewDescriptorsLeaveNothing) {
 #endif
     rlimit before = {};
     ASSERT_EQ(0, ::getrlimit(RLIMIT_NOFILE, &before));
-    for (const rlim_t count : {4, 6, 8}) {
+    for (const rlim_t count : {4U, 6U, 8U}) {
         const rlimit few = {count, before.rlim_max};
         // Between the test's own files and the start of the program.
         const pid_t pid = ::fork();
