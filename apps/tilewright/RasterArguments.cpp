@@ -100,13 +100,17 @@ void checkCreationOptions(const Words& options) {
                                        "want KEY=VALUE, for example COMPRESS=LZW, and not '" + option + "'");
 }
 
+[[noreturn]] void refuseBand(const std::string& word) {
+    throw CLI::ValidationError("raster", "'" + word + "' looks like a band; ask for it with --band " + word +
+                                             ", or write ./" + word + " if it is a file");
+}
+
 /// A band that no option is in front of would be taken for a file.
 void checkFiles(const Words& files) {
     for (const std::string& file : files) {
         std::error_code ignored;
         if (Io::looksLikeBand(file) && !std::filesystem::exists(file, ignored))
-            throw CLI::ValidationError("raster", "'" + file + "' looks like a band; ask for it with --band " +
-                                                     file + ", or write ./" + file + " if it is a file");
+            refuseBand(file);
     }
 }
 
