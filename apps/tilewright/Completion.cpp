@@ -46,7 +46,7 @@ Words commonBands() {
     return bands;
 }
 
-/// The values of an option, as far as they can be told.
+/// The values of an option, as far as they are known.
 Words valuesOf(const CLI::Option& option) {
     if (option.get_type_name() == bandLabel)
         return commonBands();

@@ -166,7 +166,7 @@ private:
         });
     }
 
-    /// No integer stands for what is not a number.
+    /// No integer represents what is not a number.
     template <class O> MaybePixel pixelOfNumber(O value) const {
         if constexpr (std::is_floating_point_v<O> && std::is_integral_v<P>)
             if (std::isnan(value))

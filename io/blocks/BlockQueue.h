@@ -13,7 +13,7 @@
 
 namespace Tilewright::Io {
 
-/// The finished pixels of a block, one tile a band; none where nothing is to be written.
+/// The finished pixels of a block, one tile per band; none where nothing is to be written.
 using BlockTiles = std::vector<std::unique_ptr<BandTile>>;
 
 /// Passes blocks on to `write` in ascending order, from whichever thread has the next one.

@@ -49,7 +49,7 @@ struct JobResult {
 };
 
 /// Fills the files, of which `descriptions` has one each, in the same order. Throws Interruption when
-/// `report` answers false; it is told of points. Throws InputError if a plane takes more memory than there
+/// `report` answers false; it counts points. Throws InputError if a plane takes more memory than there
 /// is.
 TILEWRIGHT_API JobResult runJob(const RasterJob& job, const BlockLattice& lattice, const SquareReader& reader,
                                 const std::vector<RasterDescription>& descriptions,

@@ -37,7 +37,7 @@ private:
         std::uint64_t first = 0;
         std::uint64_t count = 0;
         const RecordLayout* layout = nullptr;
-        /// Of the squares that have records in the run, ascending, with an end behind the last.
+        /// Of the squares that have records in the run, ascending, with an end after the last.
         std::vector<Begin> begins;
         /// In memory, or else at this place of the scratch file.
         std::vector<std::byte> bytes;

@@ -46,7 +46,7 @@ struct CloudIndex {
     std::vector<FieldRange> ranges;
 };
 
-/// Throws Interruption when `report` answers false; it is told of points.
+/// Throws Interruption when `report` answers false; it counts points.
 TILEWRIGHT_API CloudIndex indexCloud(const PointCloud& cloud, const std::vector<std::string>& fieldsToMeasure,
                                      unsigned threads, const StepReport& report);
 

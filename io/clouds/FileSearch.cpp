@@ -14,7 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Whether `pattern`, where * stands for any characters and ? for any one, fits all of `text`.
+/// Whether `pattern`, where * matches any characters and ? any one, fits all of `text`.
 bool matches(std::string_view pattern, std::string_view text) {
     std::size_t p = 0, t = 0;
     std::size_t star = std::string_view::npos, starText = 0;
