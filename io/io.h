@@ -4,6 +4,7 @@
 #pragma once
 
 #include <io/blocks/BlockLattice.h>
+#include <io/blocks/BlockSink.h>
 #include <io/blocks/JobBand.h>
 #include <io/blocks/RasterJob.h>
 #include <io/blocks/SquareReader.h>

@@ -86,9 +86,10 @@ public:
         }
     }
 
-    std::uint64_t write(RasterWriter& writer, std::uint64_t rasterRows, NoDataClash& clash) const override {
-        writer.write<P>(Band.number, Block.column, rasterRows - Block.row - Block.rows, Block.columns,
-                        Block.rows, Pixels);
+    std::uint64_t write(BlockSink& sink, std::size_t band, std::uint64_t rasterRows,
+                        NoDataClash& clash) const override {
+        sink.take(band, {Block.column, rasterRows - Block.row - Block.rows, Block.columns, Block.rows},
+                  std::span<const P>(Pixels));
         clash.happened |= Clash;
         clash.usedFromTop.resize(std::max(clash.usedFromTop.size(), Used.size()));
         for (std::size_t i = 0; i < Used.size(); ++i)

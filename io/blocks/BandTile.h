@@ -5,9 +5,9 @@
 #include <span>
 #include <string>
 
+#include <io/blocks/BlockSink.h>
 #include <io/blocks/JobBand.h>
 #include <io/blocks/WindowLayout.h>
-#include <io/rasters/RasterWriter.h>
 #include <tilewright/arrays/MemArray.h>
 #include <tilewright/model/Grid.h>
 
@@ -37,9 +37,10 @@ public:
     virtual ~BandTile() = default;
 
     virtual void take(const WindowResult& result) = 0;
-    /// Writes the block, and adds what there is to know of its values. Gives the number of cells whose values
-    /// were cut.
-    virtual std::uint64_t write(RasterWriter& writer, std::uint64_t rasterRows, NoDataClash& clash) const = 0;
+    /// Hands the block on as one of band `band`, and adds what there is to know of its values. Gives the
+    /// number of cells whose values were cut.
+    virtual std::uint64_t write(BlockSink& sink, std::size_t band, std::uint64_t rasterRows,
+                                NoDataClash& clash) const = 0;
 };
 
 /// Pixels without data for the cells of `block`.

@@ -1,5 +1,6 @@
 #include <io/blocks/RasterJob.h>
 
+#include <algorithm>
 #include <atomic>
 #include <mutex>
 
@@ -269,7 +270,7 @@ private:
 } // namespace
 
 JobResult runJob(const RasterJob& job, const BlockLattice& lattice, const SquareReader& reader,
-                 const std::vector<RasterDescription>& descriptions, std::vector<RasterWriter>& writers,
+                 const std::vector<RasterDescription>& descriptions, BlockSink& sink,
                  const StepReport& report) {
     JobResult result;
     result.clashes.resize(descriptions.size());
@@ -277,18 +278,21 @@ JobResult runJob(const RasterJob& job, const BlockLattice& lattice, const Square
     BlockMaker maker(job, lattice, reader, descriptions, report);
     BlockQueue queue(2 * std::size_t(job.threads), [&](const BlockTiles& tiles) {
         for (std::size_t b = 0; b < tiles.size(); ++b)
-            result.cutCells[b] += tiles[b]->write(writers[job.bands[b].file], lattice.y().cells(),
-                                                  result.clashes[job.bands[b].file]);
+            result.cutCells[b] +=
+                tiles[b]->write(sink, b, lattice.y().cells(), result.clashes[job.bands[b].file]);
     });
+    const std::size_t end = std::min(job.blocks.end, maker.blocks());
+    const std::size_t first = std::min(job.blocks.first, end);
     forEachPiece(
-        job.threads, maker.blocks(), [&](std::size_t block) { queue.put(block, maker.make(block)); },
+        job.threads, end - first, [&](std::size_t number) { queue.put(number, maker.make(first + number)); },
         [&] {
             maker.stop();
             queue.abandon();
         });
     result.points = maker.points();
     result.filledCells = maker.filledCells();
-    if (result.points != reader.wantedPoints())
+    const bool isWhole = end - first == maker.blocks();
+    if (isWhole && result.points != reader.wantedPoints())
         throw Error("the counts don't add up: " + std::to_string(reader.wantedPoints()) +
                     " points were to be rastered, " + std::to_string(result.points) +
                     " were; nothing was written, please report this");

@@ -13,15 +13,23 @@
 #include <string>
 #include <vector>
 
+#include <io/blocks/BlockSink.h>
 #include <io/blocks/JobBand.h>
 #include <io/blocks/WindowGrid.h>
-#include <io/rasters/RasterWriter.h>
+#include <io/rasters/RasterDescription.h>
 #include <tilewright/export.h>
 
 namespace Tilewright::Io {
 
 /// No more points than this are loaded at a time.
 inline constexpr std::uint64_t mostPointsAtATime = 1'500'000;
+
+/// Blocks of a raster, numbered row by row from the north-western one.
+struct BlockRange {
+    std::size_t first = 0;
+    /// After the last one; any number beyond the last block of the raster will do.
+    std::size_t end = std::numeric_limits<std::size_t>::max();
+};
 
 struct RasterJob {
     GridPlan grid;
@@ -37,6 +45,8 @@ struct RasterJob {
     std::uint64_t pointsOfWindow = mostPointsAtATime;
     /// A single cell with more points is reduced in pieces.
     std::uint64_t pointsOfCell = mostPointsAtATime;
+    /// To be made: all of them, unless several jobs share a raster.
+    BlockRange blocks = {};
 };
 
 struct JobResult {
@@ -48,11 +58,13 @@ struct JobResult {
     std::vector<std::uint64_t> cutCells;
 };
 
-/// Fills the files, of which `descriptions` has one each, in the same order. Throws Interruption when
-/// `report` answers false; it counts points. Throws InputError if a plane takes more memory than there
-/// is.
+/// Makes the blocks of the job and hands them to the sink. `descriptions` has one entry per file, in the
+/// order of their numbers. Throws Interruption when `report` answers false; it counts points. Throws
+/// InputError if a plane takes more memory than there is.
+///
+/// The sum of all points is checked where all blocks are made. Whoever shares them out adds up the results.
 TILEWRIGHT_API JobResult runJob(const RasterJob& job, const BlockLattice& lattice, const SquareReader& reader,
-                                const std::vector<RasterDescription>& descriptions,
-                                std::vector<RasterWriter>& writers, const StepReport& report);
+                                const std::vector<RasterDescription>& descriptions, BlockSink& sink,
+                                const StepReport& report);
 
 } // namespace Tilewright::Io

@@ -421,7 +421,8 @@ void RasterRun::rasterFiles(const SquareReader& reader) {
             Writers.emplace_back(Paths[f], Descriptions.back(), Guard);
         }
         expectDistinct(allPlaces());
-        Result = runJob(job, *Lattice, reader, Descriptions, Writers, reportAs("rastering"));
+        FileSink sink(Writers, job.bands);
+        Result = runJob(job, *Lattice, reader, Descriptions, sink, reportAs("rastering"));
         isDone = !moveNoData(choices);
     }
     noteTypes();

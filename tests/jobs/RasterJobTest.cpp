@@ -4,6 +4,7 @@
 #include <atomic>
 #include <random>
 
+#include <io/rasters/RasterWriter.h>
 #include <io/system/Errors.h>
 #include <tests/io/FolderTest.h>
 
@@ -46,9 +47,8 @@ protected:
                       : makeStretchReader(Index, *Lattice, Plan.needs, 64, {onThreads, 0, Top, {}});
     }
 
-    /// Makes heights and counts; gives the bytes of both files.
-    std::array<std::string, 2> make(const SquareReader& reader, unsigned onThreads,
-                                    const StepReport& report) const {
+    /// Heights and counts, a file each.
+    RasterJob jobOn(unsigned onThreads) const {
         RasterJob job;
         job.grid = Plan;
         job.requests = {"Positions:Median:Zdir", "Intensity:Max:Xdir"};
@@ -57,9 +57,11 @@ protected:
         job.bands[1].source = JobBand::Source::Count;
         job.bands[1].file = 1;
         job.threads = onThreads;
+        return job;
+    }
+
+    std::vector<RasterDescription> describe() const {
         std::vector<RasterDescription> descriptions(2);
-        const std::array<fs::path, 2> paths = {Top / "height.tif", Top / "count.tif"};
-        std::vector<RasterWriter> writers;
         for (std::size_t f = 0; f < 2; ++f) {
             descriptions[f].geometry = {Lattice->x().cells(), Lattice->y().cells(), 0, 0, 1, 1, ""};
             descriptions[f].type = f == 0 ? PixelType::Float32 : PixelType::UInt32;
@@ -67,9 +69,20 @@ protected:
             descriptions[f].bands = {{"band", "", BandColour::Undefined, {}}};
         }
         descriptions[1].nodata = 4294967295.0;
+        return descriptions;
+    }
+
+    /// Gives the bytes of both files.
+    std::array<std::string, 2> make(const SquareReader& reader, unsigned onThreads,
+                                    const StepReport& report) const {
+        const RasterJob job = jobOn(onThreads);
+        const std::vector<RasterDescription> descriptions = describe();
+        const std::array<fs::path, 2> paths = {Top / "height.tif", Top / "count.tif"};
+        std::vector<RasterWriter> writers;
         for (std::size_t f = 0; f < 2; ++f)
             writers.emplace_back(paths[f], descriptions[f]);
-        EXPECT_EQ(runJob(job, *Lattice, reader, descriptions, writers, report).points, 12000U);
+        FileSink sink(writers, job.bands);
+        EXPECT_EQ(runJob(job, *Lattice, reader, descriptions, sink, report).points, 12000U);
         finishAll(writers);
         return {textOf(paths[0]), textOf(paths[1])};
     }
@@ -84,6 +97,56 @@ TEST_F(RasterJobTest, ThreadsLeaveNoTraceInTheFiles) {
     const auto expected = make(*makeReader(false, 1), 1, {});
     for (const bool sorted : {false, true})
         EXPECT_EQ(make(*makeReader(sorted, threads), threads, {}), expected) << sorted;
+}
+
+/// The pixels of a raster's only band, in rows from the north.
+template <class T> std::vector<T> pixelsOf(const fs::path& path, GDALDataType type) {
+    GDALAllRegister();
+    const std::unique_ptr<GDALDataset> raster(GDALDataset::FromHandle(GDALOpen(path.c_str(), GA_ReadOnly)));
+    const int width = raster->GetRasterXSize(), height = raster->GetRasterYSize();
+    std::vector<T> pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+    EXPECT_EQ(raster->GetRasterBand(1)->RasterIO(GF_Read, 0, 0, width, height, pixels.data(), width, height,
+                                                 type, 0, 0, nullptr),
+              CE_None);
+    return pixels;
+}
+
+TEST_F(RasterJobTest, PartsInMemoryAreTheFilesTogether) {
+    const auto reader = makeReader(true, threads);
+    make(*reader, threads, {});
+    const std::uint64_t columns = Lattice->x().cells(), rows = Lattice->y().cells();
+    std::vector<float> heights(columns * rows);
+    std::vector<unsigned int> counts(columns * rows);
+    // The first two rows of blocks, and what is south of them.
+    const std::uint64_t northern = 2 * BlockLattice::blockSide;
+    const std::size_t cut = 2 * Lattice->squaresAcross(BlockLattice::blockSide);
+    std::uint64_t points = 0;
+    for (const bool isSouth : {false, true}) {
+        const PixelWindow part = {0, isSouth ? northern : 0, columns, isSouth ? rows - northern : northern};
+        const std::size_t begin = part.row * columns;
+        MemorySink sink(part, {{std::span(heights).subspan(begin, part.pixels()), -9999.0},
+                               {std::span(counts).subspan(begin, part.pixels()), 4294967295.0}});
+        RasterJob job = jobOn(threads);
+        job.blocks = isSouth ? BlockRange{cut} : BlockRange{0, cut};
+        points += runJob(job, *Lattice, *reader, describe(), sink, {}).points;
+    }
+    EXPECT_EQ(points, 12000U);
+    EXPECT_EQ(heights, pixelsOf<float>(Top / "height.tif", GDT_Float32));
+    EXPECT_EQ(counts, pixelsOf<unsigned int>(Top / "count.tif", GDT_UInt32));
+}
+
+TEST(MemorySinkTest, TakesWhatLiesInItsPart) {
+    std::vector<int> room(6);
+    MemorySink sink({2, 1, 3, 2}, {{std::span(room), -1.0}});
+    const std::vector<int> pixels = {1, 2, 3, 4, 5, 6, 7, 8, 9};
+    sink.take(0, {1, 0, 3, 3}, std::span(pixels));
+    EXPECT_EQ(room, (std::vector{5, 6, -1, 8, 9, -1}));
+    sink.take(0, {5, 1, 3, 3}, std::span(pixels));
+    EXPECT_EQ(room, (std::vector{5, 6, -1, 8, 9, -1})) << "nothing of it lies in the part";
+    const std::vector<float> others(9);
+    EXPECT_THROW(sink.take(0, {1, 0, 3, 3}, std::span(others)), std::invalid_argument);
+    EXPECT_THROW(MemorySink({0, 0, 4, 2}, {{std::span(room), {}}}), std::invalid_argument);
+    EXPECT_THROW(MemorySink({0, 0, 3, 2}, {{std::span(room), 0.5}}), std::invalid_argument);
 }
 
 /// One cell has nearly all points, and another one a few more than are loaded at a time.
@@ -149,7 +212,8 @@ protected:
         const ReadingPlan reading = {1, 1000, Top, {}};
         const auto reader = sorted ? makeSortedReader(Index, *Lattice, Plan.needs, 16, reading)
                                    : makeStretchReader(Index, *Lattice, Plan.needs, 16, reading);
-        EXPECT_EQ(runJob(job, *Lattice, *reader, {description}, writers, {}).points, 3000U);
+        FileSink sink(writers, job.bands);
+        EXPECT_EQ(runJob(job, *Lattice, *reader, {description}, sink, {}).points, 3000U);
         finishAll(writers);
         return textOf(Top / "all.tif");
     }
