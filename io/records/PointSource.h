@@ -12,6 +12,7 @@
 #include <span>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include <io/records/RecordFormat.h>
 #include <tilewright/export.h>
@@ -27,6 +28,14 @@ struct TILEWRIGHT_API PointBounds {
     std::array<double, 3> high = {-infinity, -infinity, -infinity};
 
     void add(const PointBounds& other);
+};
+
+/// Consecutive records that are decoded together: to read any of them costs as much as to read all.
+struct SourcePiece {
+    std::uint64_t first = 0;
+    std::uint64_t count = 0;
+    /// The box of the points as the file states it, if it does. Never trusted, as PointSource::statedBounds().
+    std::optional<PointBounds> statedBox;
 };
 
 /// Room for the values of an attribute, one for each point.
@@ -57,6 +66,15 @@ public:
     /// The coordinate system as WKT2 in one line, with its vertical part if there is one. Empty if none is
     /// named, or none that can be understood.
     virtual std::string coordinateSystem() const = 0;
+
+    /// Where the source is cheap to cut, in ascending order and covering all records. Empty if it may be cut
+    /// anywhere.
+    virtual std::vector<SourcePiece> pieces() const { return {}; }
+
+    /// The box of all points as the file states it, with each side at the nearest coordinate that a record
+    /// can hold. Nothing where the file states none, or none that makes sense. Writers are often wrong:
+    /// whoever uses it checks every point against it.
+    virtual std::optional<PointBounds> statedBounds() const { return std::nullopt; }
 
     /// Calls `visitor` for the `count` records from `first` on, piece by piece in ascending order; a piece
     /// fits a processor's cache. Throws std::out_of_range past the last record, and InputError where the

@@ -130,6 +130,34 @@ LasBuilder largeCloud() {
     return builder;
 }
 
+TEST_F(LasFileTest, StatesTheBoxOfItsHeaderWhereItMakesSense) {
+    LasBuilder builder;
+    builder.scale = {0.01, 0.001, -0.5};
+    builder.offset = {500000.1, -0.3, 7};
+    Bytes bytes = builder.build();
+    const auto state = [&bytes](std::size_t axis, double low, double high) {
+        poke(bytes, 179 + 16 * axis, high);
+        poke(bytes, 187 + 16 * axis, low);
+    };
+    EXPECT_FALSE(open(bytes).statedBounds());
+
+    // Rounded as by a program that knows nothing of the offset.
+    state(0, 500001.0, 500002.126);
+    state(1, -0.3, 2.5);
+    state(2, 7.1, 8.6);
+    const auto box = open(bytes).statedBounds();
+    ASSERT_TRUE(box);
+    EXPECT_EQ(box->low, (std::array{90 * 0.01 + 500000.1, -0.3, 7.0}));
+    EXPECT_EQ(box->high, (std::array{203 * 0.01 + 500000.1, 2800 * 0.001 - 0.3, 8.5}));
+
+    state(2, 8.6, 7.1);
+    EXPECT_FALSE(open(bytes).statedBounds()) << "upside down";
+    state(2, 7.0, std::numeric_limits<double>::quiet_NaN());
+    EXPECT_FALSE(open(bytes).statedBounds()) << "no number";
+    state(2, 7.0, 7.0 + 0.5 * 0x1p31 + 1.0);
+    EXPECT_FALSE(open(bytes).statedBounds()) << "out of reach of the integers";
+}
+
 TEST_F(LasFileTest, ReadsAnyStretchOnSeveralThreads) {
     const LasFile file = open(largeCloud().build());
     const auto check = [&file](std::size_t first, std::size_t count) {

@@ -40,6 +40,7 @@ public:
     const RecordFormat& format() const noexcept override { return records; }
     std::uint64_t pointCount() const noexcept override { return head.pointCount; }
     std::string coordinateSystem() const override;
+    std::optional<PointBounds> statedBounds() const override { return statedBoundsOf(head); }
 
 private:
     void visitRecords(std::uint64_t first, std::uint64_t count, const RecordVisitor& visitor) const override;

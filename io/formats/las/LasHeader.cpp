@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include <io/system/Errors.h>
 
@@ -200,10 +201,35 @@ private:
     std::uint64_t pointsEnd; ///< where extended records begin, or the file ends
 };
 
+/// The nearest coordinate that a scaled integer gives, by the same two roundings as that of a point.
+std::optional<double> representable(double coordinate, double scale, double offset) {
+    using Limits = std::numeric_limits<std::int32_t>;
+    const double integer = std::nearbyint((coordinate - offset) / scale);
+    // False for what is no number, too.
+    if (!(integer >= Limits::min() && integer <= Limits::max()))
+        return std::nullopt;
+    return integer * scale + offset;
+}
+
 } // namespace
 
 LasHeader readLasHeader(std::span<const std::byte> file, const std::string& name) {
     return Parser(file, name).parse();
+}
+
+std::optional<PointBounds> statedBoundsOf(const LasHeader& header) {
+    if (header.pointCount == 0)
+        return std::nullopt;
+    PointBounds box;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        const auto low = representable(header.claimedLow[axis], header.scale[axis], header.offset[axis]);
+        const auto high = representable(header.claimedHigh[axis], header.scale[axis], header.offset[axis]);
+        if (!low || !high || *low > *high)
+            return std::nullopt;
+        box.low[axis] = *low;
+        box.high[axis] = *high;
+    }
+    return box;
 }
 
 bool isCompressedLas(std::span<const std::byte> file) {

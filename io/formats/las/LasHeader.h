@@ -4,9 +4,11 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 
+#include <io/records/PointSource.h>
 #include <io/system/Bytes.h>
 #include <tilewright/export.h>
 
@@ -29,7 +31,7 @@ struct LasHeader {
     std::array<double, 3> scale = {};
     std::array<double, 3> offset = {};
 
-    /// The corners as the writer of the file put them down. Often wrong: LasFile::bounds() has the truth.
+    /// The corners as the writer of the file put them down. Often wrong: PointSource::bounds() has the truth.
     std::array<double, 3> claimedLow = {};
     std::array<double, 3> claimedHigh = {};
 
@@ -47,6 +49,11 @@ struct LasHeader {
 /// Reads and checks the header and the records that follow it. `name` stands in messages. Throws InputError
 /// for whatever is not LAS 1.0 to 1.4, uncompressed, with all its points.
 TILEWRIGHT_API LasHeader readLasHeader(std::span<const std::byte> file, const std::string& name);
+
+/// The box of the points as the header states it, with each side at the nearest coordinate that the points can
+/// have. Nothing without points, or where a side is not finite, out of reach of the scaled integers, or on the
+/// wrong side of the other.
+TILEWRIGHT_API std::optional<PointBounds> statedBoundsOf(const LasHeader& header);
 
 /// Whether a file that begins with LASF has compressed points (LAZ).
 TILEWRIGHT_API bool isCompressedLas(std::span<const std::byte> file);
