@@ -17,8 +17,8 @@ namespace {
 /// keep their order.
 class SortedReader : public SquareReader {
 public:
-    SortedReader(const CloudIndex& index, const BlockLattice& lattice, const PointNeeds& needs,
-                 std::uint64_t side, const ReadingPlan& plan);
+    SortedReader(const PointCloud& cloud, const CloudIndex& index, const BlockLattice& lattice,
+                 const PointNeeds& needs, std::uint64_t side, const ReadingPlan& plan);
 
     std::uint64_t side() const override { return Side; }
     void visit(const Square& square, const RecordVisitor& visitor) const override;
@@ -33,7 +33,7 @@ private:
         std::uint64_t record;
     };
     struct Run {
-        const PointSource* source = nullptr;
+        std::uint32_t source = 0;
         std::uint64_t first = 0;
         std::uint64_t count = 0;
         const RecordLayout* layout = nullptr;
@@ -56,6 +56,7 @@ private:
     void collect(const Run& run, const PointNeeds& needs, Workspace& space) const;
     template <class Visitor> void forEachPiece(const Square& square, Visitor&& visit) const;
 
+    const PointCloud& Cloud;
     const BlockLattice& Lattice;
     std::uint64_t Side;
     std::uint64_t Across;
@@ -99,9 +100,9 @@ constexpr std::uint64_t longestRun = std::uint64_t(1) << 22;
 /// Records that are handed out at a time.
 constexpr std::uint64_t recordsAtATime = 4096;
 
-SortedReader::SortedReader(const CloudIndex& index, const BlockLattice& lattice, const PointNeeds& needs,
-                           std::uint64_t side, const ReadingPlan& plan)
-    : Lattice(lattice), Side(side), Across(lattice.squaresAcross(side)) {
+SortedReader::SortedReader(const PointCloud& cloud, const CloudIndex& index, const BlockLattice& lattice,
+                           const PointNeeds& needs, std::uint64_t side, const ReadingPlan& plan)
+    : Cloud(cloud), Lattice(lattice), Side(side), Across(lattice.squaresAcross(side)) {
     planRuns(index, needs, plan);
     std::vector<Workspace> spaces(plan.threads);
     std::vector<Workspace*> idle;
@@ -131,8 +132,8 @@ void SortedReader::planRuns(const CloudIndex& index, const PointNeeds& needs, co
     std::uint64_t bytes = 0;
     for (const Stretch& stretch : index.stretches) {
         if (Runs.empty() || Runs.back().source != stretch.source)
-            Layouts.push_back(
-                std::make_unique<RecordLayout>(compactLayout(stretch.source->format(), needs.fields)));
+            Layouts.push_back(std::make_unique<RecordLayout>(
+                compactLayout(Cloud.sources()[stretch.source]->format(), needs.fields)));
         const std::uint64_t length = Layouts.back()->format.recordLength;
         // Records before and after sorting, and where each belongs.
         const std::uint64_t perRecord = 2 * length + sizeof(std::uint64_t);
@@ -148,7 +149,8 @@ void SortedReader::planRuns(const CloudIndex& index, const PointNeeds& needs, co
 }
 
 void SortedReader::collect(const Run& run, const PointNeeds& needs, Workspace& space) const {
-    const RecordFormat& format = run.source->format();
+    const PointSource& source = *Cloud.sources()[run.source];
+    const RecordFormat& format = source.format();
     const RecordLayout& compact = *run.layout;
     const std::vector<PointField> fields = fieldsIn(format, needs.fields);
     const std::size_t length = compact.format.recordLength;
@@ -158,7 +160,7 @@ void SortedReader::collect(const Run& run, const PointNeeds& needs, Workspace& s
     PointFinder finder(Lattice, needs.selection);
     std::byte* to = space.records.data();
     const std::uint64_t northernRow = Lattice.y().cells() - 1;
-    run.source->visit(run.first, run.count, [&](const std::byte* records, std::size_t n) {
+    source.visit(run.first, run.count, [&](const std::byte* records, std::size_t n) {
         finder.find(format, records, n, [&](std::size_t i, std::uint64_t cellX, std::uint64_t cellY) {
             const std::byte* const from = records + i * format.recordLength;
             std::memcpy(to, from, positionLength);
@@ -236,10 +238,10 @@ double SortedReader::estimate(const Square& square) const {
 
 } // namespace
 
-std::unique_ptr<SquareReader> makeSortedReader(const CloudIndex& index, const BlockLattice& lattice,
-                                               const PointNeeds& needs, std::uint64_t side,
-                                               const ReadingPlan& plan) {
-    return std::make_unique<SortedReader>(index, lattice, needs, side, plan);
+std::unique_ptr<SquareReader> makeSortedReader(const PointCloud& cloud, const CloudIndex& index,
+                                               const BlockLattice& lattice, const PointNeeds& needs,
+                                               std::uint64_t side, const ReadingPlan& plan) {
+    return std::make_unique<SortedReader>(cloud, index, lattice, needs, side, plan);
 }
 
 } // namespace Tilewright::Io

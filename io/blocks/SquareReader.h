@@ -71,13 +71,12 @@ TILEWRIGHT_API std::uint64_t chooseSide(const BlockLattice& lattice, std::uint64
 /// far above 1 the points are better sorted first.
 TILEWRIGHT_API double readingEffort(const CloudIndex& index, const BlockLattice& lattice, std::uint64_t side);
 
-TILEWRIGHT_API std::unique_ptr<SquareReader> makeStretchReader(const CloudIndex& index,
-                                                               const BlockLattice& lattice,
-                                                               const PointNeeds& needs, std::uint64_t side,
-                                                               const ReadingPlan& plan);
-TILEWRIGHT_API std::unique_ptr<SquareReader> makeSortedReader(const CloudIndex& index,
-                                                              const BlockLattice& lattice,
-                                                              const PointNeeds& needs, std::uint64_t side,
-                                                              const ReadingPlan& plan);
+/// The index is that of the cloud. Readers keep references to the cloud, the index and the lattice.
+TILEWRIGHT_API std::unique_ptr<SquareReader>
+makeStretchReader(const PointCloud& cloud, const CloudIndex& index, const BlockLattice& lattice,
+                  const PointNeeds& needs, std::uint64_t side, const ReadingPlan& plan);
+TILEWRIGHT_API std::unique_ptr<SquareReader>
+makeSortedReader(const PointCloud& cloud, const CloudIndex& index, const BlockLattice& lattice,
+                 const PointNeeds& needs, std::uint64_t side, const ReadingPlan& plan);
 
 } // namespace Tilewright::Io

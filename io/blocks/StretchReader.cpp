@@ -13,8 +13,8 @@ namespace {
 /// Reads the files themselves.
 class StretchReader : public SquareReader {
 public:
-    StretchReader(const CloudIndex& index, const BlockLattice& lattice, const PointNeeds& needs,
-                  std::uint64_t side, const ReadingPlan& plan);
+    StretchReader(const PointCloud& cloud, const CloudIndex& index, const BlockLattice& lattice,
+                  const PointNeeds& needs, std::uint64_t side, const ReadingPlan& plan);
 
     std::uint64_t side() const override { return Side; }
     void visit(const Square& square, const RecordVisitor& visitor) const override;
@@ -34,8 +34,9 @@ private:
     }
     void listStretches();
     void countWanted(const PointNeeds& needs, const ReadingPlan& plan);
-    const RecordLayout& layoutOf(const PointSource& source) const;
+    const PointSource& sourceOf(const Stretch& stretch) const { return *Cloud.sources()[stretch.source]; }
 
+    const PointCloud& Cloud;
     const std::vector<Stretch>& Stretches;
     const BlockLattice& Lattice;
     std::uint64_t Side;
@@ -44,20 +45,20 @@ private:
     /// Of each square its stretches, in ascending order: Lists[Begins[u]] to before Lists[Begins[u + 1]].
     std::vector<std::uint64_t> Begins;
     std::vector<std::uint32_t> Lists;
-    std::vector<std::pair<const PointSource*, RecordLayout>> Layouts;
+    /// Of each source; those without stretches have none.
+    std::vector<std::optional<RecordLayout>> Layouts;
     std::uint64_t Wanted = 0;
 };
 
-StretchReader::StretchReader(const CloudIndex& index, const BlockLattice& lattice, const PointNeeds& needs,
-                             std::uint64_t side, const ReadingPlan& plan)
-    : Stretches(index.stretches), Lattice(lattice), Side(side), Across(lattice.squaresAcross(side)),
-      Down(lattice.squaresDown(side)) {
+StretchReader::StretchReader(const PointCloud& cloud, const CloudIndex& index, const BlockLattice& lattice,
+                             const PointNeeds& needs, std::uint64_t side, const ReadingPlan& plan)
+    : Cloud(cloud), Stretches(index.stretches), Lattice(lattice), Side(side),
+      Across(lattice.squaresAcross(side)), Down(lattice.squaresDown(side)), Layouts(cloud.sources().size()) {
     for (const Stretch& stretch : Stretches)
-        if (Layouts.empty() || Layouts.back().first != stretch.source)
-            Layouts.emplace_back(
-                stretch.source,
-                RecordLayout{stretch.source->format(), fieldsIn(stretch.source->format(), needs.fields)});
-    std::ranges::sort(Layouts, {}, &decltype(Layouts)::value_type::first);
+        if (std::optional<RecordLayout>& layout = Layouts[stretch.source]; !layout) {
+            const RecordFormat& format = sourceOf(stretch).format();
+            layout = RecordLayout{format, fieldsIn(format, needs.fields)};
+        }
     listStretches();
     countWanted(needs, plan);
 }
@@ -100,8 +101,9 @@ void StretchReader::countWanted(const PointNeeds& needs, const ReadingPlan& plan
         PointFinder finder(Lattice, needs.selection);
         std::uint64_t found = 0;
         const Stretch& stretch = Stretches[s];
-        stretch.source->visit(stretch.first, stretch.count, [&](const std::byte* records, std::size_t n) {
-            finder.find(stretch.source->format(), records, n,
+        const PointSource& source = sourceOf(stretch);
+        source.visit(stretch.first, stretch.count, [&](const std::byte* records, std::size_t n) {
+            finder.find(source.format(), records, n,
                         [&](std::size_t, std::uint64_t, std::uint64_t) { ++found; });
         });
         wanted += found;
@@ -109,15 +111,12 @@ void StretchReader::countWanted(const PointNeeds& needs, const ReadingPlan& plan
     Wanted = wanted;
 }
 
-const RecordLayout& StretchReader::layoutOf(const PointSource& source) const {
-    return std::ranges::lower_bound(Layouts, &source, {}, &decltype(Layouts)::value_type::first)->second;
-}
-
 void StretchReader::visit(const Square& square, const RecordVisitor& visitor) const {
     forEachStretch(square, [&](const Stretch& stretch, double) {
-        const RecordLayout& layout = layoutOf(*stretch.source);
-        stretch.source->visit(stretch.first, stretch.count,
-                              [&](const std::byte* records, std::size_t n) { visitor(layout, records, n); });
+        const RecordLayout& layout = *Layouts[stretch.source];
+        sourceOf(stretch).visit(stretch.first, stretch.count, [&](const std::byte* records, std::size_t n) {
+            visitor(layout, records, n);
+        });
     });
 }
 
@@ -131,10 +130,10 @@ double StretchReader::estimate(const Square& square) const {
 
 } // namespace
 
-std::unique_ptr<SquareReader> makeStretchReader(const CloudIndex& index, const BlockLattice& lattice,
-                                                const PointNeeds& needs, std::uint64_t side,
-                                                const ReadingPlan& plan) {
-    return std::make_unique<StretchReader>(index, lattice, needs, side, plan);
+std::unique_ptr<SquareReader> makeStretchReader(const PointCloud& cloud, const CloudIndex& index,
+                                                const BlockLattice& lattice, const PointNeeds& needs,
+                                                std::uint64_t side, const ReadingPlan& plan) {
+    return std::make_unique<StretchReader>(cloud, index, lattice, needs, side, plan);
 }
 
 } // namespace Tilewright::Io

@@ -35,10 +35,11 @@ FieldRange rangeOf(const RecordFormat& format, const PointField& field, const st
 std::vector<Stretch> cutIntoStretches(const PointCloud& cloud) {
     const std::uint64_t length = std::max(usualStretch, cloud.pointCount() / mostStretches + 1);
     std::vector<Stretch> stretches;
-    for (const auto& source : cloud.sources())
-        for (std::uint64_t first = 0; first < source->pointCount(); first += length)
-            stretches.push_back(
-                {source.get(), first, std::min(length, source->pointCount() - first), {}, {}});
+    for (std::uint32_t source = 0; source < cloud.sources().size(); ++source) {
+        const std::uint64_t points = cloud.sources()[source]->pointCount();
+        for (std::uint64_t first = 0; first < points; first += length)
+            stretches.push_back({source, first, std::min(length, points - first), {}, {}});
+    }
     return stretches;
 }
 
@@ -69,18 +70,18 @@ CloudIndex indexCloud(const PointCloud& cloud, const std::vector<std::string>& f
         const std::size_t end = std::min((piece + 1) * stretchesAtATime, index.stretches.size());
         for (std::size_t s = piece * stretchesAtATime; s < end; ++s) {
             Stretch& stretch = index.stretches[s];
-            const RecordFormat& format = stretch.source->format();
-            const PointBounds box = stretch.source->bounds(stretch.first, stretch.count);
+            const PointSource& source = *cloud.sources()[stretch.source];
+            const RecordFormat& format = source.format();
+            const PointBounds box = source.bounds(stretch.first, stretch.count);
             stretch.low = {box.low[0], box.low[1]};
             stretch.high = {box.high[0], box.high[1]};
             bounds.add(box);
             if (!fieldsToMeasure.empty())
-                stretch.source->visit(
-                    stretch.first, stretch.count, [&](const std::byte* records, std::size_t n) {
-                        for (std::size_t f = 0; f < fieldsToMeasure.size(); ++f)
-                            ranges[f].add(
-                                rangeOf(format, *format.findField(fieldsToMeasure[f]), records, values, n));
-                    });
+                source.visit(stretch.first, stretch.count, [&](const std::byte* records, std::size_t n) {
+                    for (std::size_t f = 0; f < fieldsToMeasure.size(); ++f)
+                        ranges[f].add(
+                            rangeOf(format, *format.findField(fieldsToMeasure[f]), records, values, n));
+                });
             done += stretch.count;
         }
         const std::lock_guard guard(lock);

@@ -17,7 +17,8 @@
 namespace Tilewright::Io {
 
 struct Stretch {
-    const PointSource* source;
+    /// Which of PointCloud::sources().
+    std::uint32_t source;
     std::uint64_t first;
     std::uint64_t count;
     /// Of x and y.

@@ -379,8 +379,8 @@ std::unique_ptr<SquareReader> RasterRun::makeReader() {
     const std::uint64_t side = chooseSide(*Lattice, Cloud->pointCount());
     const ReadingPlan reading = {Shares.threads, Shares.sorting, scratch(), reportAs("sorting", "")};
     Report.sorted = readingEffort(Index, *Lattice, side) > mostEffort;
-    return Report.sorted ? makeSortedReader(Index, *Lattice, Plan.grid.needs, side, reading)
-                         : makeStretchReader(Index, *Lattice, Plan.grid.needs, side, reading);
+    return Report.sorted ? makeSortedReader(*Cloud, Index, *Lattice, Plan.grid.needs, side, reading)
+                         : makeStretchReader(*Cloud, Index, *Lattice, Plan.grid.needs, side, reading);
 }
 
 /// Of all files that will appear, those included that come with others.

@@ -124,12 +124,13 @@ TEST_F(SquareReaderTest, UnitsHaveTheirPointsInOrderHoweverTheyAreRead) {
                                 {Kind::Y, 0, FieldType::UnsignedLongLong, OrderKeys::ReversedNumbers, 1.0}};
                 plan.fields = {{"Positions", 0}, {"whole", 1}, {"Intensity", 2}, {"y", 3}};
                 const auto inMemory = std::uint64_t(1) << 30;
-                expectAllUnits(*makeStretchReader(Index, lattice, plan.needs, 256, {2, 0, Top, {}}), lattice,
-                               plan, selected);
-                expectAllUnits(*makeSortedReader(Index, lattice, plan.needs, 256, {2, inMemory, Top, {}}),
+                expectAllUnits(*makeStretchReader(*Cloud, Index, lattice, plan.needs, 256, {2, 0, Top, {}}),
                                lattice, plan, selected);
-                expectAllUnits(*makeSortedReader(Index, lattice, plan.needs, 64, {2, 1000, Top, {}}), lattice,
-                               plan, selected);
+                expectAllUnits(
+                    *makeSortedReader(*Cloud, Index, lattice, plan.needs, 256, {2, inMemory, Top, {}}),
+                    lattice, plan, selected);
+                expectAllUnits(*makeSortedReader(*Cloud, Index, lattice, plan.needs, 64, {2, 1000, Top, {}}),
+                               lattice, plan, selected);
             }
         EXPECT_EQ((Names{"scan0.las", "scan1.las"}), namesIn(Top)) << "scratch files have no name";
         efforts.push_back(readingEffort(
@@ -144,10 +145,11 @@ TEST_F(SquareReaderTest, FailuresOfAnyThreadComeOutAndStopTheOthers) {
     const BlockLattice lattice({Index.bounds.low[0], Index.bounds.high[0], 1.0, 0.0, {}},
                                {Index.bounds.low[1], Index.bounds.high[1], 1.0, 0.0, {}});
     const PointNeeds needs;
-    EXPECT_THROW(makeSortedReader(Index, lattice, needs, 256, {2, 1000, Top / "nowhere", {}}), OutputError);
+    EXPECT_THROW(makeSortedReader(*Cloud, Index, lattice, needs, 256, {2, 1000, Top / "nowhere", {}}),
+                 OutputError);
     int reports = 0;
     const StepReport stop = [&](std::uint64_t, std::uint64_t) { return ++reports < 1; };
-    EXPECT_THROW(makeSortedReader(Index, lattice, needs, 256, {1, 1000, Top, stop}), Interruption);
+    EXPECT_THROW(makeSortedReader(*Cloud, Index, lattice, needs, 256, {1, 1000, Top, stop}), Interruption);
     EXPECT_THROW(indexCloud(*Cloud, {}, 1, stop), Interruption);
 }
 

@@ -43,8 +43,8 @@ protected:
     }
 
     std::unique_ptr<SquareReader> makeReader(bool sorted, unsigned onThreads) const {
-        return sorted ? makeSortedReader(Index, *Lattice, Plan.needs, 64, {onThreads, 1000, Top, {}})
-                      : makeStretchReader(Index, *Lattice, Plan.needs, 64, {onThreads, 0, Top, {}});
+        return sorted ? makeSortedReader(*Cloud, Index, *Lattice, Plan.needs, 64, {onThreads, 1000, Top, {}})
+                      : makeStretchReader(*Cloud, Index, *Lattice, Plan.needs, 64, {onThreads, 0, Top, {}});
     }
 
     /// Heights and counts, a file each.
@@ -210,8 +210,8 @@ protected:
         std::vector<RasterWriter> writers;
         writers.emplace_back(Top / "all.tif", description);
         const ReadingPlan reading = {1, 1000, Top, {}};
-        const auto reader = sorted ? makeSortedReader(Index, *Lattice, Plan.needs, 16, reading)
-                                   : makeStretchReader(Index, *Lattice, Plan.needs, 16, reading);
+        const auto reader = sorted ? makeSortedReader(*Cloud, Index, *Lattice, Plan.needs, 16, reading)
+                                   : makeStretchReader(*Cloud, Index, *Lattice, Plan.needs, 16, reading);
         FileSink sink(writers, job.bands);
         EXPECT_EQ(runJob(job, *Lattice, *reader, {description}, sink, {}).points, 3000U);
         finishAll(writers);
