@@ -53,17 +53,33 @@ void PointBounds::add(const PointBounds& other) {
     }
 }
 
-void PointSource::visit(std::uint64_t first, std::uint64_t count, const RecordVisitor& visitor) const {
+void PointSource::checkStretch(std::uint64_t first, std::uint64_t count) const {
     if (first > pointCount() || count > pointCount() - first)
         throw std::out_of_range("a read past the last point of " + name());
+}
+
+void PointSource::visit(std::uint64_t first, std::uint64_t count, const RecordVisitor& visitor) const {
+    checkStretch(first, count);
     if (count != 0)
         visitRecords(first, count, visitor);
+}
+
+void PointSource::visit(std::uint64_t first, std::uint64_t count, const ByteSelection& wanted,
+                        const RecordVisitor& visitor) const {
+    checkStretch(first, count);
+    if (count != 0)
+        visitWanted(first, count, wanted, visitor);
+}
+
+void PointSource::visitWanted(std::uint64_t first, std::uint64_t count, const ByteSelection&,
+                              const RecordVisitor& visitor) const {
+    visitRecords(first, count, visitor);
 }
 
 PointBounds PointSource::bounds(std::uint64_t first, std::uint64_t count) const {
     PointBounds all;
     const bool isScaled = format().position == RecordFormat::Position::ScaledIntegers;
-    visit(first, count, [&](const std::byte* records, std::size_t n) {
+    visit(first, count, ByteSelection::positions(format()), [&](const std::byte* records, std::size_t n) {
         all.add(isScaled ? boundsOfIntegers(format(), records, n) : boundsOfDoubles(format(), records, n));
     });
     return all;
@@ -74,8 +90,11 @@ void PointSource::read(std::uint64_t first, std::uint64_t count, double* xyz,
     for (const FieldColumn& column : columns)
         if (std::visit([](const auto& room) { return room.size(); }, column.values) != count)
             throw std::invalid_argument("room of the wrong size for " + column.field->name);
+    ByteSelection wanted = xyz ? ByteSelection::positions(format()) : ByteSelection(format().recordLength);
+    for (const FieldColumn& column : columns)
+        wanted.add(*column.field);
     std::size_t done = 0;
-    visit(first, count, [&](const std::byte* records, std::size_t n) {
+    visit(first, count, wanted, [&](const std::byte* records, std::size_t n) {
         if (xyz)
             decodePositions(format(), records, n, xyz + 3 * done);
         for (const FieldColumn& column : columns)

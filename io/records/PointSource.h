@@ -14,6 +14,7 @@
 #include <variant>
 #include <vector>
 
+#include <io/records/ByteSelection.h>
 #include <io/records/RecordFormat.h>
 #include <tilewright/export.h>
 
@@ -34,7 +35,8 @@ struct TILEWRIGHT_API PointBounds {
 struct SourcePiece {
     std::uint64_t first = 0;
     std::uint64_t count = 0;
-    /// The box of the points as the file states it, if it does. Never trusted, as PointSource::statedBounds().
+    /// The box of the points as the file states it, if it does. Never trusted, as
+    /// PointSource::statedBounds().
     std::optional<PointBounds> statedBox;
 };
 
@@ -81,6 +83,11 @@ public:
     /// source can't be read any more.
     void visit(std::uint64_t first, std::uint64_t count, const RecordVisitor& visitor) const;
 
+    /// The same for a visitor that looks at nothing of the records but the `wanted` bytes; the others may
+    /// hold anything. Compressed sources decode, and read, less for it.
+    void visit(std::uint64_t first, std::uint64_t count, const ByteSelection& wanted,
+               const RecordVisitor& visitor) const;
+
     /// The box of the points' own coordinates, exactly as they are read; empty without points.
     PointBounds bounds(std::uint64_t first, std::uint64_t count) const;
 
@@ -93,6 +100,10 @@ public:
 private:
     virtual void visitRecords(std::uint64_t first, std::uint64_t count,
                               const RecordVisitor& visitor) const = 0;
+    /// For sources to which it makes a difference what is wanted.
+    virtual void visitWanted(std::uint64_t first, std::uint64_t count, const ByteSelection& wanted,
+                             const RecordVisitor& visitor) const;
+    void checkStretch(std::uint64_t first, std::uint64_t count) const;
 };
 
 } // namespace Tilewright::Io

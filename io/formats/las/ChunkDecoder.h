@@ -11,7 +11,7 @@
 #include <memory>
 #include <span>
 
-#include <io/formats/las/ByteSelection.h>
+#include <io/records/ByteSelection.h>
 #include <io/formats/las/CompressionRecord.h>
 #include <tilewright/export.h>
 

@@ -50,9 +50,9 @@ struct LasHeader {
 /// for whatever is not LAS 1.0 to 1.4, uncompressed, with all its points.
 TILEWRIGHT_API LasHeader readLasHeader(std::span<const std::byte> file, const std::string& name);
 
-/// The box of the points as the header states it, with each side at the nearest coordinate that the points can
-/// have. Nothing without points, or where a side is not finite, out of reach of the scaled integers, or on the
-/// wrong side of the other.
+/// The box of the points as the header states it, with each side at the nearest coordinate that the points
+/// can have. Nothing without points, or where a side is not finite, out of reach of the scaled integers, or
+/// on the wrong side of the other.
 TILEWRIGHT_API std::optional<PointBounds> statedBoundsOf(const LasHeader& header);
 
 /// Whether a file that begins with LASF has compressed points (LAZ).

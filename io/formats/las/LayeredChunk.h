@@ -6,7 +6,7 @@
 #include <optional>
 #include <span>
 
-#include <io/formats/las/ByteSelection.h>
+#include <io/records/ByteSelection.h>
 #include <io/formats/las/CompressionRecord.h>
 #include <io/formats/las/ItemLayers.h>
 #include <io/formats/las/LayeredHead.h>

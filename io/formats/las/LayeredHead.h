@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include <io/formats/las/ByteSelection.h>
+#include <io/records/ByteSelection.h>
 #include <io/formats/las/CompressionRecord.h>
 #include <io/system/Bytes.h>
 #include <tilewright/export.h>

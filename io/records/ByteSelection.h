@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <vector>
 
+#include <io/records/RecordFormat.h>
+
 namespace Tilewright::Io {
 
 class ByteSelection {
@@ -18,12 +20,20 @@ public:
         return selection;
     }
 
+    static ByteSelection positions(const RecordFormat& format) {
+        ByteSelection selection(format.recordLength);
+        selection.add(0, 3 * (format.position == RecordFormat::Position::ScaledIntegers ? 4 : 8));
+        return selection;
+    }
+
     /// Those of the bytes from `first` on that a record has.
     void add(std::size_t first, std::size_t count) {
         first = std::min(first, wanted.size());
         count = std::min(count, wanted.size() - first);
         std::fill_n(wanted.begin() + static_cast<std::ptrdiff_t>(first), count, true);
     }
+
+    void add(const PointField& field) { add(field.position, field.size); }
 
     /// Whether any of the bytes is wanted.
     bool has(std::size_t first, std::size_t count) const {
@@ -33,6 +43,8 @@ public:
         }
         return false;
     }
+
+    bool operator==(const ByteSelection&) const = default;
 
 private:
     std::vector<bool> wanted;
