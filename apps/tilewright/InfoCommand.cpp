@@ -5,6 +5,7 @@
 #include <memory>
 #include <thread>
 
+#include <io/clouds/FileSearch.h>
 #include <io/clouds/PointCloud.h>
 #include <io/gdal/CoordinateSystem.h>
 

@@ -10,7 +10,6 @@
 #include <string_view>
 #include <vector>
 
-#include <io/clouds/FileSearch.h>
 #include <io/formats/PointFile.h>
 #include <io/records/PointSource.h>
 #include <tilewright/export.h>

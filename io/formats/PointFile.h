@@ -10,8 +10,6 @@
 
 namespace Tilewright::Io {
 
-struct ReadOptions;
-
 struct CloudOptions {
     /// Where files that have to be converted first find room.
     std::filesystem::path scratch = ".";
@@ -26,12 +24,6 @@ struct CloudOptions {
 /// InputError.
 TILEWRIGHT_API std::unique_ptr<PointSource> openPointFile(const std::filesystem::path& path,
                                                           const CloudOptions& options);
-
-/// The same for one of several files, which share their room for conversions.
-std::unique_ptr<PointSource> openPartOfCloud(const std::filesystem::path& path, const ReadOptions& options);
-
-/// What the files of a cloud share.
-ReadOptions readOptionsOf(const CloudOptions& options);
 
 /// Whether a name has an extension that makes a file of a folder a point file.
 TILEWRIGHT_API bool isPointFileName(const std::filesystem::path& path);

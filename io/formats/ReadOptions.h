@@ -1,12 +1,16 @@
 /// ReadOptions: what the readers share while a cloud is opened.
 #pragma once
 
+#include <filesystem>
 #include <memory>
 
+#include <io/records/PointSource.h>
 #include <io/system/ScratchSpace.h>
 #include <io/system/StepReport.h>
 
 namespace Tilewright::Io {
+
+struct CloudOptions;
 
 struct ReadOptions {
     std::shared_ptr<ScratchSpace> scratch;
@@ -15,5 +19,10 @@ struct ReadOptions {
     /// Asked whether to go on; may be empty.
     StepReport report;
 };
+
+ReadOptions readOptionsOf(const CloudOptions& options);
+
+/// openPointFile() for one of several files, which share their room for conversions.
+std::unique_ptr<PointSource> openPartOfCloud(const std::filesystem::path& path, const ReadOptions& options);
 
 } // namespace Tilewright::Io

@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include <io/clouds/FileSearch.h>
 #include <io/system/Errors.h>
 #include <tests/io/FolderTest.h>
 
