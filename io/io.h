@@ -6,10 +6,9 @@
 #include <io/blocks/BlockLattice.h>
 #include <io/blocks/BlockSink.h>
 #include <io/blocks/JobBand.h>
+#include <io/blocks/PointColumns.h>
 #include <io/blocks/RasterJob.h>
 #include <io/blocks/SquareReader.h>
-#include <io/blocks/WindowGrid.h>
-#include <io/blocks/WindowLayout.h>
 #include <io/clouds/CloudIndex.h>
 #include <io/clouds/CloudSelection.h>
 #include <io/clouds/CloudSummary.h>

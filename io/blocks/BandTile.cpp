@@ -11,6 +11,8 @@ namespace Tilewright::Io {
 
 namespace {
 
+/// The library's cell types.
+constexpr unsigned char cellWithData = 0;
 constexpr unsigned char cellWithoutData = 1;
 
 /// The nearest pixel to a value, and whether that lies beyond all pixels.
@@ -65,23 +67,23 @@ public:
     void take(const WindowResult& result) override {
         using Source = JobBand::Source;
         switch (Band.source) {
-        case Source::Field:
-            takeField(result);
+        case Source::Reduction:
+            takeValues(result);
             return;
         case Source::Count:
-            place(result,
-                  [&](std::uint64_t, std::uint64_t cell) { return pixelOf<P>(result.counts[cell], 1.0); });
+            place(result, [&](std::uint64_t at) { return pixelOf<P>(result.counts[at], 1.0); });
             return;
         case Source::Density:
-            place(result,
-                  [&](std::uint64_t at, std::uint64_t) { return pixelOf<P>(result.densities[at], 1.0); });
+            // The density of the library has 16 bits.
+            place(result, [&](std::uint64_t at) {
+                return pixelOf<P>(static_cast<unsigned short>(result.counts[at]), 1.0);
+            });
             return;
         case Source::CellType:
-            place(result,
-                  [&](std::uint64_t at, std::uint64_t) { return pixelOf<P>(result.cellTypes[at], 1.0); });
+            place(result, [&](std::uint64_t) { return pixelOf<P>(cellWithData, 1.0); });
             return;
         case Source::Alpha:
-            place(result, [&](std::uint64_t, std::uint64_t) { return pixelOf<P>(255, Band.scale); });
+            place(result, [&](std::uint64_t) { return pixelOf<P>(255, Band.scale); });
             return;
         }
     }
@@ -107,8 +109,8 @@ private:
     /// None for a cell that stays without data.
     using MaybePixel = std::optional<NearestPixel<P>>;
 
-    /// The pixels of the window's cells that have data become `pixel(place in the library's arrays, cell of
-    /// the window)`, and stay blank where that gives none.
+    /// The pixels of the window's cells that have data become `pixel(place)` of their places in the arrays,
+    /// and stay blank where that gives none.
     template <class Pixel> void place(const WindowResult& result, const Pixel& pixel) {
         const CellWindow& window = result.window;
         for (std::uint64_t row = 0; row < window.rows; ++row) {
@@ -117,9 +119,9 @@ private:
                            (window.column - Block.column);
             for (std::uint64_t column = 0; column < window.columns; ++column) {
                 const std::uint64_t at = result.place(column, row);
-                if (result.cellTypes[at] == cellWithoutData)
+                if (!result.hasData(at))
                     continue;
-                const MaybePixel nearest = pixel(at, row * window.columns + column);
+                const MaybePixel nearest = pixel(at);
                 if (!nearest) {
                     CutCells += IsMasked ? 0 : 1;
                     continue;
@@ -145,26 +147,23 @@ private:
         }
     }
 
-    void takeField(const WindowResult& result) {
-        Quill::ArrayPtr array = result.array(Band.field);
+    void takeValues(const WindowResult& result) {
+        Quill::ArrayPtr array = result.values[Band.reduction];
         if (array && Band.component)
             array = array->getComponentArray(*Band.component, {});
-        Quill::probeTypes(Quill::PlainValueTypes(), [&]<class O>(std::type_identity<O>) {
-            const Larder::StrongPtr<Quill::MemArray<3, O>, Larder::Cacheable> typed = array;
-            if (!typed)
-                return false;
-            // A view of a component has gaps between its elements.
-            const Quill::MemArray<3, O>& values = *typed;
-            const O* const first = Band.component ? nullptr : values.data;
-            place(result, [&](std::uint64_t at, std::uint64_t) {
-                const O value = first ? first[at] : values[{at % result.stride, at / result.stride, 0}];
-                if constexpr (std::is_same_v<O, unsigned long long>)
-                    return pixelOfKey(value);
-                else
-                    return pixelOfNumber(value);
+        Quill::visitArray<3>(
+            Quill::PlainValueTypes(), array, [&]<class O>(const Quill::MemArray<3, O>& values) {
+                // A view of a component has gaps between its elements.
+                const O* const first = Band.component ? nullptr : values.data;
+                const std::uint64_t across = values.sizes[0];
+                place(result, [&](std::uint64_t at) {
+                    const O value = first ? first[at] : values[{at % across, at / across, 0}];
+                    if constexpr (std::is_same_v<O, unsigned long long>)
+                        return pixelOfKey(value);
+                    else
+                        return pixelOfNumber(value);
+                });
             });
-            return true;
-        });
     }
 
     /// No integer represents what is not a number.
@@ -201,11 +200,6 @@ private:
 };
 
 } // namespace
-
-Quill::ArrayPtr WindowResult::array(const std::string& field) const {
-    const Quill::RegularFieldPtr found = fields->findField(field);
-    return found ? Quill::getData((*found)[{0, 0, 0}]) : Quill::ArrayPtr();
-}
 
 std::unique_ptr<BandTile> makeBandTile(const JobBand& band, const RasterDescription& file,
                                        const CellWindow& block) {

@@ -2,35 +2,13 @@
 #pragma once
 
 #include <memory>
-#include <span>
-#include <string>
 
 #include <io/blocks/BlockSink.h>
 #include <io/blocks/JobBand.h>
-#include <io/blocks/WindowLayout.h>
-#include <tilewright/arrays/MemArray.h>
-#include <tilewright/model/Grid.h>
+#include <io/blocks/WindowResult.h>
+#include <io/rasters/RasterDescription.h>
 
 namespace Tilewright::Io {
-
-/// What the library made of a window.
-struct WindowResult {
-    CellWindow window;
-    Quill::RepresentationPtr fields;
-    /// Cells along x of the library's arrays, which have a rim around the window.
-    std::uint64_t stride;
-    const unsigned char* cellTypes;
-    const unsigned short* densities;
-    /// Of the window without its rim.
-    std::span<const std::uint32_t> counts;
-
-    /// Where a cell of the window lies in the library's arrays.
-    std::uint64_t place(std::uint64_t column, std::uint64_t row) const {
-        return (row + WindowLayout::rim) * stride + column + WindowLayout::rim;
-    }
-    /// An array of the library, null for a field that has none.
-    Quill::ArrayPtr array(const std::string& field) const;
-};
 
 class BandTile {
 public:

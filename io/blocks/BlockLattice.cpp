@@ -5,7 +5,6 @@
 #include <limits>
 #include <string>
 
-#include <io/blocks/WindowLayout.h>
 #include <io/system/Errors.h>
 
 namespace Tilewright::Io {
@@ -52,9 +51,8 @@ LatticeAxis::LatticeAxis(const Request& request) : Cell(request.cell) {
     const double originDigits = Shift == 0.0 ? 0.0 : 4.0 * epsilon * std::fabs(request.origin);
     Tolerance = 4.0 * epsilon * (request.low <= request.high ? magnitude(request.low, request.high) : 0.0) +
                 originDigits;
-    constexpr auto windowCells = static_cast<double>(BlockLattice::blockSide + 2 * WindowLayout::rim);
-    Clear = 8.0 * std::max(Tolerance, epsilon * (4.0 * magnitude(low, high) + windowCells * Cell));
-    ClearShare = std::max(1e-6, 2.0 * Clear / Cell);
+    const double clear = 8.0 * std::max(Tolerance, epsilon * (4.0 * magnitude(low, high) + 258.0 * Cell));
+    ClearShare = std::max(1e-6, 2.0 * clear / Cell);
     if (!((high - low) / Cell < mostCells))
         throw InputError("a cell size of " + textOf(Cell) +
                          " gives more than 2147483647 cells on an axis; choose a larger one");
@@ -80,11 +78,9 @@ double LatticeAxis::edgeAtOrBelow(double coordinate) const {
     return std::fabs(coordinate - edgeAt(nearest)) <= Tolerance ? nearest : std::floor(i);
 }
 
-LatticeAxis::Place LatticeAxis::placeNearEdge(double coordinate) const {
+std::int64_t LatticeAxis::cellNearEdge(double coordinate) const {
     const auto last = static_cast<std::int64_t>(CellCount) - 1;
-    const std::int64_t cell =
-        std::clamp(static_cast<std::int64_t>(edgeAtOrBelow(coordinate) - First), std::int64_t(0), last);
-    return {cell, std::clamp(coordinate, edge(cell) + Clear, edge(cell + 1) - Clear)};
+    return std::clamp(static_cast<std::int64_t>(edgeAtOrBelow(coordinate) - First), std::int64_t(0), last);
 }
 
 bool LatticeAxis::cellsOf(double low, double high, std::int64_t& first, std::int64_t& last) const {

@@ -2,12 +2,8 @@
 ///
 /// Cells are half-open: cell i of an axis holds [edge(i), edge(i + 1)), and all edges are multiples of the
 /// cell size, moved by an origin. A coordinate within rounding error of an edge counts as lying on it:
-/// decimal coordinates such as 0.30 and edges such as 3 * 0.1 are no exact doubles.
-///
-/// The library tells a cell by its centre and rounds. So that it comes to the same cell, whichever window it
-/// works on, a coordinate close to an edge is moved inwards by a few squares in its last place; how far
-/// depends on the raster alone. Every window gets a rim of one cell, which stays empty and is cropped again:
-/// beyond half a cell from its outermost nodes the library drops a point.
+/// decimal coordinates such as 0.30 and edges such as 3 * 0.1 are no exact doubles. Which cell a point is in
+/// depends on the raster alone, whatever window it is worked on in.
 #pragma once
 
 #include <algorithm>
@@ -44,20 +40,15 @@ public:
     double edge(std::int64_t cell) const { return edgeAt(First + static_cast<double>(cell)); }
     double centre(std::int64_t cell) const { return edgeAt(First + static_cast<double>(cell) + 0.5); }
 
-    /// The cell of a coordinate, and the coordinate moved clear of the cell's edges; false if the raster
-    /// doesn't reach there. What is not a number is nowhere.
-    bool locate(double coordinate, std::int64_t& cell, double& settled) const {
+    /// The cell of a coordinate; false if the raster doesn't reach there. What is not a number is nowhere.
+    bool locate(double coordinate, std::int64_t& cell) const {
         if (!(coordinate >= Low && coordinate < High))
             return false;
         const double f = (coordinate - FirstEdge) * CellsPerUnit;
         cell = static_cast<std::int64_t>(f);
         const double inCell = f - static_cast<double>(cell);
-        settled = coordinate;
-        if (inCell > ClearShare && inCell < 1.0 - ClearShare) [[likely]]
-            return true;
-        const Place place = placeNearEdge(coordinate);
-        cell = place.cell;
-        settled = place.settled;
+        if (!(inCell > ClearShare && inCell < 1.0 - ClearShare)) [[unlikely]]
+            cell = cellNearEdge(coordinate);
         return true;
     }
 
@@ -71,19 +62,13 @@ private:
     double edgeAt(double i) const { return (i + Shift) * Cell; }
     double edgeAtOrBelow(double coordinate) const;
 
-    /// Handed back in registers: what a call writes to memory would slow the quick path down too.
-    struct Place {
-        std::int64_t cell;
-        double settled;
-    };
-    Place placeNearEdge(double coordinate) const;
+    std::int64_t cellNearEdge(double coordinate) const;
 
     double Cell;
     double Shift;
     /// Within it of an edge a coordinate lies on the edge.
     double Tolerance;
-    /// So far from an edge no rounding of the library takes a coordinate to another cell.
-    double Clear;
+    /// So far from an edge, in cells, no rounding takes a coordinate to another cell.
     double ClearShare;
     double First;
     double FirstEdge;
@@ -115,6 +100,7 @@ public:
     const LatticeAxis& x() const { return X; }
     const LatticeAxis& y() const { return Y; }
     std::uint64_t cells() const { return X.cells() * Y.cells(); }
+    CellWindow whole() const { return {0, 0, X.cells(), Y.cells()}; }
 
     std::uint64_t squaresAcross(std::uint64_t side) const { return (X.cells() + side - 1) / side; }
     std::uint64_t squaresDown(std::uint64_t side) const { return (Y.cells() + side - 1) / side; }

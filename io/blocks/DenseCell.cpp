@@ -4,105 +4,45 @@
 #include <array>
 #include <bit>
 #include <concepts>
-#include <functional>
 #include <limits>
 #include <span>
-#include <utility>
 
-#include <tilewright/arrays/MemArray.h>
-#include <tilewright/filters/ExtremumOperators.h>
-#include <tilewright/filters/MaxOccurrenceOperator.h>
-#include <tilewright/filters/MeanOperator.h>
-#include <tilewright/model/Grid.h>
-#include <tilewright/raster/requests.h>
+#include <tilewright/filters/views.h>
 
 namespace Tilewright::Io {
-
-namespace {
-
-/// The cell amid its rim.
-const Quill::MultiIndex<3> theCell(WindowLayout::rim, WindowLayout::rim, 0);
-
-template <class O> Quill::ArrayPtr arrayOf(const Quill::MultiIndex<3>& size, const O& value) {
-    const Larder::Ref<Quill::MemArray<3, O>> array(size);
-    (*array)[theCell] = value;
-    return array;
-}
-
-} // namespace
 
 class DenseCell::Reduction {
 public:
     virtual ~Reduction() = default;
 
-    virtual void take(const Quill::ArrayPtr& values) = 0;
+    virtual void take(const ColumnStore& values, std::size_t count) = 0;
     /// Whether there has to be another pass.
-    virtual bool endPass(unsigned count) = 0;
-    virtual Quill::ArrayPtr result(const Quill::MultiIndex<3>& size) const = 0;
+    virtual bool endPass(std::uint32_t count) = 0;
+    virtual Quill::ArrayPtr result() const = 0;
 };
 
 namespace {
 
-using Reduction = DenseCell::Reduction;
+const Quill::MultiIndex<3> oneCell(1, 1, 1);
 
-template <class FilterT> class TypedReduction : public Reduction {
+/// What needs no more than one pass, in the steps of the library.
+class PieceByPiece final : public DenseCell::Reduction {
 public:
-    void take(const Quill::ArrayPtr& values) final {
-        const Larder::StrongPtr<Quill::MemArray<1, typename FilterT::value_type>, Larder::Cacheable> typed =
-            values;
-        for (const auto& value : std::span(typed->data, typed->nElements()))
-            takeOne(FilterT::readValue(value));
+    explicit PieceByPiece(std::unique_ptr<ColumnReduction> reduction) : Pieces(std::move(reduction)) {}
+
+    void take(const ColumnStore& values, std::size_t count) override {
+        Cells.resize(std::max(Cells.size(), count), 0);
+        values.reduce(std::span(Cells.data(), count), *Pieces);
     }
-
-    Quill::ArrayPtr result(const Quill::MultiIndex<3>& size) const final { return arrayOf(size, Result); }
-
-protected:
-    using Value = typename FilterT::output_type;
-
-    virtual void takeOne(const Value& value) = 0;
-
-    Value Result = {};
-};
-
-template <class FilterT, class Steps> class StreamingReduction final : public TypedReduction<FilterT> {
-    using typename TypedReduction<FilterT>::Value;
-
-public:
-    StreamingReduction() { this->Result = Steps::start(); }
-
-    bool endPass(unsigned count) override {
-        Steps::finish(this->Result, count);
+    bool endPass(std::uint32_t count) override {
+        Pieces->finish(0, std::span(&count, 1));
         return false;
     }
+    Quill::ArrayPtr result() const override { return Pieces->results(); }
 
 private:
-    void takeOne(const Value& value) override { Steps::take(this->Result, value); }
-};
-
-template <class FilterT> class MaxOccurrenceReduction final : public TypedReduction<FilterT> {
-    using typename TypedReduction<FilterT>::Value;
-
-public:
-    bool endPass(unsigned) override { return false; }
-
-private:
-    void takeOne(const Value& value) override {
-        if (IsFirst)
-            this->Result = value;
-        IsFirst = false;
-        MaxOccurrenceSteps<Value>::take(this->Result, value);
-    }
-
-    bool IsFirst = true;
-};
-
-/// Of plain numbers: there is no plane, and the result stays zero.
-template <class FilterT> class NoReduction final : public TypedReduction<FilterT> {
-public:
-    bool endPass(unsigned) override { return false; }
-
-private:
-    void takeOne(const typename TypedReduction<FilterT>::Value&) override {}
+    std::unique_ptr<ColumnReduction> Pieces;
+    std::vector<std::uint32_t> Cells;
 };
 
 /// Numbers as keys: unsigned, and in the same order. What is not a number has the last key of all.
@@ -190,138 +130,106 @@ private:
     std::vector<std::uint32_t> Parts;
 };
 
-template <class FilterT> class MedianReduction final : public TypedReduction<FilterT> {
-    using typename TypedReduction<FilterT>::Value;
+template <class FilterT> class MedianReduction final : public DenseCell::Reduction {
+    using Value = typename FilterT::output_type;
 
 public:
-    bool endPass(unsigned count) override {
-        const bool goesOn = Search.endPass(count);
-        this->Result = Search.result();
-        return goesOn;
+    void take(const ColumnStore& values, std::size_t count) override {
+        for (const auto& value : valuesOf<typename FilterT::value_type>(values).first(count))
+            takeOne(FilterT::readValue(value));
     }
 
-private:
-    void takeOne(const Value& value) override { Search.take(value); }
-
-    MedianSearch<Value> Search;
-};
-
-/// Of records that of each component by itself.
-template <class FilterT>
-requires Orrery::Record<typename FilterT::output_type>
-class MedianReduction<FilterT> final : public TypedReduction<FilterT> {
-    using typename TypedReduction<FilterT>::Value;
-
-public:
-    bool endPass(unsigned count) override {
+    bool endPass(std::uint32_t count) override {
         bool goesOn = false;
-        for (std::size_t c = 0; c < Searches.size(); ++c) {
-            goesOn |= Searches[c].endPass(count);
-            this->Result[c] = Searches[c].result();
-        }
+        for (auto& search : Searches)
+            goesOn |= search.endPass(count);
         return goesOn;
     }
 
-private:
-    void takeOne(const Value& value) override {
-        for (std::size_t c = 0; c < Searches.size(); ++c)
-            Searches[c].take(value[c]);
+    Quill::ArrayPtr result() const override {
+        const Larder::Ref<Quill::MemArray<3, Value>> array(oneCell);
+        if constexpr (Orrery::Record<Value>)
+            for (std::size_t c = 0; c < Searches.size(); ++c)
+                array->data[0][c] = Searches[c].result();
+        else
+            array->data[0] = Searches[0].result();
+        return array;
     }
 
-    std::array<MedianSearch<typename Value::element_type>, 3> Searches;
+private:
+    void takeOne(const Value& value) {
+        if constexpr (Orrery::Record<Value>)
+            for (std::size_t c = 0; c < Searches.size(); ++c)
+                Searches[c].take(value[c]);
+        else
+            Searches[0].take(value);
+    }
+
+    template <class O> struct Parts { using type = std::array<MedianSearch<O>, 1>; };
+    /// Of records each component has a median of its own.
+    template <Orrery::Record O> struct Parts<O> {
+        using type = std::array<MedianSearch<typename O::element_type>, 3>;
+    };
+    typename Parts<Value>::type Searches;
 };
 
-template <class FilterT> std::unique_ptr<Reduction> makeReduction(unsigned filter) {
-    using O = typename FilterT::output_type;
-    switch (filter) {
-    case filterMean:
-        return std::make_unique<StreamingReduction<FilterT, MeanSteps<O>>>();
-    case filterMin:
-        return std::make_unique<StreamingReduction<FilterT, ExtremumSteps<O, std::less<>>>>();
-    case filterMax:
-        return std::make_unique<StreamingReduction<FilterT, ExtremumSteps<O, std::greater<>>>>();
-    case filterMedian:
-        return std::make_unique<MedianReduction<FilterT>>();
-    case filterMaxOccurrence:
-        return std::make_unique<MaxOccurrenceReduction<FilterT>>();
-    default:
-        return std::make_unique<NoReduction<FilterT>>();
-    }
-}
-
-template <class T> std::unique_ptr<Reduction> makeReductionOf(const DirectionAndFilter& wanted) {
-    switch (wanted.direction) {
+template <class T> std::unique_ptr<DenseCell::Reduction> makeMedian(unsigned direction) {
+    switch (direction) {
     case directionX:
-        return makeReduction<Filter1DOf<T, 0>>(wanted.filter);
+        return std::make_unique<MedianReduction<Filter1DOf<T, 0>>>();
     case directionY:
-        return makeReduction<Filter1DOf<T, 1>>(wanted.filter);
+        return std::make_unique<MedianReduction<Filter1DOf<T, 1>>>();
     case directionZ:
-        return makeReduction<Filter1DOf<T, 2>>(wanted.filter);
-    case directionAll:
-        return makeReduction<Filter3D<T>>(wanted.filter);
+        return std::make_unique<MedianReduction<Filter1DOf<T, 2>>>();
     default:
-        return std::make_unique<NoReduction<FilterRegressionOf<T>>>();
+        return std::make_unique<MedianReduction<Filter3D<T>>>();
     }
 }
 
-bool hasPoints(const GridColumn& column) {
-    return column.kind == GridColumn::Kind::Positions || column.kind == GridColumn::Kind::TruePositions;
-}
-
-void storeField(Quill::Grid& output, const std::string& name, const Quill::ArrayPtr& array) {
-    const Quill::MultiIndex<3> onlyFragment;
-    const Larder::Ref<Quill::RegularlyFragmentedField<3>> field(Quill::MultiIndex<3>(1, 1, 1),
-                                                                "RegularFragment");
-    field->setPersistentData(array, field->getFragmentID(onlyFragment), Larder::Cache::MemCache(), "");
-    output.makeCartesianRepresentation(3, "", 0)[name] = field;
+std::unique_ptr<DenseCell::Reduction> makeReduction(const PointColumn& column,
+                                                    const DirectionAndFilter& wanted) {
+    if (wanted.filter == filterMedian)
+        return column.kind == PointColumn::Kind::Positions
+                   ? makeMedian<point>(wanted.direction)
+                   : visitFieldType(column.type,
+                                    [&wanted]<class T>() { return makeMedian<T>(wanted.direction); });
+    auto pieces = makeColumnStore(column, 0)->makeReduction(oneCell, wanted);
+    return pieces ? std::make_unique<PieceByPiece>(std::move(pieces)) : nullptr;
 }
 
 } // namespace
 
-DenseCell::DenseCell(const GridPlan& plan, const std::vector<std::string>& requests) {
-    Modus modus;
-    parseRequests(requests, modus);
-    for (const auto& [name, index] : plan.fields) {
-        const auto found = modus.find(name);
-        const DirectionAndFilter wanted =
-            found == modus.end() ? DirectionAndFilter{directionAll, filterMean} : found->second;
-        if (wanted.filter == filterSkip)
-            continue;
-        const GridColumn& column = plan.columns[index];
-        NeedsAllPoints |= wanted.filter == filterRegression && hasPoints(column);
-        auto reduction =
-            hasPoints(column)
-                ? makeReductionOf<point>(wanted)
-                : visitFieldType(column.type, [&wanted]<class T>() { return makeReductionOf<T>(wanted); });
-        Fields.push_back({name == "Positions" ? "Height" : name, index, std::move(reduction), false});
+DenseCell::DenseCell(const ReductionPlan& plan) {
+    for (const ReductionPlan::Reduction& reduction : plan.reductions) {
+        auto made = makeReduction(plan.columns[reduction.column], reduction.wanted);
+        NeedsAllPoints |= made == nullptr;
+        Reductions.push_back({reduction.column, std::move(made), false});
     }
 }
 
 DenseCell::~DenseCell() = default;
 
-void DenseCell::take(const std::vector<Quill::ArrayPtr>& columns) {
-    for (const Field& field : Fields)
-        if (!field.isDone)
-            field.reduction->take(columns[field.column]);
+void DenseCell::take(std::size_t count, const WindowPoints::Stores& columns) {
+    for (const Item& item : Reductions)
+        if (!item.isDone)
+            item.reduction->take(*columns[item.column], count);
 }
 
 bool DenseCell::endPass(std::uint64_t count) {
     bool goesOn = false;
-    for (Field& field : Fields) {
-        if (!field.isDone)
-            field.isDone = !field.reduction->endPass(static_cast<unsigned>(count));
-        goesOn |= !field.isDone;
+    for (Item& item : Reductions) {
+        if (!item.isDone)
+            item.isDone = !item.reduction->endPass(static_cast<std::uint32_t>(count));
+        goesOn |= !item.isDone;
     }
     return goesOn;
 }
 
-void DenseCell::store(Quill::Grid& output, const Quill::MultiIndex<3>& size, std::uint64_t count,
-                      unsigned sparseLimit) const {
-    for (const Field& field : Fields)
-        storeField(output, field.name, field.reduction->result(size));
-    const bool isDense = count > sparseLimit;
-    storeField(output, "CellType", arrayOf<unsigned char>(size, isDense ? 0 : 1));
-    storeField(output, "Density", arrayOf(size, static_cast<unsigned short>(isDense ? count : 0)));
+std::vector<Quill::ArrayPtr> DenseCell::results() const {
+    std::vector<Quill::ArrayPtr> values;
+    for (const Item& item : Reductions)
+        values.push_back(item.reduction->result());
+    return values;
 }
 
 } // namespace Tilewright::Io

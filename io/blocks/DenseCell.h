@@ -8,44 +8,40 @@
 
 #include <cstdint>
 #include <memory>
-#include <string>
 #include <vector>
 
-#include <io/blocks/WindowGrid.h>
+#include <io/blocks/WindowPoints.h>
 
 namespace Tilewright::Io {
 
 class DenseCell {
 public:
-    /// `requests` as the library takes them, for the fields of `plan`.
-    DenseCell(const GridPlan& plan, const std::vector<std::string>& requests);
+    explicit DenseCell(const ReductionPlan& plan);
     ~DenseCell();
 
-    /// Whether a request needs all points at once: a plane is fitted to them.
+    /// Whether a reduction needs all points at once: a plane is fitted to them. Then nothing else may be
+    /// called.
     bool needsAllPoints() const { return NeedsAllPoints; }
 
-    /// Takes the next points of a pass: all columns of the plan.
-    void take(const std::vector<Quill::ArrayPtr>& columns);
+    /// Takes the next `count` points of a pass: all columns of the plan.
+    void take(std::size_t count, const WindowPoints::Stores& columns);
     /// Whether there has to be another pass over all points; `count` is their number.
     bool endPass(std::uint64_t count);
 
-    /// Puts the reduced fields into the grid, and with them "CellType" and "Density", as the library does: in
-    /// arrays of the given size, with the cell in the middle.
-    void store(Quill::Grid& output, const Quill::MultiIndex<3>& size, std::uint64_t count,
-               unsigned sparseLimit) const;
+    /// After the last pass: an array of one value per reduction.
+    std::vector<Quill::ArrayPtr> results() const;
 
-    /// What becomes of the values of one field.
+    /// What becomes of the values of one column.
     class Reduction;
 
 private:
-    struct Field {
-        std::string name;
+    struct Item {
         std::size_t column;
         std::unique_ptr<Reduction> reduction;
         bool isDone;
     };
 
-    std::vector<Field> Fields;
+    std::vector<Item> Reductions;
     bool NeedsAllPoints = false;
 };
 

@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <vector>
 
 #include <io/records/OrderKeys.h>
@@ -14,22 +13,23 @@ namespace Tilewright::Io {
 /// Where the pixels of a band come from.
 struct JobBand {
     enum class Source {
-        /// A field that the library made.
-        Field,
+        /// What a reduction made of the values of points.
+        Reduction,
         /// The points of a cell; never wraps.
         Count,
-        /// The library's companions: no data value of their own.
+        /// The library's companions of the heights; they have no nodata value of their own.
         Density,
         CellType,
         /// 255 times the scale for cells with data, else 0.
         Alpha
     };
 
-    Source source = Source::Field;
-    std::string field;
-    /// Of a field of points.
+    Source source = Source::Reduction;
+    /// Which of the plan's.
+    std::size_t reduction = 0;
+    /// Of a reduction to points.
     std::optional<int> component;
-    /// The field holds keys; the pixels are the numbers that they are keys of.
+    /// The results are keys; the pixels are the numbers that they are keys of.
     OrderKeys keys = OrderKeys::None;
     /// A pixel is value * scale, rounded where pixels are integers and cut to their range.
     double scale = 1.0;

@@ -9,31 +9,11 @@
 #include <io/blocks/DenseCell.h>
 #include <io/system/Errors.h>
 #include <io/system/Parallel.h>
-#include <tilewright/raster/layout.h>
-#include <tilewright/raster/raster.h>
+#include <tilewright/filters/reduceCells.h>
 
 namespace Tilewright::Io {
 
 namespace {
-
-/// Ends the library's work on a window when another thread has failed or the user wants to stop.
-class StopProgress : public Larder::LoaderProgress {
-public:
-    explicit StopProgress(const std::atomic<bool>& stopped) : Stopped(stopped) {}
-
-    bool reportProgress(const std::string&, unsigned, unsigned) override { return !Stopped; }
-
-private:
-    const std::atomic<bool>& Stopped;
-};
-
-Lattice latticeOf(const WindowLayout& layout) {
-    Lattice lattice;
-    lattice.fragmentCount = {1, 1, 1};
-    // It has a box, and so a lattice.
-    static_cast<void>(layOutLattice(layout.positions, layout.wantedCellSize, {}, lattice));
-    return lattice;
-}
 
 class BlockMaker {
 public:
@@ -103,11 +83,11 @@ private:
 
     void makeWindow(const Square& square, const CellWindow& block, BlockTiles& tiles) {
         goOn();
-        WindowGrid input(Reader, Lattice, Job.grid, square);
+        WindowPoints points(Reader, Lattice, Job.plan, square);
         const bool isCell = square.window.cells() == 1;
-        if (input.load(isCell ? Job.pointsOfCell : Job.pointsOfWindow)) {
-            if (input.points() != 0)
-                rasterWindow(input, square, block, tiles);
+        if (points.load(isCell ? Job.pointsOfCell : Job.pointsOfWindow)) {
+            if (!points.cells().empty())
+                reduceWindow(points, square, block, tiles);
         } else if (isCell) {
             makeCell(square, block, tiles);
         } else {
@@ -120,60 +100,66 @@ private:
             throw Interruption();
     }
 
-    void rasterWindow(WindowGrid& input, const Square& square, const CellWindow& block, BlockTiles& tiles) {
-        const Larder::Ref<Quill::Grid> output;
-        const std::string failure =
-            rasterOnLattice(input.grid(), *output, Job.requests, latticeOf(input.layout()),
-                            {.sparseLimit = Job.sparseLimit, .progress = Larder::Ref<StopProgress>(Stopped)});
-        if (failure == "Interrupted")
-            throw Interruption();
-        if (!failure.empty())
-            throw Error(failure);
-        if (tiles.empty())
-            addTiles(block, tiles);
-        collect(input, *output, square.window, tiles);
-        Points += input.points();
+    void reduceWindow(WindowPoints& points, const Square& square, const CellWindow& block,
+                      BlockTiles& tiles) {
+        const CellWindow& window = square.window;
+        const CellLists cells({window.columns, window.rows, 1}, points.cells());
+        const std::vector<Quill::ArrayPtr> columns = points.takeColumns();
+        const Quill::UniformCartesianArray nodes = nodesOf(window);
+        WindowResult result{window, 0, window.columns, cells.counts(), {}, Job.sparseLimit};
+        for (const ReductionPlan::Reduction& reduction : Job.plan.reductions) {
+            goOn();
+            result.values.push_back(reduceCells(cells, columns[reduction.column], reduction.wanted, &nodes));
+        }
+        collect(result, points.cells().size(), block, tiles);
+    }
+
+    /// Planes are read at the centres of the cells.
+    Quill::UniformCartesianArray nodesOf(const CellWindow& window) const {
+        const auto centre = [](const LatticeAxis& axis, std::uint64_t cell) {
+            return axis.centre(static_cast<std::int64_t>(cell));
+        };
+        return {{window.columns, window.rows, 1},
+                {centre(Lattice.x(), window.column), centre(Lattice.y(), window.row), 0.0},
+                {Lattice.x().cellSize(), Lattice.y().cellSize(), 0.0}};
     }
 
     /// A cell with more points than are loaded at a time.
     void makeCell(const Square& square, const CellWindow& block, BlockTiles& tiles) {
-        DenseCell cell(Job.grid, Job.requests);
+        DenseCell cell(Job.plan);
         if (cell.needsAllPoints())
             return makeCellAtOnce(square, block, tiles);
         std::uint64_t count = 0;
         do
-            count = visitPieces(square, [&](const std::vector<Quill::ArrayPtr>& piece) { cell.take(piece); });
+            count = visitPieces(
+                square, [&](std::span<const std::uint32_t> cells, const WindowPoints::Stores& columns) {
+                    cell.take(cells.size(), columns);
+                });
         while (cell.endPass(count));
-        const Larder::Ref<Quill::Grid> output;
-        const Quill::MultiIndex<3> size = WindowLayout(Lattice, square.window).arraySize;
-        cell.store(*output, size, count, Job.sparseLimit);
-        if (tiles.empty())
-            addTiles(block, tiles);
-        WindowResult result = resultOf(*output, square.window, size);
         const auto counted = static_cast<std::uint32_t>(count);
-        result.counts = std::span(&counted, 1);
-        for (const auto& tile : tiles)
-            tile->take(result);
-        FilledCells += count > Job.sparseLimit;
-        Points += count;
+        collect({square.window, 0, 1, std::span(&counted, 1), cell.results(), Job.sparseLimit}, count, block,
+                tiles);
     }
 
     template <class Take> std::uint64_t visitPieces(const Square& square, const Take& take) const {
         constexpr std::uint64_t longestPiece = 1 << 16;
-        return visitColumns(Reader, Lattice, Job.grid, square, std::min(longestPiece, Job.pointsOfCell),
-                            [&](const std::vector<Quill::ArrayPtr>& piece) {
-                                goOn();
-                                take(piece);
-                            });
+        WindowPoints points(Reader, Lattice, Job.plan, square);
+        return points.visitPieces(
+            std::min(longestPiece, Job.pointsOfCell),
+            [&](std::span<const std::uint32_t> cells, const WindowPoints::Stores& columns) {
+                goOn();
+                take(cells, columns);
+            });
     }
 
-    /// The library makes it of all points together, if there is room for them.
+    /// A plane needs all points together, if there is room for them.
     void makeCellAtOnce(const Square& square, const CellWindow& block, BlockTiles& tiles) {
         // Ordinals, cells and what the fit makes of the points: copies of them, distances, centred columns.
         constexpr std::uint64_t bytesForFit = 160;
         constexpr std::uint64_t bytesOfColumn = sizeof(Orrery::PhysicalSpace::point);
-        const std::uint64_t count = visitPieces(square, [](const std::vector<Quill::ArrayPtr>&) {});
-        const std::uint64_t bytes = count * (bytesForFit + bytesOfColumn * Job.grid.columns.size());
+        const std::uint64_t count =
+            visitPieces(square, [](std::span<const std::uint32_t>, const WindowPoints::Stores&) {});
+        const std::uint64_t bytes = count * (bytesForFit + bytesOfColumn * Job.plan.columns.size());
         if (bytes > Job.memoryForPlanes)
             throw InputError("a cell has " + std::to_string(count) +
                              " points, and a plane through them takes " + std::to_string((bytes >> 20) + 1) +
@@ -181,79 +167,29 @@ private:
                              std::to_string(Job.memoryForPlanes >> 20) +
                              "; choose smaller cells, another filter than Regression, or more memory");
         const std::lock_guard guard(RoomForPlanes);
-        WindowGrid input(Reader, Lattice, Job.grid, square);
-        rasterWindow(input, square, block, tiles);
+        WindowPoints points(Reader, Lattice, Job.plan, square);
+        points.load();
+        reduceWindow(points, square, block, tiles);
     }
 
     /// Checks the counts of a window and copies its cells into the tiles.
-    void collect(WindowGrid& input, const Quill::Grid& output, const CellWindow& window,
-                 const BlockTiles& tiles) {
-        WindowResult result = resultOf(output, window, input.layout().arraySize);
-        const std::vector<std::uint32_t> counts = countPoints(input, result);
-        result.counts = counts;
+    void collect(const WindowResult& result, std::uint64_t points, const CellWindow& block,
+                 BlockTiles& tiles) {
+        std::uint64_t counted = 0;
+        std::uint64_t filled = 0;
+        for (const std::uint32_t count : result.counts) {
+            counted += count;
+            filled += count > Job.sparseLimit ? 1 : 0;
+        }
+        if (counted != points)
+            throw Error("the counts don't add up: " + std::to_string(points) + " points of a window make " +
+                        std::to_string(counted) + "; nothing was written, please report this");
+        if (tiles.empty())
+            addTiles(block, tiles);
         for (const auto& tile : tiles)
             tile->take(result);
-    }
-
-    static WindowResult resultOf(const Quill::Grid& output, const CellWindow& window,
-                                 const Quill::MultiIndex<3>& size) {
-        WindowResult result{window, output.getCartesianRepresentation(""), size[0], {}, {}, {}};
-        const Larder::StrongPtr<Quill::MemArray<3, unsigned char>, Larder::Cacheable> types =
-            result.array("CellType");
-        const Larder::StrongPtr<Quill::MemArray<3, unsigned short>, Larder::Cacheable> densities =
-            result.array("Density");
-        if (!types || !densities || types->sizes != size)
-            throw Error(
-                "a window of the raster came out in another size than it should have; please report this");
-        result.cellTypes = types->data;
-        result.densities = densities->data;
-        return result;
-    }
-
-    /// The points of each cell. Where the library's densities add up to all points of the window they are the
-    /// counts; where they do not, because a cell has more than 16 bits tell or is marked as sparse, the
-    /// points are counted once more and every cell is compared.
-    std::vector<std::uint32_t> countPoints(WindowGrid& input, const WindowResult& result) {
-        const CellWindow& window = result.window;
-        std::vector<std::uint32_t> counts(window.cells());
-        std::uint64_t total = 0;
-        std::uint64_t filled = 0;
-        forEachCell(window, [&](std::uint64_t column, std::uint64_t row, std::uint64_t cell) {
-            const std::uint64_t at = result.place(column, row);
-            counts[cell] = result.densities[at];
-            total += counts[cell];
-            filled += result.cellTypes[at] == 0;
-        });
         FilledCells += filled;
-        if (total == input.points())
-            return counts;
-        counts = input.counts();
-        total = 0;
-        forEachCell(window, [&](std::uint64_t column, std::uint64_t row, std::uint64_t cell) {
-            const std::uint64_t at = result.place(column, row);
-            const bool isDense = counts[cell] > Job.sparseLimit;
-            total += counts[cell];
-            if ((result.cellTypes[at] == 0) != isDense ||
-                result.densities[at] != static_cast<unsigned short>(isDense ? counts[cell] : 0))
-                failCounts("cell " + std::to_string(window.column + column) + "," +
-                           std::to_string(window.row + row) + " has " + std::to_string(counts[cell]) +
-                           " points, but not all of them were rastered");
-        });
-        if (total != input.points())
-            failCounts(std::to_string(input.points() - total) +
-                       " points of a window are in none of its cells");
-        return counts;
-    }
-
-    template <class Visitor> static void forEachCell(const CellWindow& window, Visitor&& visit) {
-        std::uint64_t cell = 0;
-        for (std::uint64_t row = 0; row < window.rows; ++row)
-            for (std::uint64_t column = 0; column < window.columns; ++column)
-                visit(column, row, cell++);
-    }
-
-    [[noreturn]] static void failCounts(const std::string& how) {
-        throw Error("the counts don't add up: " + how + "; nothing was written, please report this");
+        Points += points;
     }
 
     const RasterJob& Job;

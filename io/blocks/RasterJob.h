@@ -1,21 +1,20 @@
 /// RasterJob: makes the files of a raster, block by block, on several threads.
 ///
-/// Each thread takes a block of cells at a time, has the library raster its points on grids of the thread's
-/// own, and hands the pixels on. Blocks are written in their order, whichever is finished first, so that
-/// files are the same for every number of threads. No more than a few blocks are in memory at a time.
+/// Each thread takes a block of cells at a time, has the library reduce its points, and hands the pixels on.
+/// Blocks are written in their order, whichever is finished first, so that files are the same for every
+/// number of threads. No more than a few blocks are in memory at a time.
 ///
-/// No point may be lost on the way, and none count twice: what the library counted in the cells of each
-/// window is held against the points that went in, and their sum against the points of the cloud.
+/// No point may be lost on the way, and none count twice: the counts of the cells are held against the points
+/// that went in, and their sum against the points of the cloud.
 #pragma once
 
 #include <cstdint>
 #include <limits>
-#include <string>
 #include <vector>
 
 #include <io/blocks/BlockSink.h>
 #include <io/blocks/JobBand.h>
-#include <io/blocks/WindowGrid.h>
+#include <io/blocks/PointColumns.h>
 #include <io/rasters/RasterDescription.h>
 #include <tilewright/export.h>
 
@@ -32,9 +31,8 @@ struct BlockRange {
 };
 
 struct RasterJob {
-    GridPlan grid;
-    /// In the library's terms. The one for "Positions" must not skip them.
-    std::vector<std::string> requests;
+    ReductionPlan plan;
+    /// Cells with no more points than this have no data.
     unsigned sparseLimit = 0;
     std::vector<JobBand> bands;
     unsigned threads = 1;

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <numeric>
 
+#include <io/blocks/PointFinder.h>
 #include <io/blocks/SquareGeometry.h>
 #include <io/blocks/SquareReader.h>
 #include <io/system/Parallel.h>
@@ -157,18 +158,21 @@ void SortedReader::collect(const Run& run, const PointNeeds& needs, Workspace& s
     const std::size_t positionLength = fields.empty() ? length : compact.fields.front().position;
     space.squares.clear();
     space.records.resize(run.count * length);
-    PointFinder finder(Lattice, needs.selection);
+    PointFinder finder(Lattice, Lattice.whole(), needs.selection);
+    const RecordLayout layout{format, fields};
     std::byte* to = space.records.data();
     const std::uint64_t northernRow = Lattice.y().cells() - 1;
     source.visit(run.first, run.count, [&](const std::byte* records, std::size_t n) {
-        finder.find(format, records, n, [&](std::size_t i, std::uint64_t cellX, std::uint64_t cellY) {
-            const std::byte* const from = records + i * format.recordLength;
+        const FoundPoints& found = finder.find(layout, records, n);
+        for (std::size_t i = 0; i < found.ordinals.size(); ++i) {
+            const std::byte* const from = records + found.ordinals[i] * format.recordLength;
             std::memcpy(to, from, positionLength);
             for (std::size_t f = 0; f < fields.size(); ++f)
                 copyField(to + compact.fields[f].position, from + fields[f].position, fields[f].size);
             to += length;
-            space.squares.push_back((northernRow - cellY) / Side * Across + cellX / Side);
-        });
+            space.squares.push_back((northernRow - finder.rows()[i]) / Side * Across +
+                                    finder.columns()[i] / Side);
+        }
     });
 }
 

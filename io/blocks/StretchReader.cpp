@@ -2,6 +2,7 @@
 #include <atomic>
 #include <numeric>
 
+#include <io/blocks/PointFinder.h>
 #include <io/blocks/SquareGeometry.h>
 #include <io/blocks/SquareReader.h>
 #include <io/system/Parallel.h>
@@ -69,7 +70,7 @@ void StretchReader::listStretches() {
             const std::optional<CellWindow> cells = cellsOf(Stretches[s], Lattice);
             if (!cells)
                 continue;
-            const UnitRange squares = unitsOf(*cells, Lattice, Side);
+            const SquareRange squares = squaresOf(*cells, Lattice, Side);
             for (std::uint64_t d = squares.firstDown; d <= squares.lastDown; ++d)
                 for (std::uint64_t a = squares.firstAcross; a <= squares.lastAcross; ++a)
                     visit(d * Across + a, static_cast<std::uint32_t>(s));
@@ -98,13 +99,13 @@ void StretchReader::countWanted(const PointNeeds& needs, const ReadingPlan& plan
     forEachPiece(plan.threads, Stretches.size(), [&](std::size_t s) {
         if (plan.report && !plan.report(s, Stretches.size()))
             throw Interruption();
-        PointFinder finder(Lattice, needs.selection);
+        PointFinder finder(Lattice, Lattice.whole(), needs.selection);
         std::uint64_t found = 0;
         const Stretch& stretch = Stretches[s];
         const PointSource& source = sourceOf(stretch);
+        const RecordLayout layout{source.format(), {}};
         source.visit(stretch.first, stretch.count, [&](const std::byte* records, std::size_t n) {
-            finder.find(source.format(), records, n,
-                        [&](std::size_t, std::uint64_t, std::uint64_t) { ++found; });
+            found += finder.find(layout, records, n).ordinals.size();
         });
         wanted += found;
     });

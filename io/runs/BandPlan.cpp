@@ -9,6 +9,7 @@
 #include <io/system/Errors.h>
 #include <io/system/Suggestion.h>
 #include <tilewright/raster/raster.h>
+#include <tilewright/raster/requests.h>
 #include <tilewright/values/StringUtil.h>
 
 #include <io/runs/BandWords.h>
@@ -31,7 +32,7 @@ const CloudField& requireField(const PointCloud& cloud, const std::string& name)
 namespace {
 
 using Kind = WantedBand::Kind;
-using Column = GridColumn;
+using Column = PointColumn;
 
 /// The library's bounds of what Min and Max can find.
 constexpr double libraryBound = 1e6;
@@ -189,38 +190,15 @@ class Planner {
 public:
     Planner(const std::vector<WantedBand>& bands, const PointCloud& cloud, const CloudIndex& index,
             std::optional<PixelType> fixedType)
-        : Cloud(cloud), Index(index), FixedType(fixedType), Measured(fieldsToMeasure(bands, cloud)) {
-        Plan.grid.columns.push_back({Column::Kind::Positions, 0, FieldType::Double});
-    }
+        : Cloud(cloud), Index(index), FixedType(fixedType), Measured(fieldsToMeasure(bands, cloud)) {}
 
     BandPlan plan(const std::vector<WantedBand>& bands) {
-        planPositions(bands);
         for (const WantedBand& band : bands)
             planBand(band);
         return std::move(Plan);
     }
 
 private:
-    /// The library makes its companions with the heights, so "Positions" are always reduced: for the first
-    /// band that wants just that, or for nobody.
-    void planPositions(const std::vector<WantedBand>& bands) {
-        Plan.grid.fields.emplace_back("Positions", 0);
-        const auto served =
-            std::ranges::find_if(bands, [&](const WantedBand& band) { return takesPositions(band); });
-        Served = served == bands.end() ? nullptr : &*served;
-        Plan.requests.push_back("Positions:" + (Served ? Served->filter : "Mean") + ":Zdir");
-    }
-
-    /// Whether a band is the height of the positions as the library sorts them; edges move no height.
-    bool takesPositions(const WantedBand& band) const {
-        if (band.filter == "Regression")
-            return false;
-        if (band.kind == Kind::Request)
-            return band.field == "Positions" && band.direction == "Zdir";
-        return band.kind == Kind::Field && band.field == "Height" && keysFor(band) == OrderKeys::None &&
-               scaleFor(band) == 1.0;
-    }
-
     void planBand(const WantedBand& band) {
         switch (band.kind) {
         case Kind::Field:
@@ -307,33 +285,27 @@ private:
                 column.type = FieldType::UnsignedLongLong;
             // Along an axis numbers are doubles: sums are wide, but long integers lose their last digits.
             const bool keepsDigits = column.type == FieldType::UnsignedLongLong && band.filter != "Mean";
-            return addGridField(column, keys != OrderKeys::None ? "Max" : band.filter,
+            return addReduction(column, keys != OrderKeys::None ? "Max" : band.filter,
                                 keepsDigits ? "All" : "Xdir");
         };
         if (band.field == "Height") {
             planned.unit = "height";
             planned.type = typeOfHeights();
-            if (&band == Served)
-                planned.job.field = "Height";
-            else if (band.filter == "Regression")
-                planned.job.field =
-                    addGridField({Column::Kind::TruePositions, 0, FieldType::Double}, band.filter, "Zdir");
-            else if (keys == OrderKeys::None && scale == 1.0)
-                planned.job.field =
-                    addGridField({Column::Kind::Positions, 0, FieldType::Double}, band.filter, "Zdir");
-            else
-                planned.job.field = addColumn({Column::Kind::Z, 0, FieldType::Double});
+            planned.job.reduction =
+                band.filter == "Regression"
+                    ? addReduction({Column::Kind::Positions, 0, FieldType::Double}, band.filter, "Zdir")
+                    : addColumn({Column::Kind::Z, 0, FieldType::Double});
         } else if (isPosition(band.field)) {
             planned.unit = "coordinate";
             planned.type = PixelType::Float64;
-            planned.job.field =
+            planned.job.reduction =
                 addColumn({band.field == "X" ? Column::Kind::X : Column::Kind::Y, 0, FieldType::Double});
         } else {
             const CloudField& field = requireField(Cloud, band.field);
             planned.type = band.filter != "Mean"   ? pixelTypeFor(field.type)
                            : fitsFloat(field.type) ? PixelType::Float32
                                                    : PixelType::Float64;
-            planned.job.field = addColumn(attributeColumn(field));
+            planned.job.reduction = addColumn(attributeColumn(field));
         }
         Plan.files.push_back({band.name, {planned}, true});
     }
@@ -346,13 +318,10 @@ private:
         if (band.field == "Positions") {
             planned.unit = "height";
             const bool isWhole = !alongAxis && !isFit;
-            planned.job.field =
-                &band == Served
-                    ? "Height"
-                    : addGridField({band.direction == "Zdir" && !isFit ? Column::Kind::Positions
-                                                                       : Column::Kind::TruePositions,
-                                    0, FieldType::Double},
-                                   band.filter, band.direction);
+            planned.job.reduction =
+                addReduction({alongAxis && !isFit ? axisOf(band.direction) : Column::Kind::Positions, 0,
+                              FieldType::Double},
+                             band.filter, band.direction);
             if (isFit && !alongAxis)
                 planned.type = PixelType::Float32;
             if (isWhole) {
@@ -363,12 +332,19 @@ private:
             const CloudField& field = requireField(Cloud, band.field);
             if (!alongAxis)
                 planned.type = isFit ? PixelType::Float32 : pixelTypeFor(field.type);
-            planned.job.field = addGridField(attributeColumn(field), band.filter, band.direction);
+            planned.job.reduction = addReduction(attributeColumn(field), band.filter, band.direction);
         }
         Plan.files.push_back({band.name, {planned}, true});
     }
 
-    /// Whole positions become a file a coordinate.
+    /// The coordinate along a direction.
+    static Column::Kind axisOf(const std::string& direction) {
+        return direction == "Xdir"   ? Column::Kind::X
+               : direction == "Ydir" ? Column::Kind::Y
+                                     : Column::Kind::Z;
+    }
+
+    /// Whole positions become a file per coordinate.
     void addComponents(const PlannedBand& whole) {
         for (int c = 0; c < 3; ++c) {
             PlannedBand part = whole;
@@ -389,8 +365,8 @@ private:
         for (std::size_t c = 0; c < 3; ++c) {
             PlannedBand planned{channels[c], band.text, "", colours[c], type, {}};
             planned.job.scale = scale;
-            planned.job.field =
-                addGridField(attributeColumn(requireField(Cloud, channels[c])), "Mean", "Xdir");
+            planned.job.reduction =
+                addReduction(attributeColumn(requireField(Cloud, channels[c])), "Mean", "Xdir");
             file.bands.push_back(planned);
         }
         PlannedBand alpha{"Alpha", band.text, "", BandColour::Alpha, type, {}};
@@ -425,30 +401,29 @@ private:
     }
 
     Column attributeColumn(const CloudField& field) {
-        auto& fields = Plan.grid.needs.fields;
+        auto& fields = Plan.points.needs.fields;
         auto found = std::ranges::find(fields, field.name, &CloudField::name);
         if (found == fields.end())
             found = fields.insert(found, field);
         return {Column::Kind::Attribute, static_cast<std::size_t>(found - fields.begin()), field.type};
     }
 
-    /// A field of the grid with a request of its own, over a column that others may share. Gives its name.
-    std::string addGridField(const Column& column, const std::string& filter, const std::string& direction) {
-        auto& columns = Plan.grid.columns;
+    /// A reduction of a column that others may share. Gives its number.
+    std::size_t addReduction(const Column& column, const std::string& filter, const std::string& direction) {
+        auto& columns = Plan.points.columns;
         auto found = std::ranges::find(columns, column);
         if (found == columns.end())
             found = columns.insert(found, column);
-        const std::string name = "band " + std::to_string(Plan.grid.fields.size());
-        Plan.grid.fields.emplace_back(name, static_cast<std::size_t>(found - columns.begin()));
-        Plan.requests.push_back(name + ":" + filter + ":" + direction);
-        return name;
+        Modus modus;
+        parseRequests({"f:" + filter + ":" + direction}, modus);
+        Plan.points.reductions.push_back({static_cast<std::size_t>(found - columns.begin()), modus.at("f")});
+        return Plan.points.reductions.size() - 1;
     }
 
     const PointCloud& Cloud;
     const CloudIndex& Index;
     std::optional<PixelType> FixedType;
     std::vector<std::string> Measured;
-    const WantedBand* Served = nullptr;
     BandPlan Plan;
 };
 

@@ -65,8 +65,7 @@ struct PlannedFile {
 
 struct BandPlan {
     std::vector<PlannedFile> files;
-    GridPlan grid;
-    std::vector<std::string> requests;
+    ReductionPlan points;
     std::vector<std::string> notes;
 };
 

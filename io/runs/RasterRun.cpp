@@ -285,7 +285,7 @@ void RasterRun::plan() {
     checkCells(*Lattice, *Cloud);
     noteBounds();
     Plan = planBands(wanted, *Cloud, Index, FixedType);
-    Plan.grid.needs.selection = selection;
+    Plan.points.needs.selection = selection;
     Shares = shareOut(Options, Plan, MappedBytes);
     if (Options.stack)
         stackFiles();
@@ -379,8 +379,8 @@ std::unique_ptr<SquareReader> RasterRun::makeReader() {
     const std::uint64_t side = chooseSide(*Lattice, Cloud->pointCount());
     const ReadingPlan reading = {Shares.threads, Shares.sorting, scratch(), reportAs("sorting", "")};
     Report.sorted = readingEffort(Index, *Lattice, side) > mostEffort;
-    return Report.sorted ? makeSortedReader(*Cloud, Index, *Lattice, Plan.grid.needs, side, reading)
-                         : makeStretchReader(*Cloud, Index, *Lattice, Plan.grid.needs, side, reading);
+    return Report.sorted ? makeSortedReader(*Cloud, Index, *Lattice, Plan.points.needs, side, reading)
+                         : makeStretchReader(*Cloud, Index, *Lattice, Plan.points.needs, side, reading);
 }
 
 /// Of all files that will appear, those included that come with others.
@@ -395,7 +395,7 @@ std::vector<fs::path> RasterRun::allPlaces() const {
 
 /// Rasters until no cell with data has the value of those without: mostly once.
 void RasterRun::rasterFiles(const SquareReader& reader) {
-    RasterJob job{Plan.grid, Plan.requests, Options.sparseLimit, {}, Shares.threads};
+    RasterJob job{Plan.points, Options.sparseLimit, {}, Shares.threads};
     job.pointsOfWindow = Shares.points;
     // Half of what sorting may take can still be in use.
     job.memoryForPlanes = Shares.sorting / (Report.sorted ? 2 : 1);

@@ -9,18 +9,9 @@ namespace Tilewright::Io {
 
 namespace {
 
-using Column = GridColumn;
-
 std::uint64_t physicalMemory() {
     return static_cast<std::uint64_t>(sysconf(_SC_PHYS_PAGES)) *
            static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
-}
-
-double bytesPerPoint(const Column& column) {
-    using Kind = Column::Kind;
-    if (column.kind == Kind::Positions || column.kind == Kind::TruePositions)
-        return sizeof(Orrery::PhysicalSpace::point);
-    return visitFieldType(column.type, []<class T>() { return static_cast<double>(sizeof(T)); });
 }
 
 struct ThreadNeeds {
@@ -32,12 +23,12 @@ struct ThreadNeeds {
 };
 
 ThreadNeeds needsOfThread(const BandPlan& plan) {
-    // Ordinals and cell numbers of the library.
-    double perPoint = 8.0;
-    for (const Column& column : plan.grid.columns)
-        perPoint += bytesPerPoint(column);
+    // Ordinals and numbers of cells.
+    double perPoint = 12.0;
+    for (const PointColumn& column : plan.points.columns)
+        perPoint += static_cast<double>(valueSize(column));
     // The library's arrays, and the tiles of a few blocks that wait to be written.
-    const double perCell = 16.0 + 4.0 * sizeof(double) * static_cast<double>(plan.requests.size());
+    const double perCell = 16.0 + 4.0 * sizeof(double) * static_cast<double>(plan.points.reductions.size());
     constexpr auto cells = static_cast<double>(BlockLattice::blockSide * BlockLattice::blockSide);
     return {perPoint, cells * perCell};
 }

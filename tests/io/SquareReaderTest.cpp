@@ -1,5 +1,5 @@
 // Points found by the stretches of files, or sorted first, in memory or on disk: all must be the same.
-#include <io/blocks/WindowGrid.h>
+#include <io/blocks/WindowPoints.h>
 
 #include <random>
 
@@ -48,35 +48,38 @@ protected:
     }
 
     /// Every square's points must be those of a plain search, in the order of the cloud.
-    void expectAllUnits(const SquareReader& reader, const BlockLattice& lattice, const GridPlan& plan,
-                        bool selected) {
+    void expectAllSquares(const SquareReader& reader, const BlockLattice& lattice, const ReductionPlan& plan,
+                          bool selected) {
         std::uint64_t total = 0;
         for (std::uint64_t down = 0; down < lattice.squaresDown(reader.side()); ++down)
             for (std::uint64_t across = 0; across < lattice.squaresAcross(reader.side()); ++across) {
                 const CellWindow window = lattice.square(reader.side(), across, down);
-                WindowGrid square(reader, lattice, plan, {across, down, window});
+                WindowPoints points(reader, lattice, plan, {across, down, window});
+                ASSERT_TRUE(points.load());
                 std::vector<const TestPoint*> expected;
                 for (const TestPoint& p : Points)
                     if ((!selected || p.classification == 2 || p.classification >= 5) &&
                         isIn(lattice.x(), p.position[0], window.column, window.columns) &&
                         isIn(lattice.y(), p.position[1], window.row, window.rows))
                         expected.push_back(&p);
-                ASSERT_EQ(expected.size(), square.points());
+                ASSERT_EQ(expected.size(), points.cells().size());
                 ASSERT_EQ(expected.empty(),
                           reader.estimate({across, down, window}) == 0.0 && expected.empty());
-                const auto fields = square.grid().getCartesianRepresentation("");
-                const Larder::StrongPtr<Quill::MemArray<1, point>, Larder::Cacheable> whole =
-                    dataOf(*fields, "whole");
+                const std::vector<Quill::ArrayPtr> columns = points.takeColumns();
+                const Larder::StrongPtr<Quill::MemArray<1, point>, Larder::Cacheable> whole = columns[0];
                 const Larder::StrongPtr<Quill::MemArray<1, unsigned short>, Larder::Cacheable> intensity =
-                    dataOf(*fields, "Intensity");
+                    columns[1];
                 const Larder::StrongPtr<Quill::MemArray<1, unsigned long long>, Larder::Cacheable> keys =
-                    dataOf(*fields, "y");
+                    columns[2];
                 ASSERT_TRUE(whole && intensity && keys);
                 for (std::uint64_t i = 0; i < expected.size(); ++i) {
                     const std::array<double, 3>& p = expected[i]->position;
                     ASSERT_EQ(point(p[0], p[1], p[2]), (*whole)[i]);
                     ASSERT_EQ(expected[i]->intensity, (*intensity)[i]);
                     ASSERT_EQ(p[1], numberOfOrderKey((*keys)[i], true));
+                    ASSERT_EQ(cellIn(lattice.x(), p[0], window.column) +
+                                  cellIn(lattice.y(), p[1], window.row) * window.columns,
+                              points.cells()[i]);
                 }
                 total += expected.size();
             }
@@ -84,23 +87,23 @@ protected:
         EXPECT_LT(0U, total);
     }
 
-    static bool isIn(const LatticeAxis& axis, double coordinate, std::uint64_t first, std::uint64_t count) {
+    static std::uint64_t cellIn(const LatticeAxis& axis, double coordinate, std::uint64_t first) {
         std::int64_t cell;
-        double settled;
-        return axis.locate(coordinate, cell, settled) && static_cast<std::uint64_t>(cell) - first < count;
+        return axis.locate(coordinate, cell) ? static_cast<std::uint64_t>(cell) - first : mostCells;
     }
 
-    static Quill::ArrayPtr dataOf(const Quill::Representation& fields, const char* name) {
-        const Quill::RegularFieldPtr field = fields.findField(name);
-        return Quill::getData((*field)[{0, 0, 0}]);
+    static bool isIn(const LatticeAxis& axis, double coordinate, std::uint64_t first, std::uint64_t count) {
+        return cellIn(axis, coordinate, first) < count;
     }
+
+    static constexpr auto mostCells = std::numeric_limits<std::uint64_t>::max();
 
     std::vector<TestPoint> Points;
     std::unique_ptr<PointCloud> Cloud;
     CloudIndex Index;
 };
 
-TEST_F(SquareReaderTest, UnitsHaveTheirPointsInOrderHoweverTheyAreRead) {
+TEST_F(SquareReaderTest, SquaresHaveTheirPointsInOrderHoweverTheyAreRead) {
     std::vector<double> efforts;
     for (const bool inOrder : {true, false}) {
         Points.clear();
@@ -112,25 +115,24 @@ TEST_F(SquareReaderTest, UnitsHaveTheirPointsInOrderHoweverTheyAreRead) {
                 if (bounded)
                     x.bounds = {{512100.5, 512500.0}};
                 const BlockLattice lattice(x, y);
-                GridPlan plan;
+                ReductionPlan plan;
                 plan.needs.fields = {{"Intensity", FieldType::UnsignedShort}};
                 if (selected)
                     plan.needs.selection.emplace(
                         CloudSelection{CloudField{"Classification", FieldType::UnsignedChar}, "2,5:9"});
-                using Kind = GridColumn::Kind;
+                using Kind = PointColumn::Kind;
                 plan.columns = {{Kind::Positions, 0, FieldType::Double, {}, 1.0},
-                                {Kind::TruePositions, 0, FieldType::Double, {}, 1.0},
                                 {Kind::Attribute, 0, FieldType::UnsignedShort, {}, 1.0},
                                 {Kind::Y, 0, FieldType::UnsignedLongLong, OrderKeys::ReversedNumbers, 1.0}};
-                plan.fields = {{"Positions", 0}, {"whole", 1}, {"Intensity", 2}, {"y", 3}};
                 const auto inMemory = std::uint64_t(1) << 30;
-                expectAllUnits(*makeStretchReader(*Cloud, Index, lattice, plan.needs, 256, {2, 0, Top, {}}),
-                               lattice, plan, selected);
-                expectAllUnits(
+                expectAllSquares(*makeStretchReader(*Cloud, Index, lattice, plan.needs, 256, {2, 0, Top, {}}),
+                                 lattice, plan, selected);
+                expectAllSquares(
                     *makeSortedReader(*Cloud, Index, lattice, plan.needs, 256, {2, inMemory, Top, {}}),
                     lattice, plan, selected);
-                expectAllUnits(*makeSortedReader(*Cloud, Index, lattice, plan.needs, 64, {2, 1000, Top, {}}),
-                               lattice, plan, selected);
+                expectAllSquares(
+                    *makeSortedReader(*Cloud, Index, lattice, plan.needs, 64, {2, 1000, Top, {}}), lattice,
+                    plan, selected);
             }
         EXPECT_EQ((Names{"scan0.las", "scan1.las"}), namesIn(Top)) << "scratch files have no name";
         efforts.push_back(readingEffort(

@@ -37,9 +37,8 @@ protected:
             LatticeAxis::Request{Index.bounds.low[0], Index.bounds.high[0], 1.0, 0.0, {}},
             LatticeAxis::Request{Index.bounds.low[1], Index.bounds.high[1], 1.0, 0.0, {}});
         Plan.needs.fields = {{"Intensity", FieldType::UnsignedShort}};
-        Plan.columns = {{GridColumn::Kind::Positions, 0, FieldType::Double, {}, 1.0},
-                        {GridColumn::Kind::Attribute, 0, FieldType::UnsignedShort, {}, 1.0}};
-        Plan.fields = {{"Positions", 0}, {"Intensity", 1}};
+        Plan.columns = {{PointColumn::Kind::Z, 0, FieldType::Double, {}, 1.0}};
+        Plan.reductions = {{0, {directionZ, filterMedian}}};
     }
 
     std::unique_ptr<SquareReader> makeReader(bool sorted, unsigned onThreads) const {
@@ -50,10 +49,8 @@ protected:
     /// Heights and counts, a file each.
     RasterJob jobOn(unsigned onThreads) const {
         RasterJob job;
-        job.grid = Plan;
-        job.requests = {"Positions:Median:Zdir", "Intensity:Max:Xdir"};
+        job.plan = Plan;
         job.bands.resize(2);
-        job.bands[0].field = "Height";
         job.bands[1].source = JobBand::Source::Count;
         job.bands[1].file = 1;
         job.threads = onThreads;
@@ -90,7 +87,7 @@ protected:
     std::unique_ptr<PointCloud> Cloud;
     CloudIndex Index;
     std::unique_ptr<BlockLattice> Lattice;
-    GridPlan Plan;
+    ReductionPlan Plan;
 };
 
 TEST_F(RasterJobTest, ThreadsLeaveNoTraceInTheFiles) {
@@ -170,32 +167,29 @@ protected:
         Lattice = std::make_unique<BlockLattice>(LatticeAxis::Request{0.0, 31.0, 1.0, 0.0, {}},
                                                  LatticeAxis::Request{0.0, 31.0, 1.0, 0.0, {}});
         Plan.needs.fields = {{"Intensity", FieldType::UnsignedShort}};
-        Plan.columns = {{GridColumn::Kind::Positions, 0, FieldType::Double, {}, 1.0},
-                        {GridColumn::Kind::Attribute, 0, FieldType::UnsignedShort, {}, 1.0},
-                        {GridColumn::Kind::Z, 0, FieldType::Double, {}, 2.0}};
+        Plan.columns = {{PointColumn::Kind::Positions, 0, FieldType::Double, {}, 1.0},
+                        {PointColumn::Kind::Attribute, 0, FieldType::UnsignedShort, {}, 1.0},
+                        {PointColumn::Kind::Z, 0, FieldType::Double, {}, 2.0}};
     }
 
     /// Every filter under `direction`, of whole positions and two kinds of numbers; gives all pixels.
-    std::string make(const std::string& direction, std::uint64_t pointsOfCell, bool sorted) {
+    std::string make(unsigned direction, std::uint64_t pointsOfCell, bool sorted) {
         RasterJob job;
-        Plan.fields = {{"Positions", 0}};
-        job.requests = {"Positions:Mean:Zdir"};
-        for (const std::string& filter : Filters)
+        for (const unsigned filter : Filters)
             for (std::size_t column = 0; column < 3; ++column) {
-                const std::string name = filter + std::to_string(column);
-                Plan.fields.emplace_back(name, column);
-                job.requests.push_back(name + ":" + filter + ":" + direction);
                 job.bands.push_back({});
-                job.bands.back().field = name;
-                if (column == 0 && direction == "All")
+                job.bands.back().reduction = job.plan.reductions.size();
+                if (column == 0 && direction == directionAll && filter != filterRegression)
                     job.bands.back().component = 1;
+                job.plan.reductions.push_back({column, {direction, filter}});
             }
+        job.plan.columns = Plan.columns;
+        job.plan.needs = Plan.needs;
         for (const JobBand::Source source :
              {JobBand::Source::Count, JobBand::Source::Density, JobBand::Source::CellType}) {
             job.bands.push_back({});
             job.bands.back().source = source;
         }
-        job.grid = Plan;
         job.sparseLimit = 1;
         job.pointsOfCell = job.pointsOfWindow = pointsOfCell;
         job.memoryForPlanes = MemoryForPlanes;
@@ -221,13 +215,13 @@ protected:
     std::unique_ptr<PointCloud> Cloud;
     CloudIndex Index;
     std::unique_ptr<BlockLattice> Lattice;
-    GridPlan Plan;
-    std::vector<std::string> Filters = {"Mean", "Min", "Max", "Median", "MaxOccurrence"};
+    ReductionPlan Plan;
+    std::vector<unsigned> Filters = {filterMean, filterMin, filterMax, filterMedian, filterMaxOccurrence};
     std::uint64_t MemoryForPlanes = 3000 * 300;
 };
 
 TEST_F(DenseCellTest, ComesOutAsIfAllItsPointsWereLoadedAtOnce) {
-    for (const char* const direction : {"Xdir", "Zdir", "All"}) {
+    for (const unsigned direction : {directionX, directionZ, directionAll}) {
         const std::string expected = make(direction, mostPointsAtATime, false);
         EXPECT_EQ(make(direction, 29, false), expected) << direction;
         EXPECT_EQ(make(direction, 1000, true), expected) << direction;
@@ -235,11 +229,11 @@ TEST_F(DenseCellTest, ComesOutAsIfAllItsPointsWereLoadedAtOnce) {
 }
 
 TEST_F(DenseCellTest, GetsAPlaneIfThereIsRoomForAllItsPoints) {
-    Filters = {"Regression"};
-    const std::string expected = make("All", mostPointsAtATime, false);
-    EXPECT_EQ(make("All", 100, true), expected);
+    Filters = {filterRegression};
+    const std::string expected = make(directionFit, mostPointsAtATime, false);
+    EXPECT_EQ(make(directionFit, 100, true), expected);
     MemoryForPlanes /= 2;
-    EXPECT_THROW(make("All", 100, true), InputError);
+    EXPECT_THROW(make(directionFit, 100, true), InputError);
 }
 
 TEST_F(RasterJobTest, StopsOnAllThreadsWhereverItIsAskedTo) {

@@ -1,0 +1,96 @@
+/// PointColumns: what a raster needs to know of points, as columns of values of one type each.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include <io/blocks/SquareReader.h>
+#include <io/records/OrderKeys.h>
+#include <tilewright/arrays/MemArray.h>
+#include <tilewright/export.h>
+#include <tilewright/filters/PieceReduction.h>
+#include <tilewright/filters/vocabulary.h>
+
+namespace Tilewright::Io {
+
+/// Values that any number of reductions can share.
+struct PointColumn {
+    enum class Kind { Positions, X, Y, Z, Attribute };
+
+    Kind kind = Kind::Attribute;
+    /// Which of PointNeeds::fields.
+    std::size_t attribute = 0;
+    /// Of numbers, as the reductions get them.
+    FieldType type = FieldType::Double;
+    /// Other than None, the type is UnsignedLongLong.
+    OrderKeys keys = OrderKeys::None;
+    /// Numbers of type Double are multiplied by it.
+    double scale = 1.0;
+
+    bool operator==(const PointColumn&) const = default;
+};
+
+/// What is read of the points, and what is made of it: one value per cell for each reduction.
+struct ReductionPlan {
+    struct Reduction {
+        std::size_t column;
+        DirectionAndFilter wanted;
+    };
+
+    PointNeeds needs;
+    std::vector<PointColumn> columns;
+    std::vector<Reduction> reductions;
+};
+
+/// Points of a piece of records that were found in a window, in their order.
+struct FoundPoints {
+    const RecordLayout* layout = nullptr;
+    const std::byte* records = nullptr;
+    /// Which of the records they are.
+    std::span<const std::uint32_t> ordinals;
+    /// x, y, z of each.
+    const double* positions = nullptr;
+};
+
+/// Reduces a column piece by piece.
+class ColumnReduction {
+public:
+    virtual ~ColumnReduction() = default;
+    virtual void finish(std::uint64_t firstCell, std::span<const std::uint32_t> counts) = 0;
+    virtual Quill::ArrayPtr results() const = 0;
+};
+
+/// The values of a column for the points that were taken so far.
+class ColumnStore {
+public:
+    virtual ~ColumnStore() = default;
+
+    virtual void take(const FoundPoints& points) = 0;
+    /// Null if the filter needs all values at once.
+    virtual std::unique_ptr<ColumnReduction> makeReduction(const Quill::MultiIndex<3>& sizes,
+                                                           const DirectionAndFilter& wanted) const = 0;
+    /// Feeds a reduction that a store of the same column made.
+    virtual void reduce(std::span<const std::uint32_t> cells, ColumnReduction& reduction) const = 0;
+    /// Its first value; they are of the type of the column.
+    virtual const void* data() const = 0;
+    virtual std::size_t size() const = 0;
+    virtual void clear() = 0;
+    /// All values as an array; the store is empty afterwards.
+    virtual Quill::ArrayPtr moveToArray() = 0;
+};
+
+/// A store with room for `expected` values. The column must outlive it.
+std::unique_ptr<ColumnStore> makeColumnStore(const PointColumn& column, std::size_t expected);
+
+/// The values of a store of a column of T.
+template <class T> std::span<const T> valuesOf(const ColumnStore& store) {
+    return {static_cast<const T*>(store.data()), store.size()};
+}
+
+/// Bytes of a value.
+std::size_t valueSize(const PointColumn& column);
+
+} // namespace Tilewright::Io

@@ -1,0 +1,50 @@
+/// PointFinder: finds the points of a piece of records that count and lie in a window, and the cell of each.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include <io/blocks/BlockLattice.h>
+#include <io/blocks/PointColumns.h>
+#include <io/clouds/CloudSelection.h>
+
+namespace Tilewright::Io {
+
+/// For one thread. What it refers to must outlive it.
+class PointFinder {
+public:
+    /// Without a selection every point counts.
+    PointFinder(const BlockLattice& lattice, const CellWindow& window,
+                const std::optional<CloudSelection>& selection);
+
+    /// Finds the points among `count` records; what it gives is valid until the next call.
+    const FoundPoints& find(const RecordLayout& layout, const std::byte* records, std::size_t count);
+
+    /// Of the points that were found last the column and the row in the window, from its south-western
+    /// corner.
+    std::span<const std::uint32_t> columns() const { return {Columns.data(), Found.ordinals.size()}; }
+    std::span<const std::uint32_t> rows() const { return {Rows.data(), Found.ordinals.size()}; }
+
+    /// Appends the cell of each point that was found last: its number in the window, row by row from the
+    /// south. The window must have fewer than 2^32 cells.
+    void appendCells(std::vector<std::uint32_t>& cells) const;
+
+private:
+    std::size_t findCandidates(const RecordFormat& format, const std::byte* records, std::size_t count);
+    std::size_t dropUnselected(const RecordFormat& format, const std::byte* records, std::size_t found);
+    std::size_t keepInWindow(std::size_t found);
+
+    const BlockLattice& Lattice;
+    CellWindow Window;
+    CoordinateBox Box;
+    /// The window is the raster: hardly a point is outside.
+    bool IsWhole;
+    SelectionTest Test;
+    FoundPoints Found;
+    std::vector<double> Positions;
+    std::vector<std::uint32_t> Ordinals;
+    std::vector<std::uint32_t> Columns;
+    std::vector<std::uint32_t> Rows;
+};
+
+} // namespace Tilewright::Io

@@ -1,0 +1,33 @@
+/// WindowResult: what the points of a window were reduced to.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include <io/blocks/BlockLattice.h>
+#include <tilewright/arrays/MemArray.h>
+
+namespace Tilewright::Io {
+
+struct WindowResult {
+    CellWindow window;
+    /// The arrays may be those of a larger window: where the first cell of this one is in them, and how far
+    /// apart the rows are.
+    std::uint64_t first = 0;
+    std::uint64_t stride = 0;
+    /// The points of each cell of the arrays.
+    std::span<const std::uint32_t> counts;
+    /// One array per reduction, null for one that gives nothing.
+    std::vector<Quill::ArrayPtr> values;
+    /// Cells with no more points than this have no data.
+    unsigned sparseLimit = 0;
+
+    /// Where a cell of the window is in the arrays.
+    std::uint64_t place(std::uint64_t column, std::uint64_t row) const {
+        return first + row * stride + column;
+    }
+    bool hasData(std::uint64_t place) const { return counts[place] > sparseLimit; }
+};
+
+} // namespace Tilewright::Io
