@@ -34,8 +34,10 @@
 #include <io/runs/BandWords.h>
 #include <io/runs/RasterRequest.h>
 #include <io/runs/RasterRun.h>
+#include <io/runs/RunPlan.h>
 #include <io/system/Bytes.h>
 #include <io/system/Errors.h>
+#include <io/system/FileState.h>
 #include <io/system/MappedFile.h>
 #include <io/system/NumberText.h>
 #include <io/system/ScratchFile.h>

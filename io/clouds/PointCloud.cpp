@@ -1,12 +1,9 @@
 #include <io/clouds/PointCloud.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <set>
 #include <system_error>
 #include <utility>
-
-#include <sys/stat.h>
 
 #include <io/formats/ReadOptions.h>
 #include <io/gdal/CoordinateSystem.h>
@@ -53,21 +50,8 @@ std::vector<CloudField> commonFields(std::span<const std::unique_ptr<PointSource
     return fields;
 }
 
-} // namespace
-
-PointCloud::FileState PointCloud::stateOf(const fs::path& path) {
-    struct stat status = {};
-    if (::stat(path.c_str(), &status) != 0)
-        throw InputError(path.string() + ": cannot be opened: " + std::generic_category().message(errno));
-    return {path,
-            status.st_dev,
-            status.st_ino,
-            static_cast<std::uint64_t>(status.st_size),
-            {status.st_mtim.tv_sec, status.st_mtim.tv_nsec, status.st_ctim.tv_sec, status.st_ctim.tv_nsec}};
-}
-
 /// The files without those that come again, by whatever path.
-std::vector<PointCloud::FileState> PointCloud::distinctFiles(std::span<const fs::path> files) {
+std::vector<FileState> distinctFiles(std::span<const fs::path> files) {
     std::set<std::pair<std::uint64_t, std::uint64_t>> seen;
     std::vector<FileState> distinct;
     for (const fs::path& path : files) {
@@ -77,6 +61,8 @@ std::vector<PointCloud::FileState> PointCloud::distinctFiles(std::span<const fs:
     }
     return distinct;
 }
+
+} // namespace
 
 PointCloud::PointCloud(std::span<const fs::path> files, const CloudOptions& options, bool ignoreSystems) {
     ReadOptions reading = readOptionsOf(options);

@@ -1,7 +1,6 @@
 /// PointCloud: any number of files as one cloud.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -12,6 +11,7 @@
 
 #include <io/formats/PointFile.h>
 #include <io/records/PointSource.h>
+#include <io/system/FileState.h>
 #include <tilewright/export.h>
 
 namespace Tilewright::Io {
@@ -32,6 +32,8 @@ public:
     PointCloud(std::span<const std::filesystem::path> files, const CloudOptions& options, bool ignoreSystems);
 
     const std::vector<std::unique_ptr<PointSource>>& sources() const noexcept { return Sources; }
+    /// Of each source, when it was opened.
+    const std::vector<FileState>& files() const noexcept { return Files; }
     std::uint64_t pointCount() const noexcept { return Count; }
     const std::string& coordinateSystem() const noexcept { return System; }
 
@@ -48,21 +50,6 @@ public:
     void checkUnchanged() const;
 
 private:
-    /// What the system says of a file, as far as a change of its contents shows there.
-    struct FileState {
-        std::filesystem::path path;
-        std::uint64_t device = 0;
-        std::uint64_t inode = 0;
-        std::uint64_t size = 0;
-        /// Of the contents, and of all that there is to know of the file, which no program can set: in
-        /// seconds and nanoseconds.
-        std::array<std::int64_t, 4> changed = {};
-
-        bool operator==(const FileState&) const = default;
-    };
-    static std::vector<FileState> distinctFiles(std::span<const std::filesystem::path> files);
-    static FileState stateOf(const std::filesystem::path& path);
-
     std::vector<FileState> Files;
     std::vector<std::unique_ptr<PointSource>> Sources;
     std::vector<CloudField> Fields;

@@ -1,0 +1,51 @@
+#include <io/runs/Finishing.h>
+
+#include <optional>
+
+#include <io/preview/Preview.h>
+#include <io/runs/PixelRange.h>
+#include <io/runs/PixelTypeNames.h>
+#include <io/runs/RunSteps.h>
+#include <io/system/Errors.h>
+#include <io/system/NumberText.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+/// A driver would cut pixels to their bits without a word.
+void checkBits(const RasterDescription& file, const RasterWriter& writer) {
+    const auto bits = rangeOfBits(file.type, nameOf(file.type), file.creationOptions);
+    for (std::size_t b = 0; bits && b < file.bands.size(); ++b) {
+        const BandStatistics statistics = writer.statistics(b);
+        if (statistics.count != 0 && !(bits->holds(statistics.least) && bits->holds(statistics.greatest)))
+            throw OutputError(writer.path().string() + ": NBITS can't hold the band " + file.bands[b].name +
+                              ", which has values from " + exactNumber(statistics.least) + " to " +
+                              exactNumber(statistics.greatest));
+    }
+}
+
+} // namespace
+
+void finishFiles(const RunPlan& plan, RasteredFiles& files, const OutputGuard& guard,
+                 const RunProgress& progress) {
+    const StepReport report = reportOf(progress, "finishing", "");
+    for (std::size_t f = 0; f < files.writers.size(); ++f) {
+        RasterWriter& writer = files.writers[f];
+        writer.addMetadata("RASTERED_POINTS", std::to_string(files.result.points));
+        writer.close();
+        checkBits(files.descriptions[f], writer);
+        if (report && !report(f, files.writers.size()))
+            throw Interruption();
+    }
+    std::optional<PendingPreview> preview;
+    if (plan.picture) {
+        PreviewOptions options;
+        options.relief = plan.picture->relief;
+        options.classes = plan.picture->classes;
+        preview.emplace(files.writers.front().hiddenPath(), options, plan.picture->path, guard);
+    }
+    finishAll(files.writers, preview ? preview->folder() : nullptr);
+}
+
+} // namespace Tilewright::Io

@@ -1,0 +1,145 @@
+#include <io/runs/Rastering.h>
+
+#include <io/runs/NoDataChoice.h>
+#include <io/runs/OutputCheck.h>
+#include <io/runs/PixelRange.h>
+#include <io/runs/PixelTypeNames.h>
+#include <io/runs/RunSteps.h>
+#include <io/system/Errors.h>
+#include <io/system/NumberText.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::vector<NoDataChoice> choicesFor(const RunPlan& plan) {
+    std::vector<NoDataChoice> choices;
+    for (const PlannedOutput& output : plan.outputs) {
+        const PixelType type = output.description.type;
+        const auto bits = rangeOfBits(type, nameOf(type), output.description.creationOptions);
+        if (output.hasNoData && plan.nodata && bits && !bits->holds(*plan.nodata))
+            throw UsageError("NBITS leaves no room for the nodata value " + exactNumber(*plan.nodata));
+        choices.emplace_back(type, output.keepsType, bits);
+    }
+    return choices;
+}
+
+RasterDescription describe(const PlannedOutput& output, const NoDataChoice& choice,
+                           std::optional<double> nodata) {
+    RasterDescription description = output.description;
+    description.type = choice.type();
+    if (output.hasNoData)
+        description.nodata = nodata ? std::optional<NoData>(*nodata) : choice.value();
+    return description;
+}
+
+/// Of all files that will appear, those included that come with others.
+std::vector<fs::path> allPlaces(const RunPlan& plan, const std::vector<RasterWriter>& writers) {
+    std::vector<fs::path> places;
+    for (const RasterWriter& writer : writers)
+        places.insert(places.end(), writer.places().begin(), writer.places().end());
+    if (plan.picture)
+        places.push_back(plan.picture->path);
+    return places;
+}
+
+std::unique_ptr<SquareReader> makeReader(const PlannedRun& run, const BlockLattice& lattice,
+                                         const RunProgress& progress) {
+    const RunPlan& plan = run.plan;
+    const PlannedReading& reading = plan.reading;
+    const auto make = reading.isSorted ? makeSortedReader : makeStretchReader;
+    return make(*run.cloud, run.index, lattice, plan.job.plan.needs, reading.side,
+                {plan.job.threads, reading.memory, reading.scratch, reportOf(progress, "sorting", "")});
+}
+
+/// Moves on the choices whose value some cell with data has; false if there are none, or nothing to move to.
+bool moveNoData(const RunPlan& plan, const JobResult& result, std::uint64_t cells,
+                std::vector<NoDataChoice>& choices) {
+    bool hasMoved = false;
+    for (std::size_t f = 0; f < choices.size(); ++f) {
+        if (!result.clashes[f].happened || plan.nodata)
+            continue;
+        const auto outcome = choices[f].avoid(result.clashes[f], result.filledCells == cells);
+        if (outcome == NoDataChoice::Outcome::Exhausted)
+            throw OutputError(plan.outputs[f].path.string() + ": the data leave no value of " +
+                              nameOf(choices[f].type()) +
+                              (choices[f].hasBits() ? " in so few bits (NBITS)" : "") +
+                              " for cells without data; choose another --type, or a --nodata to share");
+        hasMoved |= outcome == NoDataChoice::Outcome::Moved;
+    }
+    return hasMoved;
+}
+
+void noteTypes(const RunPlan& plan, RasteredFiles& files) {
+    for (std::size_t f = 0; f < plan.outputs.size(); ++f) {
+        const PixelType planned = plan.outputs[f].description.type;
+        const PixelType type = files.descriptions[f].type;
+        const std::string path = plan.outputs[f].path.string();
+        if (type != planned)
+            files.notes.push_back("all values of " + std::string(nameOf(planned)) +
+                                  " are data, and cells without data need one; so " + path + " has " +
+                                  nameOf(type));
+        if (files.result.clashes[f].happened && plan.nodata)
+            files.notes.push_back("cells with data have the nodata value " + exactNumber(*plan.nodata) +
+                                  " in " + path);
+    }
+}
+
+void noteCutCells(const RunPlan& plan, RasteredFiles& files) {
+    for (std::size_t b = 0; b < plan.job.bands.size(); ++b) {
+        const std::uint64_t cut = files.result.cutCells[b];
+        if (cut == 0)
+            continue;
+        const JobBand& band = plan.job.bands[b];
+        const RasterDescription& description = files.descriptions[band.file];
+        const PixelRange range = rangeOf(description.type);
+        files.notes.push_back(std::to_string(cut) + (cut == 1 ? " cell" : " cells") + " of the band " +
+                              description.bands[band.number].name + " had to be cut to " +
+                              nameOf(description.type) + ", " + exactNumber(range.least) + " to " +
+                              exactNumber(range.greatest));
+    }
+}
+
+/// Rasters until no cell with data has the value of those without: mostly once.
+RasteredFiles rasterAll(const PlannedRun& run, const OutputGuard& guard, const RunProgress& progress) {
+    const RunPlan& plan = run.plan;
+    const BlockLattice lattice = plan.makeLattice();
+    const std::unique_ptr<SquareReader> reader = makeReader(run, lattice, progress);
+    std::vector<NoDataChoice> choices = choicesFor(plan);
+    RasteredFiles files;
+    do {
+        files.writers.clear();
+        files.descriptions.clear();
+        for (std::size_t f = 0; f < plan.outputs.size(); ++f) {
+            files.descriptions.push_back(describe(plan.outputs[f], choices[f], plan.nodata));
+            files.writers.emplace_back(plan.outputs[f].path, files.descriptions.back(), guard);
+        }
+        expectDistinct(allPlaces(plan, files.writers));
+        FileSink sink(files.writers, plan.job.bands);
+        files.result =
+            runJob(plan.job, lattice, *reader, files.descriptions, sink, reportOf(progress, "rastering"));
+    } while (moveNoData(plan, files.result, lattice.cells(), choices));
+    noteTypes(plan, files);
+    noteCutCells(plan, files);
+    return files;
+}
+
+} // namespace
+
+RasteredFiles rasterFiles(const PlannedRun& run, const OutputGuard& guard, const RunProgress& progress) {
+    // A file that changes meanwhile may make anything fail, so that is said first.
+    try {
+        RasteredFiles files = rasterAll(run, guard, progress);
+        run.cloud->checkUnchanged();
+        return files;
+    } catch (const Interruption&) {
+        throw;
+    } catch (const Error&) {
+        run.cloud->checkUnchanged();
+        throw;
+    }
+}
+
+} // namespace Tilewright::Io

@@ -1,0 +1,89 @@
+#include <io/runs/RunInput.h>
+
+#include <io/clouds/FileSearch.h>
+#include <io/gdal/CoordinateSystem.h>
+#include <io/preview/Preview.h>
+#include <io/rasters/ExistingRaster.h>
+#include <io/rasters/RasterFormat.h>
+#include <io/runs/PixelTypeNames.h>
+#include <io/runs/Resources.h>
+#include <io/runs/RunSteps.h>
+#include <io/system/Errors.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::uint64_t bytesOf(const std::vector<fs::path>& files) {
+    std::uint64_t bytes = 0;
+    std::error_code failed;
+    for (const fs::path& file : files)
+        if (const auto size = fs::file_size(file, failed); !failed)
+            bytes += size;
+    return bytes;
+}
+
+/// The system of a cloud that is to lie on the cells of another raster. One of the two may say nothing about
+/// heights.
+std::string systemLike(const RasterGeometry& like, const RunInput& input, const RasterRequest& request) {
+    if (like.wkt.empty() || !request.coordinateSystem.empty())
+        return input.system;
+    const bool isPartly = isSameWithoutHeights(input.system, like.wkt) &&
+                          (verticalUnitOf(input.system).empty() || verticalUnitOf(like.wkt).empty());
+    if (!input.system.empty() && !isPartly && !isSameCoordinateSystem(input.system, like.wkt))
+        throw InputError(input.cloud->name() + " is in " + systemName(input.system) + ", and " +
+                         request.like + " in " + systemName(like.wkt) + "; --srs would override both");
+    return input.system.empty() || verticalUnitOf(input.system).empty() ? like.wkt : input.system;
+}
+
+} // namespace
+
+OutputStyle styleOf(const RasterRequest& request) {
+    OutputStyle style;
+    style.driver = driverOf(request.driver, request.output);
+    if (!request.preview.empty() && !isPreviewName(request.preview))
+        throw UsageError("the preview '" + request.preview + "' is none of .png, .jpg and .jpeg");
+    checkCreationOptions(style.driver, request.creationOptions);
+    style.type = readPixelType(request.pixelType);
+    return style;
+}
+
+fs::path scratchOf(const RasterRequest& request) {
+    if (!request.scratch.empty())
+        return request.scratch;
+    const fs::path folder = fs::path(request.output).parent_path();
+    return folder.empty() ? fs::path(".") : folder;
+}
+
+CloudOptions cloudOptions(std::uint64_t bytes, std::uint64_t memory, const fs::path& scratch,
+                          const RunProgress& progress) {
+    CloudOptions options;
+    options.scratch = scratch;
+    options.keepPages = bytes <= memory / 8 * 5;
+    options.report = reportOf(progress, "reading");
+    return options;
+}
+
+RunInput openInput(const RasterRequest& request, const RunProgress& progress) {
+    RunInput input;
+    if (!request.coordinateSystem.empty())
+        input.system = coordinateSystemFromUser(request.coordinateSystem);
+    input.files = findPointFiles(request.inputs);
+    const std::uint64_t bytes = bytesOf(input.files);
+    const CloudOptions options = cloudOptions(bytes, memoryToUse(request), scratchOf(request), progress);
+    input.mappedBytes = options.keepPages ? bytes : 0;
+    input.cloud = std::make_unique<PointCloud>(input.files, options, !input.system.empty());
+    if (input.system.empty())
+        input.system = input.cloud->coordinateSystem();
+    if (!request.like.empty()) {
+        input.like = geometryOf(request.like);
+        input.system = systemLike(*input.like, input, request);
+    }
+    if (input.cloud->pointCount() == 0 && !request.bounds && !input.like)
+        throw InputError(input.cloud->name() + " has no points");
+    return input;
+}
+
+} // namespace Tilewright::Io

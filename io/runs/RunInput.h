@@ -1,0 +1,52 @@
+/// RunInput: what a run works on, checked and open.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <io/clouds/PointCloud.h>
+#include <io/rasters/RasterDescription.h>
+#include <io/runs/RasterRequest.h>
+#include <io/runs/RasterRun.h>
+
+namespace Tilewright::Io {
+
+/// What a request says of the files to write, which shows before anything is read.
+struct OutputStyle {
+    /// As GDAL calls it.
+    std::string driver;
+    /// The type that the user wants.
+    std::optional<PixelType> type;
+};
+
+/// Throws UsageError for a format, a type or an option that does not exist.
+OutputStyle styleOf(const RasterRequest& request);
+
+struct RunInput {
+    /// All that were found, those included that are one file by several names.
+    std::vector<std::filesystem::path> files;
+    std::unique_ptr<PointCloud> cloud;
+    /// The coordinate system of the raster as WKT; empty for none.
+    std::string system;
+    /// The raster that this one is to be like.
+    std::optional<RasterGeometry> like;
+    /// Of memory that mapped files take.
+    std::uint64_t mappedBytes = 0;
+};
+
+/// Throws InputError for files that cannot be read, that have no points, or that are in another coordinate
+/// system than the raster that the request names as a model.
+RunInput openInput(const RasterRequest& request, const RunProgress& progress);
+
+/// Where what does not fit into memory goes.
+std::filesystem::path scratchOf(const RasterRequest& request);
+
+/// How to open files of so many bytes. Those of small clouds stay in memory.
+CloudOptions cloudOptions(std::uint64_t bytes, std::uint64_t memory, const std::filesystem::path& scratch,
+                          const RunProgress& progress);
+
+} // namespace Tilewright::Io

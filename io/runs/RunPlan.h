@@ -1,0 +1,122 @@
+/// RunPlan: all that is decided before the first point is rastered.
+///
+/// A plan is a value: it holds no open file and refers to nothing, so that it can be written down and carried
+/// out later or elsewhere. Together with the cloud and its index it makes the same files wherever that is.
+/// Relative paths are relative to the folder in which the plan is carried out.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <io/blocks/BlockLattice.h>
+#include <io/blocks/RasterJob.h>
+#include <io/clouds/CloudIndex.h>
+#include <io/clouds/PointCloud.h>
+#include <io/rasters/RasterDescription.h>
+#include <io/runs/RasterRun.h>
+#include <io/system/FileState.h>
+#include <tilewright/export.h>
+
+namespace Tilewright::Io {
+
+/// A file of the cloud, as it was when the plan was made.
+struct PlannedInput {
+    std::filesystem::path path;
+    std::uint64_t bytes = 0;
+    FileTime modified;
+    std::uint64_t points = 0;
+
+    bool operator==(const PlannedInput&) const = default;
+};
+
+struct PlannedOutput {
+    std::filesystem::path path;
+    /// Without a nodata value: it has to be one that no cell with data has, and is chosen by what comes out.
+    /// The type may become a wider one for its sake.
+    RasterDescription description;
+    /// The type is the user's own, and stays.
+    bool keepsType = false;
+    /// Whether cells without data are marked by a value.
+    bool hasNoData = true;
+};
+
+/// A picture of the first band of the first file.
+struct PlannedPicture {
+    std::filesystem::path path;
+    bool relief = false;
+    bool classes = false;
+};
+
+/// How the records of the cloud are brought into the order of the raster.
+struct PlannedReading {
+    /// Cells along a side of the squares that are read at a time.
+    std::uint64_t side = BlockLattice::blockSide;
+    /// Whether the points lie in no order and are sorted first.
+    bool isSorted = false;
+    /// Bytes for points that are sorted, and the folder for those that don't fit.
+    std::uint64_t memory = 0;
+    std::filesystem::path scratch;
+    /// Whether pages of the files may stay in memory.
+    bool keepsPages = false;
+};
+
+struct RunPlan {
+    /// What to call the cloud in a message.
+    std::string cloud;
+    /// In the order of the points.
+    std::vector<PlannedInput> inputs;
+    /// Further paths to the same files.
+    std::vector<std::filesystem::path> otherNames;
+    /// As it was asked for; empty for all points.
+    std::string selection;
+
+    /// The lattice follows from them; x first.
+    std::array<LatticeAxis::Request, 2> lattice;
+    std::string coordinateSystem;
+    /// All blocks, in the machine's share of memory and threads.
+    RasterJob job;
+    PlannedReading reading;
+
+    /// As it was asked for: the name of the only file, or what those of several begin with.
+    std::filesystem::path output;
+    std::vector<PlannedOutput> outputs;
+    std::optional<PlannedPicture> picture;
+    /// The user's own value of cells without data.
+    std::optional<double> nodata;
+    bool overwrite = false;
+
+    /// Bytes that the threads take at their peak, roughly.
+    std::uint64_t memory = 0;
+    /// What the user should know of the plan, one line each.
+    std::vector<std::string> notes;
+
+    std::uint64_t points() const;
+    BlockLattice makeLattice() const { return {lattice[0], lattice[1]}; }
+};
+
+/// A plan with what it is carried out on.
+struct PlannedRun {
+    RunPlan plan;
+    std::unique_ptr<PointCloud> cloud;
+    CloudIndex index;
+};
+
+/// Opens and measures the cloud. Throws as runRaster() does.
+TILEWRIGHT_API PlannedRun planRun(const RasterRequest& request, const RunProgress& progress = {});
+
+/// Throws UsageError or OutputError for files that could not be written, or that may not be replaced, as far
+/// as can be known without trying.
+TILEWRIGHT_API void checkOutputs(const RunPlan& plan);
+
+/// Says what would be made.
+TILEWRIGHT_API RasterReport describeRun(const RunPlan& plan);
+
+/// Makes the files. Throws as runRaster() does.
+TILEWRIGHT_API RasterReport carryOut(const PlannedRun& run, const RunProgress& progress = {});
+
+} // namespace Tilewright::Io

@@ -1,0 +1,87 @@
+#include <io/runs/RunReport.h>
+
+#include <algorithm>
+
+#include <io/runs/NoDataChoice.h>
+#include <io/runs/PixelTypeNames.h>
+#include <io/runs/RunLattice.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+std::string requestOf(const BandDescription& band) {
+    const auto found =
+        std::ranges::find(band.metadata, "REQUEST", &std::pair<std::string, std::string>::first);
+    return found == band.metadata.end() ? "" : found->second;
+}
+
+void describeBands(const PlannedOutput& output, RasterReport& report) {
+    for (const BandDescription& band : output.description.bands) {
+        BandReport described;
+        described.name = band.name;
+        described.path = output.path.string();
+        described.request = requestOf(band);
+        described.unit = band.unit;
+        described.type = nameOf(output.description.type);
+        report.bands.push_back(described);
+    }
+}
+
+void reportBand(const RasterDescription& file, const BandStatistics& statistics, BandReport& report) {
+    report.type = nameOf(file.type);
+    if (file.nodata)
+        report.nodata = asNumber(*file.nodata);
+    report.filled = statistics.count;
+    report.filledHoles = statistics.filledHoles;
+    if (statistics.count != 0) {
+        report.range = {{statistics.least, statistics.greatest}};
+        report.mean = statistics.mean;
+    }
+}
+
+} // namespace
+
+RasterReport describeRun(const RunPlan& plan) {
+    const BlockLattice lattice = plan.makeLattice();
+    RasterReport report;
+    report.cloud = plan.cloud;
+    report.files = plan.inputs.size();
+    report.points = plan.points();
+    report.columns = lattice.x().cells();
+    report.rows = lattice.y().cells();
+    report.cell = {lattice.x().cellSize(), lattice.y().cellSize()};
+    report.extent = extentOf(lattice);
+    report.coordinateSystem = plan.coordinateSystem;
+    report.threads = plan.job.threads;
+    report.memory = plan.memory;
+    report.dryRun = true;
+    report.notes = plan.notes;
+    for (const PlannedOutput& output : plan.outputs) {
+        report.outputBytes +=
+            lattice.cells() * output.description.bands.size() * bytesOf(output.description.type);
+        describeBands(output, report);
+    }
+    return report;
+}
+
+RasterReport reportOn(const RunPlan& plan, const RasteredFiles& files) {
+    RasterReport report = describeRun(plan);
+    report.dryRun = false;
+    report.sorted = plan.reading.isSorted;
+    report.rastered = files.result.points;
+    report.filled = files.result.filledCells;
+    report.notes.insert(report.notes.end(), files.notes.begin(), files.notes.end());
+    if (files.result.points == 0)
+        report.notes.emplace_back(plan.selection.empty()
+                                      ? "no point lies within the bounds; all cells are empty"
+                                      : "no point passes the selection; all cells are empty");
+    for (std::size_t b = 0; b < plan.job.bands.size(); ++b) {
+        const JobBand& band = plan.job.bands[b];
+        reportBand(files.descriptions[band.file], files.writers[band.file].statistics(band.number),
+                   report.bands[b]);
+    }
+    return report;
+}
+
+} // namespace Tilewright::Io
