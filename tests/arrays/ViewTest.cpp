@@ -10,26 +10,6 @@
 namespace Quill {
 namespace {
 
-template <int N> void expectWalkInStorageOrder(const MultiIndex<N>& size) {
-    MultiIndex<N> index;
-    unsigned long long steps = 0;
-    do {
-        unsigned long long linear = 0;
-        for (std::size_t c = N; c-- > 0;) {
-            ASSERT_LT(index[c], size[c]);
-            linear = linear * size[c] + index[c];
-        }
-        ASSERT_EQ(linear, steps++);
-    } while (index.inc(size));
-    EXPECT_TRUE(steps == size.product() && index == MultiIndex<N>()) << "ready for the next walk";
-}
-
-TEST(MultiIndex, WalksEveryPositionInTheOrderOfTheStorage) {
-    expectWalkInStorageOrder<2>({3, 2});
-    expectWalkInStorageOrder<3>({3, 4, 2});
-    expectWalkInStorageOrder<4>({2, 3, 1, 2});
-}
-
 std::vector<float> numbers(std::size_t count) {
     std::vector<float> result(count);
     std::iota(result.begin(), result.end(), 0.f);
@@ -85,18 +65,19 @@ TEST(Triples, LieInPlanesOrSideBySide) {
     EXPECT_EQ((FixedArray<double, 3>(Proxy{&sideBySide, 2})), (FixedArray<double, 3>{9, 10, 11}));
 
     double* const scalars = storage.front().data();
+    const auto shapeOf = [](const Iterator<double>& run) {
+        return std::array{run.count, run.stride, run.componentStride, run.firstSkip, run.lastSkip};
+    };
     for (const int component : {0, 1, 2}) {
-        const Iterator<double> plane(planes, component);
-        EXPECT_EQ(plane.data, scalars + 4) << "always the plane behind the first one";
-        EXPECT_TRUE(plane.count == 4 && plane.stride == 1 && plane.componentStride == 4 &&
-                    plane.firstSkip == 1 && plane.lastSkip == 1);
-        const Iterator<double> column(sideBySide, component);
+        const Iterator<double> plane(planes, component), column(sideBySide, component);
+        EXPECT_EQ(plane.data, scalars + 4) << "always the plane after the first one";
+        EXPECT_THAT(shapeOf(plane), testing::ElementsAre(4, 1, 4, 1, 1));
         EXPECT_EQ(column.data, scalars + component);
-        EXPECT_TRUE(column.count == 12 && column.stride == 3 && column.componentStride == 0 &&
-                    column.firstSkip == 1 && column.lastSkip == 1);
+        EXPECT_THAT(shapeOf(column), testing::ElementsAre(12, 3, 0, 1, 1));
     }
     planes.data = sideBySide.data = nullptr;
-    EXPECT_FALSE(Iterator<double>(planes, 1).data || Iterator<double>(sideBySide, 1).data);
+    EXPECT_EQ(Iterator<double>(planes, 1).data, nullptr);
+    EXPECT_EQ(Iterator<double>(sideBySide, 1).data, nullptr);
 }
 
 struct Source : DataCreator<float> {

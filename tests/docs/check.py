@@ -1,6 +1,6 @@
 """check.py ROOT: holds the documents of a checkout against it.
 
-A block of C++ has to stand in a file of examples/, line for line and without a gap, so that what a reader copies
+A block of C++ has to be part of a file of examples/, line for line and without a gap, so that what a reader copies
 has been compiled. A relative link has to lead to a file, and its anchor to a heading.
 """
 
@@ -9,7 +9,6 @@ import sys
 import urllib.parse
 from pathlib import Path
 
-CPP = {"cpp", "c++", "cxx", "cc", "h", "hpp"}
 # [text](target), ![text](target "title"), <img src="target">, and [label]: target
 LINKS = re.compile(
     r"""\]\(\s*<?([^)\s>]+)>?[^)]*\) | <[a-z]+\s[^>]*\b(?:href|src)="([^"]+)" | ^\s*\[[^]]+\]:\s*(\S+)""",
@@ -36,17 +35,8 @@ def split(document):
 
 def anchors(document):
     """The anchors that the headings of a document get."""
-    found = set()
-    for _, line in split(document)[0]:
-        heading = re.match(r"#{1,6}\s+(.*?)\s*#*$", line)
-        if heading:
-            name = re.sub(r"[^\w\- ]", "", heading[1].lower()).replace(" ", "-")
-            repeated, suffix = name, 0
-            while repeated in found:
-                suffix += 1
-                repeated = f"{name}-{suffix}"
-            found.add(repeated)
-    return found
+    headings = [re.match(r"#{1,6}\s+(.*?)\s*#*$", line) for _, line in split(document)[0]]
+    return {re.sub(r"[^\w\- ]", "", h[1].lower()).replace(" ", "-") for h in headings if h}
 
 
 def contains(lines, block):
@@ -56,14 +46,14 @@ def contains(lines, block):
 def check_blocks(blocks, examples):
     for number, language, lines in blocks:
         if not language:
-            yield number, "a block without a language escapes the check; use text for what is no code"
-        elif language in CPP and not any(contains(example, lines) for example in examples):
-            yield number, "this C++ stands in no file of examples/"
+            yield number, "a block without a language escapes the check; use text for what is not code"
+        elif language in ("cpp", "c++") and not any(contains(example, lines) for example in examples):
+            yield number, "this C++ is in no file of examples/"
 
 
 def check_links(document, root, prose):
     for number, line in prose:
-        # What stands in backticks is shown and not followed.
+        # What is in backticks is shown and not followed.
         for groups in LINKS.findall(re.sub(r"`[^`]*`", "", line)):
             link = next(filter(None, groups))
             if re.match(r"[a-z][a-z0-9+.-]*:", link):
@@ -81,8 +71,7 @@ def main():
     documents = sorted([*root.glob("*.md"), *root.glob("docs/**/*.md")])
     sources = [*root.glob("examples/*.cpp"), *root.glob("examples/*.h")]
     examples = [source.read_text(encoding="utf-8").splitlines() for source in sources]
-    faults = 0
-    checked = 0
+    faults = checked = 0
     for document in documents:
         prose, blocks, is_open = split(document)
         found = [*check_blocks(blocks, examples), *check_links(document, root, prose)]
@@ -91,7 +80,7 @@ def main():
         for number, what in sorted(found):
             print(f"{document.relative_to(root)}:{number}: {what}")
         faults += len(found)
-        checked += sum(language in CPP for _, language, _ in blocks)
+        checked += sum(language == "cpp" for _, language, _ in blocks)
     # A check that finds nothing to look at has lost its way.
     if checked == 0 or not examples:
         print("no document shows any C++, or there are no examples")

@@ -7,45 +7,44 @@ using namespace TestSupport;
 using Quill::SkeletonID;
 using FragmentedGrid = Quill::RegularlyFragmentedGrid<3>;
 
-Quill::FieldPtr plainField() { return Larder::Ref<Quill::Field>(Quill::FragmentIDCollectionPtr()); }
-
 TEST(Grid, LooksUpTheLeastVertexSkeletonAndMakesNothing) {
     const Larder::Ref<Quill::Grid> grid;
-    EXPECT_FALSE(grid->getSkeleton(SkeletonID(3, 0)) || grid->getSkeleton(SkeletonID(3, 0)) ||
-                 grid->CartesianPositions());
+    for (int repeat = 0; repeat < 2; ++repeat)
+        EXPECT_FALSE(grid->getSkeleton(SkeletonID(3, 0)));
+    EXPECT_FALSE(grid->CartesianPositions());
     (*grid)[SkeletonID(0, 2)];
     EXPECT_FALSE(grid->findVertices(-1)) << "only depth 0 means vertices";
     EXPECT_FALSE(grid->getCartesianRepresentation(""));
     grid->makeCartesianRepresentation(3, "", 0);
     const Quill::Skeleton& line = (*grid)[SkeletonID(1, 0)];
     EXPECT_EQ(grid->findVertices(-1).rawptr(), &line);
-    EXPECT_TRUE(grid->findVertices(3) && !grid->findVertices(2));
+    EXPECT_TRUE(grid->findVertices(3));
+    EXPECT_FALSE(grid->findVertices(2));
     EXPECT_TRUE(grid->getCartesianRepresentation("")) << "the first vertex skeleton has none, the second has";
 }
 
-TEST(Grid, SkeletonsRepresentationsAndFieldSlotsStayWhereTheyAre) {
-    const Larder::Ref<Quill::Grid> grid;
-    Quill::Representation& output = grid->makeCartesianRepresentation(3, "", 0);
-    output["Positions"] = plainField();
-    const Quill::FieldPtr& positions = output.findField("Positions");
+struct Fields : testing::Test {
+    Larder::Ref<Quill::Grid> grid;
+    Quill::Representation& fields = grid->makeCartesianRepresentation(3, "", 0);
+};
+
+TEST_F(Fields, StayWhereTheyAre) {
+    fields["Positions"] = plainField();
+    const Quill::FieldPtr& positions = fields.findField("Positions");
     for (int i = 0; i < 100; ++i) {
         grid->makeCartesianRepresentation(3, "chart" + std::to_string(i), 1);
-        output["field" + std::to_string(i)] = plainField();
+        fields["field" + std::to_string(i)] = plainField();
     }
-    EXPECT_EQ(&grid->makeCartesianRepresentation(3, "", 0), &output);
-    EXPECT_EQ(&output.findField("Positions"), &positions);
-    EXPECT_NE(&grid->makeCartesianRepresentation(3, "", 1), &output) << "charts differ by number";
+    EXPECT_EQ(&grid->makeCartesianRepresentation(3, "", 0), &fields);
+    EXPECT_EQ(&fields.findField("Positions"), &positions);
+    EXPECT_NE(&grid->makeCartesianRepresentation(3, "", 1), &fields) << "charts differ by number";
 }
 
-TEST(Representation, VisitsItsOwnFieldsInTheOrderOfTheirNamesArrival) {
-    const Larder::Ref<Quill::Grid> grid;
-    Quill::Representation& fields = grid->makeCartesianRepresentation(3, "", 0);
+TEST_F(Fields, AreVisitedInTheOrderOfTheirNamesArrival) {
     grid->makeCartesianRepresentation(4, "", 0)["elsewhere"] = plainField();
     fields["zebra"]; // The name comes in here, its field last of all.
-    fields["monkey"] = plainField();
-    fields["ant"] = plainField();
-    fields["monkey"] = plainField();
-    fields["zebra"] = plainField();
+    for (const char* const name : {"monkey", "ant", "monkey", "zebra"})
+        fields[name] = plainField();
     EXPECT_EQ(fieldNames(*grid), (std::vector<std::string>{"zebra", "monkey", "ant"}));
 }
 
@@ -105,10 +104,9 @@ TEST(Ages, ComeFromTheClockAtBirth) {
     EXPECT_EQ(field->FragmentAge, 42U);
 }
 
-TEST(Representation, MakesFieldsOfDataOrOfFragmentsOrAnEmptySlot) {
-    const CloudBuilder cloud({2, 1, 1});
-    Quill::Representation& fields = cloud.representation();
-    const Quill::FragmentIDCollectionPtr fragments = cloud.positions()->getFragmentIDCollection();
+TEST_F(Fields, AreMadeOfDataOrOfFragmentsOrAnEmptySlot) {
+    const Larder::Ref<RegularField> regular(Index(2, 1, 1), "Fragment");
+    const Quill::FragmentIDCollectionPtr fragments = regular->getFragmentIDCollection();
     fields.makeField(fields.makeFieldID("empty"), {}, {});
     fields.makeField(fields.makeFieldID("fragments"), fragments, {});
     fields.makeField(fields.makeFieldID("first"), fragments, arrayOf<int>({7}));
@@ -116,28 +114,28 @@ TEST(Representation, MakesFieldsOfDataOrOfFragmentsOrAnEmptySlot) {
     EXPECT_FALSE(fields.findField("empty"));
     const Quill::FieldPtr none = fields.findField("fragments"), first = fields.findField("first"),
                           whole = fields.findField("whole");
-    EXPECT_TRUE(none && none->getFragmentIDCollection() == fragments && none->Creators.empty());
-    EXPECT_TRUE(first->Creators.size() == 1 && first->getData(fragments->findFragmentID(0)));
+    EXPECT_EQ(none->getFragmentIDCollection(), fragments);
+    EXPECT_TRUE(none->Creators.empty());
+    EXPECT_EQ(first->Creators.size(), 1U);
+    EXPECT_TRUE(first->getData(fragments->findFragmentID(0)));
     EXPECT_FALSE(first->getData({})) << "a field with fragments has no data of its own";
-    const Quill::ArrayPtr array = whole->getData({});
-    EXPECT_TRUE(array);
+    EXPECT_TRUE(whole->getData({}));
     EXPECT_FALSE(whole->newFragmentationArray());
     using Flat = Quill::RegularlyFragmentedField<2>;
     EXPECT_FALSE(Larder::Ref<Flat>(Quill::MultiIndex<2>(2, 2), "Flat")->newFragmentationArray());
 }
 
-TEST(Representation, StoresNothingUnderNoName) {
-    const Larder::Ref<Quill::Grid> grid;
-    Quill::Representation& fields = grid->makeCartesianRepresentation(3, "", 0);
+TEST_F(Fields, AreNotStoredUnderNoName) {
     fields.makeField({}, {}, {}) = plainField();
-    EXPECT_TRUE(fieldNames(*grid).empty() && !fields.findField(Quill::FieldIDPtr()));
-    EXPECT_FALSE(fields.setPositions({}) || fields.findFieldID("Positions"));
-    EXPECT_TRUE(fields.setPositions(plainField()) && fields.Positions());
+    EXPECT_EQ(fieldNames(*grid), std::vector<std::string>());
+    EXPECT_FALSE(fields.findField(Quill::FieldIDPtr()));
+    EXPECT_FALSE(fields.setPositions({}));
+    EXPECT_FALSE(fields.findFieldID("Positions"));
+    EXPECT_TRUE(fields.setPositions(plainField()));
+    EXPECT_TRUE(fields.Positions());
 }
 
-TEST(Representation, MayBeWrittenToWhileItIsWalked) {
-    const Larder::Ref<Quill::Grid> grid;
-    Quill::Representation& fields = grid->makeCartesianRepresentation(3, "", 0);
+TEST_F(Fields, MayBeWrittenToWhileTheyAreWalked) {
     for (const char* const name : {"a", "b", "c"})
         fields[name] = plainField();
     const Quill::Field* const before = fields.findField("b").rawptr();
@@ -147,29 +145,28 @@ TEST(Representation, MayBeWrittenToWhileItIsWalked) {
         for (int i = 0; i < 50; ++i)
             fields["new" + std::to_string(i)] = plainField();
         fields["b"] = plainField();
-        EXPECT_EQ(identifier.name == "b", &field == before) << "the walk is over what stood at its start";
+        EXPECT_EQ(identifier.name == "b", &field == before) << "the walk is over what was there at its start";
         return visited.size() < 2; // A false answer ends it.
     });
     EXPECT_EQ(visited, (std::vector<std::string>{"a", "b"}));
 }
 
 TEST(FragmentedGrid, RecordsTheFragmentsOnceAndShowsThemLater) {
-    const CloudBuilder cloud({2, 1, 3});
+    const CloudBuilder cloud({2, 1, 3}), other({5, 5, 5});
     const auto view = FragmentedGrid::create(cloud.grid(), cloud.positions());
     EXPECT_EQ((*view.FragmentArray)[Index(1, 0, 2)], cloud.positions()->getFragmentID({1, 0, 2}));
     EXPECT_EQ(view.FragmentSkeleton, cloud.grid().getSkeleton(SkeletonID(3, 2)));
     EXPECT_EQ(view.FragmentRepresentation, (*view.FragmentSkeleton)(*cloud.grid().findVertices(-1)));
-
-    const CloudBuilder other({5, 5, 5});
-    const auto again = FragmentedGrid::create(cloud.grid(), other.positions());
-    EXPECT_EQ(again.FragmentArray, view.FragmentArray) << "the record that is there stays";
+    EXPECT_EQ(FragmentedGrid::create(cloud.grid(), other.positions()).FragmentArray, view.FragmentArray)
+        << "the record that is there stays";
     EXPECT_EQ(FragmentedGrid(Quill::GridPtr(&cloud.grid())).FragmentArray, view.FragmentArray);
 
     const Larder::Ref<Quill::Grid> bare;
     EXPECT_FALSE(FragmentedGrid::create(*bare, cloud.positions()).theGrid) << "it has no vertices";
     (*bare)[SkeletonID(3, 2)];
     EXPECT_EQ(FragmentedGrid(bare).theGrid, bare);
-    EXPECT_TRUE(FragmentedGrid(bare).FragmentSkeleton && !FragmentedGrid(bare).FragmentRepresentation);
+    EXPECT_TRUE(FragmentedGrid(bare).FragmentSkeleton);
+    EXPECT_FALSE(FragmentedGrid(bare).FragmentRepresentation);
     bare->makeCartesianRepresentation(3, "", 0);
     EXPECT_FALSE(FragmentedGrid(bare).FragmentRepresentation);
     EXPECT_FALSE(FragmentedGrid::create(other.grid(), {}).theGrid);

@@ -4,35 +4,19 @@
 
 #include "tests/property/RandomCase.h"
 
-#include <bit>
 #include <map>
 #include <set>
-#include <typeindex>
 
 namespace Property {
 
 using Count = unsigned long long;
 template <class T> constexpr bool isRecord = !std::is_arithmetic_v<T>;
 
-/// The values of a fragment's cells, or the components of these values, bit by bit. All not-a-numbers count
-/// as the same.
-struct Cells {
-    std::type_index type;
-    std::vector<std::uint64_t> bits{};
+using Cells = TestSupport::CellBits;
+using TestSupport::bitsOf;
 
-    bool operator==(const Cells&) const = default;
-};
-
-template <class E> std::uint64_t bitsOf(E v) {
-    if constexpr (std::is_floating_point_v<E>)
-        return v == v ? std::bit_cast<std::uint64_t>(static_cast<double>(v)) : ~0ULL;
-    else
-        return static_cast<std::uint64_t>(v);
-}
-
-/// All that a call leaves behind.
-struct Outcome {
-    std::string result{}, printed{}, warned{};
+/// All that is left of a call.
+struct Outcome : RasterCall::Outcome {
     std::vector<std::string> progress{};
     /// By fragment: its first cell in the whole lattice, the overlaps with its lower and upper neighbours.
     std::vector<std::array<Index, 3>> places{};
@@ -138,7 +122,7 @@ inline std::optional<std::size_t> cellOf(const point& p, const Lattice& lattice,
 
 template <class T> T converted(double v) {
     if constexpr (std::is_same_v<T, unsigned long long>)
-        return static_cast<T>(v);
+        return v < 0x1p63 ? static_cast<T>(static_cast<long long>(v)) : static_cast<T>(v);
     else if constexpr (std::is_same_v<T, unsigned int>)
         return static_cast<T>(static_cast<long long>(v));
     else if constexpr (std::is_integral_v<T>)
@@ -238,17 +222,18 @@ template <class E> E meanOf(const std::vector<E>& seen, bool isWholeColour) {
 
 /// The start takes part, and bounds the result. A plain number gives way unless it is strictly better; a
 /// component of a record stands unless the next is.
-template <class E> E lowestOf(const std::vector<E>& seen, bool isWholeRecord) {
-    E best = sizeof(E) < 4 ? std::numeric_limits<E>::max() : static_cast<E>(1000000);
+template <class E, class Beats> E extremeOf(const std::vector<E>& seen, E best, Beats beats, bool isRecord) {
     for (const E v : seen)
-        best = isWholeRecord ? (v < best ? v : best) : (best < v ? best : v);
+        best = isRecord ? (beats(v, best) ? v : best) : (beats(best, v) ? best : v);
     return best;
 }
-template <class E> E highestOf(const std::vector<E>& seen, bool isWholeRecord) {
-    E best = std::is_unsigned_v<E> ? E(0) : static_cast<E>(-1000000);
-    for (const E v : seen)
-        best = isWholeRecord ? (v > best ? v : best) : (best > v ? best : v);
-    return best;
+template <class E> E lowestOf(const std::vector<E>& seen, bool isRecord) {
+    const E start = sizeof(E) < 4 ? std::numeric_limits<E>::max() : static_cast<E>(1000000);
+    return extremeOf(seen, start, std::less<>(), isRecord);
+}
+template <class E> E highestOf(const std::vector<E>& seen, bool isRecord) {
+    return extremeOf(seen, std::is_unsigned_v<E> ? E(0) : static_cast<E>(-1000000), std::greater<>(),
+                     isRecord);
 }
 
 template <class E> E medianOf(std::vector<E> seen) {

@@ -10,18 +10,7 @@ using Floats = std::vector<float>;
 using Bytes = std::vector<unsigned char>;
 using Shorts = std::vector<unsigned short>;
 template <class T> using Array1 = Quill::MemArray<1, T>;
-
-struct OddCloud : testing::Test {
-    /// Two fragments of two cells each along x, with nodes at 0 and 1, and at 2 and 3.
-    CloudBuilder in{{2, 1, 1}};
-    Larder::Ref<Quill::Grid> out;
-    RasterCall call;
-
-    OddCloud() {
-        in.box({0, 0, 0}, {4, 1, 9});
-        in.points({{0, 0, 5}, {1, 0, 1}, {0.25, 0, 8}}).points({{3, 0, 2}}, {1, 0, 0});
-    }
-};
+using OddCloud = TwoFragments;
 
 TEST_F(OddCloud, PositionsWithoutStorageArePassedOver) {
     const Quill::ChunkPtr foreign = Larder::Ref<Larder::Chunk<double>>(9U, false),
@@ -48,7 +37,8 @@ TEST_F(OddCloud, FieldsWithFewerValuesThanPointsTakeNoPart) {
     EXPECT_EQ(outcome.warned, "raster: short has fewer values than points"
                               "raster: none has fewer values than points"
                               "raster: foreign has fewer values than points");
-    EXPECT_FALSE(dataOf(*out, "short") || dataOf(*out, "none") || dataOf(*out, "foreign"));
+    for (const char* const name : {"short", "none", "foreign"})
+        EXPECT_FALSE(dataOf(*out, name)) << name;
     EXPECT_EQ(cellsOf<float>(*out, "short", {1, 0, 0}), (Floats{0, 7}));
     EXPECT_EQ(cellsOf<float>(*out, "long"), (Floats{2, 2})) << "what is too much does no harm";
 }
@@ -65,24 +55,9 @@ TEST_F(OddCloud, StorageThatAnArrayMakesForTheAskingIsHeldWhileItIsRead) {
         }
     };
     in.array("lent", Larder::Ref<Lending>());
-    EXPECT_EQ(call(in.grid(), *out), "");
+    EXPECT_EQ(run(), "");
     EXPECT_EQ(cellsOf<float>(*out, "lent"), (Floats{20, 20}));
 }
-
-/// Values that are made one at a time.
-template <class T> struct Maker : Quill::DataCreator<T> {
-    explicit Maker(std::vector<T> values) : Values(std::move(values)) {}
-    Quill::CreativeIterator<T> slice(unsigned, unsigned long long) override { return {}; }
-    T& element(unsigned long long index) override { return Values.at(index); }
-
-    Quill::ArrayPtr array() {
-        Quill::CreativeIterator<T> made;
-        made.creator = this;
-        return Larder::Ref<Array1<T>>(made, Quill::MultiIndex<1>(Values.size()), Quill::ChunkPtr());
-    }
-
-    std::vector<T> Values;
-};
 
 TEST_F(OddCloud, ElementsFromACreatorAreReadOneByOne) {
     Maker<point> places({{0, 0, 5}, {1, 0, 1}, {0.25, 0, 8}});
@@ -90,7 +65,7 @@ TEST_F(OddCloud, ElementsFromACreatorAreReadOneByOne) {
     Maker<int> classes({1, 2, 2});
     in.array("Positions", places.array()).array("a", values.array()).array("class", classes.array());
     call.selection = "2@class";
-    EXPECT_EQ(call(in.grid(), *out), "");
+    EXPECT_EQ(run(), "");
     EXPECT_EQ(cellsOf<double>(*out, "Height"), (Doubles{8, 1}));
     EXPECT_EQ(cellsOf<float>(*out, "a"), (Floats{4, 2}));
 }
@@ -109,7 +84,7 @@ struct Meddler : Larder::LoaderProgress {
 
 TEST_F(OddCloud, IsReadAsItIsAfterTheReportOfAFragment) {
     call.progress = Larder::Ref<Meddler>(0U, [this] { in.points({{1, 0, 7}}); });
-    EXPECT_EQ(call(in.grid(), *out), "");
+    EXPECT_EQ(run(), "");
     EXPECT_EQ(cellsOf<double>(*out, "Height"), (Doubles{0, 7}));
     EXPECT_EQ(cellsOf<unsigned short>(*out, "Density"), (Shorts{0, 1}));
 
@@ -130,23 +105,51 @@ TEST_F(OddCloud, IsInMemoryOneFragmentAtATime) {
             return made;
         });
     };
-    in.creator("Positions", making({{0, 0, 5}})).creator("Positions", making({{3, 0, 5}}), {1, 0, 0});
-    EXPECT_EQ(call(in.grid(), *out), "");
+    const auto first = making({{0, 0, 5}});
+    in.creator("Positions", first).creator("Positions", making({{3, 0, 5}}), {1, 0, 0});
+    EXPECT_EQ(run(), "");
+    EXPECT_EQ(first->made, 1) << "though nothing keeps it";
     EXPECT_EQ(cellsOf<double>(*out, "Height", {1, 0, 0}), (Doubles{0, 5}));
+}
+
+TEST_F(OddCloud, HasItsPointsCountedIn16Bits) {
+    std::vector<point> points(65535, point(0, 0, 0));
+    points.resize(65535 + 65536, point(1, 0, 0));
+    in.points(points);
+    EXPECT_EQ(run(), "");
+    EXPECT_EQ(cellsOf<unsigned short>(*out, "Density"), (Shorts{65535, 0}));
+    EXPECT_EQ(cellsOf<unsigned char>(*out, "CellType"), (Bytes{0, 0}));
 }
 
 TEST_F(OddCloud, ReplacesPlainFieldsOfTheCompanionsNamesInTheOutput) {
     Quill::Representation& output = out->makeCartesianRepresentation(3, "", 0);
     for (const char* const name : {"CellType", "Density", "Height"})
-        output[name] = Larder::Ref<Quill::Field>(Quill::FragmentIDCollectionPtr());
-    EXPECT_EQ(call(in.grid(), *out), "");
+        output[name] = plainField();
+    EXPECT_EQ(run(), "");
     EXPECT_EQ(cellsOf<unsigned char>(*out, "CellType", {1, 0, 0}), (Bytes{1, 0}));
     EXPECT_EQ(cellsOf<unsigned short>(*out, "Density"), (Shorts{2, 1}));
+    EXPECT_EQ(dataOf(*out, "Positions")->getCreator(), in.positions()->findCreator({}));
 }
 
-TEST_F(OddCloud, ResultsReferToTheCreatorsOfTheInput) {
-    EXPECT_EQ(call(in.grid(), *out), "");
-    EXPECT_TRUE(dataOf(*out, "Positions")->getCreator() == in.positions()->findCreator({}));
+TEST_F(OddCloud, WithoutPositionsOrABoxLeavesWhatWasMadeBefore) {
+    CloudBuilder pointless;
+    pointless.points({}).values<float>("a", {});
+    EXPECT_EQ(call(pointless.grid(), *out), " Could no create GlobalBBox. Maybe In-File not fragmented?");
+    EXPECT_EQ(fieldNames(*out),
+              (std::vector<std::string>{"Positions", "CellType", "Density", "Height", "a"}));
+    EXPECT_EQ(cellsOf<float>(*out, "a"), Floats());
+    in.field("Positions", plainField());
+    const Larder::Ref<Quill::Grid> other;
+    EXPECT_EQ(call(in.grid(), *other), "raster::Warning! Have no In-Positions Field. ");
+    EXPECT_TRUE(other->findAttribute("PointCloudToRaster"));
+}
+
+TEST_F(OddCloud, HasNoSelectedPointWithoutValuesToSelectBy) {
+    in.array("class", Larder::Ref<Array1<int>>(Larder::Ref<Larder::Chunk<double>>(3U, false),
+                                               Quill::MultiIndex<1>(3)));
+    call.selection = "0@class";
+    EXPECT_EQ(run(), "");
+    EXPECT_EQ(cellsOf<unsigned short>(*out, "Density"), (Shorts{0, 0}));
 }
 
 } // namespace

@@ -1,42 +1,28 @@
-// Calls of raster from end to end: arguments, report, the order of effects, and the walk over the fragments.
+// Arguments and report of calls of raster; tests/property compares what calls give.
 #include "tests/support/CloudBuilder.h"
 
-#include <stdexcept>
+#include <limits>
+
+#include <tilewright/raster/CellLocator.h>
 
 namespace {
 
 using namespace TestSupport;
 using Strings = std::vector<std::string>;
-using Doubles = std::vector<double>;
-using Floats = std::vector<float>;
-
-struct Raster : testing::Test {
-    /// Two fragments of two cells each along x; the cells' nodes stand at 0 and 1, and at 2 and 3.
-    CloudBuilder in{{2, 1, 1}};
-    Larder::Ref<Quill::Grid> out;
-    RasterCall call;
-
-    Raster() {
-        in.box({0, 0, 0}, {4, 1, 9});
-        in.points({{0, 0, 5}, {1, 0, 1}, {0.25, 0, 8}}).points({{3, 0, 2}}, {1, 0, 0});
-    }
-    std::string run() { return call(in.grid(), *out); }
-};
+using Raster = TwoFragments;
 
 TEST_F(Raster, BadArgumentsAreRefusedBeforeTheOutputIsTouched) {
     const std::pair<Strings, const char*> cases[] = {
         {{}, "Have no parse string"},
-        {{"a:Mean:"}, "Wrong input: "},
-        {{"a:Mean:All:x"}, "Wrong input: "},
         {{"a::All"}, "Unknown filter type: "},
-        {{"a:mean:Bar"}, "Unknown filter type: mean"},
         {{"a:Skip:xdir"}, "Unknown direction: xdir"},
         {{"a:Mean:All", "a:Max:Up", "nonsense"}, "Unknown direction: Up"},
     };
     for (const auto& [requests, result] : cases) {
         call.requests = requests;
         EXPECT_EQ(run(), result);
-        EXPECT_FALSE(out->findVertices(-1) || out->findAttribute("PointCloudToRaster"));
+        EXPECT_FALSE(out->findVertices(-1));
+        EXPECT_FALSE(out->findAttribute("PointCloudToRaster"));
     }
     for (const vector& tiny : {vector(), vector(0.0009, 0, 0), vector(0.0005, -0.0005, 0.0005)}) {
         call.cellSize = tiny;
@@ -46,12 +32,10 @@ TEST_F(Raster, BadArgumentsAreRefusedBeforeTheOutputIsTouched) {
 
 TEST_F(Raster, CellSizeBelowZeroMayAskForMoreThanMemoryHolds) {
     call.cellSize = {0, 0, -4}; // The count wraps.
-    testing::internal::CaptureStdout();
-    EXPECT_THROW(call.direct(in.grid(), *out), std::length_error);
-    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(run(), "threw cannot create std::vector larger than max_size()");
 }
 
-TEST_F(Raster, ReportTellsTheCallWordForWordAndTheProgressOfEveryFragment) {
+TEST_F(Raster, ReportSaysTheCallWordForWordAndTheProgressOfEveryFragment) {
     const Larder::Ref<ProgressLog> log;
     call.progress = log;
     in.creator("Positions", {}, {1, 0, 0});
@@ -65,34 +49,53 @@ TEST_F(Raster, ReportTellsTheCallWordForWordAndTheProgressOfEveryFragment) {
               "WantedCellSize: {0.500000,0.500000,0.000000}\n"
               "Overlap: [1x20x0]\n"
               "CellShift: {0.000000,-0.250000,0.000000}\n");
-    EXPECT_EQ(log->calls, (Strings{"Fragment: 0/2", "Fragment: 1/2"})) << "empty ones are told too";
+    EXPECT_EQ(log->calls, (Strings{"Fragment: 0/2", "Fragment: 1/2"})) << "empty ones are reported too";
     EXPECT_TRUE(cellsOf<double>(*out, "Height")) << "the last request for a field counts";
 }
 
-TEST_F(Raster, CloudWithoutFragmentsOrBoxLeavesWhatWasMadeBefore) {
-    CloudBuilder pointless;
-    pointless.points({}).values<float>("a", {});
-    EXPECT_EQ(call(pointless.grid(), *out), " Could no create GlobalBBox. Maybe In-File not fragmented?");
-    EXPECT_EQ(fieldNames(*out), (Strings{"Positions", "CellType", "Density", "Height", "a"}));
-    EXPECT_EQ(cellsOf<float>(*out, "a"), Floats());
-    in.field("Positions", Larder::Ref<Quill::Field>(Quill::FragmentIDCollectionPtr()));
-    const Larder::Ref<Quill::Grid> other;
-    EXPECT_EQ(call(in.grid(), *other), "raster::Warning! Have no In-Positions Field. ");
-    EXPECT_TRUE(other->getCartesianRepresentation("") && other->findAttribute("PointCloudToRaster"));
-}
-
-TEST_F(Raster, InterruptedHasThePlacesForDataAndWhatIsFinished) {
+TEST_F(Raster, InterruptedLoadsNothing) {
     const auto never = onDemand<point>({{0, 0, 0}});
     in.creator("Positions", never);
     call.progress = Larder::Ref<ProgressLog>(0U);
-    call.withAlpha = true;
     EXPECT_EQ(run(), "Interrupted");
-    EXPECT_EQ(fieldNames(*out), (Strings{"Positions", "CellType", "Density", "Alpha"}));
-    EXPECT_TRUE(dataOf(*out, "Positions", {1, 0, 0}) && never->made == 0);
-    in.points({{0, 0, 5}, {1, 0, 1}});
-    call.progress = Larder::Ref<ProgressLog>(1U);
-    EXPECT_EQ(run(), "Interrupted");
-    EXPECT_EQ(cellsOf<double>(*out, "Height"), (Doubles{5, 1})) << "what is finished stays";
+    EXPECT_EQ(never->made, 0);
+}
+
+TEST_F(Raster, BrokenSelectionIsRefusedBeforeAFieldIsMade) {
+    in.values<int>("class", {3, 2, 1}).field("plain", plainField());
+    const std::string example = "Need something like: 0,2:3,5,6,7:12@Classification. Have: ";
+    for (const std::string text : {"1:2", "1@class@", "1@", "1@ class", "1@plain"}) {
+        call.selection = text;
+        const bool isMissing = std::ranges::count(text, '@') == 1;
+        EXPECT_EQ(run(), isMissing ? "Have no UserSelectionF: " + text.substr(2)
+                                   : "Selection string broken. " + example + text);
+        EXPECT_EQ(fieldNames(*out), Strings{"Positions"});
+    }
+}
+
+TEST(Layout, IsRefusedWithoutPositionsOrBox) {
+    vector cellSize;
+    point origin;
+    Index cellCounts;
+    const std::pair<Quill::RegularFieldPtr, const char*> cases[] = {
+        {{}, "in positions not regularly fragmented"}, {CloudBuilder().positions(), "raster:: No bbox"}};
+    for (const auto& [positions, result] : cases)
+        EXPECT_EQ(Tilewright::prepareUniformLayout(positions, {1, 1, 1}, cellSize, {}, {1, 1, 1}, origin,
+                                                   cellCounts, {}),
+                  result);
+}
+
+TEST(Locator, DividesByTheStepWhereverTheFragmentStarts) {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const Larder::Ref<Quill::UniformCartesianArray> nodes(Index(5, 9, 1), point(100, -10, 3),
+                                                          vector(0.1, -2, 0));
+    const Tilewright::CellLocator locator(*nodes, {5, 9, 1});
+    // (100.35 - 100) / 0.1 is just below 3.5. Without a step there is one layer.
+    EXPECT_EQ(locator.locateCell({100.35, -15, nan}, 45), 3U + 5 * 3);
+    EXPECT_EQ(locator.locateCell({100.3, -9, 3}, 45), 45U) << "half a cell before the node";
+    EXPECT_EQ(locator.locateCell({9.3e18, -15, 3}, 45), 45U);
+    const Tilewright::CellLocator nowhere(*nodes, {5, 9, 0});
+    EXPECT_EQ(nowhere.locateCell({100, -10, 3}, 0), 0U) << "no layer";
 }
 
 } // namespace

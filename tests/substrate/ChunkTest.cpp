@@ -23,7 +23,8 @@ TEST(TotalMemsize, FollowsTheSizesOfChunks) {
     }
     {
         const Ref<Chunk<double>> reserved(100u, true);
-        EXPECT_TRUE(reserved->capacity() >= 100 && !reserved->data_ptr());
+        EXPECT_GE(reserved->capacity(), 100U);
+        EXPECT_EQ(reserved->data_ptr(), nullptr);
         EXPECT_EQ(ChunkBase::TotalMemsize, before);
         reserved->assign({1, 2});
     }
@@ -32,11 +33,14 @@ TEST(TotalMemsize, FollowsTheSizesOfChunks) {
 
 TEST(Chunks, MakeChunksOfTheirOwnClassThroughTheErasedFace) {
     const ChunkPtr chunk = Ref<Chunk<Color16>>(5u, false);
-    EXPECT_TRUE(chunk->getBaseType() == typeid(FixedArray<unsigned short, 3>) && chunk->element_size() == 6);
+    EXPECT_EQ(chunk->getBaseType(), typeid(FixedArray<unsigned short, 3>));
+    EXPECT_EQ(chunk->element_size(), 6U);
     const StrongPtr<Chunk<Color16>, ChunkBase> fresh = chunk->createNewChunk(3, false);
     EXPECT_EQ(std::ranges::count(fresh->base_vector(), Color16()), 3);
     const StrongPtr<Chunk<Color16>, ChunkBase> copy = fresh->copy();
-    EXPECT_TRUE(copy && copy->elements() == 3 && copy->data() != fresh->data());
+    ASSERT_TRUE(copy);
+    EXPECT_EQ(copy->elements(), 3U);
+    EXPECT_NE(copy->data(), fresh->data());
 }
 
 /// Whether a chunk of T can be reached as one of each of the types.

@@ -26,41 +26,42 @@ using WeakLeaf = WeakPtrImpl<Leaf, Node>;
 struct Probe : WeakNode {
     Probe(const WeakNode& pointer) : WeakNode(pointer) {}
     int strong() const { return block()->strongCount; }
-    unsigned weak() const { return block()->weakCount - 1; }
+    std::pair<int, unsigned> counts() const { return {block()->strongCount, block()->weakCount - 1}; }
 };
+using Counts = std::pair<int, unsigned>;
 
-TEST(Counts, AreOneOfEachKindThatAPointerHolds) {
+TEST(Counting, IsOneOfEachKindThatAPointerHolds) {
     LeafPtr leaf = Ref<Leaf>();
     const Probe probe(leaf);
-    EXPECT_EQ(probe.weak(), 2u) << "the object and its holder";
+    EXPECT_EQ(probe.counts(), Counts(1, 2)) << "weakly by the object and by its holder";
     {
         const WeakLeaf weak = leaf;
         const WeakNode root = weak;
-        EXPECT_TRUE(probe.strong() == 1 && probe.weak() == 4);
+        EXPECT_EQ(probe.counts(), Counts(1, 4));
         const LeafPtr copy = leaf, promoted = weak.promote(), down = NodePtr(copy), fromWeak = root;
-        EXPECT_TRUE(probe.strong() == 5 && probe.weak() == 8);
-        EXPECT_TRUE(down == leaf && fromWeak.rawptr() == leaf.rawptr());
+        EXPECT_EQ(probe.counts(), Counts(5, 8));
+        EXPECT_EQ(down, leaf);
+        EXPECT_EQ(fromWeak.rawptr(), leaf.rawptr());
     }
-    EXPECT_TRUE(probe.strong() == 1 && probe.weak() == 2);
+    EXPECT_EQ(probe.counts(), Counts(1, 2));
+    LeafPtr moved = std::move(leaf);
+    const WeakNode root = std::move(moved);
+    EXPECT_FALSE(leaf);
+    EXPECT_TRUE(moved) << "a weak pointer takes nothing away";
+    EXPECT_EQ(probe.counts(), Counts(1, 3));
 }
 
-TEST(Counts, AreHeldByAPointerOfTheWrongClass) {
+TEST(Counting, IncludesAPointerOfTheWrongClass) {
     NodePtr node = Ref<Leaf>();
     const Probe probe(node);
     StrongPtr<OtherLeaf, Node> wrong = node;
-    EXPECT_TRUE(!wrong && !wrong.rawptr() && wrong == node);
+    EXPECT_FALSE(wrong);
+    EXPECT_EQ(wrong.rawptr(), nullptr);
+    EXPECT_EQ(wrong, node);
     node = {};
-    EXPECT_TRUE(!!LeafPtr(wrong)) << "the object lives and is still found";
+    EXPECT_TRUE(LeafPtr(wrong)) << "the object lives and is still found";
     wrong = {};
-    EXPECT_TRUE(!probe);
-}
-
-TEST(Counts, MoveBetweenStrongPointersButNotIntoWeakOnes) {
-    LeafPtr first = Ref<Leaf>();
-    const Probe probe(first);
-    LeafPtr leaf = std::move(first);
-    const WeakNode root = std::move(leaf);
-    EXPECT_TRUE(!first && leaf && root && probe.strong() == 1 && probe.weak() == 3);
+    EXPECT_FALSE(probe);
 }
 
 TEST(Death, SpeaksLastWordsOnceThenMarksThenDestroys) {
@@ -72,12 +73,13 @@ TEST(Death, SpeaksLastWordsOnceThenMarksThenDestroys) {
         order += "words ";
         { const LeafPtr passing = weak; }
         EXPECT_EQ(probe.strong(), dyingMark);
-        EXPECT_TRUE(weak && weak.rawptr() && !weak.promote());
+        EXPECT_TRUE(weak.rawptr());
+        EXPECT_FALSE(weak.promote());
     };
     leaf->AtEnd = [&] {
         order += "end";
         EXPECT_EQ(probe.strong(), -1);
-        EXPECT_TRUE(!weak);
+        EXPECT_FALSE(weak);
     };
     leaf = {};
     EXPECT_EQ(order, "words end");
@@ -85,17 +87,20 @@ TEST(Death, SpeaksLastWordsOnceThenMarksThenDestroys) {
     // The record stays for the weak holders, and nothing revives the object.
     const LeafPtr tooLate = weak;
     probe.ref();
-    EXPECT_TRUE(!tooLate && !weak.promote() && !weak.rawptr() && !static_cast<void*>(weak));
-    EXPECT_TRUE(probe.strong() == -1 && probe.weak() == 2);
+    EXPECT_FALSE(tooLate);
+    EXPECT_FALSE(weak.promote());
+    EXPECT_EQ(weak.rawptr(), nullptr);
+    EXPECT_EQ(static_cast<void*>(weak), nullptr);
+    EXPECT_EQ(probe.counts(), Counts(-1, 2));
 }
 
-TEST(Counts, StayRightWhereAStrongPointerIsWrittenToAsAWeakOne) {
+TEST(Counting, StaysRightWhereAStrongPointerIsWrittenToAsAWeakOne) {
     NodePtr a = Ref<Node>(), b = Ref<Node>();
     const Probe probeA(a), probeB(b);
     WeakNode &strongA = a, &strongB = b;
     std::swap(strongA, strongB);
     EXPECT_EQ(a.rawptr(), probeB.rawptr());
-    EXPECT_TRUE(probeA.strong() == 1 && probeB.strong() == 1);
+    EXPECT_EQ(std::pair(probeA.strong(), probeB.strong()), std::pair(1, 1));
 
     WeakNode weak(a);
     std::swap(strongB, weak);
@@ -106,17 +111,18 @@ TEST(Counts, StayRightWhereAStrongPointerIsWrittenToAsAWeakOne) {
     NodePtr c = Ref<Node>();
     const Probe probeC(c);
     strongA = c;
-    EXPECT_TRUE(probeC.strong() == 2 && probeB.strong() == 1);
+    EXPECT_EQ(std::pair(probeC.strong(), probeB.strong()), std::pair(2, 1));
     strongA = WeakNode();
-    EXPECT_TRUE(probeC.strong() == 1 && !a);
+    EXPECT_FALSE(a);
     strongA = std::move(c);
     EXPECT_EQ(probeC.strong(), 1);
     b = {};
     a = {};
-    EXPECT_FALSE(probeB || probeC);
+    EXPECT_FALSE(probeB);
+    EXPECT_FALSE(probeC);
 }
 
-/// Writes down what is reported of pointers in disorder.
+/// What is reported of pointers in disorder.
 std::string reported(const std::function<void()>& act) {
     testing::internal::CaptureStderr();
     act();
@@ -156,16 +162,17 @@ TEST(Intercube, HoldsOneInterfaceOfEachDomain) {
     WeakPtrImpl<LongLabel, InterfaceBase> label;
     {
         const Intercube object;
-        EXPECT_TRUE(!object.findInterface(typeid(Label)));
+        EXPECT_FALSE(object.findInterface(typeid(Label)));
         object.addInterface({});
         object.addInterface(Ref<Label>());
         object.addInterface(Ref<Stamp>());
         object.addInterface(Ref<LongLabel>());
         label = object.findInterface(typeid(Label));
-        EXPECT_TRUE(!!label) << "a derived class takes the place in its parent's domain";
-        EXPECT_TRUE(object.findInterface(typeid(Stamp)) && !object.findInterface(typeid(LongLabel)));
+        EXPECT_TRUE(label) << "a derived class takes the place in its parent's domain";
+        EXPECT_TRUE(object.findInterface(typeid(Stamp)));
+        EXPECT_FALSE(object.findInterface(typeid(LongLabel)));
     }
-    EXPECT_TRUE(!label);
+    EXPECT_FALSE(label);
 }
 
 } // namespace

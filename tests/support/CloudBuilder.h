@@ -2,9 +2,11 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <functional>
 #include <optional>
 #include <string>
+#include <typeindex>
 #include <utility>
 #include <vector>
 
@@ -51,6 +53,25 @@ template <class T> Larder::Ref<OnDemand> onDemand(std::vector<T> values) {
     return Larder::Ref<OnDemand>([values = std::move(values)] { return arrayOf(values); });
 }
 
+/// Values that an array has made one at a time.
+template <class T> struct Maker : Quill::DataCreator<T> {
+    explicit Maker(std::vector<T> values) : Values(std::move(values)) {}
+    Quill::CreativeIterator<T> slice(unsigned, unsigned long long) override { return {}; }
+    T& element(unsigned long long index) override { return Values.at(index); }
+
+    Quill::ArrayPtr array() {
+        Quill::CreativeIterator<T> made;
+        made.creator = this;
+        return Larder::Ref<Quill::MemArray<1, T>>(made, Quill::MultiIndex<1>(Values.size()),
+                                                  Quill::ChunkPtr());
+    }
+
+    std::vector<T> Values;
+};
+
+/// A field that is not regularly fragmented.
+inline Quill::FieldPtr plainField() { return Larder::Ref<Quill::Field>(Quill::FragmentIDCollectionPtr()); }
+
 /// Sets the budget of the shared cache for the life of the guard.
 struct CacheBudget {
     explicit CacheBudget(unsigned long long bytes) { Larder::Cache::MemCache()->setBudget(bytes); }
@@ -78,7 +99,7 @@ struct ProgressLog : Larder::LoaderProgress {
     std::size_t RefuseAt;
 };
 
-/// A grid with a cloud in it. Fields stand in the order in which they are first named, behind the positions.
+/// A grid with a cloud in it. Fields are in the order in which they are first named, after the positions.
 class CloudBuilder {
 public:
     explicit CloudBuilder(const Index& fragmentCount = {1, 1, 1}) : FragmentCount(fragmentCount) {
@@ -146,21 +167,39 @@ struct RasterCall {
     Larder::StrongPtr<Larder::LoaderProgress, Larder::InterfaceBase> progress{};
 
     struct Outcome {
-        std::string result, printed, warned;
+        std::string result{}, printed{}, warned{};
     };
 
     std::string direct(const Quill::Grid& in, Quill::Grid& out) const {
         return Tilewright::raster(in, out, requests, cellSize, overlap, shift, withAlpha, heightOnly,
                                   selection, sparseLimit, progress);
     }
-    /// Not for calls that throw.
+    /// What is thrown becomes the result.
     Outcome observed(const Quill::Grid& in, Quill::Grid& out) const {
         testing::internal::CaptureStdout();
         testing::internal::CaptureStderr();
-        const std::string result = direct(in, out);
+        std::string result;
+        try {
+            result = direct(in, out);
+        } catch (const std::exception& failure) {
+            result = std::string("threw ") + failure.what();
+        }
         return {result, testing::internal::GetCapturedStdout(), testing::internal::GetCapturedStderr()};
     }
     std::string operator()(const Quill::Grid& in, Quill::Grid& out) const { return observed(in, out).result; }
+};
+
+/// Two fragments of two cells each along x, with nodes at 0 and 1, and at 2 and 3.
+struct TwoFragments : testing::Test {
+    CloudBuilder in{{2, 1, 1}};
+    Larder::Ref<Quill::Grid> out;
+    RasterCall call;
+
+    TwoFragments() {
+        in.box({0, 0, 0}, {4, 1, 9});
+        in.points({{0, 0, 5}, {1, 0, 1}, {0.25, 0, 8}}).points({{3, 0, 2}}, {1, 0, 0});
+    }
+    std::string run() { return call(in.grid(), *out); }
 };
 
 /// The field of that name in the Cartesian representation, null if it is missing or not regularly fragmented.
@@ -179,6 +218,42 @@ template <class T>
 std::optional<std::vector<T>> cellsOf(const Quill::Grid& grid, const std::string& name,
                                       const Index& fragment = {}) {
     return elementsOf<T, 3>(dataOf(grid, name, fragment));
+}
+
+/// The values of a fragment's cells, or the components of these values, bit by bit. All not-a-numbers count
+/// as the same.
+struct CellBits {
+    std::type_index type;
+    std::vector<std::uint64_t> bits{};
+
+    bool operator==(const CellBits&) const = default;
+};
+
+template <class E> std::uint64_t bitsOf(E v) {
+    if constexpr (std::is_floating_point_v<E>)
+        return v == v ? std::bit_cast<std::uint64_t>(static_cast<double>(v)) : ~0ULL;
+    else
+        return static_cast<std::uint64_t>(v);
+}
+
+/// The cells of a fragment as they are in the output; the nodes of its positions.
+inline std::optional<CellBits> readCells(Quill::ArrayPtr array) {
+    if (const Larder::StrongPtr<Quill::UniformCartesianArray, Larder::Cacheable> nodes = array)
+        array = nodes->makeMemArray({});
+    std::optional<CellBits> cells;
+    Quill::probeTypes(Quill::ValueTypes(), [&]<class T>(std::type_identity<T>) {
+        const auto values = elementsOf<T, 3>(array);
+        if (!values)
+            return false;
+        cells = CellBits{typeid(T)};
+        for (const T& v : *values)
+            if constexpr (std::is_arithmetic_v<T>)
+                cells->bits.push_back(bitsOf(v));
+            else
+                cells->bits.insert(cells->bits.end(), {bitsOf(v[0]), bitsOf(v[1]), bitsOf(v[2])});
+        return true;
+    });
+    return cells;
 }
 
 /// The names of all fields of the Cartesian representation, in their order.

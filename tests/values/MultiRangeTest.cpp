@@ -1,20 +1,13 @@
-#include <algorithm>
+#include "tests/property/Rules.h"
+
 #include <iostream>
-#include <optional>
-#include <random>
 #include <regex>
-#include <set>
-#include <sstream>
-
-#include <gtest/gtest.h>
-
-#include <tilewright/tilewright.h>
 
 namespace {
 
 template <class T> using Pairs = std::vector<std::pair<T, T>>;
 
-/// The set; it must tell of `text` if that is bad, and say nothing else.
+/// The set; it must complain of `text` if that is bad, and say nothing else.
 template <class T> auto parsed(const std::string& text, bool isGood = true) {
     std::ostringstream printed;
     std::streambuf* const before = std::cout.rdbuf(printed.rdbuf());
@@ -26,33 +19,16 @@ template <class T> auto parsed(const std::string& text, bool isGood = true) {
 }
 template <class T> Pairs<T> pairsOf(const std::string& text) { return *parsed<T>(text); }
 
-/// The grammar once more, as regular expressions; nothing for a text that it rules out.
-std::optional<Pairs<double>> read(const std::string& text) {
-    static const std::regex item("[^;,]+"), valid(" *(-?[^-:]*)(: *(-?[^-:]*))?");
-    Pairs<double> pairs;
-    for (std::sregex_iterator i(text.begin(), text.end(), item), end; i != end; ++i) {
-        std::smatch parts;
-        const std::string each = i->str();
-        if (!std::regex_match(each, parts, valid))
-            return {};
-        const double a = std::atof(parts.str(1).c_str());
-        const double b = parts[2].matched ? std::atof(parts.str(3).c_str()) : a;
-        pairs.emplace_back(std::min(a, b), std::max(a, b));
-    }
-    return pairs;
-}
-
-template <class T> void expectAsRead(const std::string& text, const std::optional<Pairs<double>>& pairs) {
+template <class T> void expectAsRead(const std::string& text) {
+    const auto pairs = Property::rangesOf<T>(text);
     const auto ranges = parsed<T>(text, pairs.has_value());
-    std::multiset<std::pair<T, T>> sorted;
-    using Wide = std::conditional_t<std::is_integral_v<T>, long long, T>;
+    Pairs<T> sorted = pairs.value_or(Pairs<T>());
+    std::ranges::sort(sorted);
     T greatest = std::numeric_limits<T>::min();
-    for (const auto& [a, b] : pairs.value_or(Pairs<double>())) {
-        sorted.emplace(static_cast<T>(static_cast<Wide>(a)), static_cast<T>(static_cast<Wide>(b)));
-        greatest = std::max(greatest, static_cast<T>(static_cast<Wide>(b)));
-    }
-    EXPECT_EQ(Pairs<T>(*ranges), Pairs<T>(sorted.begin(), sorted.end()));
-    EXPECT_EQ(ranges->leastBound, sorted.empty() ? std::numeric_limits<T>::max() : sorted.begin()->first);
+    for (const auto& [a, b] : sorted)
+        greatest = std::max(greatest, b);
+    EXPECT_EQ(Pairs<T>(*ranges), sorted);
+    EXPECT_EQ(ranges->leastBound, sorted.empty() ? std::numeric_limits<T>::max() : sorted.front().first);
     EXPECT_EQ(ranges->greatestBound, greatest);
     for (const int value : {-300, -7, -3, 0, 1, 2, 3, 5, 7, 9, 12, 44, 200, 300}) {
         const auto v = static_cast<T>(value);
@@ -71,11 +47,10 @@ TEST(MultiRange, ReadsRandomExpressionsAsTheGrammarDoes) {
             text += pieces[random() % std::size(pieces)];
         if (std::regex_search(text, beyondInt))
             continue;
-        const auto pairs = read(text);
         Quill::probeTypes(Quill::FieldValueTypes(), [&]<class T>(std::type_identity<T>) {
             SCOPED_TRACE(Larder::Typename(typeid(T)) + " of \"" + text + "\"");
             if constexpr (std::is_arithmetic_v<T>)
-                expectAsRead<T>(text, pairs);
+                expectAsRead<T>(text);
             return false;
         });
     }

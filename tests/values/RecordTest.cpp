@@ -1,7 +1,6 @@
 #include <cstring>
-#include <type_traits>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <tilewright/values/PhysicalSpace.h>
 
@@ -21,16 +20,8 @@ TEST(Records, LieInMemoryAsTheirComponentsOnly) {
     static_assert(sizeof(vector) == sizeof(point) && sizeof(Color16) == 3 * sizeof(unsigned short));
     std::memcpy(coordinates, points, sizeof points);
     std::memcpy(channels, colours, sizeof colours);
-    for (int i = 0; i < 6; ++i)
-        EXPECT_TRUE(coordinates[i] == i + 1 && channels[i] == i + 1);
-}
-
-TEST(Arithmetic, TellsPositionsFromDisplacements) {
-    const point low(1, 2, 3), high(11, 22, 33);
-    static_assert(std::is_same_v<decltype(high - low), vector> && std::is_same_v<decltype(2.0 * low), point>);
-    EXPECT_EQ(high - low, vector(10, 20, 30));
-    EXPECT_EQ(low + (high - low), high);
-    EXPECT_EQ(vector(1, -2, 4) * 0.25, vector(0.25, -0.5, 1));
+    EXPECT_THAT(coordinates, testing::ElementsAre(1, 2, 3, 4, 5, 6));
+    EXPECT_THAT(channels, testing::ElementsAre(1, 2, 3, 4, 5, 6));
 }
 
 } // namespace
