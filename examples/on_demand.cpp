@@ -18,7 +18,7 @@ constexpr unsigned stripCount = 8;
 constexpr unsigned samplesPerStrip = 100 * 100;
 static unsigned stripsLoaded = 0;
 
-// Stands for reading a file: a sample every ten centimetres on a slope, one metre up for two to the east.
+// In place of reading a file: a sample every ten centimetres on a slope, one metre up for two to the east.
 static std::vector<Sample> loadStrip(unsigned number) {
     ++stripsLoaded;
     std::vector<Sample> samples(samplesPerStrip);
@@ -51,7 +51,7 @@ private:
     T (*ValueOf)(const Sample&);
 };
 
-// The strips as a grid: a fragment each, with a creator a field, and nothing loaded yet.
+// The strips as a grid: one fragment per strip, one creator per field and strip, and nothing loaded yet.
 static Larder::Ref<Quill::Grid> describeCloud() {
     const Larder::Ref<Quill::RegularlyFragmentedField<3>> positions(MultiIndex<3>(stripCount, 1, 1), "Strip");
     // The copy shares the fragments.

@@ -6,7 +6,7 @@
 
 namespace Quill {
 
-/// An extent whose rank is known at run time only.
+/// An extent whose rank is known only at run time.
 class TILEWRIGHT_API DynamicSize {
 public:
     /// Takes over `extents`, a block of `rank` numbers made by array new.

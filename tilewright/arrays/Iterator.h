@@ -1,4 +1,4 @@
-/// Iterator: how a run of elements in memory is addressed. It names a range and not a place in it.
+/// Iterator: how a run of elements in memory is addressed. It describes a range, not a position in one.
 ///
 /// The same description serves a whole array, a slice that shares its storage, and one component of composite
 /// elements seen as scalars. Nothing here owns anything, and nothing checks bounds or liveness: whoever keeps
@@ -40,7 +40,7 @@ struct TILEWRIGHT_API HyperslabParameters {
 };
 
 template <class T> struct TILEWRIGHT_API ElementIterator : HyperslabParameters {
-    /// Element zero of the storage, not of the run: element e of the run stands at data + (firstSkip + e) *
+    /// Element zero of the storage, not of the run: element e of the run is at data + (firstSkip + e) *
     /// stride.
     T* data = nullptr;
 };
@@ -62,7 +62,7 @@ template <class T> struct TILEWRIGHT_API Iterator : IteratorBase<T> {
 template <class T> struct DataCreator;
 
 template <class T> struct TILEWRIGHT_API CreativeIterator : Iterator<T> {
-    /// Null where the elements are in memory; asked for them where `data` is null.
+    /// Null if the elements are in memory; asked for them if `data` is null.
     DataCreator<T>* creator = nullptr;
 };
 
@@ -76,8 +76,8 @@ template <class T> struct TILEWRIGHT_API DataCreator {
     virtual ~DataCreator() = default;
 };
 
-/// Stands for element `element` of a run of triples, where a reference won't do: its components may lie in
-/// separate planes.
+/// Element `element` of a run of triples. A reference would not do: the components may lie in separate
+/// planes.
 template <class I> struct ElementProxy;
 
 template <class S> struct TILEWRIGHT_API ElementProxy<Iterator<Orrery::FixedArray<S, 3>>> {

@@ -27,8 +27,8 @@ namespace Quill {
 template <int N, class T> class MemArray;
 template <class T> class MemArrayAllocator;
 
-/// Whether T has its place in the registry of value types. All types do, but for pointers: an array of them
-/// is an internal table that no generic code makes.
+/// Whether T belongs in the registry of value types. All types do except pointers: an array of those is an
+/// internal table that no generic code makes.
 template <class T> inline constexpr bool isRegisteredValueType = true;
 template <class T, class R> inline constexpr bool isRegisteredValueType<Larder::StrongPtr<T, R>> = false;
 
@@ -176,8 +176,8 @@ public:
     /// the use of the class.
     static const bool TypeIsRegistered;
 
-    /// A new chunk of value-initialised elements, made when the MemBase stands. Throws std::length_error or
-    /// std::bad_alloc if it can't be had.
+    /// A new chunk of value-initialised elements, made once the MemBase is complete. Throws std::length_error
+    /// or std::bad_alloc if it can't be had.
     explicit MemArray(const MultiIndex<N>& size, const CreatorWeakPtr& creator = {})
         : MemBase(description(), creator), ReferencingMemArray<N, T>(newStorage(size), size) {
         countConstruction();

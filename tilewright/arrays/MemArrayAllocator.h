@@ -45,7 +45,7 @@ const bool MemArray<N, T>::TypeIsRegistered = isRegisteredValueType<T>&& MemArra
 
 } // namespace Quill
 
-/// The library holds the one copy of each of these classes, so that dynamic casts work across its border.
+/// The library has the only copy of each of these classes, so that dynamic casts work across its boundary.
 #define TILEWRIGHT_EXTERN_ARRAYS(T)                                                                          \
     extern template class Larder::Chunk<T>;                                                                  \
     extern template class Quill::QuillType<T>;                                                               \

@@ -22,7 +22,7 @@ struct AllocatorStore {
     std::map<std::type_index, AllocatorEntry> Entries;
 };
 
-/// Never destroyed: it outlives whatever else is taken down while the process ends.
+/// Never destroyed: it outlives everything else that is destroyed while the process ends.
 AllocatorStore& allocatorStore() {
     static auto* const store = new AllocatorStore;
     return *store;

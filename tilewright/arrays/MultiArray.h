@@ -1,7 +1,7 @@
 /// MultiArray: a run of elements with a shape; the view inside every memory array.
 ///
-/// Element access checks no bounds. A const view gives write access: constness is that of the description and
-/// not of the storage.
+/// Element access checks no bounds. A const view gives write access: what is const is the description,
+/// not the storage.
 #pragma once
 
 #include <tilewright/arrays/Iterator.h>
@@ -42,8 +42,8 @@ private:
             if (slab.data)
                 return slab.data[(index.lower().linearIn(sizes.lower()) + slab.firstSkip) * slab.stride];
             Larder::breakpoint();
-            // A three-dimensional source is told the row as well, so that it can make the row's elements
-            // ready.
+            // A three-dimensional source is asked for the row as well, so that it can prepare the row's
+            // elements.
             if constexpr (N == 3)
                 static_cast<void>(source->slice(1, index[1]));
             return source->element(index[0]);

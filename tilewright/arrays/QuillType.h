@@ -1,8 +1,8 @@
 /// QuillType: the run-time description of a value type, for code that does not know element types when it is
 /// compiled.
 ///
-/// There is one description object for each type, made when it is first asked for and gone when the process
-/// ends. Thread safety: first use is guarded; after that descriptions only are read.
+/// There is one description object for each type, made on first use and destroyed when the process ends.
+/// Thread safety: first use is guarded; after that descriptions are only read.
 #pragma once
 
 #include <cstdint>
@@ -32,7 +32,7 @@ struct TILEWRIGHT_API QuillTypeIndex {
     std::uint32_t chartDimension;
 };
 
-/// The facts behind a description. A type that is not a record is one scalar without a chart.
+/// The facts that a description is made from. A type that is not a record is one scalar without a chart.
 template <class T> struct ValueTypeTraits {
     using Scalar = T;
     using Chart = void;
@@ -41,7 +41,7 @@ template <class T> struct ValueTypeTraits {
     static constexpr int schemeIndex = 0;
 };
 
-/// A record tells by its bases what it is.
+/// The base classes of a record say what it is.
 template <Orrery::Record T> struct ValueTypeTraits<T> {
     using Scalar = typename T::element_type;
     using Chart =
@@ -90,7 +90,7 @@ public:
     /// The description of the scalar type.
     virtual Pointer element_type() const = 0;
     /// The letter of a coordinate, empty for a type without a chart. Throws std::logic_error for the
-    /// component behind the last one; beyond that the component is not checked.
+    /// component after the last one; beyond that the component is not checked.
     virtual std::string coordinate_component_name(int component) const = 0;
     /// The chart's type, that of void for none.
     virtual const std::type_info& chart_type() const = 0;

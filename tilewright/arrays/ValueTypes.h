@@ -2,8 +2,8 @@
 ///
 /// Everything that is done for each value type derives from the two lists here and that of the plain numbers
 /// (values/PlainTypes.h): explicit instantiation and registration, the order in which fields are probed, and
-/// the types that tests and benchmarks run over. To add a type, add its line and, if the rules of QuillType.h
-/// don't fit it, its ValueTypeTraits.
+/// the types that tests and benchmarks run over. To add a type, add a line here and, if the rules of
+/// QuillType.h don't fit, its ValueTypeTraits.
 #pragma once
 
 #include <type_traits>

@@ -9,8 +9,7 @@ namespace Tilewright {
 namespace {
 
 /// The element in the middle of `values` in ascending order, the upper of the two for an even number: always
-/// one of the values. What is not a number comes after every number. Reorders `values`; zero if there are
-/// none.
+/// one of the values. Not-a-number comes after every number. Reorders `values`; zero if there are none.
 template <class E> E medianOf(std::span<E> values) {
     if (values.empty())
         return E();

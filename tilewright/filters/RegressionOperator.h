@@ -16,7 +16,7 @@ namespace {
 constexpr double varianceLimit = 0.005624999999999999;
 static_assert(std::bit_cast<std::uint64_t>(varianceLimit) == 0x3F770A3D70A3D709);
 
-/// Reads the height of a cell off a plane through its points. Its memory is reused from cell to cell.
+/// Reads the height of a cell off a plane through its points. Its scratch memory is reused from cell to cell.
 class PlaneReader {
 public:
     /// The points to read, to be filled before heightAt.
@@ -33,8 +33,8 @@ public:
     }
 
 private:
-    /// One pass of the fit: true with a height that stands, or false with the points near the plane in
-    /// `kept`. If none is near, the height 0 stands.
+    /// One pass of the fit: true with the final height, or false with the points near the plane in `kept`. If
+    /// none is near, the final height is 0.
     bool settle(const std::vector<point>& points, const point& position, std::vector<point>& kept,
                 double& height) {
         kept.clear();
@@ -84,7 +84,7 @@ private:
         std::ranges::sort(Heights);
         const auto distinct = std::unique(Heights.begin(), Heights.end()) - Heights.begin();
         const double median = Heights[static_cast<std::size_t>(distinct / 2)];
-        // Of zeros with different signs the first in the order of the points stands.
+        // Of zeros with different signs the first in the order of the points counts.
         const auto first = std::ranges::find(Points, median, [](const point& p) { return p[2]; });
         return (*first)[2];
     }
@@ -95,7 +95,7 @@ private:
     std::vector<double> Heights;
 };
 
-/// The height of the plane through the cell's points at the cell's position. A plain value stands in the
+/// The height of the plane through the cell's points at the cell's position. A plain value is the
 /// first coordinate of its point, so that all its heights are 0 and so is the result. Whole records are not
 /// fitted: they give zero.
 template <class FilterT> class RegressionOperator final : public Operator<FilterT> {

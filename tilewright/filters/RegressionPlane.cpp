@@ -22,7 +22,7 @@ vector meanFromFirst(const std::vector<point>& points) {
     return sum * (1.0 / static_cast<double>(points.size()));
 }
 
-/// The centred coordinates of the points, worked out as they are asked for.
+/// The centred coordinates of the points, computed as they are asked for.
 struct Centred {
     const std::vector<point>& points;
     vector mean;
@@ -58,7 +58,7 @@ bool getDistancesToRegressionPlane(const std::vector<point>& points, std::vector
     const double yy = squares[1];
     const double xy = squares[2];
 
-    // The wider column u comes first; what the other one, v, has in its direction is taken off.
+    // The wider column u comes first; the part of the other one, v, that points the same way is subtracted.
     const std::size_t u = xx >= yy ? 0 : 1;
     const std::size_t v = 1 - u;
     const double uu = u == 0 ? xx : yy;

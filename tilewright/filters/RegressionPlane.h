@@ -11,9 +11,9 @@ namespace Plumbline {
 /// `distances`  out: for each point, in order, its perpendicular distance to the plane, without sign. `plane`
 /// out: (a, b, c).
 ///
-/// False, with both outputs left alone, if there is no such plane: fewer than three points, a coordinate that
-/// is not finite, or points whose x and y lie in one spot or on one line, that is if the smaller eigenvalue
-/// of their scatter matrix is below 1e-12 of the larger.
+/// Returns false, and leaves both outputs alone, if there is no such plane: fewer than three points, a
+/// coordinate that is not finite, or points whose x and y lie in one spot or on one line, that is if the
+/// smaller eigenvalue of their scatter matrix is below 1e-12 of the larger.
 ///
 /// The fit orthogonalises the centred columns (modified Gram-Schmidt; Golub and Van Loan, Matrix
 /// Computations, 5.2.8) rather than forming the normal equations, whose condition is the square of the

@@ -3,7 +3,7 @@
 /// - `value_type`, what the field holds, and `output_type`, what the reduced field holds;
 /// - `readValue`, what all reductions but the regression take from a value;
 /// - `toPoint`, the point that the regression makes of a value. The regression fits the third coordinate,
-///   while a plain number stands in the first, so that the regression of a plain field is 0 everywhere.
+///   while a plain number becomes the first, so that the regression of a plain field is 0 everywhere.
 #pragma once
 
 #include <type_traits>
@@ -24,7 +24,7 @@ template <class T> struct Filter3D {
     static point toPoint(const T&) { return {}; }
 };
 
-/// Scope of the views that tell plain numbers (S true) from vector-like values.
+/// Scope of the views that treat plain numbers (S true) and vector-like values differently.
 template <bool S> struct IsSimpleType;
 
 template <> struct IsSimpleType<true> {

@@ -26,7 +26,7 @@ public:
     bool processOwnership(Larder::Intercube& target, const Larder::Intercube& source) const override;
 };
 
-/// A Cartesian coordinate system, told from others by name and number.
+/// A Cartesian coordinate system, identified by name and number.
 class TILEWRIGHT_API CartesianChart : public BaseSpace {
 public:
     CartesianChart(const std::string& chartName, unsigned short chartNumber);

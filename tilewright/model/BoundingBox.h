@@ -29,7 +29,7 @@ public:
 
     /// Grows to hold `p`. A coordinate that is not a number is passed over.
     void expand(const PhysicalSpace::point& p);
-    /// Grows to hold `box`; what is empty on an axis adds nothing there.
+    /// Grows to hold `box`; an axis on which that is empty adds nothing.
     void expand(const PhysicalSpace::AABB& box);
 
     /// Whether no axis holds anything.

@@ -2,7 +2,7 @@
 
 namespace Larder {
 
-// What is let go is released outside of the lock: its destructors may come back to the cache.
+// Evicted objects are released after the lock: their destructors may use the cache.
 
 Cache::Cache() = default;
 

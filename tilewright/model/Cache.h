@@ -9,13 +9,12 @@
 
 namespace Larder {
 
-/// Keeps what on-demand creators have made, as long as a budget of bytes allows; what was not used for
-/// longest goes first.
+/// Keeps what on-demand creators have made, as long as a budget of bytes allows; what was used least
+/// recently goes first.
 ///
 /// Invariants:
 /// 1. The bytes kept never exceed the budget once an operation has returned.
-/// 2. Letting an object go only gives back the cache's own reference: it stays valid for whoever else holds
-///    it.
+/// 2. Letting an object go only releases the cache's own reference: whoever else holds it keeps it alive.
 ///
 /// Thread safety: all operations may be called from any thread.
 class TILEWRIGHT_API Cache : public CacheBase {
@@ -30,13 +29,13 @@ public:
 
     /// Bytes that may be kept; at first without limit.
     unsigned long long budget() const;
-    /// Lets go at once what a smaller budget does not hold.
+    /// Lets go at once of what exceeds a smaller budget.
     void setBudget(unsigned long long bytes);
 
-    /// Bytes kept at present, each object with the size that it had when it came in.
+    /// Bytes kept at present; each object counts with the size that it had when it came in.
     unsigned long long bytesKept() const;
 
-    /// Keeps `object`, as the one used last. One that is larger than the budget is let go at once.
+    /// Keeps `object`, as the one used last. An object larger than the budget is let go at once.
     void keep(const StrongPtr<Cacheable, Cacheable>& object);
     void forget(const Cacheable& object);
     void touch(const Cacheable& object) override;

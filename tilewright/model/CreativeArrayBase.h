@@ -5,8 +5,8 @@
 /// it (Cache.h), and when the cache lets it go it is made again.
 ///
 /// Thread safety: several threads may read the data of one creator by getData at the same time. One of them
-/// makes the array, and the others wait for it; create and get are never called twice at once. All else on a
-/// creator belongs to the thread that works on its grid.
+/// makes the array, and the others wait for it; create and get are never called by two threads at once.
+/// Everything else on a creator belongs to the thread that works on its grid.
 #pragma once
 
 #include <mutex>
@@ -16,7 +16,7 @@
 
 namespace Quill {
 
-/// A creator of class Base that holds its object for good.
+/// A creator of class Base that holds its object permanently.
 template <class T, class Base> class TILEWRIGHT_API Creator : public Base {
     using Pointer = Larder::StrongPtr<T, Larder::Cacheable>;
 

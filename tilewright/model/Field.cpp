@@ -22,8 +22,8 @@ std::optional<unsigned> creatorKey(const Field& field, const FragmentIDPtr& frag
 
 using WeakFieldPtr = Larder::WeakPtrImpl<Field, Ownable<CreativeArrayBase>::Container>;
 
-/// The fields of this thread that have handed out slots. Whoever writes to a slot writes a plain pointer, so
-/// owners can only be entered when somebody asks for them.
+/// The fields of this thread that have handed out slots. A slot is a plain pointer that anybody may write
+/// to, so owners can only be entered when somebody asks for them.
 thread_local std::vector<WeakFieldPtr> fieldsWithSlots;
 
 } // namespace

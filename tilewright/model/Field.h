@@ -16,7 +16,7 @@ namespace Quill {
 /// the null identifier.
 ///
 /// Thread safety: none; a field belongs to the thread that works on its grid. The mutex is for those who
-/// share one, nothing here locks it.
+/// share one; nothing here locks it.
 class TILEWRIGHT_API Field : public Ownable<CreativeArrayBase>::Container,
                              public Ownable<Field>,
                              public Larder::Intercube,
@@ -47,9 +47,9 @@ public:
     /// The array of `fragment`, loaded or made if need be; null if there is none.
     ArrayPtr getData(const FragmentIDPtr& fragment) const;
 
-    /// Makes `data` the array of `fragment`, in place of what was there. A new creator holds it for good, so
-    /// it needs neither the store nor a name to be found by. The array's own creator, who can make it again,
-    /// stays the one that it has.
+    /// Makes `data` the array of `fragment`, in place of what was there. A new creator holds it permanently,
+    /// so it needs neither the store nor a name to be found by. The array keeps its own creator, which can
+    /// make it again.
     void setPersistentData(const ArrayPtr& data, const FragmentIDPtr& fragment,
                            const Larder::StrongPtr<Larder::Cache, Larder::CacheBase>& store,
                            const std::string& name);
@@ -61,7 +61,7 @@ public:
     /// The one null pointer that look-ups of missing fields refer to.
     static const FieldPtr& NullPtrField();
 
-    /// Makes every field of this thread that has handed out a slot an owner of the creators that were put in.
+    /// Makes every field of this thread that has handed out slots an owner of the creators put into them.
     static void adoptCreatorsInSlots();
 
 protected:

@@ -4,7 +4,7 @@
 
 namespace Quill {
 
-/// What a FragmentLocation tells, all in cells per axis.
+/// What a FragmentLocation can say, all in cells per axis.
 enum FragmentProperty {
     /// Index of the fragment's first cell in the whole raster.
     GlobalOffset = 1,

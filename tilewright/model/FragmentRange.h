@@ -7,7 +7,7 @@
 
 namespace Quill {
 
-/// The least and the greatest value of each scalar component of an array, as doubles; worked out when first
+/// The least and the greatest value of each scalar component of an array, as doubles; computed when first
 /// read.
 class TILEWRIGHT_API FragmentRange : public Larder::Interface<FragmentRange> {
 public:
@@ -19,8 +19,8 @@ public:
         double greatest;
     };
 
-    /// One entry a component, none if the array has no elements or is gone. Not-a-number is passed over; a
-    /// component of nothing else has a least bound of plus and a greatest of minus infinity.
+    /// One entry per component, none if the array has no elements or is gone. Not-a-number is ignored; a
+    /// component without any number has a least bound of plus and a greatest of minus infinity.
     const std::vector<Bounds>& components() const;
 
     /// Whether this is the range of `array`.

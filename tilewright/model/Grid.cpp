@@ -7,7 +7,7 @@ SkeletonMap::~SkeletonMap() = default;
 Skeleton& SkeletonMap::operator[](const SkeletonID& id) {
     if (const auto found = Skeletons.find(id); found != Skeletons.end())
         return *found->second;
-    // Complete before it is entered: look-ups rely on what stands in the map.
+    // Complete before it is entered: look-ups rely on what is in the map.
     const Larder::Ref<Skeleton> skeleton(id);
     skeleton->addOwner(*this);
     Skeletons.emplace(id, skeleton);

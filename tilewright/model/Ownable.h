@@ -1,4 +1,4 @@
-/// Ownable: who owns whom in the data model, told from the owned side.
+/// Ownable: who owns whom in the data model, seen from the owned side.
 ///
 /// A creator belongs to fields, a field to representations, a representation to skeletons, a skeleton to a
 /// grid. Ownable<T> is the base of a T that knows its owners, all of them weakly; Ownable<T>::Container is
@@ -16,7 +16,7 @@
 
 namespace Quill {
 
-/// Root of all that knows its owners.
+/// Root of everything that knows its owners.
 class TILEWRIGHT_API OwnerBase {
 public:
     OwnerBase();
@@ -35,7 +35,7 @@ public:
 
         Container() : Larder::ReferenceBase<Container>(this) {}
 
-        /// Asked by what this container owns; false stops the walk over the owners.
+        /// Called by what this container owns; false stops the walk over the owners.
         virtual bool processOwnership(Larder::Intercube&, const Larder::Intercube&) const { return true; }
     };
 

@@ -8,8 +8,8 @@ namespace Quill {
 
 /// A field whose fragments sit on an N-dimensional lattice, component 0 fastest.
 ///
-/// Fields that must line up are made by copying one another: copies share their fragment identifiers, and
-/// with them what is attached there.
+/// Fields that must line up are made as copies of one another: copies share their fragment identifiers and
+/// everything attached to these.
 template <int N> class TILEWRIGHT_API RegularlyFragmentedField : public Field {
 public:
     /// Extents of the fragment lattice.
@@ -23,7 +23,7 @@ public:
     RegularlyFragmentedField(const RegularlyFragmentedField& Other)
         : Field(Other.getFragmentIDCollection()), FragmentCount(Other.FragmentCount) {}
 
-    /// The slot of the fragment's creator, null where it has no data; a look-up makes the slot. The index is
+    /// The slot of the fragment's creator, null if it has no data; a look-up makes the slot. The index is
     /// not checked: one beyond the lattice may reach another fragment.
     CreatorPtr& operator[](const MultiIndex<N>& Index) {
         handOutSlot();

@@ -44,7 +44,7 @@ FieldIDPtr Representation::makeFieldID(const std::string& name) {
     if (const FieldIDPtr known = findFieldID(name))
         return known;
     const Larder::Ref<FieldID> made(name);
-    // Room comes first, so that no lack of memory leaves a name with a place that isn't there.
+    // Reserved first, so that no lack of memory leaves a name without a place.
     Entries.push_back({made, {}});
     try {
         PlaceOfName.emplace(name, Entries.size() - 1);

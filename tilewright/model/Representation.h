@@ -40,7 +40,7 @@ protected:
     std::unordered_map<std::string, std::size_t> PlaceOfName;
 };
 
-/// Stands for the slot of a name; assigning a field stores it there, in place of one that is there.
+/// The slot of a name; assigning a field stores it there, in place of any that is there.
 class TILEWRIGHT_API FieldProxy {
 public:
     FieldProxy(Representation& representation, const FieldIDPtr& identifier);
@@ -76,8 +76,8 @@ public:
     /// Stores `field` as "Positions"; false, and nothing stored, if it is null.
     bool setPositions(const FieldPtr& field);
 
-    /// Calls `visit` for each field until it answers false. The walk is over the fields that stood at its
-    /// start, so that adding and replacing fields meanwhile is safe.
+    /// Calls `visit` for each field until it answers false. The walk is over the fields that were there at
+    /// its start, so that adding and replacing fields meanwhile is safe.
     void iterate(const std::function<bool(const FieldID&, const Field&)>& visit) const;
 
     /// The fragments of the positions, null without positions.

@@ -24,7 +24,7 @@ Representation& Skeleton::operator[](const BaseSpaceWeakPtr& base) {
     const unsigned long long key = base->objectId;
     if (const auto found = Representations.find(key); found != Representations.end())
         return *found->second;
-    // Complete before it is entered: look-ups rely on what stands in the map.
+    // Complete before it is entered: look-ups rely on what is in the map.
     const Larder::Ref<Representation> representation;
     representation->addOwner(*this);
     Representations.emplace(key, representation);

@@ -126,7 +126,7 @@ public:
             index[d] -= index[d] == 0 ? 0 : 1;
         return (*this)[index];
     }
-    /// They follow the axes, which are public: what they point at is valid until the next call.
+    /// Computed from the axes, which are public: what they point at is valid until the next call.
     const void* OriginPtr() const override { return upToDate(Origin, origin()); }
     const void* DeltaPtr() const override { return upToDate(Delta, delta()); }
 
@@ -168,7 +168,7 @@ private:
         return axis < N ? this->Axes[axis].rawptr() : nullptr;
     }
 
-    /// Writes only what has changed, so that several threads may ask about axes that nobody changes.
+    /// Writes only what has changed, so that several threads may read axes that nobody changes.
     template <class Record> static const void* upToDate(Record& kept, const Record& present) {
         if (kept != present)
             kept = present;

@@ -14,13 +14,13 @@ namespace {
 
 using Quill::RegularFieldPtr;
 
-/// The fields beside the heights that say what is in a cell; the same for a whole call.
+/// The fields besides the heights that say what is in a cell; the same for a whole call.
 struct CompanionFields {
     RegularFieldPtr CellType;
     RegularFieldPtr Density;
     /// Null where no alpha is wanted.
     RegularFieldPtr Alpha;
-    /// A cell with at most so many points is one without data.
+    /// A cell with at most this many points is one without data.
     unsigned SparseLimit = 0;
 };
 
@@ -48,7 +48,7 @@ inline void storeData(Quill::Field& field, const Quill::ArrayPtr& array,
     field.setPersistentData(array, fragment, Larder::Cache::MemCache(), "");
 }
 
-/// Makes a companion: one value per cell, worked out from the number of the cell's points.
+/// Makes a companion: one value per cell, computed from the number of the cell's points.
 template <class O, class ValueOf>
 void makeCompanion(const CellLists& cells, const RegularFieldPtr& field, const Quill::FragmentIDPtr& fragment,
                    const ValueOf& valueOf) {

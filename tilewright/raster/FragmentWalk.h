@@ -87,8 +87,8 @@ CellLists sortIntoCells(const PointArray& points, const CellLocator& locator, co
             }};
 }
 
-/// One fragment of the walk: sorts its points and reduces every field of `input`. What it needs for that is
-/// given back at the end, before the next fragment's data are made.
+/// One fragment of the walk: sorts its points and reduces every field of `input`. Releases what it needed
+/// for that before the next fragment's data are made.
 inline void rasterFragment(const WalkContext& context, const Quill::Representation& input,
                            const Quill::CreatorPtr& inputPositions, const MultiIndex<3>& index,
                            const MultiIndex<3>& cellCounts) {
@@ -152,7 +152,7 @@ inline std::string createFragmentedOtherFields(Quill::Representation& output, co
                 return "Interrupted";
             ++reported;
         }
-        // Looked up after the report, as whoever takes it may fill or refill the slot.
+        // Looked up after the report, since whoever receives it may fill or refill the slot.
         if (const Quill::CreatorPtr slot = inputPositions->findCreator(index))
             rasterFragment(context, *inputFields, slot, index, lattice.cellCounts);
     } while (index.inc(lattice.fragmentCount));

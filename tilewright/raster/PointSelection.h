@@ -45,9 +45,9 @@ inline std::string analyseSelection(const std::string& text, const Quill::Repres
     return {};
 }
 
-/// What `scan(isSelected)` gives, which is called once with a function that says of an ordinal whether the
-/// point is wanted. Where the field has no fragment all points are; where its data are of a type that can't
-/// select none is.
+/// Calls `scan(isSelected)` once and gives its result; `isSelected(ordinal)` says whether a point is wanted.
+/// If the field has no such fragment all points are wanted; if its data are of a type that can't select,
+/// none.
 template <class Scan>
 CellLists withSelection(const PointSelection& selection, const Quill::MultiIndex<3>& index,
                         const Scan& scan) {

@@ -29,8 +29,8 @@ template <class T, class ValueOf> CellsOf<T> makeCells(const MultiIndex<3>& exte
     return cells;
 }
 
-/// The cells below `extents`, one after the other: the array itself, or a copy where its elements lie in
-/// another way or are of another number. Cells that `array` does not have get `missing`.
+/// The cells below `extents`, one after the other: the array itself, or a copy if its elements are laid
+/// out differently or their number differs. Cells that `array` does not have get `missing`.
 template <class T>
 CellsOf<T> contiguous(const Quill::MemArray<3, T>& cells, const MultiIndex<3>& extents, const T& missing) {
     if (cells.sizes == extents && cells.data && cells.stride == 1 && cells.firstSkip == 0 &&

@@ -6,8 +6,8 @@ namespace Tilewright {
 
 namespace {
 
-/// Truncates toward zero. A negative quotient wraps as an unsigned count; one that no count can hold gives 0,
-/// and with it a single layer.
+/// Truncates toward zero. A negative quotient wraps as an unsigned count; one that no count can hold gives 0
+/// and so a single layer.
 unsigned long long truncatedCount(double quotient) {
     constexpr double signedLimit = 9223372036854775808.0;
     if (quotient >= 0.0 && quotient < 2.0 * signedLimit)

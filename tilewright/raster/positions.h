@@ -8,7 +8,7 @@
 namespace Tilewright {
 
 /// Makes the "Positions" of a raster on `lattice` in `output`, in place of any that are there: one
-/// UniformCartesianArray for each fragment that `positions`, which must not be null, has data for; a sparse
+/// UniformCartesianArray for each fragment that `positions`, which must not be null, has data for. A sparse
 /// input gives a sparse output. Where a fragment lies and how far it overlaps its neighbours is attached to
 /// its identifier as FragmentLocation interfaces.
 ///

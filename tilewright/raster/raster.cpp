@@ -98,7 +98,7 @@ std::string raster(const Quill::Grid& InGrid, Quill::Grid& OutGrid, const std::v
     Lattice lattice;
     lattice.fragmentCount = inputPositions->FragmentCount;
     lattice.overlap = overlap;
-    // A cloud without an extent is no failure of its own: the later steps show what comes of it.
+    // A cloud without an extent is no failure by itself: the later steps report what comes of it.
     static_cast<void>(layOutLattice(inputPositions, wantedCellSize, cellShift, lattice));
     return rasterInto({.Grid = OutGrid, .Output = output}, InGrid, lattice, modus,
                       {.withAlpha = withAlpha,
@@ -123,7 +123,7 @@ std::string rasterOnLattice(const Quill::Grid& InGrid, Quill::Grid& OutGrid,
 
 namespace {
 
-/// What the second entry point does not ask its caller for, and the lattice that comes of it.
+/// What the second entry point does not ask its caller for, and the resulting lattice.
 struct SkeletonLayout {
     RegularFieldPtr inputPositions;
     /// Of no fragments without input positions, which leaves nothing to walk over.
@@ -161,7 +161,7 @@ std::string rasterWithCellSkeleton(const Quill::Grid& InGrid, Quill::Grid& OutGr
     if (!input)
         return "Have no getCartesianRepresentation for In-File";
     const Modus modus = {{"Positions", {directionZ, filterMean}}};
-    // The answer of the walk is ignored: the means are made of whatever it left.
+    // The result of the walk is ignored: the means are made of whatever it left.
     static_cast<void>(createFragmentedOtherFields(cells, layout.lattice, input, modus, {}));
     makeVertexMeans(cells, vertices, layout.lattice.fragmentCount, layout.lattice.cellCounts);
     return {};

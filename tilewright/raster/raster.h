@@ -6,11 +6,11 @@
 /// is reduced cell by cell. Fragment (i,j,k) of the input feeds fragment (i,j,k) of the output and no other,
 /// and one fragment is in memory at a time.
 ///
-/// A cell is told by its centre: it takes the points nearest to its node. Halves go to the upper cell; at
-/// half a cell below the first and above the last node of a fragment a point is outside of it, and in no
+/// A cell is identified by its centre: it takes the points nearest to its node. Halves go to the upper cell;
+/// at half a cell below the first and above the last node of a fragment a point is outside of it, and in no
 /// cell.
 ///
-/// Failures are told by the result text, which is empty on success. Bad input throws nothing; the standard
+/// The result text reports failures; it is empty on success. Bad input throws nothing; the standard
 /// exceptions of memory allocation pass through. A failure leaves the output grid as far as it came.
 ///
 /// Thread safety: a call runs on its caller's thread. Calls on different grids may run at once; calls on one
@@ -45,8 +45,8 @@ using Modus = std::map<std::string, DirectionAndFilter>;
 /// - `withAlpha`: whether to make the field "Alpha".
 /// - `heightOnly`: whether to reduce "Positions" alone.
 /// - `selection`: empty, or ranges and a field that limit the points: "0,2:3,5,6,7:12@Classification".
-/// - `sparseLimit`: a cell with at most so many points is marked as one without data in "CellType".
-/// - `progress`: asked once a fragment whether to go on; may be null.
+/// - `sparseLimit`: a cell with at most this many points is marked as one without data in "CellType".
+/// - `progress`: asked once per fragment whether to go on; may be null.
 ///
 /// On success `OutGrid` holds, in its Cartesian representation of dimension 3: "Positions" with uniform
 /// coordinates; "CellType", "Density" and, if wanted, "Alpha"; "Height", reduced from "Positions"; and a
@@ -59,7 +59,7 @@ raster(const Quill::Grid& InGrid, Quill::Grid& OutGrid, const std::vector<std::s
        const std::string& selection, const unsigned& sparseLimit,
        const Larder::StrongPtr<Larder::LoaderProgress, Larder::InterfaceBase>& progress);
 
-/// What a call of rasterOnLattice makes beside the fields themselves, and what it leaves out: see raster.
+/// What a call of rasterOnLattice makes besides the fields, and what it leaves out: see raster.
 struct TILEWRIGHT_API RasterOptions {
     bool withAlpha = false;
     bool heightOnly = false;
@@ -68,7 +68,7 @@ struct TILEWRIGHT_API RasterOptions {
     Larder::StrongPtr<Larder::LoaderProgress, Larder::InterfaceBase> progress{};
 };
 
-/// The same on a lattice of the caller's, who has to see to it that its fragments fit those of the input.
+/// The same on a lattice of the caller's, who makes sure that its fragments fit those of the input.
 /// Prints nothing, and stores no report with the grid.
 TILEWRIGHT_API std::string rasterOnLattice(const Quill::Grid& InGrid, Quill::Grid& OutGrid,
                                            const std::vector<std::string>& requests, const Lattice& lattice,

@@ -70,7 +70,7 @@ struct TILEWRIGHT_API RasterSettings {
     std::optional<Orrery::PhysicalSpace::point> firstNode{};
     /// Empty, or the points to take, as in "2,9@Classification".
     std::string selection{};
-    /// A cell with at most so many points counts as one without data in "CellType" and "Density".
+    /// A cell with at most this many points counts as one without data in "CellType" and "Density".
     unsigned sparseLimit = 0;
     /// Takes warnings; without it they are dropped.
     std::function<void(const std::string&)> warn{};

@@ -21,7 +21,7 @@ public:
     /// Bytes that the data takes.
     virtual unsigned long long memsize() const;
 
-    /// The rest of the construction that needs the complete object; runs when it is first strongly held.
+    /// The part of the construction that needs the complete object; runs when it is first strongly held.
     virtual void DeferredConstructor();
 
     virtual const std::type_info& DomainType() const;
@@ -33,7 +33,7 @@ public:
     /// Called by the reference scheme after the mark of death, while the object is still whole.
     void PreDestructor() {}
 
-    /// Tells the cache that keeps this object, if any, that it was just used.
+    /// Reports to the cache that keeps this object, if any, that it was just used.
     void markAsUsed() const;
 
     /// Who made these data and can make them again.

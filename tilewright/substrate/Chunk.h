@@ -1,7 +1,7 @@
 /// Chunk: the reference-counted owner of the elements of an array.
 ///
 /// Every array points to exactly one chunk, and several arrays may share it. A `Chunk<T>` is a
-/// `std::vector<T>` with a face that does not know T: ChunkBase, then `TypedChunkBase<B>`, then
+/// `std::vector<T>` with interfaces that do not know T: ChunkBase, then `TypedChunkBase<B>`, then
 /// `TypedChunk<T>`. For value types that derive from one another the TypedChunk classes do so too, like the
 /// rungs of a ladder: a pointer to `TypedChunk<FixedArray<double,3>>` also reaches a chunk of points. B is
 /// the type at the ladder's root, whose layout all rungs share.
@@ -9,9 +9,9 @@
 /// Invariants:
 /// 1. The size does not change while arrays view the chunk: they keep the address of its first element.
 /// 2. A ladder's storage can be seen as vectors of several types, and the compiler takes these for different
-///    objects. Every operation of the chunk classes, base_vector included, starts from what the storage is
-///    by then. Vectors that were fetched before a size was changed through another type do not, nor do the
-///    operations that a chunk inherits from its vector: fetch the vector anew.
+///    objects. Every operation of the chunk classes, base_vector included, starts from the storage as it
+///    is at that moment. Vectors that were fetched before a size was changed through another type do not, nor
+///    do the operations that a chunk inherits from its vector: fetch the vector again.
 /// 3. ChunkBase::TotalMemsize counts sizes, at construction and at destruction. What a vector grows in
 ///    between is taken off without having been added; the drift is accepted.
 ///
@@ -141,7 +141,7 @@ template <class T> class TILEWRIGHT_API Chunk : public LayoutChunk<T>, public st
     using Layout = ChunkLayoutOf<T>;
 
 public:
-    /// Holds `n` value-initialised elements; or, with `reserveOnly`, none but room for `n`. Throws
+    /// Holds `n` value-initialised elements or, with `reserveOnly`, no element but room for `n`. Throws
     /// std::length_error if `n` is more than a vector takes, std::bad_alloc without memory.
     Chunk(unsigned long long n, bool reserveOnly) : std::vector<T>(reserveOnly ? 0 : checkedSize(n)) {
         if (reserveOnly)

@@ -7,8 +7,8 @@
 
 namespace Larder {
 
-/// A warning to the user: gathers a text and delivers it as it goes, to the standard error stream or to the
-/// thread's ConsoleSink.
+/// A warning to the user: gathers a text and delivers it when it is destroyed, to the standard error stream
+/// or to the thread's ConsoleSink.
 ///
 /// Used as a temporary: Console() << "have no point cloud positions". Texts carry no line end of their own.
 /// Each text arrives whole, whatever other threads write.

@@ -12,8 +12,8 @@ public:
     Creature();
     ~Creature() override;
 
-    /// A creator that keeps copies of what it makes stops with false: the shared cache keeps them then. The
-    /// plain creator keeps none and does nothing.
+    /// With false, a creator that keeps copies of what it makes stops doing so, since the shared cache now
+    /// keeps them. The plain creator keeps none and does nothing.
     virtual void enableCaching(bool enabled) const;
 };
 
@@ -23,7 +23,7 @@ public:
     /// Makes a new T, null if it can't. The maker does not keep it.
     virtual StrongPtr<T, Cacheable> create() { return {}; }
 
-    /// What is at hand without making anything, null if nothing is.
+    /// The object if there is one already, else null; makes nothing.
     virtual StrongPtr<T, Cacheable> get() const { return {}; }
 };
 

@@ -13,7 +13,7 @@ StrongPtr<InterfaceBase, InterfaceBase> Intercube::createInterface(const std::ty
 void Intercube::addInterface(const StrongPtr<InterfaceBase, InterfaceBase>& interface) const {
     if (!interface)
         return;
-    // What is replaced goes outside of the lock: its destructor may come back to this set.
+    // What is replaced is released after the lock: its destructor may use this set.
     StrongPtr<InterfaceBase, InterfaceBase> replaced = interface;
     const std::lock_guard guard(Lock);
     std::swap(Interfaces[interface->getInterfaceDomain()], replaced);

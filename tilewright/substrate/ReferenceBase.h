@@ -30,7 +30,7 @@ class TILEWRIGHT_API Cacheable;
 /// never reach zero again and start a second destruction.
 inline constexpr int dyingMark = 0x35000000;
 
-/// Left in `object` after death: a poison that is not null, so liveness is told by `strongCount`.
+/// Left in `object` after death: a poison that is not null, so only `strongCount` shows liveness.
 inline constexpr std::uintptr_t goneMark = 0x1234;
 
 /// The record that an object of domain R shares with its pointers.
@@ -83,7 +83,7 @@ public:
     ReferenceBase(const ReferenceBase&) = delete;
     ReferenceBase& operator=(const ReferenceBase&) = delete;
 
-    /// Last words: called when the last strong reference has gone and the object is still whole.
+    /// Last words: called when the last strong reference is gone and the object is still whole.
     virtual void extremeUnction() {}
 
     /// Also marks an object dead that is destroyed directly, without its last strong reference going.

@@ -19,7 +19,7 @@ public:
 /// Such a creator for objects of class T.
 template <class T> class TILEWRIGHT_API SaveInterfaceCreator : public SaveInterfaceCreatorBase {
 public:
-    /// Makes the save interface of `object` and attaches it; what it answers is up to the creator.
+    /// Makes the save interface of `object` and attaches it; the answer is up to the creator.
     virtual std::uint32_t createSaveInterface(T* object) = 0;
 };
 

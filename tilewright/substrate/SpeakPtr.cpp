@@ -9,7 +9,7 @@ namespace Larder {
 
 namespace {
 
-/// A report is worth less than the program: without memory for the names it is dropped.
+/// A report is worth less than the program: if there is no memory for the names it is dropped.
 template <class Report> void withoutThrowing(const Report& report) noexcept {
     try {
         report();

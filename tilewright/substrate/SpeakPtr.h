@@ -6,8 +6,8 @@
 
 namespace Larder {
 
-/// Speaks up on the standard error stream about reference pointers that are in disorder. The pointers go on
-/// working after a report, so nothing here throws or stops the program.
+/// Reports reference pointers that are in disorder on the standard error stream. The pointers go on working
+/// after a report, so nothing here throws or stops the program.
 ///
 /// Thread safety: stateless; any thread may report at any time.
 class TILEWRIGHT_API SpeakPtr {
@@ -15,8 +15,9 @@ public:
     /// The one reporter; never null.
     static SpeakPtr* theSpeaker();
 
-    /// A typed word disagrees with a fresh cast of its object. `storedType` is the dynamic type behind the
-    /// typed word, `wantedType` the pointer's class, `objectType` the dynamic type of `object`.
+    /// A typed word disagrees with a fresh cast of its object. `storedType` is the dynamic type of the object
+    /// that the typed word points at, `wantedType` the pointer's class, `objectType` the dynamic type of
+    /// `object`.
     void InconsistentDynPtr(const std::type_info& storedType, const std::type_info& wantedType,
                             const std::type_info& objectType, const void* fresh, const void* stored,
                             const void* object, const void* storedAgain) noexcept;

@@ -1,8 +1,8 @@
 /// StrongPtr: the reference pointers of the object model, with WeakPtrImpl, Ref and Auto.
 ///
-/// A pointer names the class T that it points at and the reference domain R in which the object is counted:
-/// StrongPtr<MemArray<3,float>, Cacheable>. A pointer to the domain's root is one word, the record; any other
-/// adds the typed address, found once by a dynamic cast.
+/// The type of a pointer names the class T that it points at and the reference domain R in which the object
+/// is counted: StrongPtr<MemArray<3,float>, Cacheable>. A pointer to the domain's root is one word, the
+/// record; any other adds the typed address, found once by a dynamic cast.
 ///
 /// Invariants:
 /// 1. A WeakPtrImpl holds one weak count, a StrongPtr one weak and one strong count; DynPtr, their base,
@@ -51,7 +51,7 @@ public:
         try {
             DomainHooks<R>::firstStrongReference(*record->object);
         } catch (...) {
-            // Whoever wanted to hold the object gets the exception, and nobody else knows of it.
+            // The exception goes to whoever wanted to hold the object; nobody else knows of it.
             unref();
             throw;
         }
@@ -103,7 +103,7 @@ protected:
 
     bool alive() const { return block() && block()->alive(); }
 
-    /// As the object's own class may name it: the typed word of a pointer that is being built.
+    /// The object as T: the typed word of a pointer that is being built.
     template <class T> T* castObject() const {
         if constexpr (std::is_same_v<T, R>)
             return rawptr();

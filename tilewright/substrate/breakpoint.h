@@ -4,7 +4,7 @@
 
 namespace Larder {
 
-/// Does nothing. It stands at the head of every out-of-line access path, so that a debugger can stop there.
+/// Does nothing. Every out-of-line access path begins with a call of it, so that a debugger can stop there.
 TILEWRIGHT_API void breakpoint();
 
 } // namespace Larder

@@ -1,4 +1,4 @@
-/// DomainVector: a vector that says by an empty tag class what its components mean.
+/// DomainVector: a vector whose components get their meaning from an empty tag class.
 #pragma once
 
 #include <tilewright/values/FixedArray.h>
@@ -11,7 +11,7 @@ struct TILEWRIGHT_API Cartesian3D {};
 /// Tag: the components are red, green and blue.
 struct TILEWRIGHT_API RGB {};
 
-/// Seat of operations that need both the meaning D and the components of V; it adds no data.
+/// The place for operations that need both the meaning D and the components of V; it adds no data.
 template <class D, class V> struct TILEWRIGHT_API DomainFunctions {};
 
 /// A vector V of components T with the meaning D. As large as V: the tags add no byte.
@@ -27,7 +27,7 @@ constexpr DomainVector<V, D, T> operator+(DomainVector<V, D, T> a, const DomainV
     return a += b;
 }
 
-/// Colour vectors with 8 and with 16 bits a channel.
+/// Colours with 8 and with 16 bits per channel.
 using Color8 = DomainVector<Vector<unsigned char, 3>, RGB, unsigned char>;
 using Color16 = DomainVector<Vector<unsigned short, 3>, RGB, unsigned short>;
 

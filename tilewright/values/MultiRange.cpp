@@ -38,10 +38,10 @@ std::string trimmed(const std::string& text) {
     return Larder::StringUtil::rtrim(Larder::StringUtil::ltrim(text));
 }
 
-/// A "-" may stand in front and nowhere else.
+/// A "-" may come first and nowhere else.
 bool isValidNumber(const std::string& text) { return text.find('-', 1) == std::string::npos; }
 
-/// Ascending, with what is not a number behind every number: a sort needs an order.
+/// Ascending, with not-a-number after every number: a sort needs an order.
 template <class T> bool precedes(T a, T b) {
     if constexpr (std::is_floating_point_v<T>)
         return a < b || (a == a && b != b);

@@ -2,7 +2,7 @@
 ///
 /// The text is items between ";" or ","; an item is a value or two values with ":" between them, in either
 /// order. Numbers are read by std::atof, also for integers: what it can't read is 0, and "2.7" in a set of
-/// integers is 2. A "-" is allowed only in front, so that a negative exponent can't be written.
+/// integers is 2. A "-" is allowed only at the start, so that a negative exponent can't be written.
 ///
 /// Invariants:
 /// 1. The pairs are sorted by their first and then their second value; they may overlap.

@@ -1,4 +1,4 @@
-/// StringUtil: the text routines behind requests, selections and range expressions.
+/// StringUtil: the text routines that requests, selections and range expressions are read with.
 ///
 /// Each has habits of its own at the edges, and the grammars rest on them: the two ways of cutting a text are
 /// not interchangeable. All work on bytes and know no encoding.
