@@ -35,6 +35,7 @@
 #include <io/runs/RasterRequest.h>
 #include <io/runs/RasterRun.h>
 #include <io/runs/RunPlan.h>
+#include <io/system/ByteSource.h>
 #include <io/system/Bytes.h>
 #include <io/system/Errors.h>
 #include <io/system/FileState.h>

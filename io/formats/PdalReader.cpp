@@ -28,17 +28,13 @@ LockedFolder makeFolder(const fs::path& parent) {
     }
 }
 
-std::vector<std::string> conversion(const fs::path& from, const fs::path& to, bool isCompressedLas) {
+std::vector<std::string> conversion(const fs::path& from, const fs::path& to) {
     std::vector<std::string> words = {"pdal", "translate",
                                       // Absolute, so that it is taken for no option and no address.
                                       fs::absolute(from).string(), to.string(),
-                                      "--writers.las.minor_version=4", "--writers.las.extra_dims=all"};
-    if (isCompressedLas) {
-        words.insert(words.end(), {"--reader=readers.las", "--writers.las.forward=all"});
-        return words;
-    }
-    // The range of the coordinates is known only when all points are.
-    words.emplace_back("--nostream");
+                                      // The range of the coordinates is known only when all points are.
+                                      "--nostream", "--writers.las.minor_version=4",
+                                      "--writers.las.extra_dims=all"};
     for (const char* axis : {"x", "y", "z"})
         for (const char* part : {"scale", "offset"})
             words.push_back(std::string("--writers.las.") + part + "_" + axis + "=auto");
@@ -70,20 +66,17 @@ void check(const ChildOutcome& outcome, const fs::path& result, const std::strin
 
 } // namespace
 
-std::unique_ptr<PointSource> readWithPdal(const fs::path& path, const ReadOptions& options,
-                                          bool isCompressedLas) {
+std::unique_ptr<PointSource> readWithPdal(const fs::path& path, const ReadOptions& options) {
     const std::string name = path.string();
     const LockedFolder folder = makeFolder(options.scratch->folder());
     const fs::path converted = folder.path() / "points.las";
-    const auto outcome = runProgram(conversion(path, converted, isCompressedLas),
+    const auto outcome = runProgram(conversion(path, converted),
                                     [&options] { return !options.report || options.report(0, 1); });
-    if (!outcome && isCompressedLas)
-        throw InputError(name + ": is compressed (LAZ); decompress it with 'laszip' or 'pdal translate', or "
-                                "install pdal, for example from conda-forge, and run this again");
     if (!outcome)
-        throw InputError(name + ": is of no kind that can be read: LAS, PLY, a text (.xyz, .txt, .csv, .asc, "
-                                ".pts, .tsv) or a vector file; what pdal reads can be, once it is installed, "
-                                "for example from conda-forge");
+        throw InputError(name +
+                         ": is of no kind that can be read: LAS, LAZ, PLY, a text (.xyz, .txt, .csv, .asc, "
+                         ".pts, .tsv) or a vector file; what pdal reads can be, once it is installed, "
+                         "for example from conda-forge");
     check(*outcome, converted, name);
     return std::make_unique<LasFile>(converted, name);
 }

@@ -1,8 +1,7 @@
 /// PdalReader: files of kinds that are read nowhere here, by way of the program pdal, if it is installed.
 ///
 /// It writes a LAS file, which is mapped and at once has no name any more: however this process ends from
-/// then on, nothing is left behind. Coordinates and attributes of LAS files come through exactly; others are
-/// stored as 32-bit integers over the range of the coordinates.
+/// then on, nothing is left behind. Coordinates are stored as 32-bit integers over their range.
 #pragma once
 
 #include <filesystem>
@@ -13,10 +12,7 @@
 
 namespace Tilewright::Io {
 
-/// Throws InputError if pdal is not on PATH, which says how to go on, or gives up.
-///
-/// `isCompressedLas` says that the file is one whatever its name; otherwise pdal goes by the extension.
-std::unique_ptr<PointSource> readWithPdal(const std::filesystem::path& path, const ReadOptions& options,
-                                          bool isCompressedLas);
+/// Throws InputError if pdal is not on PATH, which says how to go on, or gives up. It goes by the extension.
+std::unique_ptr<PointSource> readWithPdal(const std::filesystem::path& path, const ReadOptions& options);
 
 } // namespace Tilewright::Io

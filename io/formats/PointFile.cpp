@@ -11,6 +11,7 @@
 #include <io/formats/TextReader.h>
 #include <io/formats/VectorReader.h>
 #include <io/formats/las/LasFile.h>
+#include <io/formats/las/LazFile.h>
 #include <io/system/InputFile.h>
 
 namespace Tilewright::Io {
@@ -58,7 +59,7 @@ std::unique_ptr<PointSource> openPartOfCloud(const fs::path& path, const ReadOpt
     const std::string head = firstBytes(path);
     const std::string extension = lowerExtension(path);
     if (head.starts_with("LASF") && isCompressedLas(std::as_bytes(std::span(head))))
-        return readWithPdal(path, options, true);
+        return std::make_unique<LazFile>(std::make_unique<InputFile>(path));
     // By its name too, as the reader says best what is wrong with it.
     if (head.starts_with("LASF") || extension == ".las" || extension == ".laz")
         return openLas(path, options);
@@ -68,7 +69,7 @@ std::unique_ptr<PointSource> openPartOfCloud(const fs::path& path, const ReadOpt
         return readText(path, options);
     if (auto vector = readVector(path, options))
         return vector;
-    return readWithPdal(path, options, false);
+    return readWithPdal(path, options);
 }
 
 std::unique_ptr<PointSource> openPointFile(const fs::path& path, const CloudOptions& options) {

@@ -78,6 +78,9 @@ public:
     /// whoever uses it checks every point against it.
     virtual std::optional<PointBounds> statedBounds() const { return std::nullopt; }
 
+    /// What the user should know of the source though it can be read, a line each.
+    virtual std::vector<std::string> notes() const { return {}; }
+
     /// Calls `visitor` for the `count` records from `first` on, piece by piece in ascending order; a piece
     /// fits a processor's cache. Throws std::out_of_range past the last record, and InputError where the
     /// source can't be read any more.

@@ -89,6 +89,8 @@ private:
             const FileState& file = cloud.files()[i];
             Plan.inputs.push_back({file.path, file.size, file.modified, cloud.sources()[i]->pointCount()});
             --others[file.path];
+            for (const std::string& note : cloud.sources()[i]->notes())
+                Plan.notes.push_back(note);
         }
         for (const auto& [path, count] : others)
             if (count > 0)

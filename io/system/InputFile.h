@@ -7,24 +7,22 @@
 #include <span>
 #include <string>
 
+#include <io/system/ByteSource.h>
+
 namespace Tilewright::Io {
 
-class InputFile {
+class InputFile : public ByteSource {
 public:
     /// Throws InputError for anything but a readable regular file with at least one byte.
     explicit InputFile(const std::filesystem::path& path);
-    InputFile(const InputFile&) = delete;
-    InputFile& operator=(const InputFile&) = delete;
-    ~InputFile();
+    ~InputFile() override;
 
-    const std::string& name() const noexcept { return label; }
+    const std::string& name() const noexcept override { return label; }
     /// When it was opened.
-    std::uint64_t size() const noexcept { return length; }
+    std::uint64_t size() const noexcept override { return length; }
     int descriptor() const noexcept { return number; }
 
-    /// Reads from `offset` on into `room` and gives the number of bytes, less than asked for at the end of
-    /// the file alone. Throws InputError if the device fails.
-    std::size_t read(std::uint64_t offset, std::span<std::byte> room) const;
+    std::size_t read(std::uint64_t offset, std::span<std::byte> room) const override;
 
 private:
     std::string label;

@@ -430,10 +430,15 @@ TEST_F(LasFileTest, EachFaultOfAFileGetsItsOwnLine) {
         {"inside its header", with(96, std::uint32_t{374})},
         {"but ends at byte", with(96, std::uint32_t{0xFFFFFFFF})},
         {"points of format 11", with(104, std::uint8_t{11})},
-        {"compressed (LAZ)", with(104, std::uint8_t{0x80 | 6})},
-        {"compressed (LAZ)", with(104, std::uint8_t{0x40 | 6})},
-        {"decompress it first",
-         [=](Bytes& bytes) { std::memcpy(bytes.data() + firstRecord + 2, "laszip encoded", 14); }},
+        {"but no record says how", with(104, std::uint8_t{0x80 | 6})},
+        {"given up long ago", with(104, std::uint8_t{0x40 | 6})},
+        {"given up long ago", with(104, std::uint8_t{0xC0 | 6})},
+        {"but its point format says that it is not",
+         [=](Bytes& bytes) {
+             std::memcpy(bytes.data() + firstRecord + 2, "laszip encoded", 14);
+             poke(bytes, firstRecord + 18, std::uint16_t{22204});
+             poke(bytes, firstRecord + 54, std::uint16_t{2});
+         }},
         {"takes at least 30", with(105, std::uint16_t{0})},
         {"promises 4 points, but only 3", with(247, std::uint64_t{4})},
         {"promises 18446744073709551615 points", with(247, most)},

@@ -58,6 +58,17 @@ TEST_P(LazSampleTest, ChunksFollowEachOtherWithoutATable) {
     }
 }
 
+TEST_P(LazSampleTest, DecodesFromAFileThroughWindowsThatAreFarShorter) {
+    const MemoryBytes file(cloud.bytes, "file");
+    ChunkDecoder decoder(cloud.record);
+    for (std::size_t i = 0; i < cloud.chunks.size(); ++i) {
+        const Chunk& chunk = cloud.chunks[i];
+        decoder.start(ChunkBytes(file, {chunk.offset, chunk.size}, 2), chunk.pointCount);
+        EXPECT_EQ(decodeChunk(decoder, cloud.recordLength, 70), decodeChunk(cloud, i));
+        EXPECT_EQ(decoder.chunkBytes(), chunk.size);
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(, LazSampleTest, testing::ValuesIn(lazSamples), [](const auto& info) {
     std::string name = info.param.name;
     std::ranges::replace(name, '.', '_');

@@ -62,10 +62,14 @@ public:
         return std::uint64_t{bits32()} << 32 | low;
     }
 
-    /// The first byte that has not been read. The string has ended after its last symbol, neither before nor
-    /// later.
-    const std::byte* position() const noexcept { return next; }
-    bool isAtEnd() const noexcept { return next == end; }
+    /// What has not been read. Nothing after the last symbol of the string, and something before it or where
+    /// more of the string is to come.
+    std::span<const std::byte> rest() const noexcept { return {next, end}; }
+    /// Goes on with other bytes, which begin as rest() does.
+    void moveTo(std::span<const std::byte> bytes) noexcept {
+        next = bytes.data();
+        end = bytes.data() + bytes.size();
+    }
 
 private:
     static constexpr std::uint32_t shortestInterval = std::uint32_t{1} << 24;

@@ -23,7 +23,7 @@ ChunkDecoder::ChunkDecoder(const CompressionRecord& record, const ByteSelection&
 
 ChunkDecoder::~ChunkDecoder() = default;
 
-void ChunkDecoder::start(std::span<const std::byte> bytes, std::uint64_t pointCount, Extent newExtent) {
+void ChunkDecoder::start(const ChunkBytes& bytes, std::uint64_t pointCount, Extent newExtent) {
     left = 0;
     if (pointCount == 0)
         throw CodingError("it has no points");
@@ -33,12 +33,12 @@ void ChunkDecoder::start(std::span<const std::byte> bytes, std::uint64_t pointCo
     chunk = bytes;
     extent = newExtent;
     if (layered) {
-        size = layered->start(bytes, pointCount);
+        size = layered->start(chunk, pointCount);
         if (extent == Extent::Exact && size != bytes.size())
             throw CodingError("it has " + std::to_string(bytes.size()) + " bytes, but its layers end after " +
                               std::to_string(size));
     } else {
-        pointwise->start(bytes);
+        pointwise->start(chunk);
     }
     left = pointCount;
     isFirst = true;
@@ -51,7 +51,7 @@ std::size_t ChunkDecoder::decode(std::span<std::byte> records) {
     std::byte* to = records.data();
     std::size_t coded = count;
     if (isFirst) {
-        std::memcpy(to, chunk.data(), recordLength);
+        std::memcpy(to, layered ? layered->firstRecord() : pointwise->firstRecord(), recordLength);
         to += recordLength;
         --coded;
         isFirst = false;
@@ -72,7 +72,7 @@ void ChunkDecoder::finish() {
             throw CodingError("its points end before its layers do");
         return;
     }
-    size = static_cast<std::size_t>(pointwise->position() - chunk.data());
+    size = pointwise->position();
     if (extent == Extent::Exact && size != chunk.size())
         throw CodingError("it has " + std::to_string(chunk.size()) + " bytes, but its points end after " +
                           std::to_string(size));

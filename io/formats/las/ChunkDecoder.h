@@ -11,8 +11,9 @@
 #include <memory>
 #include <span>
 
-#include <io/records/ByteSelection.h>
+#include <io/formats/las/ChunkBytes.h>
 #include <io/formats/las/CompressionRecord.h>
+#include <io/records/ByteSelection.h>
 #include <tilewright/export.h>
 
 namespace Tilewright::Io {
@@ -33,10 +34,17 @@ public:
     /// Layers that nobody wants are neither decoded nor read: see LayeredHead::neededBytes().
     ChunkDecoder(const CompressionRecord& record, const ByteSelection& wanted);
     ~ChunkDecoder();
+    ChunkDecoder(const ChunkDecoder&) = delete;
+    ChunkDecoder& operator=(const ChunkDecoder&) = delete;
 
-    /// Begins a chunk of `pointCount` points. `bytes` must stay until all are decoded. All operations throw
-    /// CodingError where the bytes are not such a chunk; after that only start() may be called.
-    void start(std::span<const std::byte> bytes, std::uint64_t pointCount, Extent extent = Extent::Exact);
+    /// Begins a chunk of `pointCount` points. Its bytes must stay until all are decoded. Those that are in no
+    /// memory yet are read as they are needed, through windows that take far less memory than a long chunk.
+    /// All operations throw CodingError where the bytes are not such a chunk; after that only start() may be
+    /// called.
+    void start(const ChunkBytes& bytes, std::uint64_t pointCount, Extent extent = Extent::Exact);
+    void start(std::span<const std::byte> bytes, std::uint64_t pointCount, Extent newExtent = Extent::Exact) {
+        start(ChunkBytes(bytes), pointCount, newExtent);
+    }
 
     /// Points that are still to be decoded.
     std::uint64_t remaining() const noexcept { return left; }
@@ -46,7 +54,7 @@ public:
     std::size_t decode(std::span<std::byte> records);
 
     /// Bytes of the chunk, once all points are decoded.
-    std::size_t chunkBytes() const noexcept { return size; }
+    std::uint64_t chunkBytes() const noexcept { return size; }
 
 private:
     void finish();
@@ -54,9 +62,9 @@ private:
     std::size_t recordLength;
     std::unique_ptr<LayeredChunk> layered;
     std::unique_ptr<PointwiseChunk> pointwise;
-    std::span<const std::byte> chunk;
+    ChunkBytes chunk;
     std::uint64_t left = 0;
-    std::size_t size = 0;
+    std::uint64_t size = 0;
     bool isFirst = false;
     Extent extent = Extent::Exact;
 };

@@ -1,10 +1,7 @@
-/// CodedLayer: what all layers of a chunk have: coded bytes of their own, if they are decoded at all.
+/// CodedLayer: what all layers of a chunk have: a coded string of their own, if they are decoded at all.
 #pragma once
 
-#include <cstddef>
-#include <span>
-
-#include <io/formats/las/ArithmeticDecoder.h>
+#include <io/formats/las/CodedWindow.h>
 
 namespace Tilewright::Io {
 
@@ -14,18 +11,25 @@ public:
     void skip() noexcept { active = false; }
     bool isActive() const noexcept { return active; }
 
+    /// To be called before so many points as the reserve of the string is for.
+    void refill() {
+        if (active)
+            window.refill(coder);
+    }
+
     /// Whether nothing is left to decode.
-    bool isAtEnd() const noexcept { return !active || coder.isAtEnd(); }
+    bool isAtEnd() const noexcept { return !active || window.isAtEnd(coder); }
 
 protected:
-    void begin(std::span<const std::byte> bytes) {
-        coder = ArithmeticDecoder(bytes);
+    void begin(const CodedString& string) {
+        coder = window.start(string);
         active = true;
     }
 
     ArithmeticDecoder coder;
 
 private:
+    CodedWindow window;
     bool active = false;
 };
 

@@ -10,7 +10,6 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
-#include <span>
 #include <vector>
 
 #include <io/formats/las/ChannelContexts.h>
@@ -25,8 +24,8 @@ template <class Context> class ItemLayer : public CodedLayer {
 public:
     ItemLayer(std::size_t place, bool followsChannel) : place(place), contexts(followsChannel) {}
 
-    void start(std::span<const std::byte> bytes, const std::byte* first, unsigned channel) {
-        begin(bytes);
+    void start(const CodedString& string, const std::byte* first, unsigned channel) {
+        begin(string);
         contexts.start(channel, Context::load(first + place));
     }
 
@@ -125,8 +124,15 @@ public:
     bool empty() const noexcept { return layers.empty(); }
 
     /// Of the byte at `place` of a record.
-    void add(std::span<const std::byte> bytes, std::size_t place) {
-        layers.push_back({ArithmeticDecoder(bytes), place});
+    void add(const CodedString& string, std::size_t place) {
+        ByteLayer& layer = layers.emplace_back();
+        layer.coder = layer.window.start(string);
+        layer.place = place;
+    }
+
+    void refill() {
+        for (ByteLayer& layer : layers)
+            layer.window.refill(layer.coder);
     }
 
     /// Begins with the layers that were added.
@@ -149,13 +155,14 @@ public:
 
     bool isAtEnd() const {
         return std::all_of(layers.begin(), layers.end(),
-                           [](const ByteLayer& layer) { return layer.coder.isAtEnd(); });
+                           [](const ByteLayer& layer) { return layer.window.isAtEnd(layer.coder); });
     }
 
 private:
     struct ByteLayer {
+        CodedWindow window;
         ArithmeticDecoder coder;
-        std::size_t place;
+        std::size_t place = 0;
     };
 
     struct Context {

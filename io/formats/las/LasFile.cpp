@@ -4,8 +4,7 @@
 #include <utility>
 
 #include <io/formats/las/LasFields.h>
-#include <io/gdal/CoordinateSystem.h>
-#include <io/system/Bytes.h>
+#include <io/system/Errors.h>
 
 namespace Tilewright::Io {
 
@@ -35,21 +34,12 @@ LasFile::LasFile(const std::filesystem::path& path, std::string name)
                                                         lasFields(head.pointFormat, head.recordLength,
                                                                   slice(file, head.extraBytes))} {
     file.checkWhole();
+    if (head.isCompressed)
+        throw InputError(label + ": is compressed (LAZ)");
 }
 
 std::string LasFile::coordinateSystem() const {
-    const auto fromWkt = [this] {
-        const auto text = slice(file, head.wkt);
-        return coordinateSystemFromWkt({reinterpret_cast<const char*>(text.data()), text.size()});
-    };
-    const auto fromKeys = [this] {
-        return coordinateSystemFromGeoKeys({slice(file, head.geoKeyDirectory),
-                                            slice(file, head.geoKeyNumbers), slice(file, head.geoKeyTexts)});
-    };
-    std::string system = head.prefersWkt() ? fromWkt() : fromKeys();
-    if (system.empty()) {
-        system = head.prefersWkt() ? fromKeys() : fromWkt();
-    }
+    std::string system = coordinateSystemOf(head, MemoryBytes(file.bytes(), label));
     file.checkWhole();
     return system;
 }

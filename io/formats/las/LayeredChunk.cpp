@@ -1,5 +1,6 @@
 #include <io/formats/las/LayeredChunk.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -10,6 +11,12 @@ namespace Tilewright::Io {
 namespace {
 
 constexpr std::uint16_t firstVersionThatFollowsChannels = 4;
+
+/// A symbol narrows the interval by 15 bits at most, a plain number by no more than its own bits. So it takes
+/// two bytes at most, or as many as its bits and one more; no layer has more for a point than a few switches
+/// of GPS times and a new one.
+constexpr std::size_t mostBytesPerSymbol = 2;
+constexpr std::size_t mostBytesPerPoint = 64;
 
 } // namespace
 
@@ -38,34 +45,66 @@ LayeredChunk::LayeredChunk(const CompressionRecord& record, const ByteSelection&
     }
 }
 
-std::size_t LayeredChunk::start(std::span<const std::byte> bytes, std::uint64_t pointCount) {
-    const LayeredHead head = readLayeredHead(bytes, record);
+std::uint64_t LayeredChunk::start(const ChunkBytes& chunk, std::uint64_t pointCount) {
+    pointsAtATime = chunk.pointsAtATime();
+    headBytes.resize(
+        static_cast<std::size_t>(std::min<std::uint64_t>(LayeredHead::size(record), chunk.size())));
+    chunk.read(0, headBytes);
+    const LayeredHead head = readLayeredHead(headBytes, record);
     if (head.pointCount != pointCount)
         throw CodingError("it says that it has " + std::to_string(head.pointCount) + " points, and not " +
                           std::to_string(pointCount));
-    if (head.chunkBytes > bytes.size())
+    if (head.chunkBytes > chunk.size())
         throw CodingError("its layers end at byte " + std::to_string(head.chunkBytes) + " of " +
-                          std::to_string(bytes.size()));
-    first = bytes.data();
+                          std::to_string(chunk.size()));
     if (pointCount > 1)
-        startLayers(head, bytes);
-    return static_cast<std::size_t>(head.chunkBytes);
+        startLayers(head, chunk);
+    else
+        skipLayers();
+    return head.chunkBytes;
 }
 
-void LayeredChunk::startLayers(const LayeredHead& head, std::span<const std::byte> bytes) {
+/// What is left of the chunk before must not be taken for a part of this one.
+void LayeredChunk::skipLayers() {
+    xy.skip();
+    z.skip();
+    forEachAttribute([](auto& layer) { layer.skip(); });
+    if (extraBytes)
+        extraBytes->clear();
+}
+
+/// An attribute without a layer is that of the first point for all.
+bool LayeredChunk::isCoded(const LayeredHead& head, std::size_t layer) const {
+    return head.layers[layer].coded.length != 0 && head.isNeeded(layer, wanted);
+}
+
+/// In the order of their layers.
+template <class Visitor> void LayeredChunk::forEachAttribute(Visitor&& visit) {
+    visit(classification);
+    visit(flags);
+    visit(intensity);
+    visit(scanAngle);
+    visit(userData);
+    visit(pointSource);
+    visit(gpsTime);
+    if (colour)
+        visit(*colour);
+    if (infrared)
+        visit(*infrared);
+    if (wavePacket)
+        visit(*wavePacket);
+}
+
+void LayeredChunk::startLayers(const LayeredHead& head, const ChunkBytes& chunk) {
     const auto coded = [&](std::size_t layer) {
-        const ByteRange range = head.layers[layer].coded;
-        return bytes.subspan(static_cast<std::size_t>(range.offset), static_cast<std::size_t>(range.length));
+        return CodedString{&chunk, head.layers[layer].coded, pointsAtATime * mostBytesPerPoint};
     };
-    // An attribute without a layer is that of the first point for all.
-    const auto isCoded = [&](std::size_t layer) {
-        return head.layers[layer].coded.length != 0 && head.isNeeded(layer, wanted);
-    };
+    const std::byte* const first = firstRecord();
     xy.start(coded(0), first);
     const unsigned channel = xy.currentChannel();
     std::size_t layer = 1;
     const auto startNext = [&](auto& decoder) {
-        if (isCoded(layer))
+        if (isCoded(head, layer))
             decoder.start(coded(layer), first, channel);
         else
             decoder.skip();
@@ -74,34 +113,43 @@ void LayeredChunk::startLayers(const LayeredHead& head, std::span<const std::byt
     };
     hasAttributes = false;
     startNext(z);
-    startNext(classification);
-    startNext(flags);
-    startNext(intensity);
-    startNext(scanAngle);
-    startNext(userData);
-    startNext(pointSource);
-    startNext(gpsTime);
-    if (colour)
-        startNext(*colour);
-    if (infrared)
-        startNext(*infrared);
-    if (wavePacket)
-        startNext(*wavePacket);
-    if (!extraBytes)
-        return;
+    forEachAttribute(startNext);
+    if (extraBytes)
+        startExtraBytes(head, chunk, layer);
+}
+
+void LayeredChunk::startExtraBytes(const LayeredHead& head, const ChunkBytes& chunk, std::size_t layer) {
     extraBytes->clear();
     for (; layer < head.layers.size(); ++layer) {
-        if (isCoded(layer))
-            extraBytes->add(coded(layer), static_cast<std::size_t>(head.layers[layer].record.offset));
+        if (isCoded(head, layer))
+            extraBytes->add({&chunk, head.layers[layer].coded, pointsAtATime * mostBytesPerSymbol},
+                            static_cast<std::size_t>(head.layers[layer].record.offset));
     }
-    extraBytes->start(first, channel);
+    extraBytes->start(firstRecord(), xy.currentChannel());
     hasAttributes |= !extraBytes->empty();
 }
 
+void LayeredChunk::refill() {
+    xy.refill();
+    z.refill();
+    forEachAttribute([](auto& layer) { layer.refill(); });
+    if (extraBytes)
+        extraBytes->refill();
+}
+
 void LayeredChunk::decode(std::byte* records, std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i) {
-        std::byte* to = records + i * record.recordLength;
-        std::memcpy(to, first, record.recordLength);
+    while (count != 0) {
+        const std::size_t batch = std::min(count, pointsAtATime);
+        refill();
+        decodeBatch(records, batch);
+        records += batch * record.recordLength;
+        count -= batch;
+    }
+}
+
+void LayeredChunk::decodeBatch(std::byte* to, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i, to += record.recordLength) {
+        std::memcpy(to, firstRecord(), record.recordLength);
         const PointContext point = xy.decode(to);
         if (z.isActive())
             z.decode(point, to);
@@ -111,32 +159,18 @@ void LayeredChunk::decode(std::byte* records, std::size_t count) {
 }
 
 void LayeredChunk::decodeAttributes(const PointContext& point, std::byte* to) {
-    const auto decode = [&](auto& layer) {
+    forEachAttribute([&](auto& layer) {
         if (layer.isActive())
             layer.decode(point, to);
-    };
-    decode(classification);
-    decode(flags);
-    decode(intensity);
-    decode(scanAngle);
-    decode(userData);
-    decode(pointSource);
-    decode(gpsTime);
-    if (colour)
-        decode(*colour);
-    if (infrared)
-        decode(*infrared);
-    if (wavePacket)
-        decode(*wavePacket);
+    });
     if (extraBytes && !extraBytes->empty())
         extraBytes->decode(point, to);
 }
 
-bool LayeredChunk::isAtEnd() const {
-    return xy.isAtEnd() && z.isAtEnd() && classification.isAtEnd() && flags.isAtEnd() &&
-           intensity.isAtEnd() && scanAngle.isAtEnd() && userData.isAtEnd() && pointSource.isAtEnd() &&
-           gpsTime.isAtEnd() && (!colour || colour->isAtEnd()) && (!infrared || infrared->isAtEnd()) &&
-           (!wavePacket || wavePacket->isAtEnd()) && (!extraBytes || extraBytes->isAtEnd());
+bool LayeredChunk::isAtEnd() {
+    bool atEnd = xy.isAtEnd() && z.isAtEnd() && (!extraBytes || extraBytes->isAtEnd());
+    forEachAttribute([&](const auto& layer) { atEnd = atEnd && layer.isAtEnd(); });
+    return atEnd;
 }
 
 } // namespace Tilewright::Io

@@ -6,8 +6,8 @@
 #include <span>
 #include <vector>
 
-#include <io/records/ByteSelection.h>
 #include <io/formats/las/CompressionRecord.h>
+#include <io/records/ByteSelection.h>
 #include <io/system/Bytes.h>
 #include <tilewright/export.h>
 

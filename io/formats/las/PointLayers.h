@@ -1,14 +1,13 @@
 /// PointLayers: the layers of a point of formats 6 to 10 after the XY layer, an attribute each.
 ///
-/// Each has `start(bytes, first, channel)`, which takes the bytes of the layer, the first record of the chunk
-/// and its scanner channel, and `decode(point, record)`, which puts the attribute of the next point into its
-/// record.
+/// Each has `start(string, first, channel)`, which takes the bytes of the layer, the first record of the
+/// chunk and its scanner channel, and `decode(point, record)`, which puts the attribute of the next point
+/// into its record.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <span>
 
 #include <io/formats/las/ChannelContexts.h>
 #include <io/formats/las/CodedLayer.h>
@@ -21,8 +20,8 @@ namespace Tilewright::Io {
 
 template <class Context> class PointLayer : public CodedLayer {
 protected:
-    template <class Value> void begin(std::span<const std::byte> bytes, unsigned channel, Value first) {
-        CodedLayer::begin(bytes);
+    template <class Value> void begin(const CodedString& string, unsigned channel, Value first) {
+        CodedLayer::begin(string);
         contexts.start(channel, first);
     }
 
@@ -43,8 +42,8 @@ struct ZContext {
 
 class ZLayer : public PointLayer<ZContext> {
 public:
-    void start(std::span<const std::byte> bytes, const std::byte* first, unsigned channel) {
-        begin(bytes, channel, loadLittleEndian<std::int32_t>(first + place));
+    void start(const CodedString& string, const std::byte* first, unsigned channel) {
+        begin(string, channel, loadLittleEndian<std::int32_t>(first + place));
     }
 
     [[gnu::always_inline]] void decode(const PointContext& point, std::byte* record) {
@@ -69,8 +68,8 @@ struct ClassificationContext {
 
 class ClassificationLayer : public PointLayer<ClassificationContext> {
 public:
-    void start(std::span<const std::byte> bytes, const std::byte* first, unsigned channel) {
-        begin(bytes, channel, std::to_integer<unsigned>(first[place]));
+    void start(const CodedString& string, const std::byte* first, unsigned channel) {
+        begin(string, channel, std::to_integer<unsigned>(first[place]));
     }
 
     [[gnu::always_inline]] void decode(const PointContext& point, std::byte* record) {
@@ -95,9 +94,9 @@ struct FlagsContext {
 /// The flags but for the scanner channel, which lies in the middle of their byte.
 class FlagsLayer : public PointLayer<FlagsContext> {
 public:
-    void start(std::span<const std::byte> bytes, const std::byte* first, unsigned channel) {
+    void start(const CodedString& string, const std::byte* first, unsigned channel) {
         const auto flags = std::to_integer<unsigned>(first[place]);
-        begin(bytes, channel, (flags & 0x0FU) | (flags & 0xC0U) >> 2);
+        begin(string, channel, (flags & 0x0FU) | (flags & 0xC0U) >> 2);
     }
 
     [[gnu::always_inline]] void decode(const PointContext& point, std::byte* record) {
@@ -125,8 +124,8 @@ struct IntensityContext {
 
 class IntensityLayer : public PointLayer<IntensityContext> {
 public:
-    void start(std::span<const std::byte> bytes, const std::byte* first, unsigned channel) {
-        begin(bytes, channel, loadLittleEndian<std::uint16_t>(first + place));
+    void start(const CodedString& string, const std::byte* first, unsigned channel) {
+        begin(string, channel, loadLittleEndian<std::uint16_t>(first + place));
     }
 
     [[gnu::always_inline]] void decode(const PointContext& point, std::byte* record) {
@@ -151,8 +150,8 @@ struct ScanAngleContext {
 
 class ScanAngleLayer : public PointLayer<ScanAngleContext> {
 public:
-    void start(std::span<const std::byte> bytes, const std::byte* first, unsigned channel) {
-        begin(bytes, channel, loadLittleEndian<std::int16_t>(first + place));
+    void start(const CodedString& string, const std::byte* first, unsigned channel) {
+        begin(string, channel, loadLittleEndian<std::int16_t>(first + place));
     }
 
     [[gnu::always_inline]] void decode(const PointContext& point, std::byte* record) {
@@ -178,8 +177,8 @@ struct UserDataContext {
 
 class UserDataLayer : public PointLayer<UserDataContext> {
 public:
-    void start(std::span<const std::byte> bytes, const std::byte* first, unsigned channel) {
-        begin(bytes, channel, std::to_integer<unsigned>(first[place]));
+    void start(const CodedString& string, const std::byte* first, unsigned channel) {
+        begin(string, channel, std::to_integer<unsigned>(first[place]));
     }
 
     [[gnu::always_inline]] void decode(const PointContext& point, std::byte* record) {
@@ -202,8 +201,8 @@ struct PointSourceContext {
 
 class PointSourceLayer : public PointLayer<PointSourceContext> {
 public:
-    void start(std::span<const std::byte> bytes, const std::byte* first, unsigned channel) {
-        begin(bytes, channel, loadLittleEndian<std::uint16_t>(first + place));
+    void start(const CodedString& string, const std::byte* first, unsigned channel) {
+        begin(string, channel, loadLittleEndian<std::uint16_t>(first + place));
     }
 
     [[gnu::always_inline]] void decode(const PointContext& point, std::byte* record) {
@@ -231,8 +230,8 @@ struct GpsTimeContext {
 
 class GpsTimeLayer : public PointLayer<GpsTimeContext> {
 public:
-    void start(std::span<const std::byte> bytes, const std::byte* first, unsigned channel) {
-        begin(bytes, channel, loadLittleEndian<std::uint64_t>(first + place));
+    void start(const CodedString& string, const std::byte* first, unsigned channel) {
+        begin(string, channel, loadLittleEndian<std::uint64_t>(first + place));
     }
 
     [[gnu::always_inline]] void decode(const PointContext& point, std::byte* record) {

@@ -1,8 +1,19 @@
 #include <io/formats/las/PointwiseChunk.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace Tilewright::Io {
+
+namespace {
+
+/// What a point may take at most. A symbol takes two bytes at most, and no byte of a record is more than two
+/// symbols, but for a GPS time that switches from sequence to sequence.
+constexpr std::size_t mostBytesPerPoint(std::size_t recordLength) { return 4 * recordLength + 64; }
+
+constexpr std::size_t mostReserve = std::size_t{1} << 18;
+
+} // namespace
 
 template <class Version1, class Version2, class... Arguments>
 void PointwiseChunk::create(Item<Version1, Version2>& decoder, const LazItem& item, std::size_t place,
@@ -21,7 +32,8 @@ void PointwiseChunk::create(Item<Version1, Version2>& decoder, const LazItem& it
         make(decoder.version2);
 }
 
-PointwiseChunk::PointwiseChunk(const CompressionRecord& record) : recordLength(record.recordLength) {
+PointwiseChunk::PointwiseChunk(const CompressionRecord& record)
+    : recordLength(record.recordLength), first(record.recordLength) {
     std::size_t place = 0;
     for (const LazItem& item : record.items) {
         switch (item.type) {
@@ -44,17 +56,30 @@ PointwiseChunk::PointwiseChunk(const CompressionRecord& record) : recordLength(r
     }
 }
 
-void PointwiseChunk::start(std::span<const std::byte> bytes) {
-    const auto startItem = [&](auto& item) { item.start(bytes.data() + item.place); };
+void PointwiseChunk::start(const ChunkBytes& chunk) {
+    chunk.read(0, first);
+    const auto startItem = [&](auto& item) { item.start(first.data() + item.place); };
     startItem(point);
     startItem(gpsTime);
     startItem(colour);
     startItem(wavePacket);
     startItem(extraBytes);
-    coder = ArithmeticDecoder(bytes.subspan(recordLength));
+    const std::size_t mostBytes = mostBytesPerPoint(recordLength);
+    pointsAtATime = std::min(chunk.pointsAtATime(), std::max<std::size_t>(mostReserve / mostBytes, 1));
+    coder = window.start({&chunk, {recordLength, chunk.size() - recordLength}, pointsAtATime * mostBytes});
 }
 
 void PointwiseChunk::decode(std::byte* records, std::size_t count) {
+    while (count != 0) {
+        const std::size_t batch = std::min(count, pointsAtATime);
+        window.refill(coder);
+        decodeBatch(records, batch);
+        records += batch * recordLength;
+        count -= batch;
+    }
+}
+
+void PointwiseChunk::decodeBatch(std::byte* to, std::size_t count) {
     ArithmeticDecoder local = coder;
     // What is called by address would keep the decoder out of the registers, so calls get a copy of it.
     const auto call = [&](auto& decoder, std::byte* to) {
@@ -62,8 +87,7 @@ void PointwiseChunk::decode(std::byte* records, std::size_t count) {
         decoder.decode(copy, to);
         local = copy;
     };
-    for (std::size_t i = 0; i < count; ++i) {
-        std::byte* to = records + i * recordLength;
+    for (std::size_t i = 0; i < count; ++i, to += recordLength) {
         if (point.version2)
             point.version2->decode(local, to);
         else

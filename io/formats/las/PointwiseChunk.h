@@ -2,10 +2,13 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
-#include <span>
+#include <vector>
 
 #include <io/formats/las/ArithmeticDecoder.h>
+#include <io/formats/las/ChunkBytes.h>
+#include <io/formats/las/CodedWindow.h>
 #include <io/formats/las/CompressionRecord.h>
 #include <io/formats/las/Point10Decoder.h>
 #include <io/formats/las/PointwiseItems.h>
@@ -18,14 +21,17 @@ class PointwiseChunk {
 public:
     explicit PointwiseChunk(const CompressionRecord& record);
 
-    /// Begins with the chunk in `bytes`, which must stay.
-    void start(std::span<const std::byte> bytes);
+    /// Begins with a chunk, which must stay.
+    void start(const ChunkBytes& chunk);
+
+    /// The first record of the chunk.
+    const std::byte* firstRecord() const noexcept { return first.data(); }
 
     /// The next points, but for the first of all.
     void decode(std::byte* records, std::size_t count);
 
-    /// The first byte that no point needed.
-    const std::byte* position() const noexcept { return coder.position(); }
+    /// Bytes of the chunk that have been read.
+    std::uint64_t position() const noexcept { return recordLength + window.position(coder); }
 
 private:
     /// A decoder for an item that the points may have, in the version that they have it in.
@@ -46,7 +52,12 @@ private:
     static void create(Item<Version1, Version2>& decoder, const LazItem& item, std::size_t place,
                        Arguments... arguments);
 
+    void decodeBatch(std::byte* to, std::size_t count);
+
     std::size_t recordLength;
+    std::size_t pointsAtATime = 1;
+    std::vector<std::byte> first;
+    CodedWindow window;
     ArithmeticDecoder coder;
     Item<Point10DecoderVersion1, Point10Decoder> point;
     Item<GpsTime11DecoderVersion1, GpsTime11Decoder> gpsTime;

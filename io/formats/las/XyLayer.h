@@ -5,7 +5,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <span>
 
 #include <io/formats/las/ChannelContexts.h>
 #include <io/formats/las/CodedLayer.h>
@@ -19,8 +18,8 @@ namespace Tilewright::Io {
 
 class XyLayer : public CodedLayer {
 public:
-    void start(std::span<const std::byte> bytes, const std::byte* first) {
-        begin(bytes);
+    void start(const CodedString& string, const std::byte* first) {
+        begin(string);
         channel = std::to_integer<unsigned>(first[flagsPlace]) >> 4 & 3U;
         const auto returns = std::to_integer<unsigned>(first[returnsPlace]);
         contexts.start(channel,
