@@ -103,13 +103,40 @@ void printFields(std::ostream& out, const Io::PointCloud& cloud, const Io::Cloud
     }
 }
 
+/// Empty for a file that is not compressed.
+std::string storageText(const Io::PointSource& source) {
+    const std::optional<Io::CompressionSummary> compression = Io::compressionOf(source);
+    if (!compression)
+        return {};
+    std::string text =
+        (compression->octree ? "COPC, " : "LAZ, ") + std::to_string(compression->chunks) +
+        (compression->chunks == 1 ? " chunk of " : " chunks of ") +
+        (compression->chunkSize ? std::to_string(*compression->chunkSize) : "varying numbers of") + " points";
+    if (const auto& octree = compression->octree)
+        text += ", in an octree of " + std::to_string(octree->levels) +
+                (octree->levels == 1 ? " level" : " levels") + " with points " +
+                Io::roundedNumber(octree->spacing, 3) + " to " + Io::roundedNumber(octree->finestSpacing, 3) +
+                " apart";
+    return text;
+}
+
+void printFiles(std::ostream& out, const Io::PointCloud& cloud) {
+    if (cloud.sources().size() == 1) {
+        const std::string storage = storageText(*cloud.sources().front());
+        out << (storage.empty() ? "" : "storage  " + storage + "\n");
+        return;
+    }
+    for (const auto& source : cloud.sources()) {
+        const std::string storage = storageText(*source);
+        out << "         " << Io::printable(source->name()) << ": " << source->pointCount() << " points"
+            << (storage.empty() ? "" : "; " + storage) << "\n";
+    }
+}
+
 void printText(std::ostream& out, const InfoOptions& options, const Io::PointCloud& cloud,
                const Io::CloudSummary& summary) {
     out << Io::printable(cloud.name()) << ": " << cloud.pointCount() << " points\n";
-    if (cloud.sources().size() > 1)
-        for (const auto& source : cloud.sources())
-            out << "         " << Io::printable(source->name()) << ": " << source->pointCount()
-                << " points\n";
+    printFiles(out, cloud);
     const std::string name = Io::systemName(cloud.coordinateSystem());
     const std::string unit = Io::coordinateUnitOf(cloud.coordinateSystem());
     out << "system   " << (cloud.coordinateSystem().empty() ? "none is named" : Io::printable(name))
@@ -127,10 +154,27 @@ void printText(std::ostream& out, const InfoOptions& options, const Io::PointClo
             << "         " << rasterCommand(options, *summary.cell) << "\n";
 }
 
+Json compressionJson(const Io::PointSource& source) {
+    const std::optional<Io::CompressionSummary> compression = Io::compressionOf(source);
+    if (!compression)
+        return Json();
+    Json json = {{"kind", compression->octree ? "COPC" : "LAZ"},
+                 {"chunks", compression->chunks},
+                 {"chunkSize", orNull(compression->chunkSize)}};
+    if (const auto& octree = compression->octree) {
+        json["levels"] = octree->levels;
+        json["spacing"] = octree->spacing;
+        json["finestSpacing"] = octree->finestSpacing;
+    }
+    return json;
+}
+
 Json filesJson(const Io::PointCloud& cloud) {
     Json files = Json::array();
     for (const auto& source : cloud.sources())
-        files.push_back({{"name", source->name()}, {"points", source->pointCount()}});
+        files.push_back({{"name", source->name()},
+                         {"points", source->pointCount()},
+                         {"compression", compressionJson(*source)}});
     return files;
 }
 
@@ -177,6 +221,12 @@ std::vector<const Io::PointSource*> inOtherSystems(const Io::PointCloud& cloud) 
     return others;
 }
 
+void noteOddities(const Io::PointCloud& cloud) {
+    for (const auto& source : cloud.sources())
+        for (const std::string& note : source->notes())
+            std::cerr << Io::printable("tilewright: note: " + note) << std::endl;
+}
+
 /// Bounds and density make little sense then, but the user may want to know just which file it is.
 void noteOtherSystems(const Io::PointCloud& cloud) {
     for (const Io::PointSource* const source : inOtherSystems(cloud)) {
@@ -217,6 +267,7 @@ void runInfo(const InfoOptions& options, std::ostream& out) {
     const auto [cloud, summary] = examine(options);
     (options.json ? printJson : printText)(out, options, cloud, summary);
     noteOtherSystems(cloud);
+    noteOddities(cloud);
 }
 
 void addInfoCommand(CLI::App& app, std::ostream& out) {

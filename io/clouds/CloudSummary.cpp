@@ -5,6 +5,7 @@
 #include <future>
 #include <string>
 
+#include <io/formats/las/LazFile.h>
 #include <io/system/NumberText.h>
 
 namespace Tilewright::Io {
@@ -182,6 +183,24 @@ void Coverage::add(const Coverage& other) {
     Squares.merge(same.Squares);
     while (Squares.size() > Most)
         coarsen();
+}
+
+std::optional<CompressionSummary> compressionOf(const PointSource& source) {
+    const auto* const file = dynamic_cast<const LazFile*>(&source);
+    if (!file)
+        return std::nullopt;
+    CompressionSummary summary;
+    summary.chunks = file->chunks().size();
+    if (!file->compression().isChunked())
+        summary.chunkSize = file->pointCount();
+    else if (!file->compression().hasVariableChunks())
+        summary.chunkSize = file->compression().chunkSize;
+    if (const auto& octree = file->octree()) {
+        const std::int32_t deepest = octree->deepestLevel();
+        summary.octree = {static_cast<std::uint64_t>(deepest) + 1, octree->info.spacing,
+                          octree->info.spacingAt(deepest)};
+    }
+    return summary;
 }
 
 CloudSummary summarise(const PointCloud& cloud, unsigned threads, const StepReport& report) {

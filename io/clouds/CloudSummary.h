@@ -80,6 +80,24 @@ struct TILEWRIGHT_API CloudSummary {
     std::vector<ValuesOfField> ranges;
 };
 
+/// How a compressed file stores its points.
+struct TILEWRIGHT_API CompressionSummary {
+    /// The levels of a COPC file, and how far apart neighbouring points are in the first and in the last one.
+    struct Octree {
+        std::uint64_t levels = 0;
+        double spacing = 0.0;
+        double finestSpacing = 0.0;
+    };
+
+    std::uint64_t chunks = 0;
+    /// Points of each chunk but the last. Nothing if they vary.
+    std::optional<std::uint64_t> chunkSize;
+    std::optional<Octree> octree;
+};
+
+/// Nothing if the source is not compressed.
+TILEWRIGHT_API std::optional<CompressionSummary> compressionOf(const PointSource& source);
+
 /// Reads all points, on several threads. Throws Interruption if `report` gives false, and InputError.
 TILEWRIGHT_API CloudSummary summarise(const PointCloud& cloud, unsigned threads, const StepReport& report);
 
