@@ -64,6 +64,23 @@ fields = extra_bytes((0, 2, b""), (3, 0, b"u16"), (4, 8, b"scaled"), (9, 0, b"fl
                      (3, 0, b"u16"))
 save("las/extra", las(2, 0, [(b"LASF_Spec", 4, fields)], extra=24))
 
+
+
+def cut_laz(name, points=40, kept=2500):
+    """A compressed file with its first points alone. Without a chunk table they are decoded from the front."""
+    data = bytearray((CORPUS.parent.parent / "tests/data/laz" / (name + ".laz")).read_bytes())
+    start, = struct.unpack_from("<I", data, 96)
+    struct.pack_into("<I", data, 107, points)
+    if data[25] >= 4:
+        struct.pack_into("<Q", data, 247, points)
+    if "pointwise" not in name:
+        struct.pack_into("<q", data, start, 0)
+    return bytes(data[:start + kept])
+
+
+for name in ("pf0", "pf1", "pf1_extra", "pf2", "pf3", "pf3_v1_pointwise", "pf4", "pf5"):
+    save(f"laz/{name}", cut_laz(name))
+
 HEAD = "ply\nformat {}\ncomment seed\nelement camera 1\nproperty list uchar int views\nelement vertex 3\n" \
        "property {}\nproperty double y\nproperty list char short more\nproperty float z\nproperty uchar red\n" \
        "property char signed\nelement face 1\nproperty list uchar int vertex_indices\nend_header\n"
