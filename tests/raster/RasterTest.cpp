@@ -73,16 +73,31 @@ TEST_F(Raster, BrokenSelectionIsRefusedBeforeAFieldIsMade) {
     }
 }
 
-TEST(Layout, IsRefusedWithoutPositionsOrBox) {
+/// The lattice in its parts, on boxes that begin at 0.
+struct Layout : testing::Test {
     vector cellSize;
     point origin;
     Index cellCounts;
-    const std::pair<Quill::RegularFieldPtr, const char*> cases[] = {
-        {{}, "in positions not regularly fragmented"}, {CloudBuilder().positions(), "raster:: No bbox"}};
-    for (const auto& [positions, result] : cases)
-        EXPECT_EQ(Tilewright::prepareUniformLayout(positions, {1, 1, 1}, cellSize, {}, {1, 1, 1}, origin,
-                                                   cellCounts, {}),
-                  result);
+
+    std::string settle(const Quill::RegularFieldPtr& positions, const vector& wanted, const Index& overlap,
+                       const vector& shift) {
+        return Tilewright::prepareUniformLayout(positions, wanted, cellSize, overlap, {1, 1, 1}, origin,
+                                                cellCounts, shift);
+    }
+};
+
+TEST_F(Layout, MovesByWholeCellsOfTheOverlapAndWrapsBelowZero) {
+    CloudBuilder cloud;
+    cloud.box({0, 0, 0}, {10, 10, 10});
+    EXPECT_EQ(settle(cloud.positions(), {2, 3, -3}, {5, 1, 0}, {0.5, 0, 0}), "");
+    EXPECT_EQ(cellSize, vector(2, 10.0 / 3, 10 / 18446744073709551616.0));
+    EXPECT_EQ(origin, point(-3, 0, 0));
+    EXPECT_EQ(cellCounts, Index(10, 4, ~0ULL - 2));
+}
+
+TEST_F(Layout, IsRefusedWithoutPositionsOrBox) {
+    EXPECT_EQ(settle({}, {1, 1, 1}, {}, {}), "in positions not regularly fragmented");
+    EXPECT_EQ(settle(CloudBuilder().positions(), {1, 1, 1}, {}, {}), "raster:: No bbox");
 }
 
 TEST(Locator, DividesByTheStepWhereverTheFragmentStarts) {
