@@ -6,6 +6,7 @@
 #include <utility>
 
 #include <io/formats/PointFile.h>
+#include <io/gdal/VirtualFile.h>
 #include <io/system/Errors.h>
 
 namespace Tilewright::Io {
@@ -116,6 +117,10 @@ void addFilesOf(const fs::path& path, std::vector<fs::path>& files) {
 std::vector<fs::path> findPointFiles(const std::vector<std::string>& words) {
     std::vector<fs::path> files;
     for (const std::string& word : words) {
+        if (isVirtualPath(word)) {
+            files.emplace_back(word);
+            continue;
+        }
         std::error_code error;
         if (fs::exists(word, error)) {
             addFilesOf(word, files);

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <set>
 #include <system_error>
+#include <tuple>
 #include <utility>
 
 #include <io/formats/ReadOptions.h>
 #include <io/gdal/CoordinateSystem.h>
+#include <io/gdal/VirtualFile.h>
 #include <io/system/Errors.h>
 
 namespace Tilewright::Io {
@@ -50,13 +52,23 @@ std::vector<CloudField> commonFields(std::span<const std::unique_ptr<PointSource
     return fields;
 }
 
+/// In a virtual file system nothing is known but name and size.
+FileState stateOfInput(const fs::path& path) {
+    if (!isVirtualPath(path))
+        return stateOf(path);
+    FileState state;
+    state.path = path;
+    state.size = VirtualFile(path).size();
+    return state;
+}
+
 /// The files without those that come again, by whatever path.
 std::vector<FileState> distinctFiles(std::span<const fs::path> files) {
-    std::set<std::pair<std::uint64_t, std::uint64_t>> seen;
+    std::set<std::tuple<std::uint64_t, std::uint64_t, fs::path>> seen;
     std::vector<FileState> distinct;
     for (const fs::path& path : files) {
-        const FileState file = stateOf(path);
-        if (seen.insert({file.device, file.inode}).second)
+        const FileState file = stateOfInput(path);
+        if (seen.insert({file.device, file.inode, isVirtualPath(path) ? path : fs::path()}).second)
             distinct.push_back(file);
     }
     return distinct;
@@ -98,7 +110,8 @@ const CloudField* PointCloud::findField(std::string_view name) const noexcept {
 void PointCloud::checkUnchanged() const {
     for (const FileState& file : Files) {
         std::error_code error;
-        if (!fs::exists(file.path, error) || stateOf(file.path) != file)
+        const bool isThere = isVirtualPath(file.path) || fs::exists(file.path, error);
+        if (!isThere || stateOfInput(file.path) != file)
             throw InputError(file.path.string() +
                              ": was changed while it was read; try again when it is complete");
     }

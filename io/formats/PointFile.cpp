@@ -4,6 +4,7 @@
 #include <array>
 #include <span>
 #include <string>
+#include <utility>
 
 #include <io/formats/PdalReader.h>
 #include <io/formats/PlyReader.h>
@@ -12,6 +13,8 @@
 #include <io/formats/VectorReader.h>
 #include <io/formats/las/LasFile.h>
 #include <io/formats/las/LazFile.h>
+#include <io/formats/las/UnmappedLas.h>
+#include <io/gdal/VirtualFile.h>
 #include <io/system/InputFile.h>
 
 namespace Tilewright::Io {
@@ -36,17 +39,35 @@ std::string lowerExtension(const fs::path& path) {
 }
 
 /// As many as tell what kind of file it is.
-std::string firstBytes(const fs::path& path) {
+std::string firstBytes(const ByteSource& file) {
     std::string bytes(227, '\0');
-    bytes.resize(InputFile(path).read(0, std::as_writable_bytes(std::span(bytes))));
+    bytes.resize(file.read(0, std::as_writable_bytes(std::span(bytes))));
     return bytes;
 }
+
+bool isCompressed(const std::string& head) { return isCompressedLas(std::as_bytes(std::span(head))); }
 
 std::unique_ptr<PointSource> openLas(const fs::path& path, const ReadOptions& options) {
     auto file = std::make_unique<LasFile>(path);
     if (options.keepPages)
         file->keepPages();
     return file;
+}
+
+/// What can be read by ranges, or by GDAL itself.
+std::unique_ptr<PointSource> openVirtual(const fs::path& path, const ReadOptions& options) {
+    auto file = std::make_unique<VirtualFile>(path);
+    const std::string head = firstBytes(*file);
+    if (head.starts_with("LASF") && isCompressed(head))
+        return std::make_unique<LazFile>(std::move(file));
+    if (head.starts_with("LASF"))
+        return std::make_unique<UnmappedLas>(std::move(file));
+    if (auto vector = readVector(path, options))
+        return vector;
+    throw InputError(
+        path.string() +
+        ": is of no kind that can be read from there: LAS, LAZ, COPC or a vector file; copy it to "
+        "a disk first");
 }
 
 } // namespace
@@ -56,9 +77,11 @@ ReadOptions readOptionsOf(const CloudOptions& options) {
 }
 
 std::unique_ptr<PointSource> openPartOfCloud(const fs::path& path, const ReadOptions& options) {
-    const std::string head = firstBytes(path);
+    if (isVirtualPath(path))
+        return openVirtual(path, options);
+    const std::string head = firstBytes(InputFile(path));
     const std::string extension = lowerExtension(path);
-    if (head.starts_with("LASF") && isCompressedLas(std::as_bytes(std::span(head))))
+    if (head.starts_with("LASF") && isCompressed(head))
         return std::make_unique<LazFile>(std::make_unique<InputFile>(path));
     // By its name too, as the reader says best what is wrong with it.
     if (head.starts_with("LASF") || extension == ".las" || extension == ".laz")

@@ -20,7 +20,8 @@ struct CloudOptions {
     bool keepPages = false;
 };
 
-/// Opens a single file of any known kind, told by its contents, and for texts by its extension. Throws
+/// Opens a single file of any known kind, told by its contents, and for texts by its extension; of those in
+/// GDAL's virtual file systems, such as /vsicurl/https://..., LAS, LAZ, COPC and vector files. Throws
 /// InputError.
 TILEWRIGHT_API std::unique_ptr<PointSource> openPointFile(const std::filesystem::path& path,
                                                           const CloudOptions& options);
