@@ -105,15 +105,18 @@ inline void readAll(const Io::PointSource& source) {
     require(source.coordinateSystem().find('\n') == std::string::npos, "a coordinate system is one line");
 }
 
+inline void checkMessage(const Io::Error& error) {
+    for (const char* c = error.what(); *c != 0; ++c)
+        require(static_cast<unsigned char>(*c) >= 0x20, "messages are one line of plain characters");
+}
+
 /// `open` gives a source or throws an Error of one line. Anything else is a finding.
 template <class Open> int tryReader(const std::uint8_t* data, std::size_t size, const Open& open) {
     const FileInput file({data, size});
     try {
         readAll(*open(file.path()));
     } catch (const Io::Error& error) {
-        const std::string message = error.what();
-        for (const char c : message)
-            require(static_cast<unsigned char>(c) >= 0x20, "messages are one line of plain characters");
+        checkMessage(error);
     }
     return 0;
 }
