@@ -30,8 +30,8 @@ const CLI::Option* findOption(const CLI::App& command, const std::string& name) 
 
 bool takesWords(const CLI::Option& option) { return option.get_items_expected_max() != 0; }
 
-/// An option that a word names with one dash or two, with the value that may stand in the same word. Single
-/// letters are CLI11's own.
+/// An option that a word names with one dash or two, with the value if the same word holds it. CLI11 handles
+/// single letters.
 struct NamedOption {
     const CLI::Option* option = nullptr;
     std::string name;
@@ -50,14 +50,14 @@ NamedOption readOption(const CLI::App& command, const std::string& word) {
     return named;
 }
 
-/// A word that is none of those there are.
+/// A word that is not one of the known ones.
 class UnknownWord : public CLI::ParseError {
 public:
     explicit UnknownWord(const std::string& what)
         : ParseError("UnknownWord", what, CLI::ExitCodes::ExtrasError) {}
 };
 
-/// Letters that are flags, one or several of them behind a dash.
+/// Whether a word is one dash and one or more letters that are flags.
 bool isLetters(const CLI::App& command, const std::string& word) {
     return !word.starts_with("--") && std::all_of(word.begin() + 1, word.end(), [&](char letter) {
         return std::ranges::any_of(command.get_options(), [&](const CLI::Option* option) {
@@ -66,7 +66,7 @@ bool isLetters(const CLI::App& command, const std::string& word) {
     });
 }
 
-/// A word that begins with a dash and is no option of the command.
+/// Throws if a word begins with a dash but is not an option of the command.
 void checkOption(const CLI::App& command, const std::string& word) {
     if (word.size() < 2 || word.front() != '-' || isLetters(command, word) || Io::parseDouble(word))
         return;
@@ -78,7 +78,7 @@ void checkOption(const CLI::App& command, const std::string& word) {
     throw UnknownWord("there is no option " + name + Io::nearestHint(name, known));
 }
 
-/// Whether a word that follows the value of an option is one more: a band, and no file.
+/// Whether a word that follows the value of an option is another value: a band, not a file.
 bool isFurtherValue(const CLI::Option& option, const std::string& word) {
     const std::string& label = option.get_type_name();
     std::error_code ignored;
@@ -86,7 +86,7 @@ bool isFurtherValue(const CLI::Option& option, const std::string& word) {
            !std::filesystem::exists(word, ignored);
 }
 
-/// Appends text word by word, with line breaks and an indent where a line is full.
+/// Appends text word by word, with a line break and an indent when a line is full.
 void wrap(std::ostream& out, const std::string& text, std::size_t column, std::size_t left) {
     std::istringstream words(text);
     bool isFirst = true;
@@ -145,8 +145,8 @@ CLI::Option* addRepeatable(CLI::App& command, const std::string& names, const st
 
 CLI::Option* addPositionals(CLI::App& command, const std::string& name, const std::string& label,
                             const std::string& description, Words& words) {
-    // With "extra arguments" CLI11 would take a name in brackets apart. So many are expected, and whether
-    // they suffice is for the command to say.
+    // As "extra arguments", CLI11 would split a name in brackets. So this expects any number, and the command
+    // checks whether there are enough.
     return addRepeatable(command, name, label, description, words)
         ->expected(CLI::detail::expected_max_vector_size - 1);
 }
@@ -182,7 +182,7 @@ Words plainWords(const CLI::App& app, Words words) {
             ++i;
             continue;
         }
-        // Its words stay as they are, whatever they look like.
+        // Its words remain as they are, whatever they look like.
         plain.push_back(words[i]);
         for (int rest = named.option->get_type_size() - 1; rest > 0 && i + 1 < words.size(); --rest)
             plain.push_back(words[++i]);
@@ -230,7 +230,7 @@ const CLI::App& requireCommand(const CLI::App& app, const std::string& name) {
         known.push_back(command->get_name());
     std::string hint = Io::nearestHint(name, known);
     if (hint.empty())
-        hint = "; there are " + join(known, ", ");
+        hint = "; the commands are " + join(known, ", ");
     throw UnknownWord("there is no command '" + name + "'" + hint);
 }
 
@@ -292,8 +292,8 @@ std::uint64_t readCount(const std::string& option, const std::string& word, std:
                         std::uint64_t greatest) {
     const std::optional<std::uint64_t> count = Io::parseCount(word);
     if (!count || *count < least || *count > greatest)
-        throw CLI::ValidationError(option, "want a whole number from " + std::to_string(least) + " to " +
-                                               std::to_string(greatest) + ", and not '" + word + "'");
+        throw CLI::ValidationError(option, "expected a whole number from " + std::to_string(least) + " to " +
+                                               std::to_string(greatest) + ", not '" + word + "'");
     return *count;
 }
 

@@ -12,7 +12,7 @@ namespace Tilewright::App {
 
 namespace {
 
-/// Up to the end of its first clause: lists of a shell are narrow.
+/// The first clause alone, because the lists of a shell are narrow.
 std::string brief(const std::string& description) {
     std::size_t end = description.size();
     for (const char* const clause : {"; ", ": ", " (", ", for example"})
@@ -64,7 +64,7 @@ void printBash(std::ostream& out, const CLI::App& app) {
     out << R"(# Completion of tilewright for bash.
 _tilewright() {
     local cur=${COMP_WORDS[COMP_CWORD]} whole=${COMP_WORDS[COMP_CWORD]} i=$COMP_CWORD command= word
-    # Words come in parts, taken apart at colons and equals signs.
+    # Bash splits words at colons and equals signs.
     while ((i > 1)) && [[ ${COMP_WORDS[i]} == : || ${COMP_WORDS[i - 1]} == : ]]; do
         ((i -= 1))
         whole=${COMP_WORDS[i]}$whole
@@ -81,7 +81,7 @@ _tilewright() {
             break
         fi
     done
-    # What is left without an answer becomes the name of a file.
+    # Without an answer here, bash completes file names.
     COMPREPLY=()
     local words=
     case $command:$prev in
@@ -128,7 +128,7 @@ complete -o default -F _tilewright tilewright
 )";
 }
 
-/// With a backslash before what _arguments takes for its own.
+/// With a backslash before the special characters of _arguments.
 std::string zshText(const std::string& text) {
     std::string result;
     for (const char c : text)
@@ -239,7 +239,7 @@ void addCompletionCommand(CLI::App& app, std::ostream& out) {
         else if (shell == "fish")
             printFish(out, app);
         else
-            throw CLI::ValidationError("completion", "want the name of a shell: " + shells);
+            throw CLI::ValidationError("completion", "expected the name of a shell: " + shells);
     });
 }
 

@@ -8,7 +8,7 @@
 
 namespace Tilewright::App {
 
-/// Adds `completion`, which prints the script for one of the shells; it knows all commands of `app`.
+/// Adds `completion`, which prints the script for a shell. The script covers all commands of `app`.
 void addCompletionCommand(CLI::App& app, std::ostream& out);
 
 } // namespace Tilewright::App

@@ -12,8 +12,7 @@ namespace {
 /// Whether a text that starts with a byte beyond ASCII is one character.
 bool isCharacter(std::string_view text) { return Json::accept('"' + std::string(text) + '"'); }
 
-/// The library would replace a character that was cut short as a whole, which hides how many bytes a name
-/// has.
+/// The JSON library would replace a truncated character as a whole, which hides how many bytes a name has.
 std::string asUtf8(std::string_view text) {
     std::string result;
     while (!text.empty()) {

@@ -13,8 +13,8 @@ using Json = nlohmann::ordered_json;
 
 template <class T> Json orNull(const std::optional<T>& content) { return content ? Json(*content) : Json(); }
 
-/// Numbers read back as they were, and those that JSON has no word for, such as NaN, are null. Texts come out
-/// as UTF-8: each byte that is not part of a character, as in the name of a file, becomes U+FFFD.
+/// Numbers read back unchanged; those that JSON cannot represent, such as NaN, become null. Texts are written
+/// as UTF-8: each byte that is not part of a valid character, as may occur in file names, becomes U+FFFD.
 void print(std::ostream& out, Json document);
 
 } // namespace Tilewright::App

@@ -21,7 +21,7 @@ volatile std::sig_atomic_t interrupted = 0;
 
 extern "C" void noteInterruption(int) { interrupted = 1; }
 
-/// Unless it is ignored: whoever runs the program beyond the end of a login, say, has seen to that.
+/// Unless it is ignored already, for example by a shell that keeps the program running after a logout.
 void catchSignal(int signal, int flags) {
     struct sigaction action = {};
     if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler != SIG_DFL)
@@ -31,20 +31,20 @@ void catchSignal(int signal, int flags) {
     sigaction(signal, &action, nullptr);
 }
 
-/// A fault of the program itself ends it as ever; the same signal from somebody else is only noted.
+/// A fault of the program itself ends it as usual; the same signal from another process is only noted.
 extern "C" void noteUnlessFault(int signal, siginfo_t* info, void*) {
     if (info->si_code == SI_USER) {
         interrupted = 1;
         return;
     }
     std::signal(signal, SIG_DFL);
-    // A fault of the processor comes again when the handler returns, others don't.
+    // Processor faults come again when the handler returns; others do not.
     if (info->si_code <= 0)
         std::raise(signal);
 }
 
-/// Whatever else ends a process by default. They may come again and again before all is cleared up: some say
-/// that a limit was met, or that nobody reads what is written.
+/// All other signals that end a process by default. They may come repeatedly before everything is cleaned up:
+/// some report that a limit was reached, or that nobody reads the output.
 void catchOtherSignals() {
     for (const int signal :
          {SIGQUIT, SIGUSR1, SIGUSR2, SIGALRM, SIGVTALRM, SIGPROF, SIGPIPE, SIGXCPU, SIGIO, SIGPWR, SIGSTKFLT})
@@ -63,10 +63,10 @@ void catchOtherSignals() {
 
 constexpr auto betweenBars = 100ms;
 constexpr auto betweenLines = 1s;
-/// What is over sooner needs no progress.
+/// Shorter runs need no progress.
 constexpr auto beforeBars = 200ms;
 constexpr auto beforeLines = 2s;
-/// A rate over less is no more than noise.
+/// A rate over less time is mere noise.
 constexpr auto beforePace = 1s;
 
 bool isTerminal() {
@@ -74,7 +74,7 @@ bool isTerminal() {
     return isatty(STDERR_FILENO) != 0 && !(kind && std::string_view(kind) == "dumb");
 }
 
-/// A line of the full width would be broken by some terminals.
+/// Some terminals would wrap a line of the full width.
 std::size_t lineWidth() {
     constexpr std::size_t usual = 80;
     winsize size = {};
@@ -107,12 +107,12 @@ std::string readableTime(double seconds) {
 
 void catchInterruptions() {
     constexpr auto once = static_cast<int>(SA_RESETHAND);
-    // A shell may have it ignored for what it runs in the background, and still be asked to stop it.
+    // A shell ignores it for background jobs, which users may still want to interrupt.
     std::signal(SIGINT, SIG_DFL);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})
         catchSignal(signal, once);
     catchOtherSignals();
-    // A file beyond the user's limit then fails to be written, like one on a full disk.
+    // Writing beyond the user's limit then fails like writing to a full disk.
     std::signal(SIGXFSZ, SIG_IGN);
 }
 
@@ -137,7 +137,7 @@ bool ProgressBar::show(std::string_view step, std::uint64_t done, std::uint64_t 
         return false;
     if (Shown != Kind::Silent && total != 0) {
         const auto now = Clock::now().time_since_epoch().count();
-        // Whoever moves the time on is the one to draw.
+        // The thread that advances the time draws.
         auto next = Next.load(std::memory_order_relaxed);
         const Clock::duration wait = Shown == Kind::Bar ? Clock::duration(betweenBars) : betweenLines;
         if (now >= next && Next.compare_exchange_strong(next, now + wait.count(), std::memory_order_relaxed))
@@ -187,7 +187,7 @@ void ProgressBar::drawBar(double share, const std::string& pace) {
     }
     text = (Step + " " + text).substr(0, width);
     const std::size_t shown = text.size();
-    // Over what is left of a longer one.
+    // Blanks cover the rest of a longer bar.
     text.resize(std::max(shown, std::min(Width, width)), ' ');
     std::cerr << "\r" << text << std::flush;
     Width = shown;

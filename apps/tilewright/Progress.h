@@ -10,13 +10,13 @@
 
 namespace Tilewright::App {
 
-/// From now on Ctrl-C, a closed terminal, a termination request and whatever other signal would end the
-/// process are noted instead, so that nothing is left behind. A second one of the first three ends it.
+/// From now on, signals that would end the process (Ctrl-C, a closed terminal, a termination request and all
+/// others) are only noted, so that the program can clean up. A second one of the first three ends it.
 void catchInterruptions();
 bool isInterrupted();
 
-/// How far the work is, on the standard error stream: a bar while it lives if that is a terminal, else a line
-/// now and then. A run of less than two seconds shows no lines, and one that is quiet nothing at all.
+/// Shows progress on the standard error stream while the object lives: a bar on a terminal, otherwise a line
+/// now and then. Runs of less than two seconds show no lines, and quiet runs nothing at all.
 class ProgressBar {
 public:
     explicit ProgressBar(bool isQuiet = false);
@@ -24,9 +24,9 @@ public:
     ProgressBar& operator=(const ProgressBar&) = delete;
     ~ProgressBar();
 
-    /// Shows how much of a step is done; false if the user has asked to stop. `unit` is what is counted, for
-    /// the rate; empty for none. Several threads may call it, of one step at a time; it costs a look at the
-    /// clock unless something is to be drawn.
+    /// Shows how much of a step is done. Returns false if the user has asked to stop. `unit` names what is
+    /// counted, for the rate; empty for no rate. Several threads may call it during one step. Unless
+    /// something is due to be drawn, it only reads the clock.
     bool show(std::string_view step, std::uint64_t done, std::uint64_t total,
               std::string_view unit = "points");
 
@@ -36,7 +36,7 @@ private:
     void draw(std::string_view step, std::uint64_t done, std::uint64_t total, std::string_view unit);
     void drawBar(double share, const std::string& pace);
     void drawLine(double share, const std::string& pace);
-    /// Rate, and time left for the rest, as far as they can be told.
+    /// Rate and remaining time, as far as they are known.
     std::string pace(double rest, std::string_view unit) const;
 
     enum class Kind { Silent, Lines, Bar };
@@ -44,14 +44,14 @@ private:
     const Kind Shown;
     std::atomic<Clock::rep> Next;
     std::mutex Drawing;
-    /// The step, and where it stood when it was first seen.
+    /// The step, and its state when it was first seen.
     std::string Step;
     Clock::time_point Start;
     std::uint64_t First = 0;
     std::uint64_t Done = 0;
-    /// Of the bar.
+    /// Width of the bar on the screen.
     std::size_t Width = 0;
-    /// Tenths of the step that a line has told.
+    /// Tenths of the step that lines have reported.
     int Tenths = 0;
 };
 

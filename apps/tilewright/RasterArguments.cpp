@@ -29,7 +29,7 @@ constexpr auto examples = R"(Examples:
   Heights and intensities over a given rectangle, in one file:
     tilewright raster scan.las both.tif --stack -te 637000 5341000 638000 5342000 \
         --band Height:Mean --band Intensity:Max
-  What a raster would take, before it is made:
+  What a raster would take, without making it:
     tilewright raster 'tiles/*.las' dem.tif -tr 0.25 --dry-run
   For a script:
     tilewright raster scan.las dem.tif -overwrite --json -q)";
@@ -46,7 +46,7 @@ std::array<double, 2> readCell(const std::string& word) {
     const std::string y = blank == std::string::npos ? x : word.substr(blank + 1);
     const std::array<double, 2> cell = readPair("--cell", {x, y});
     if (std::min(cell[0], cell[1]) <= 0.0)
-        throw CLI::ValidationError("--cell", "the cell size has to be above 0, and is " + word);
+        throw CLI::ValidationError("--cell", "the cell size must be above 0, not " + word);
     return cell;
 }
 
@@ -54,8 +54,8 @@ std::array<double, 4> readBounds(const Words& words) {
     const std::vector<double> numbers = readNumbers("--bounds", words);
     if (!(numbers[0] < numbers[2] && numbers[1] < numbers[3]))
         throw CLI::ValidationError("--bounds",
-                                   "want west, south, east and north, in this order; the west has "
-                                   "to be below the east, and the south below the north");
+                                   "expected west, south, east and north in this order, with west "
+                                   "below east and south below north");
     return {numbers[0], numbers[1], numbers[2], numbers[3]};
 }
 
@@ -63,9 +63,9 @@ std::uint64_t readMemory(const std::string& word) {
     const std::optional<std::uint64_t> bytes = Io::parseBytes(word);
     if (!bytes)
         throw CLI::ValidationError("--memory",
-                                   "want a number of bytes such as 512M or 4G, and not '" + word + "'");
+                                   "expected a number of bytes such as 512M or 4G, not '" + word + "'");
     if (*bytes < leastMemory)
-        throw CLI::ValidationError("--memory", word + " is too small; the least is 64M");
+        throw CLI::ValidationError("--memory", word + " is too small; the minimum is 64M");
     return *bytes;
 }
 
@@ -82,7 +82,7 @@ std::string readPixelType(const std::string& word) {
 double readFill(const std::string& word) {
     const double cells = readNumbers("--fill", {word})[0];
     if (cells < 0.0)
-        throw CLI::ValidationError("--fill", "want a number of cells from 0 on, and not " + word);
+        throw CLI::ValidationError("--fill", "expected a number of cells, 0 or more, not " + word);
     return cells;
 }
 
@@ -97,7 +97,7 @@ void checkCreationOptions(const Words& options) {
     for (const std::string& option : options)
         if (const std::size_t equals = option.find('='); equals == 0 || equals == std::string::npos)
             throw CLI::ValidationError("--option",
-                                       "want KEY=VALUE, for example COMPRESS=LZW, and not '" + option + "'");
+                                       "expected KEY=VALUE, for example COMPRESS=LZW, not '" + option + "'");
 }
 
 [[noreturn]] void refuseBand(const std::string& word) {
@@ -105,7 +105,7 @@ void checkCreationOptions(const Words& options) {
                                              ", or write ./" + word + " if it is a file");
 }
 
-/// A band that no option is in front of would be taken for a file.
+/// Without an option in front, a band would be taken for a file.
 void checkFiles(const Words& files) {
     for (const std::string& file : files) {
         std::error_code ignored;
@@ -123,33 +123,32 @@ void checkFragments(const std::string& word) {
     };
     if (cross == word.size() || !isCount(word.substr(0, cross)) || !isCount(word.substr(cross + 1)))
         throw CLI::ValidationError(
-            "--fragments", "want COLUMNSxROWS of at most 1000x1000, for example 4x3, and not " + word);
+            "--fragments", "expected COLUMNSxROWS of at most 1000x1000, for example 4x3, not " + word);
 }
 
 void addBandOptions(CLI::App& command, Io::RasterRequest& options) {
     addRepeatable(
         command, "--band", bandLabel,
         "What a band shows: FIELD:FILTER, for example Height:Mean, or count, density, rgb, celltype or "
-        "alpha; after NAME= it has a name of its own. Fields are Height, X, Y and what tilewright "
-        "info lists, filters Mean, Min, Max, Median, MaxOccurrence and Regression. One or several; "
-        "repeatable "
-        "(default Height:Mean)",
+        "alpha; NAME= in front names the band. Fields are Height, X, Y and those that tilewright info "
+        "lists; filters are Mean, Min, Max, Median, MaxOccurrence and Regression. Takes several bands; "
+        "repeatable (default Height:Mean)",
         options.bands);
     addRepeatable(
         command, "--request", requestLabel,
         "A band as the library makes it, with its narrow sums and bounds: FIELD:FILTER:DIRECTION, or "
-        "CellType, Density or Alpha. Heights are asked for as Positions; directions are Xdir, Ydir, "
-        "Zdir and All. Repeatable",
+        "CellType, Density or Alpha. Positions stands for heights; directions are Xdir, Ydir, Zdir and "
+        "All. Takes several requests; repeatable",
         options.requests);
-    command.add_flag("--alpha", options.alpha, "One more band, Alpha: 255 where there are data");
+    command.add_flag("--alpha", options.alpha, "Add a band Alpha: 255 where there are data");
 }
 
 void addPointOptions(CLI::App& command, Io::RasterRequest& options) {
     addOption(command, "--select", "RANGES@FIELD", 1,
-              "Only points whose value lies in ranges, for example 2,9@Classification",
+              "Use only points whose value is in these ranges, for example 2,9@Classification",
               [&options](const Words& words) { options.selection = words[0]; });
     addOption(command, "--bounds,--te", "WEST SOUTH EAST NORTH", 4,
-              "Only points in this rectangle; those on its upper edges are outside",
+              "Use only points in this rectangle; those on its upper edges are outside",
               [&options](const Words& words) { options.bounds = readBounds(words); });
 }
 
@@ -157,69 +156,66 @@ void addGridOptions(CLI::App& command, Io::RasterRequest& options) {
     addOption(command, "--cell,--tr", oneOrTwoNumbers, 1,
               "Cell size along x and y, in the units of the coordinates (default 1)",
               [&options](const Words& words) { options.cell = readCell(words[0]); });
-    addOption(command, "--origin", "X Y", 2, "A point that cell edges run through (default 0 0)",
+    addOption(command, "--origin", "X Y", 2, "A point where cell edges cross (default 0 0)",
               [&options](const Words& words) { options.origin = readPair("--origin", words); });
     addOption(command, "--shift", "X Y", 2, "Move the cell edges further, in cells (default 0 0)",
               [&options](const Words& words) { options.shift = readPair("--shift", words); });
-    CLI::Option* const like =
-        addOption(command, "--like", "FILE", 1,
-                  "Cell size, edges, bounds and coordinate system as this raster has them",
-                  [&options](const Words& words) { options.like = words[0]; });
+    CLI::Option* const like = addOption(
+        command, "--like", "FILE", 1, "Take cell size, edges, bounds and coordinate system from this raster",
+        [&options](const Words& words) { options.like = words[0]; });
     for (const char* const other : {"--cell", "--origin", "--shift", "--bounds"})
         like->excludes(other);
     addOption(command, "--sparse-limit", "N", 1,
-              "Cells with at most so many points are without data (default 0)",
-              [&options](const Words& words) {
+              "Cells with no more points than this have no data (default 0)", [&options](const Words& words) {
                   options.sparseLimit =
                       static_cast<unsigned>(readCount("--sparse-limit", words[0], 0, 4294967295U));
               });
-    addOption(command, "--fill", "N", 1, "Fill holes up to so many cells from data",
+    addOption(command, "--fill", "N", 1, "Fill holes up to this many cells from data",
               [&options](const Words& words) { options.fill = readFill(words[0]); });
 }
 
 void addOutputOptions(CLI::App& command, Io::RasterRequest& options) {
-    command.add_flag("--overwrite", options.overwrite, "Replace rasters that are there, with their files");
-    command.add_flag("--stack", options.stack,
-                     "All bands in one file, instead of OUTPUT-BAND for each of several");
+    command.add_flag("--overwrite", options.overwrite, "Replace existing rasters and their files");
+    command.add_flag("--stack", options.stack, "Put all bands into one file instead of one OUTPUT-BAND each");
     addOption(command, "--format,--of", "NAME", 1,
               "Format, as GDAL calls it (default: by the extension of the output)",
               [&options](const Words& words) { options.driver = words[0]; });
     addRepeatable(command, "--option,--co", "KEY=VALUE", "An option of the format; repeatable",
                   options.creationOptions);
-    addOption(command, "--type,--ot", pixelTypes, 1, "Type of the pixels (default: by what is in the band)",
+    addOption(command, "--type,--ot", pixelTypes, 1, "Type of the pixels (default: what the band needs)",
               [&options](const Words& words) { options.pixelType = readPixelType(words[0]); });
     addOption(command, "--srs,--a_srs", "SYSTEM", 1,
-              "Coordinate system in place of that of the input, for example EPSG:25832",
+              "Coordinate system to use instead of that of the input, for example EPSG:25832",
               [&options](const Words& words) { options.coordinateSystem = words[0]; });
     addOption(command, "--nodata,--a_nodata", "VALUE", 1, "Value of cells without data",
               [&options](const Words& words) { options.nodata = readNodata(words[0]); });
-    command.add_flag("--overviews", options.overviews, "Coarser copies in the file, for quick display");
+    command.add_flag("--overviews", options.overviews, "Add smaller versions to the file, for quick display");
     addOption(command, "--preview", "FILE", 1, "Paint the first band into a PNG or JPEG",
               [&options](const Words& words) { options.preview = words[0]; });
 }
 
 void addWorkOptions(CLI::App& command, Io::RasterRequest& options) {
     addOption(command, "--memory", "SIZE", 1,
-              "Memory to work with, for example 2G (default: a half of the machine's)",
+              "Memory to use, for example 2G (default: half of the machine's)",
               [&options](const Words& words) { options.memory = readMemory(words[0]); });
-    addOption(command, "--threads", "N", 1, "Threads to work with (default: one for each processor)",
+    addOption(command, "--threads", "N", 1, "Threads to use (default: one per processor)",
               [&options](const Words& words) {
                   options.threads = static_cast<unsigned>(readCount("--threads", words[0], 1, mostThreads));
               });
     addOption(command, "--scratch", "FOLDER", 1,
-              "Where to put what does not fit into memory (default: the folder of the output)",
+              "Where to store what does not fit into memory (default: the folder of the output)",
               [&options](const Words& words) { options.scratch = words[0]; });
-    addOption(command, "--overlap", "N", 1, "Of no effect on the files any more, but checked",
+    addOption(command, "--overlap", "N", 1, "Has no effect any more, but is still checked",
               [](const Words& words) { readCount("--overlap", words[0], 0, mostOverlap); });
-    addOption(command, "--fragments", "COLUMNSxROWS", 1, "Of no effect on the files any more, but checked",
+    addOption(command, "--fragments", "COLUMNSxROWS", 1, "Has no effect any more, but is still checked",
               [](const Words& words) { checkFragments(words[0]); });
 }
 
 void addReportOptions(CLI::App& command, RasterArguments& arguments) {
     command.add_flag("--dry-run", arguments.options.dryRun,
-                     "Tell what would be made and what it takes, and stop there");
-    command.add_flag("--json", arguments.json, "The summary as JSON");
-    command.add_flag("-q,--quiet", arguments.quiet, "No progress, and no summary but that as JSON");
+                     "Show what would be made and what it takes, and stop");
+    command.add_flag("--json", arguments.json, "Print the summary as JSON");
+    command.add_flag("-q,--quiet", arguments.quiet, "Show no progress, and no summary except as JSON");
 }
 
 } // namespace
@@ -235,8 +231,8 @@ void addRasterCommand(CLI::App& app, std::function<void(const RasterArguments&)>
     command.footer(examples);
     addPositionals(
         command, "files", "INPUT... OUTPUT",
-        "Point files, folders of them and patterns such as 'tiles/*.las', and at the end the raster "
-        "to write; with several bands it is OUTPUT-BAND for each",
+        "Point files, folders of them and patterns such as 'tiles/*.las', and last the raster to write; "
+        "several bands become one OUTPUT-BAND each",
         state->files);
     command.option_defaults()->group("Bands");
     addBandOptions(command, options);
@@ -254,7 +250,7 @@ void addRasterCommand(CLI::App& app, std::function<void(const RasterArguments&)>
         const Words& files = state->files;
         checkFiles(files);
         if (files.size() < 2)
-            throw CLI::ValidationError("raster", "wants an input and an output");
+            throw CLI::ValidationError("raster", "needs an input and an output");
         state->arguments.options.inputs.assign(files.begin(), files.end() - 1);
         state->arguments.options.output = files.back();
         checkCreationOptions(state->arguments.options.creationOptions);

@@ -15,7 +15,7 @@ struct RasterArguments {
     bool json = false;
 };
 
-/// `run` is called when a command line asks for it; what it throws ends the parsing.
+/// Calls `run` if the command line asks for it; what it throws ends the parsing.
 void addRasterCommand(CLI::App& app, std::function<void(const RasterArguments&)> run);
 
 } // namespace Tilewright::App

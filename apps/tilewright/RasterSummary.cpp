@@ -9,7 +9,7 @@ namespace Tilewright::App {
 
 namespace {
 
-/// Digits that all coordinates and sizes need, without the noise in the last ones.
+/// Enough digits for all coordinates and sizes, without the noise in the last ones.
 constexpr int coordinateDigits = 15;
 constexpr int valueDigits = 9;
 
@@ -63,7 +63,7 @@ void printBand(std::ostream& out, const Io::RasterReport& report, const Io::Band
         out << ", " << Io::roundedNumber((*band.range)[0], valueDigits) << " to "
             << Io::roundedNumber((*band.range)[1], valueDigits) << (unit.empty() ? "" : " ") << unit;
     if (band.filledHoles != 0)
-        out << ", " << counted(band.filledHoles, "cell") << " filled from those around";
+        out << ", " << counted(band.filledHoles, "cell") << " filled from their surroundings";
     out << "\n";
 }
 

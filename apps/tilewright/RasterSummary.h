@@ -1,4 +1,4 @@
-/// RasterSummary: what came of a raster, for people and for programs.
+/// RasterSummary: the report of a run, for people and for programs.
 #pragma once
 
 #include <ostream>
@@ -8,7 +8,7 @@
 namespace Tilewright::App {
 
 void printSummary(std::ostream& out, const Io::RasterReport& report);
-/// One object; docs/tilewright.1 tells its members.
+/// One object; docs/tilewright.1 documents its members.
 void printJson(std::ostream& out, const Io::RasterReport& report);
 
 } // namespace Tilewright::App

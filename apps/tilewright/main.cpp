@@ -35,13 +35,13 @@ constexpr auto examples = R"(Examples:
 /// Whether the program was started without a standard output.
 bool isOutputClosed = false;
 
-/// Gives a standard stream that is closed something to go to: the next file to be opened would get its
-/// number, and what is written to the stream.
+/// Connects closed standard streams to /dev/null. Otherwise the next file to be opened would get the number
+/// of such a stream, and with it what is written to the stream.
 void openStandardStreams() {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
         if (::fcntl(stream, F_GETFD) < 0) {
             isOutputClosed = isOutputClosed || stream == STDOUT_FILENO;
-            // The lowest number that is free, which is this one.
+            // Gets the lowest free number, which is this one.
             ::open("/dev/null", stream == STDIN_FILENO ? O_RDONLY : O_WRONLY);
         }
 }
@@ -59,7 +59,7 @@ Io::RasterReport rasterWithProgress(const App::RasterArguments& arguments) {
 }
 
 void runRasterCommand(const App::RasterArguments& arguments) {
-    // Better now than when all is done.
+    // Better now than after all the work.
     if (arguments.json && isOutputClosed)
         throw Io::UsageError("the standard output is closed, and --json writes to it");
     const Io::RasterReport report = rasterWithProgress(arguments);
@@ -75,32 +75,31 @@ void runRasterCommand(const App::RasterArguments& arguments) {
         "the files are complete, but the summary can't be written to the standard output";
     if (arguments.json)
         throw Io::OutputError(lost);
-    // People find it in the files, and a failure would say that these are not there.
+    // People find the results in the files, and a failure would suggest that these are missing.
     std::cerr << "tilewright: note: " << lost << std::endl;
     std::cout.clear();
 }
 
 void addHelpCommand(CLI::App& app) {
     const auto words = std::make_shared<App::Words>();
-    CLI::App& command = *app.add_subcommand("help", "Tell how a command is used");
+    CLI::App& command = *app.add_subcommand("help", "Show how to use a command");
     std::string names = "help";
     for (const CLI::App* other : App::commandsOf(app))
         if (other != &command)
             names += "|" + other->get_name();
-    App::addPositionals(command, "command", names, "The command; without one, the program as a whole",
-                        *words);
+    App::addPositionals(command, "command", names, "The command (default: the program as a whole)", *words);
     command.footer("Examples:\n  tilewright help raster");
     command.callback([&app, words] {
         if (words->size() > 1)
-            throw CLI::ValidationError("help", "wants a single command");
+            throw CLI::ValidationError("help", "takes a single command");
         const CLI::App* const about = words->empty() ? &app : &App::requireCommand(app, words->front());
-        // Not App::help(): that would tell about the command that runs.
+        // Not App::help(), which would describe the command that runs.
         const std::string name = about == &app ? app.get_name() : app.get_name() + " " + about->get_name();
         std::cout << app.get_formatter()->make_help(about, name, CLI::AppFormatMode::Normal);
     });
 }
 
-/// Wrong usage, with a hint at where the right one stands.
+/// Reports wrong usage and where to find help.
 int failUsage(const CLI::App& app, const std::string& command, const std::string& what) {
     const std::string name = App::findCommand(app, command) ? " " + command : "";
     return fail(what + "; see tilewright" + name + " --help", wrongUsage);

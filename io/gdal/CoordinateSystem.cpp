@@ -21,11 +21,11 @@ namespace Tilewright::Io {
 
 namespace {
 
-/// No honest coordinate system comes near this size, and the parsers should not be fed gigabytes of noise.
+/// No real coordinate system comes near this size, and parsers should not have to read gigabytes of noise.
 constexpr std::size_t largestRecord = std::size_t{1} << 20;
 
 std::string asWkt2(const OGRSpatialReference& system) {
-    // A local system without a name is what comes out of keys that say next to nothing.
+    // Keys that say next to nothing become a local system without a name.
     if (system.IsEmpty() || (system.IsLocal() && (!system.GetName() || EQUAL(system.GetName(), "unnamed")))) {
         return {};
     }
@@ -34,13 +34,13 @@ std::string asWkt2(const OGRSpatialReference& system) {
     const OGRErr outcome = system.exportToWkt(&text, options.data());
     std::string wkt = outcome == OGRERR_NONE && text ? text : "";
     CPLFree(text);
-    // A name in a file may hold anything, and a system is one line.
+    // Names in a file may contain anything, but the result is one line.
     std::ranges::replace_if(
         wkt, [](char c) { return static_cast<unsigned char>(c) < 0x20; }, ' ');
     return wkt;
 }
 
-/// A file in memory under a name of its own, for as long as the object lives.
+/// A file in memory with a unique name, which lives as long as the object.
 class MemoryFile {
 public:
     explicit MemoryFile(std::vector<std::byte> contents) : contents(std::move(contents)) {
@@ -63,7 +63,7 @@ private:
     std::string path;
 };
 
-/// Writes a TIFF of one directory: little-endian, values of more than four bytes behind the directory.
+/// Writes a TIFF of one directory: little-endian, with values of more than four bytes after the directory.
 class TiffBuilder {
 public:
     void addShort(std::uint16_t tag, std::uint16_t value) { add(tag, 3, 1, bytesOf(value)); }
@@ -138,8 +138,7 @@ constexpr std::uint16_t directoryTag = 34735;
 constexpr std::uint16_t numbersTag = 34736;
 constexpr std::uint16_t textsTag = 34737;
 
-/// The directory with those of its keys only whose values lie inside the records that are there; empty if
-/// none.
+/// The directory without keys whose values lie outside the records; empty if no key remains.
 std::vector<std::byte> soundKeys(const GeoKeys& keys) {
     constexpr std::size_t entrySize = 8; // four shorts: key, place, count, value
     std::vector<std::byte> sound;
@@ -160,7 +159,7 @@ std::vector<std::byte> soundKeys(const GeoKeys& keys) {
                             : place == numbersTag ? end <= keys.numbers.size() / sizeof(double)
                             : place == textsTag   ? end <= keys.texts.size()
                                                   : false;
-        // Some writers fill the directory up with entries of key zero.
+        // Some writers pad the directory with entries of key zero.
         if (key != 0 && inside) {
             sound.insert(sound.end(), entry.begin(), entry.end());
             ++kept;
@@ -178,7 +177,7 @@ OGRSpatialReference parsed(const std::string& wkt) {
     return system;
 }
 
-/// Files spell the same unit in many ways, so the usual ones go by their length in metres.
+/// Files spell the same unit in many ways, so the usual units are recognised by their length in metres.
 std::string unitName(double metres, const char* name) {
     const auto is = [&](double length) { return std::abs(metres / length - 1) < 1e-9; };
     if (is(1.0))
@@ -191,7 +190,7 @@ std::string unitName(double metres, const char* name) {
     return named ? name : "";
 }
 
-/// Enough of it to recognise it in a message of one line.
+/// Enough of a text to recognise it in a message of one line.
 std::string excerpt(const std::string& text) {
     constexpr std::size_t enough = 60;
     const std::size_t end = std::min({text.find('\n'), text.size(), enough});
@@ -223,7 +222,7 @@ std::string coordinateSystemFromGeoKeys(const GeoKeys& keys) {
         texts.push_back(std::byte{0});
     }
 
-    // One grey pixel carries the keys.
+    // The keys come with one grey pixel.
     TiffBuilder tiff;
     tiff.addShort(256, 1); // width
     tiff.addShort(257, 1); // height
@@ -238,7 +237,7 @@ std::string coordinateSystemFromGeoKeys(const GeoKeys& keys) {
     tiff.addDoubles(numbersTag, {keys.numbers.begin(), keys.numbers.end()});
     tiff.addText(textsTag, std::move(texts));
 
-    driverFor("GTiff"); // has to be there
+    driverFor("GTiff"); // must be registered
     const GdalMessages unheard;
     const ThreadOption compound("GTIFF_REPORT_COMPD_CS", "YES");
     const MemoryFile file(tiff.build());
@@ -285,13 +284,13 @@ std::string coordinateSystemFromUser(const std::string& text) {
     const std::string wkt = outcome == OGRERR_NONE ? asWkt2(system) : std::string();
     if (wkt.empty())
         throw UsageError(
-            "the coordinate system " + excerpt(text) + " is not understood" +
+            "the coordinate system " + excerpt(text) + " cannot be understood" +
             (messages.failed() ? " (" + messages.text() + ")" : std::string()) +
             "; give it like EPSG:25832 or EPSG:25832+5783, as WKT, or as the name of a .prj file");
     if (system.IsVertical() && !system.IsCompound())
         throw UsageError(
             "the coordinate system '" + text +
-            "' is one of heights alone; put that of the coordinates before it, like EPSG:25832+5783");
+            "' is for heights alone; put the system of the coordinates in front, like EPSG:25832+5783");
     return wkt;
 }
 

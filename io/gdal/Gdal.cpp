@@ -12,8 +12,8 @@ namespace Tilewright::Io {
 
 namespace {
 
-/// Blocks are written past GDAL's cache; what works through it, such as overviews, needs a few rows of blocks
-/// and not the twentieth of the machine's memory that is the default.
+/// Blocks bypass GDAL's cache when they are written. What uses it, such as overviews, needs a few rows of
+/// blocks and not the default of a twentieth of the machine's memory.
 constexpr GIntBig cacheSize = 32 << 20;
 
 std::string oneLine(std::string text) {
@@ -23,7 +23,7 @@ std::string oneLine(std::string text) {
     return text;
 }
 
-/// All drivers together take longer to load than a small raster takes to write.
+/// Loading all drivers takes longer than writing a small raster.
 void registerUsualDrivers() {
     static std::once_flag registered;
     std::call_once(registered, [] {

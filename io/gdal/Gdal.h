@@ -1,4 +1,4 @@
-/// Gdal: what all code that calls GDAL shares. Not installed, so that GDAL stays out of the public headers.
+/// Gdal: shared by all code that calls GDAL. Not installed, so that GDAL stays out of the public headers.
 #pragma once
 
 #include <filesystem>
@@ -13,7 +13,7 @@ namespace Tilewright::Io {
 /// The unit of a band that counts or classifies, in files where each band needs one.
 inline constexpr const char* noUnit = "1";
 
-/// Sets an option for this thread, and back at the end.
+/// Sets an option for this thread, and restores it at the end.
 class ThreadOption {
 public:
     ThreadOption(const char* key, const char* value);
@@ -26,8 +26,8 @@ private:
     std::optional<std::string> before;
 };
 
-/// Takes what GDAL reports on this thread, so that it prints nothing, for the span of a scope. The texts are
-/// one line each.
+/// Collects what GDAL reports on this thread during a scope, so that GDAL prints nothing. Each text is one
+/// line.
 class GdalMessages {
 public:
     GdalMessages();
@@ -36,7 +36,7 @@ public:
     GdalMessages& operator=(const GdalMessages&) = delete;
 
     bool failed() const { return failure.has_value(); }
-    /// The first failure, as those that follow are mostly its consequences; else the first warning.
+    /// The first failure, since later ones are mostly its consequences; otherwise the first warning.
     std::string text() const;
 
 private:
@@ -46,19 +46,20 @@ private:
     std::optional<std::string> warning;
 };
 
-/// The driver of that name in any case, null if there is none. Loads all drivers only if it has to.
+/// The driver of that name in any case of letters, null if there is none. Loads all drivers only if
+/// necessary.
 GDALDriver* findDriver(const std::string& name);
 
-/// One that is known to exist. Throws std::runtime_error if GDAL was built without it.
+/// A driver that should exist. Throws std::runtime_error if GDAL was built without it.
 GDALDriver& driverFor(const std::string& name);
 
 void registerAllDrivers();
 
-/// Null if the file is no raster.
+/// Null if the file is not a raster.
 GDALDatasetUniquePtr openRaster(const std::filesystem::path& path);
 
-/// Lets GDAL's cache hold two rows of blocks of all bands: what goes over a raster line by line would
-/// otherwise read each block as often as it has lines.
+/// Lets GDAL's cache hold two rows of blocks of all bands. Otherwise code that walks a raster line by line
+/// would read each block once per line.
 void makeRoomForBlocks(GDALDataset& dataset);
 
 } // namespace Tilewright::Io

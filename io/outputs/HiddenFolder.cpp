@@ -27,7 +27,7 @@ fs::path folderOf(const fs::path& path) {
     return path.has_parent_path() ? path.parent_path() : fs::path(".");
 }
 
-/// How the names of an output's hidden folders begin.
+/// The first part of the names of an output's hidden folders.
 fs::path hiddenPrefix(const fs::path& output) {
     constexpr std::size_t longest = 200; // leaves room below the usual limit of 255
     std::string name = ".";
@@ -36,17 +36,18 @@ fs::path hiddenPrefix(const fs::path& output) {
     return folderOf(output) / name;
 }
 
-/// What mkdtemp puts in place of it.
+/// mkdtemp replaces it.
 constexpr std::string_view ending = "XXXXXX";
 
-/// A folder in each of ours: names that only look like it are left alone. It takes no descriptor to make.
+/// A folder in each of ours, so that folders with a similar name are left alone. Making it takes no
+/// descriptor.
 constexpr const char* mark = ".tilewright";
 
 int openFolder(const fs::path& folder) {
     return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
 }
 
-/// One descriptor is enough, however deep it is: all others may be taken, and this still has to work.
+/// Needs a single descriptor however deep the tree is, because this must work even if all others are in use.
 void removeTree(const fs::path& folder) {
     std::error_code error;
     std::vector<fs::path> entries;
@@ -60,13 +61,13 @@ void removeTree(const fs::path& folder) {
     fs::remove(folder, error);
 }
 
-/// Moves a file to a place where nothing is; otherwise false, with the reason in errno.
+/// Moves a file to a place where nothing is. If that fails, returns false with the reason in errno.
 bool moveToFreePlace(const fs::path& from, const fs::path& to) {
     if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
         return true;
     if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP)
         return false;
-    // File systems without such a move still make a file for one process alone, which may then replace it.
+    // File systems without such a move can still create a file exclusively, which may then be replaced.
     std::error_code error;
     const bool isFolder = fs::is_directory(from, error);
     const int placeholder = isFolder ? ::mkdir(to.c_str(), S_IRWXU)
@@ -88,17 +89,17 @@ bool moveToFreePlace(const fs::path& from, const fs::path& to) {
 }
 
 [[noreturn]] void failToMake(const fs::path& output, const std::error_code& error) {
-    fail(output, "its folder takes no new files (" + error.message() + ")");
+    fail(output, "cannot create files in its folder (" + error.message() + ")");
 }
 
 void checkPlace(const fs::path& output) {
     std::error_code ignored;
     if (!output.has_filename() || fs::is_directory(output, ignored))
-        fail(output, "is a folder; the output needs the name of a file");
+        fail(output, "is a folder; the output must be the name of a file");
     if (fs::exists(output, ignored) && !fs::is_regular_file(output, ignored))
-        fail(output, "is no regular file and is not replaced");
+        fail(output, "is not a regular file and is not replaced");
     if (!fs::is_directory(folderOf(output), ignored))
-        fail(output, "there is no folder " + folderOf(output).string() + "; create it first");
+        fail(output, "the folder " + folderOf(output).string() + " does not exist; create it first");
 }
 
 LockedFolder makeFolder(const fs::path& output, const OutputGuard& guard) {
@@ -134,8 +135,8 @@ LockedFolder::LockedFolder(const fs::path& prefix) {
         throw std::system_error(errno, std::generic_category());
     place = name;
     descriptor = openFolder(place);
-    // Without the mark nobody takes it for an abandoned one, so that there is time to lock it. Where the file
-    // system has no locks nobody takes anything.
+    // Without the mark nobody considers it abandoned, which leaves time to lock it. On file systems without
+    // locks nobody removes anything.
     while (descriptor >= 0 && ::flock(descriptor, LOCK_EX) != 0 && errno == EINTR) {
     }
     if (descriptor < 0 || ::mkdir((place / mark).c_str(), S_IRWXU) != 0) {
@@ -148,12 +149,12 @@ LockedFolder::LockedFolder(const fs::path& prefix) {
 LockedFolder::~LockedFolder() { remove(); }
 
 void LockedFolder::remove() noexcept {
-    // First, as there may be no other descriptor to read the folder with.
+    // Closed first, because there may be no other descriptor for reading the folder.
     if (descriptor >= 0)
         ::close(std::exchange(descriptor, -1));
     try {
         removeTree(place);
-    } catch (const std::exception&) { // Without memory it stays until the next run.
+    } catch (const std::exception&) { // If memory is short, it remains until the next run.
     }
 }
 
@@ -202,13 +203,13 @@ void HiddenFolder::check(const std::vector<fs::path>& made) const {
         guard.check(target, file);
 }
 
-/// Keeps what is at a place, or takes it away if nothing is to come there. False if nothing is there.
+/// Saves the file at a place, or removes it if nothing will replace it. Returns false if there is none.
 bool HiddenFolder::setAside(const fs::path& place, Move& move) {
     const fs::path former = folder.path() / "former" / place.filename();
     std::error_code error;
     if (!guard.check(target, place, move.made))
         return false;
-    // A second name, so that the older file stays until the very moment when the new one appears.
+    // With a second name the older file remains until the very moment when the new one appears.
     if (!move.made.empty())
         fs::create_hard_link(place, former, error);
     if (move.made.empty() || error)
@@ -220,11 +221,11 @@ bool HiddenFolder::setAside(const fs::path& place, Move& move) {
 }
 
 void HiddenFolder::put(const fs::path& made) {
-    // It may belong to others as well.
+    // An equal file may stay where it is: it may belong to others as well.
     if (made != main && guard.check(target, placeOf(made), made) &&
         OutputGuard::haveSameBytes(made, placeOf(made)))
         return;
-    // Somebody else may make or remove the older file meanwhile.
+    // Another process may create or remove the older file meanwhile.
     for (int attempt = 0; attempt < 3; ++attempt) {
         Move move{made, placeOf(made), {}};
         const bool replaces = setAside(move.place, move);
@@ -237,7 +238,7 @@ void HiddenFolder::put(const fs::path& made) {
             fail(target, "cannot be put in place (" + std::generic_category().message(reason) + ")");
         moves.pop_back();
     }
-    fail(target, "cannot be put in place, as others write there too");
+    fail(target, "cannot be put in place, because other processes write there too");
 }
 
 void HiddenFolder::putInPlace() {

@@ -1,10 +1,9 @@
-/// HiddenFolder: a place beside an output where its files come into being, and from where they are moved when
-/// all is complete.
+/// HiddenFolder: a place beside an output where its files are made, and from where they move when all are
+/// complete.
 ///
-/// It lies in the folder of the output, so that each move is a rename, and is shared with no other output or
-/// process. What has not been published goes away with the object; what a killed process left behind goes
-/// away when the next one works in the same folder. Private to the writers and to what they share folders
-/// with.
+/// It is in the folder of the output, so that each move is a rename, and is not shared with any other output
+/// or process. Unpublished files disappear with the object. What a killed process left behind disappears when
+/// the next one works in the same folder. Private to the writers and to what they share folders with.
 #pragma once
 
 #include <filesystem>
@@ -15,15 +14,15 @@
 
 namespace Tilewright::Io {
 
-/// All files of the folder of `main`, that one last. Throws std::runtime_error.
+/// All files in the folder of `main`, with `main` last. Throws std::runtime_error.
 std::vector<std::filesystem::path> filesWith(const std::filesystem::path& main);
 
-/// A folder with a lock on it, by which other processes see that it is in use. The system takes the lock back
-/// when its holder ends, however that happens.
+/// A folder with a lock, which shows other processes that it is in use. The system releases the lock when its
+/// holder ends, however that happens.
 class LockedFolder {
 public:
-    /// A new one, its name `prefix`, which begins with a dot and ends with a hyphen, with an unlikely ending.
-    /// It has a mark in it, by which others see whose it is. Throws std::system_error.
+    /// Makes a folder whose name is `prefix`, which begins with a dot and ends with a hyphen, plus a random
+    /// ending. A mark in it identifies it to others. Throws std::system_error.
     explicit LockedFolder(const std::filesystem::path& prefix);
     ~LockedFolder();
     LockedFolder(const LockedFolder&) = delete;
@@ -31,11 +30,11 @@ public:
 
     const std::filesystem::path& path() const { return place; }
 
-    /// Removes it before the object goes.
+    /// Removes it before the object ends.
     void remove() noexcept;
 
-    /// Removes those in `parent` that nobody holds, whatever they were for. What can't be told or removed
-    /// stays, and so does a folder that only has such a name.
+    /// Removes those in `parent` that nobody holds, whatever they were for. What cannot be identified or
+    /// removed remains, and so does a folder that merely has such a name.
     static void removeAbandoned(const std::filesystem::path& parent);
 
 private:
@@ -46,34 +45,34 @@ private:
 class HiddenFolder {
 public:
     /// Throws OutputError if `output` is a folder or a device or must not be replaced, or if its folder is
-    /// missing or takes nothing.
+    /// missing or not writable.
     HiddenFolder(const std::filesystem::path& output, OutputGuard guard);
 
     const std::filesystem::path& output() const { return target; }
-    /// Where the output itself is made, under its final name: some formats name their other files after it,
-    /// and put them beside it.
+    /// Where the output itself is made, under its final name, because some formats name their other files
+    /// after it and put them beside it.
     const std::filesystem::path& file() const { return main; }
-    /// For files that do not become part of the output.
+    /// A folder for files that do not become part of the output.
     const std::filesystem::path& workFolder() const { return folder.path(); }
 
-    /// Where a file goes that is made beside the output.
+    /// The final place of a file that is made beside the output.
     std::filesystem::path placeOf(const std::filesystem::path& made) const;
 
-    /// Throws OutputError if any of these files must not be put in place, or if there are files that would be
-    /// taken for companions of the output and must not go.
+    /// Throws OutputError if any of these files must not be put in place, or if existing files would be taken
+    /// for companions of the output and must not be removed.
     void check(const std::vector<std::filesystem::path>& made) const;
 
     /// Moves the output and all files beside it to the folder of the output, the output itself last, and
-    /// removes those that GDAL would take for its companions but that describe an older one. Throws
-    /// OutputError if one of them must not be replaced, appears meanwhile, or if the system refuses; then all
-    /// is as before. Repeating it does nothing.
+    /// removes files that GDAL would take for its companions but that describe an older one. Throws
+    /// OutputError if one of them must not be replaced or appears meanwhile, or if the system refuses; then
+    /// everything is as before. Repeating it does nothing.
     void publish();
 
-    /// The same for several: all of them or none.
+    /// Does the same for several outputs: all of them or none.
     static void publishAll(std::span<HiddenFolder* const> folders);
 
 private:
-    /// A file that has been put in place; `former` is the one that was there, empty for none.
+    /// A file that was put in place; `former` is the one that it replaced, empty for none.
     struct Move {
         std::filesystem::path made, place, former;
     };

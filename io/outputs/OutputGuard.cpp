@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 
 using Identity = std::pair<std::uint64_t, std::uint64_t>;
 
-/// What programs keep beside a cloud, under its name with this in place of its extension or after it.
+/// What programs keep beside a cloud, under its name with one of these instead of its extension or after it.
 constexpr std::array companionsOfClouds = {".prj", ".qpj", ".wkt", ".cpg", ".dbf", ".shx",    ".shp",
                                            ".sbn", ".sbx", ".qix", ".lax", ".xml", ".aux.xml"};
 
@@ -31,7 +31,7 @@ constexpr std::array companionsOfClouds = {".prj", ".qpj", ".wkt", ".cpg", ".dbf
     throw OutputError(place.string() + ": " + why);
 }
 
-/// None if there is no such file.
+/// Empty if there is no such file.
 std::optional<Identity> identityOf(const fs::path& path) {
     struct stat status = {};
     if (::stat(path.c_str(), &status) != 0)
@@ -61,7 +61,7 @@ std::string firstBytes(const fs::path& path, std::size_t count) {
     return bytes;
 }
 
-/// All files of a raster or of vector data, as GDAL knows them; empty for a file that is neither.
+/// All files of a raster or of vector data, as GDAL lists them; empty for other files.
 std::vector<fs::path> filesOf(const fs::path& path) {
     registerAllDrivers();
     const GdalMessages unheard;
@@ -84,10 +84,10 @@ std::string formatOf(const fs::path& path) {
     return driver ? GDALGetDriverShortName(driver) : "";
 }
 
-/// Why a file is no older output; empty if it is one.
+/// Why a file is not an older output; empty if it is one.
 std::string whyNoRaster(const fs::path& path) {
     std::error_code error;
-    // Nothing is lost with it.
+    // Replacing an empty file loses nothing.
     if (fs::file_size(path, error) == 0 && !error)
         return {};
     const std::string head = firstBytes(path, 4);
@@ -95,16 +95,16 @@ std::string whyNoRaster(const fs::path& path) {
         return "it is a cloud";
     const std::string name = formatOf(path);
     if (name.empty())
-        return "it is no raster";
+        return "it is not a raster";
     if (name == "XYZ")
         return "it may be a cloud";
     const GdalMessages unheard;
     const std::array only = {name.c_str(), static_cast<const char*>(nullptr)};
     const GDALDatasetUniquePtr vector(GDALDataset::Open(path.c_str(), GDAL_OF_VECTOR, only.data()));
-    return vector && vector->GetLayerCount() != 0 ? "it has vector data in it" : "";
+    return vector && vector->GetLayerCount() != 0 ? "it contains vector data" : "";
 }
 
-/// Whether a raster that has no file with its coordinate system would take this one for it.
+/// Whether a raster without a file for its coordinate system would use this one.
 bool takesSystem(const fs::path& raster, const fs::path& system) {
     const fs::path beside = fs::path(raster).replace_extension(".prj");
     std::error_code error;
@@ -116,7 +116,7 @@ bool takesSystem(const fs::path& raster, const fs::path& system) {
     return isTaken;
 }
 
-/// Other data whose part a file is, by its name without the extension; empty for none.
+/// Other data that a file belongs to, judged by its name without the extension; empty for none.
 fs::path otherOwner(const fs::path& place, const std::vector<fs::path>& own) {
     std::error_code error;
     for (fs::directory_iterator entry(folderOf(place), error), end; !error && entry != end;
@@ -127,7 +127,7 @@ fs::path otherOwner(const fs::path& place, const std::vector<fs::path>& own) {
     return {};
 }
 
-/// Why a file is no part of the raster that is `output`, or was; empty if it is one.
+/// Why a file does not belong to the present or former raster `output`; empty if it does.
 std::string whyNoPart(const fs::path& output, const fs::path& place, const fs::path& made) {
     if (!made.empty() && OutputGuard::haveSameBytes(made, place))
         return {};
@@ -135,12 +135,12 @@ std::string whyNoPart(const fs::path& output, const fs::path& place, const fs::p
         return {};
     if (place == with(output, ".ovr") || place == with(output, ".msk"))
         return whyNoRaster(place);
-    const std::string why = "it is no part of an older " + output.filename().string();
+    const std::string why = "it does not belong to an older " + output.filename().string();
     std::error_code error;
     if (!fs::exists(output, error) || !whyNoRaster(output).empty())
         return why;
     const std::vector<fs::path> own = filesOf(output);
-    // Drivers don't list all that they make, but they make the same again.
+    // Drivers do not list all files that they make, but they make the same ones again.
     const bool isAgain =
         !made.empty() && formatOf(made.parent_path() / output.filename()) == formatOf(output);
     if (!hasFile(own, place) && (!isAgain || place == with(output, ".aux.xml")))
@@ -180,7 +180,8 @@ bool OutputGuard::check(const fs::path& output, const fs::path& place, const fs:
         return false;
     const auto identity = identityOf(place);
     const bool isOutput = place == output;
-    const std::string role = isOutput ? "" : "would come with " + output.filename().string() + ", but ";
+    const std::string role =
+        isOutput ? "" : "would be written along with " + output.filename().string() + ", but ";
     if (identity && Identities.contains(*identity))
         fail(place, role + "is an input; choose another name for the output");
     const fs::path* const owner = findOwner(place);
@@ -188,12 +189,12 @@ bool OutputGuard::check(const fs::path& output, const fs::path& place, const fs:
         fail(place,
              role + "belongs to the input " + owner->string() + "; choose another name for the output");
     if (!fs::is_regular_file(place, error))
-        fail(place, role + "is no regular file and is not replaced");
+        fail(place, role + "is not a regular file and is not replaced");
     const std::string why = isOutput ? whyNoRaster(place) : whyNoPart(output, place, made);
     if (!why.empty())
-        fail(place, role + "is there already and is not replaced, as " + why);
+        fail(place, role + "exists and is not replaced, because " + why);
     if (!MayReplace)
-        fail(place, role + "is there already; --overwrite replaces it");
+        fail(place, role + "exists already; --overwrite replaces it");
     return true;
 }
 

@@ -1,10 +1,10 @@
-/// OutputGuard: which files that are there already an output may replace.
+/// OutputGuard: which existing files an output may replace.
 ///
-/// A run may replace an older raster and the files that belong to it, and only if it was told to. It never
-/// touches an input, a file that belongs to one, a cloud, or a file that it knows nothing about. Files are
-/// the same if the file system says so, whatever the texts of their paths.
+/// A run may replace an older raster and the files that belong to it, and only if the user allows it. It
+/// never touches an input, a file that belongs to one, a cloud, or an unknown file. Files are the same if the
+/// file system says so, whatever their paths look like.
 ///
-/// An object may be used by several threads at once.
+/// Several threads may use an object at once.
 #pragma once
 
 #include <cstdint>
@@ -19,26 +19,26 @@ namespace Tilewright::Io {
 
 class TILEWRIGHT_API OutputGuard {
 public:
-    /// Lets older rasters be replaced.
+    /// Allows older rasters to be replaced.
     OutputGuard() = default;
-    /// Knows the inputs of the run. One that is not there any more doesn't count.
+    /// Protects the inputs of the run, except those that no longer exist.
     OutputGuard(std::vector<std::filesystem::path> inputs, bool mayReplace);
 
-    /// Throws OutputError if a file at `place`, which is `output` or one of the files that come with it, must
-    /// not be replaced or removed; `made`, if that exists, is what would replace it, and does not have to if
-    /// it is the same. Gives false if there is none.
+    /// Throws OutputError if the file at `place`, which is `output` or one of the files that come with it,
+    /// must not be replaced or removed. `made`, if it exists, is what would replace it; an equal file need
+    /// not be replaced. Returns false if there is no file.
     bool check(const std::filesystem::path& output, const std::filesystem::path& place,
                const std::filesystem::path& made = {}) const;
 
-    /// The files that are there and would be taken for companions of a new file `output`, which is `made`
-    /// now, or one of its kind.
+    /// The existing files that would be taken for companions of a new file `output`. Its contents are now
+    /// those of `made`, or of the same kind.
     static std::vector<std::filesystem::path> companionsOf(const std::filesystem::path& output,
                                                            const std::filesystem::path& made);
 
-    /// Whether two paths name one place, be a file there or not.
+    /// Whether two paths name the same place, with or without a file.
     static bool isSamePlace(const std::filesystem::path& a, const std::filesystem::path& b);
 
-    /// Whether both files are there and equal.
+    /// Whether both files exist and are equal.
     static bool haveSameBytes(const std::filesystem::path& a, const std::filesystem::path& b);
 
 private:

@@ -18,7 +18,7 @@ constexpr double capitals = 14; // height of the font's grid
 constexpr double betweenGlyphs = 3.3;
 constexpr double penWidth = 1.75;
 
-/// One number off the front of the text, if there is one.
+/// Takes a number off the front of the text, if there is one.
 bool takeNumber(std::string_view& text, double& number) {
     while (!text.empty() && text.front() == ' ')
         text.remove_prefix(1);

@@ -1,4 +1,4 @@
-/// Canvas: a picture in memory, with the few things that a map has on its margin. Private to Preview.
+/// Canvas: a picture in memory, with drawing functions for a map and its margin. Private to Preview.
 #pragma once
 
 #include <array>
@@ -18,7 +18,7 @@ inline Colour mixed(const Colour& a, const Colour& b, double share) {
             a.blue + (b.blue - a.blue) * share};
 }
 
-/// Positions are in pixels from the upper left corner; what lies outside is not drawn.
+/// Positions are in pixels from the upper left corner; anything outside is clipped.
 class Canvas {
 public:
     Canvas(int width, int height);
@@ -28,9 +28,9 @@ public:
 
     void set(int x, int y, const Colour& colour);
     void fill(int x, int y, int width, int height, const Colour& colour);
-    /// A line of one pixel around the rectangle, outside of it.
+    /// Draws a line of one pixel around the outside of the rectangle.
     void frame(int x, int y, int width, int height, const Colour& colour);
-    /// The left end of the base line is at (x, y), and capitals are `size` pixels high.
+    /// Draws text with the left end of its base line at (x, y) and capitals `size` pixels high.
     void write(double x, double y, double size, std::string_view text, const Colour& colour);
     static double textWidth(double size, std::string_view text);
 

@@ -18,11 +18,11 @@ bool isJpeg(const std::filesystem::path& picture) {
     return EQUAL(extension.c_str(), ".jpg") || EQUAL(extension.c_str(), ".jpeg");
 }
 
-/// A canvas is opaque all over, and a JPEG knows no other.
+/// A canvas is opaque everywhere, and a JPEG has no alpha.
 GDALDatasetUniquePtr pictureOf(const Canvas& canvas, int bands) {
     GDALDatasetUniquePtr picture(
         driverFor("MEM").Create("", canvas.width(), canvas.height(), bands, GDT_Byte, nullptr));
-    // GDAL takes the source of a write as a pointer to non-const, and leaves it alone.
+    // GDAL takes a pointer to non-const but does not write to it.
     auto* pixels = const_cast<unsigned char*>(canvas.bytes().data());
     if (!picture || picture->RasterIO(GF_Write, 0, 0, canvas.width(), canvas.height(), pixels, canvas.width(),
                                       canvas.height(), GDT_Byte, bands, nullptr, 4,

@@ -50,7 +50,7 @@ std::string nameOfClass(int number) {
 Colour colourOfClass(int number) {
     if (hasName(number))
         return classes[static_cast<std::size_t>(number)].colour;
-    // Hues by the golden angle are far from each other, however many there are.
+    // Steps of the golden angle keep any number of hues far apart.
     constexpr double goldenAngle = 2.399963229728653;
     const auto share = [&](int third) {
         return 0.5 + 0.38 * std::cos(goldenAngle * number + third * 2 * std::numbers::pi / 3);

@@ -28,13 +28,13 @@ bool isColoured(GDALDataset& dataset) {
     return true;
 }
 
-/// How many pixels become one.
+/// How many pixels become one along each axis.
 struct Factors {
     int across;
     int down;
 };
 
-/// Pixels that are longer than wide, or the reverse, become about square.
+/// Makes pixels with sides of different lengths approximately square.
 Factors factorsFor(int across, int down, double pixelWidth, double pixelHeight, int longest) {
     const double least = std::max(across * pixelWidth, down * pixelHeight) / longest;
     const double wanted = std::max({least, pixelWidth, pixelHeight});
@@ -45,8 +45,8 @@ Factors factorsFor(int across, int down, double pixelWidth, double pixelHeight, 
     return {factor(pixelWidth, across), factor(pixelHeight, down)};
 }
 
-/// Calls `visit(column, row, value)` for each pixel that is a number, row by row; the file is read once, in
-/// stretches of a few megabytes. False if it can't be read.
+/// Calls `visit(column, row, value)` for each finite pixel with data, row by row. Reads the file once, a few
+/// megabytes at a time. Returns false if it cannot be read.
 template <class Visit> bool visitPixels(GDALRasterBand& band, const Visit& visit) {
     const int across = band.GetXSize(), down = band.GetYSize();
     const int atOnce = std::clamp((1 << 20) / across, 1, 256);
@@ -74,7 +74,7 @@ template <class Visit> bool visitPixels(GDALRasterBand& band, const Visit& visit
     return true;
 }
 
-/// The reduced pixels of `band`, none if it can't be read.
+/// The reduced pixels of `band`, empty if it cannot be read.
 std::vector<float> averaged(GDALRasterBand& band, const Factors& factors, ReducedRaster& raster) {
     const auto width = static_cast<std::size_t>(raster.width);
     std::vector<double> sums(width * static_cast<std::size_t>(raster.height));
@@ -97,12 +97,12 @@ std::vector<float> averaged(GDALRasterBand& band, const Factors& factors, Reduce
     return plane;
 }
 
-/// As averaged(). Of values that are equally frequent the smallest stays.
+/// Like averaged(), but keeps the most frequent value; of several, the smallest.
 std::vector<float> mostFrequent(GDALRasterBand& band, const Factors& factors, ReducedRaster& raster) {
     constexpr std::size_t values = 256;
     const auto width = static_cast<std::size_t>(raster.width);
     std::vector<float> plane(width * static_cast<std::size_t>(raster.height), none);
-    // Of one row of reduced pixels.
+    // The counts of one row of reduced pixels.
     std::vector<std::uint32_t> counts(width * values);
     std::size_t current = 0;
     const auto settleRow = [&] {
@@ -130,7 +130,7 @@ std::vector<float> mostFrequent(GDALRasterBand& band, const Factors& factors, Re
     return plane;
 }
 
-/// Colours of 16 bits fill the whole range or, with some scanners, the lower 8 bits alone.
+/// Scales 16-bit colours, which fill the whole range or, with some scanners, only the lower 8 bits.
 void fitIntoBytes(std::vector<std::vector<float>>& planes) {
     float greatest = 0;
     for (const auto& plane : planes)
@@ -151,7 +151,7 @@ ReducedRaster readReduced(const std::filesystem::path& path, std::size_t band, i
     const ThreadOption noSideFiles("GDAL_PAM_ENABLED", "NO");
     const GDALDatasetUniquePtr dataset = openRaster(path);
     if (!dataset || dataset->GetRasterCount() == 0)
-        fail(path, "is no raster (" + messages.text() + ")");
+        fail(path, "is not a raster (" + messages.text() + ")");
     if (band >= static_cast<std::size_t>(dataset->GetRasterCount()))
         fail(path, "has no band " + std::to_string(band + 1));
     makeRoomForBlocks(*dataset);

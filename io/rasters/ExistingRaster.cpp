@@ -14,15 +14,15 @@ RasterGeometry geometryOf(const std::filesystem::path& raster) {
     const GdalMessages messages;
     const GDALDatasetUniquePtr dataset = openRaster(raster);
     if (!dataset)
-        throw InputError(raster.string() + ": is no raster" +
+        throw InputError(raster.string() + ": is not a raster" +
                          (messages.text().empty() ? "" : " (" + messages.text() + ")"));
-    // West, width of a pixel, its rise; north, its slant, height of a pixel.
+    // West, width of a pixel, rotation; north, rotation, height of a pixel.
     std::array<double, 6> place = {};
     if (dataset->GetGeoTransform(place.data()) != CE_None)
-        throw InputError(raster.string() + ": does not say where it lies");
+        throw InputError(raster.string() + ": does not say where it is located");
     const auto& [west, width, rise, north, slant, height] = place;
     if (rise != 0.0 || slant != 0.0 || !(width > 0.0) || height == 0.0)
-        throw InputError(raster.string() + ": is rotated or mirrored, which cells cannot be");
+        throw InputError(raster.string() + ": is rotated or mirrored, but cells cannot be");
     RasterGeometry geometry;
     geometry.width = static_cast<std::uint64_t>(dataset->GetRasterXSize());
     geometry.height = static_cast<std::uint64_t>(dataset->GetRasterYSize());

@@ -1,4 +1,4 @@
-/// ExistingRaster: where a raster lies that is already there, so that another one can be laid upon it.
+/// ExistingRaster: the location of an existing raster, so that another one can coincide with it.
 #pragma once
 
 #include <filesystem>
@@ -8,8 +8,8 @@
 
 namespace Tilewright::Io {
 
-/// Of any raster that GDAL reads. Throws InputError if it is none, if it says not where it lies, or if it is
-/// rotated.
+/// Works for any raster that GDAL reads. Throws InputError if the file is not a raster, does not say where it
+/// is, or is rotated.
 TILEWRIGHT_API RasterGeometry geometryOf(const std::filesystem::path& raster);
 
 } // namespace Tilewright::Io

@@ -48,7 +48,7 @@ private:
 
 bool isFloating(PixelType type) { return type == PixelType::Float32 || type == PixelType::Float64; }
 
-/// Neighbours resemble each other: their differences are smaller than they are.
+/// Neighbouring pixels are similar, so their differences compress better than they do.
 void proposePredictor(Options& options, const RasterDescription& description) {
     const char* method = options.value("COMPRESS");
     const bool predicts = EQUAL(method, "DEFLATE") || EQUAL(method, "LZW") || EQUAL(method, "ZSTD");
@@ -73,14 +73,14 @@ Options geoTiffOptions(const RasterDescription& description) {
     }
     const bool colours = isColourPicture(description);
     options.propose("INTERLEAVE", colours ? "PIXEL" : "BAND");
-    // Three bands of bytes would pass for colours.
+    // Otherwise three bands of bytes would be taken for colours.
     options.propose("PHOTOMETRIC", colours ? "RGB" : "MINISBLACK");
     options.propose("BIGTIFF", "IF_SAFER");
     options.set("SPARSE_OK", "TRUE");
     return options;
 }
 
-/// A copy that is no GeoTIFF, or one whose tiles changed after they had been compressed.
+/// For a copy in another format, or for a GeoTIFF whose tiles changed after they had been compressed.
 Options copyOptions(const RasterDescription& description, const char* resampling) {
     if (description.driver == "GTiff")
         return geoTiffOptions(description);
@@ -93,7 +93,7 @@ Options copyOptions(const RasterDescription& description, const char* resampling
     return options;
 }
 
-/// What stands for several pixels at once.
+/// How several pixels become one.
 const char* resamplingOf(const RasterDescription& description) {
     const bool coloured =
         std::any_of(description.bands.begin(), description.bands.end(),
@@ -140,7 +140,7 @@ void setNoData(GDALRasterBand& band, const RasterDescription& description) {
         const std::optional<T> pixel = asPixel<T>(*description.nodata);
         if (!pixel)
             throw std::runtime_error("the nodata value " + textOf(*description.nodata) +
-                                     " is no value of the pixel type " +
+                                     " is not a value of the pixel type " +
                                      GDALGetDataTypeName(gdalType(description.type)));
         if constexpr (std::is_same_v<T, unsigned long long>)
             band.SetNoDataValueAsUInt64(*pixel);
@@ -151,7 +151,7 @@ void setNoData(GDALRasterBand& band, const RasterDescription& description) {
 
 void describeBand(GDALRasterBand& band, const BandDescription& description, bool hasVerticalUnit) {
     band.SetDescription(description.name.c_str());
-    // A GeoTIFF with a vertical system gives its unit to bands without one.
+    // A GeoTIFF with a vertical system gives the unit of that system to bands without one.
     const std::string unit = description.unit.empty() && hasVerticalUnit ? noUnit : description.unit;
     if (!unit.empty())
         band.SetUnitType(unit.c_str());
@@ -166,7 +166,7 @@ void describe(GDALDataset& dataset, const RasterDescription& description) {
     std::array<double, 6> transform = {place.west, place.pixelWidth, 0, place.north, 0, -place.pixelHeight};
     dataset.SetGeoTransform(transform.data());
     if (!place.wkt.empty() && dataset.SetProjection(place.wkt.c_str()) != CE_None)
-        throw std::runtime_error("the text of its coordinate system is not understood");
+        throw std::runtime_error("the text of its coordinate system cannot be understood");
     for (const auto& [key, text] : description.metadata)
         dataset.SetMetadataItem(key.c_str(), text.c_str());
     dataset.SetMetadataItem(GDALMD_AREA_OR_POINT, GDALMD_AOP_AREA);
@@ -193,7 +193,7 @@ GDALDatasetUniquePtr createDescribed(GDALDriver& driver, const fs::path& path, i
     return dataset;
 }
 
-/// Numbers of all digits, and some cells without data.
+/// Writes numbers with all digits, and some cells without data.
 void fillWithNoise(GDALDataset& dataset, const RasterDescription& description) {
     const auto width = static_cast<std::size_t>(dataset.GetRasterXSize());
     const auto height = static_cast<std::size_t>(dataset.GetRasterYSize());
@@ -212,7 +212,7 @@ void fillWithNoise(GDALDataset& dataset, const RasterDescription& description) {
             if (band.RasterIO(GF_Write, 0, 0, band.GetXSize(), band.GetYSize(), values.data(),
                               band.GetXSize(), band.GetYSize(), gdalType(description.type), 0, 0,
                               nullptr) != CE_None)
-                throw std::runtime_error("cannot be tried");
+                throw std::runtime_error("cannot be tested");
         }
     });
 }
@@ -242,13 +242,13 @@ GDALDatasetUniquePtr createGeoTiff(const fs::path& path, const RasterDescription
 
 void copyRaster(GDALDataset& source, const fs::path& target, const RasterDescription& description) {
     const GdalMessages messages;
-    // GeoTIFF and its like hold everything themselves; others need a file beside them to say where they lie.
+    // GeoTIFF and COG hold everything themselves. Other formats need a side file to say where they are.
     const bool complete = description.driver == "GTiff" || description.driver == "COG";
     const ThreadOption sideFiles("GDAL_PAM_ENABLED", complete ? "NO" : "YES");
     makeRoomForBlocks(source);
     Options options = copyOptions(description, resamplingOf(description));
     GDALDriver& driver = driverFor(description.driver);
-    // Strictly, where the driver knows what that means: it fails rather than to leave bands or digits out.
+    // A strict driver fails rather than leave out bands or digits. Not all drivers have this mode.
     const bool strict = driver.GetMetadataItem(GDAL_DCAP_CREATECOPY) != nullptr;
     GDALDatasetUniquePtr copy(
         driver.CreateCopy(target.c_str(), &source, strict, options.raw(), nullptr, nullptr));
@@ -266,7 +266,7 @@ Fidelity tryFormat(const fs::path& target, const RasterDescription& description)
                                         side(description.geometry.height), description, nullptr);
     copyRaster(*sample, target, description);
     Fidelity fidelity = compareCopy(*sample, target);
-    // Not every format takes all numbers, and those of the raster may be easier ones.
+    // Not every format holds all numbers. Those of the raster may be easier, so a failure here is acceptable.
     fidelity.exactPixels = false;
     const fs::path hard = target.parent_path() / "hard" / target.filename();
     fs::create_directory(hard.parent_path());
@@ -291,9 +291,9 @@ void addOverviews(const fs::path& path, const RasterDescription& description) {
         factors.push_back(static_cast<int>(factor));
     if (factors.empty())
         return;
-    // Only a GeoTIFF takes them in; beside files of other formats they are one of their own.
+    // Only a GeoTIFF contains its overviews; other formats have them in a separate file.
     const unsigned access = description.driver == "GTiff" ? GDAL_OF_UPDATE : GDAL_OF_READONLY;
-    // Several at once of 64-bit integers with nodata are linked to a circle (GDAL 3.6).
+    // GDAL 3.6 links several overviews of 64-bit integers with nodata to a circle if it makes them at once.
     const std::size_t atOnce = description.type == PixelType::UInt64 ? 1 : factors.size();
     for (std::size_t i = 0; i < factors.size() && !messages.failed(); i += atOnce) {
         const GDALDatasetUniquePtr dataset(GDALDataset::Open(path.c_str(), GDAL_OF_RASTER | access));

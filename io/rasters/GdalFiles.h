@@ -1,6 +1,6 @@
-/// RasterFiles: makes raster files of one format or another through GDAL. Private to the writer.
+/// GdalFiles: makes raster files of any format through GDAL. Private to the writer.
 ///
-/// All functions throw std::runtime_error with the reason alone, for who knows the path to add it.
+/// All functions throw std::runtime_error with the reason alone; callers that know the path add it.
 #pragma once
 
 #include <cstddef>
@@ -20,24 +20,25 @@ class GdalMessages;
 /// Red, green and blue, with or without alpha.
 bool isColourPicture(const RasterDescription& description);
 
-/// The first of its bands that is alpha.
+/// Its first alpha band.
 std::optional<std::size_t> alphaBandOf(const RasterDescription& description);
 
-/// An empty tiled GeoTIFF with all that the description says, by its creation options if its driver is GTiff.
+/// An empty tiled GeoTIFF as described, with the creation options if the driver is GTiff.
 GDALDatasetUniquePtr createGeoTiff(const std::filesystem::path& path, const RasterDescription& description);
 
-/// The same raster in the format of the description.
+/// Writes the same raster in the format of the description.
 void copyRaster(GDALDataset& source, const std::filesystem::path& target,
                 const RasterDescription& description);
 
-/// Tries whether the format takes such a raster at all, on a small one, before there is much to lose. Its
-/// files stay at `target`: they have the names that those of the raster will have. Gives what comes through.
+/// Tries on a small raster whether the format can hold such a raster at all, before much work is done. Leaves
+/// its files at `target`, with the names that those of the raster will have. Returns what the format
+/// preserves.
 Fidelity tryFormat(const std::filesystem::path& target, const RasterDescription& description);
 
-/// Halves the raster again and again, until nothing of 256 pixels is left.
+/// Adds overviews, each half the size of the one before, down to less than 256 pixels.
 void addOverviews(const std::filesystem::path& path, const RasterDescription& description);
 
-/// Throws with `what` and the reason if an outcome or the messages say that a transfer has failed.
+/// Throws with `what` and the reason if the outcome or the messages report that a transfer failed.
 void expect(CPLErr outcome, const GdalMessages& messages, const char* what);
 
 } // namespace Tilewright::Io

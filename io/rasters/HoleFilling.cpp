@@ -19,7 +19,7 @@ namespace {
 
 constexpr const char* cannotFill = "its holes cannot be filled";
 
-/// The rows from `row` on, over the whole width of the raster.
+/// Transfers the rows from `row` on, over the whole width of the raster.
 CPLErr transferRows(GDALRasterBand& copy, GDALRWFlag direction, const BandWithHoles& band, std::uint64_t row,
                     std::vector<float>& rows) {
     const int across = copy.GetXSize();
@@ -48,8 +48,8 @@ void copyFilled(const BandWithHoles& band, GDALRasterBand& copy) {
 
 } // namespace
 
-/// GDAL fills in single precision, and writes back every pixel of the band. So it works on a copy, of which
-/// only the filled holes return.
+/// GDAL fills in single precision and rewrites every pixel of the band. So it works on a copy, and only the
+/// filled holes return from there.
 void fillHoles(const BandWithHoles& band, double distance, const std::filesystem::path& folder) {
     const GdalMessages messages;
     const ThreadOption place("CPL_TMPDIR", folder.c_str());

@@ -1,4 +1,4 @@
-/// PixelTally: what the statistics of a band are made of, block by block. Private to the writer.
+/// PixelTally: the sums behind the statistics of a band, per block. Private to the writer.
 #pragma once
 
 #include <algorithm>
@@ -17,14 +17,14 @@ struct PixelTally {
     double least = std::numeric_limits<double>::infinity();
     double greatest = -std::numeric_limits<double>::infinity();
     double sum = 0;
-    double squares = 0; ///< of the differences from the mean
+    double squares = 0; ///< sum of the squared differences from the mean
 
-    /// Of `count` zeros.
+    /// The tally of `count` zeros.
     static PixelTally zeros(std::uint64_t count) { return {count, 0, 0, 0, 0}; }
 
     double mean() const { return sum / static_cast<double>(count); }
 
-    /// Both together. The result depends on the order, in the last digits.
+    /// Adds another tally. The last digits depend on the order.
     void add(const PixelTally& other) {
         if (count == 0 || other.count == 0) {
             *this = count == 0 ? other : *this;
@@ -51,13 +51,13 @@ template <class T> struct PixelWindow {
     const T* first;
     std::size_t columns;
     std::size_t rows;
-    std::size_t stride; ///< from row to row
+    std::size_t stride; ///< pixels from one row to the next
 };
 
-/// The finite pixels of the window for which `hasData` holds; it is asked by the offset from the first pixel.
+/// Tallies the finite pixels of the window for which `hasData(offset from the first pixel)` is true.
 ///
-/// The sums run in several lanes so that the compiler can take them at once; their number is part of the
-/// result's last digits.
+/// The sums run in several lanes so that the compiler can vectorise them. Their number affects the last
+/// digits of the result.
 template <class T, class HasData> PixelTally tallyOf(const PixelWindow<T>& window, HasData hasData) {
     constexpr std::size_t lanes = 8;
     using Lanes = std::array<double, lanes>;

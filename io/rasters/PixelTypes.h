@@ -1,4 +1,4 @@
-/// PixelTypes: the pixel types at run time, and nodata values as pixels. Not installed, as it knows GDAL.
+/// PixelTypes: pixel types at run time, and nodata values as pixels. Not installed, because it includes GDAL.
 #pragma once
 
 #include <cmath>
@@ -56,7 +56,7 @@ inline GDALDataType gdalType(PixelType type) {
     return GDT_Unknown;
 }
 
-/// Whether static_cast<T>(value) is defined. 2^digits is exact where the largest value itself would be
+/// Whether static_cast<T>(value) is defined. 2^digits is exact, while the largest value itself might be
 /// rounded.
 template <class T> bool isInRange(double value) {
     if constexpr (std::is_integral_v<T>)
@@ -66,8 +66,8 @@ template <class T> bool isInRange(double value) {
         return !std::isfinite(value) || std::abs(value) <= double(std::numeric_limits<T>::max());
 }
 
-/// The nodata value as a pixel, if there is such a pixel. A double loses digits on its way to a float, which
-/// is what the caller's own pixels have lost too.
+/// The nodata value as a pixel, if there is such a pixel. A double loses digits when it becomes a float, but
+/// so did the caller's pixels.
 template <class T> std::optional<T> asPixel(const NoData& nodata) {
     if (const auto* whole = std::get_if<unsigned long long>(&nodata)) {
         if constexpr (std::is_integral_v<T>)

@@ -17,15 +17,16 @@ namespace Tilewright::Io {
 
 namespace {
 
-/// Of blocks that wait for the rest of their pixels. When there are more, the first in the file have to go.
+/// Bytes of blocks that may wait for the rest of their pixels. Beyond that, the first in the file are
+/// written.
 constexpr std::size_t mostWaiting = std::size_t(64) << 20;
 
-/// Whether the file may give back `blank` for the pixel.
+/// Whether the pixel may read back as `blank`.
 template <class T> bool isBlank(T pixel, T blank) {
     if constexpr (std::is_floating_point_v<T>)
         if (std::isnan(blank))
             return std::isnan(pixel);
-    // By their bits, as 0 and -0 are equal.
+    // Compares bits, because 0 and -0 are equal.
     return std::memcmp(&pixel, &blank, sizeof(T)) == 0;
 }
 
@@ -154,7 +155,7 @@ void RasterBlocksOf<T>::putAside(std::size_t band, std::uint64_t block, const Re
     }
     Unit& part_of = found->second;
     copyInto(part_of.planes.data() + (band - firstBandOf(unit)) * plane, block, part, values, stride);
-    // Where windows overlap, a block goes too early and is written once more.
+    // If windows overlap, a block is written too early and then again.
     part_of.missing -= std::min(part_of.missing, part.columns * part.rows);
     if (part_of.missing == 0) {
         put(unit, part_of.planes);
@@ -195,7 +196,7 @@ template <class T> void RasterBlocksOf<T>::flush() {
     waiting.clear();
     if (!nodata)
         return;
-    // What is not there would read as the nodata value, which is no alpha.
+    // Missing blocks would read as the nodata value, which is not an alpha.
     for (std::uint64_t unit = 0; unit < written.size(); ++unit)
         if (!written[unit] && holds(unit, alphaBand))
             put(unit, emptyPlanes(unit));
@@ -226,7 +227,7 @@ template <class T> void RasterBlocksOf<T>::read(std::size_t band, std::uint64_t 
 
 template <class T> void RasterBlocksOf<T>::write(std::size_t band, std::uint64_t block, const T* plane) {
     const GdalMessages messages;
-    // GDAL takes the source of a write as a pointer to non-const, and leaves it alone.
+    // GDAL takes a pointer to non-const but does not write to it.
     const CPLErr outcome = dataset.GetRasterBand(static_cast<int>(band) + 1)
                                ->WriteBlock(static_cast<int>(block % blocksAcross),
                                             static_cast<int>(block / blocksAcross), const_cast<T*>(plane));
@@ -234,7 +235,8 @@ template <class T> void RasterBlocksOf<T>::write(std::size_t band, std::uint64_t
 }
 
 template <class T> void RasterBlocksOf<T>::fill(double distance, const std::filesystem::path& folder) {
-    // No pixel is farther from another one. GDAL would look for them beyond the edges, step by step.
+    // No two pixels are farther apart. With a larger distance GDAL would search beyond the edges, step by
+    // step.
     distance = std::min(distance, std::hypot(static_cast<double>(width), static_cast<double>(height)));
     bool any = false;
     for (std::size_t band = 0; band < bands; ++band)
@@ -244,7 +246,8 @@ template <class T> void RasterBlocksOf<T>::fill(double distance, const std::file
         }
     if (!any)
         return;
-    // Last, as the others go by it: colours that nobody sees would be of no use.
+    // Alpha comes last, because it marks the holes of the others. Without it, filled colours would be
+    // invisible.
     if (alphaIsMask)
         fillBand(*alphaBand, distance, folder);
     for (std::uint64_t unit = 0; unit < written.size(); ++unit) {
@@ -268,7 +271,7 @@ void RasterBlocksOf<T>::fillBand(std::size_t band, double distance, const std::f
     fillHoles(holes, distance, folder);
 }
 
-/// Also marks the pixels without data.
+/// Reads a block and marks its pixels without data.
 template <class T>
 void RasterBlocksOf<T>::readWithHoles(std::size_t band, std::uint64_t block, Planes& plane,
                                       std::vector<char>& isHole) {

@@ -1,13 +1,14 @@
 /// RasterBlocks: writes windows of pixels to a blocked raster file, block by block. Private to the writer.
 ///
-/// A block goes to the file at once when a window covers it; what comes in parts waits until the block is
-/// complete. GDAL's own cache would do the latter too, but it is shared by all files and threads of the
-/// process, so that the order of the blocks in the file would depend on what else is going on.
+/// If a window covers a block, the block is written at once; blocks that come in parts wait until they are
+/// complete. GDAL's own cache could do the latter too, but all files and threads of the process share it, so
+/// that the order of the blocks in the file would depend on what else happens.
 ///
 /// 1. The order of the bytes in the file depends on the order of the windows alone.
-/// 2. A block that receives nothing but the nodata value (zero, where there is none) is not written: it takes
-///    no space and reads back as that value. Only a band of alpha is opaque or not everywhere.
-/// 3. Where pixels of several bands lie side by side, the block of all bands is complete when all have come.
+/// 2. A block that receives only the nodata value (zero if there is none) is not written: it takes no space
+/// and
+///    reads back as that value. Blocks of alpha beside a nodata value are always written.
+/// 3. If the pixels of several bands are stored side by side, a block is complete when all bands have come.
 #pragma once
 
 #include <cstddef>
@@ -26,20 +27,20 @@
 
 namespace Tilewright::Io {
 
-/// All operations throw std::runtime_error with GDAL's reason if the file takes no more.
+/// All operations throw std::runtime_error with GDAL's reason if the file cannot grow.
 class RasterBlocks {
 public:
     virtual ~RasterBlocks() = default;
 
-    /// Over the empty `dataset`, which has to live longer.
+    /// Writes to the empty `dataset`, which has to live longer.
     static std::unique_ptr<RasterBlocks> over(GDALDataset& dataset, const RasterDescription& description);
 
-    /// Writes what waits.
+    /// Writes all incomplete blocks.
     virtual void flush() = 0;
     /// Fills pixels without data up to `distance` pixels from data. Makes its working files in `folder`.
     /// flush() has to be called before.
     virtual void fill(double distance, const std::filesystem::path& folder) = 0;
-    /// Of all that has been written out.
+    /// Covers everything that has been written to the file.
     virtual BandStatistics statistics(std::size_t band) const = 0;
 };
 
@@ -57,7 +58,7 @@ public:
 private:
     using Planes = std::vector<T>; ///< one or all bands of a block, one after the other
 
-    /// Waits for the rest of its pixels.
+    /// A block that waits for the rest of its pixels.
     struct Unit {
         Planes planes;
         std::uint64_t missing;
@@ -89,7 +90,7 @@ private:
 
     void fillBand(std::size_t band, double distance, const std::filesystem::path& folder);
     void readWithHoles(std::size_t band, std::uint64_t block, Planes& plane, std::vector<char>& isHole);
-    /// Of the row of blocks that begins with block `first`: single precision, NaN for a hole.
+    /// Reads the row of blocks that begins with block `first`, in single precision, NaN for holes.
     void copyHoles(std::size_t band, std::uint64_t first, float* rows);
     void copyFilled(std::size_t band, std::uint64_t first, const float* rows);
 
@@ -103,10 +104,10 @@ private:
     std::size_t bands;
     std::size_t bandsPerUnit;
     std::optional<T> nodata;
-    /// What a block that is not there reads as.
+    /// Pixels of blocks that are not in the file read as this.
     T absent;
     std::optional<std::size_t> alphaBand;
-    /// Without a nodata value alpha tells where data are.
+    /// Without a nodata value, alpha says where data are.
     bool alphaIsMask;
 
     std::map<std::uint64_t, Unit> waiting;

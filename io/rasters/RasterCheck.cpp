@@ -22,7 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Rows of one band, as numbers that hold every value of its type.
+/// Rows of one band, in a type that holds every value of the band.
 std::vector<std::byte> readRows(GDALRasterBand& band, GDALDataType type, int row, int rows) {
     const int width = band.GetXSize();
     std::vector<std::byte> values(static_cast<std::size_t>(width) * static_cast<std::size_t>(rows) *
@@ -33,7 +33,7 @@ std::vector<std::byte> readRows(GDALRasterBand& band, GDALDataType type, int row
     return values;
 }
 
-/// Not all formats have numbers that are none.
+/// Ignores NaN, which not all formats can hold.
 template <class T> bool areKept(const std::vector<std::byte>& wanted, const std::vector<std::byte>& values) {
     const auto* const first = reinterpret_cast<const T*>(wanted.data());
     const auto* const other = reinterpret_cast<const T*>(values.data());
@@ -41,7 +41,7 @@ template <class T> bool areKept(const std::vector<std::byte>& wanted, const std:
                       [](T x, T y) { return x == y || x != x; });
 }
 
-/// Reads every pixel of the copy, as what is missing may only show there.
+/// Reads every pixel of the copy, because missing data may only show there.
 bool comparePixels(GDALDataset& source, GDALDataset& copy) {
     bool isSame = copy.GetRasterCount() == source.GetRasterCount();
     for (int b = 1; b <= copy.GetRasterCount(); ++b) {
@@ -67,17 +67,17 @@ bool areInSamePlace(GDALDataset& a, GDALDataset& b) {
     std::array<double, 6> one = {}, other = {};
     if (a.GetGeoTransform(one.data()) != CE_None || b.GetGeoTransform(other.data()) != CE_None)
         return false;
-    // Formats of text round.
+    // Text formats round.
     const double pixel = std::min(std::abs(one[1]), std::abs(one[5]));
     return std::ranges::equal(one, other, [&](double x, double y) { return std::abs(x - y) < pixel / 4; });
 }
 
-/// That there is one: formats put systems into words of their own.
+/// Checks only that both have one: each format writes systems in its own way.
 bool haveSystems(GDALDataset& a, GDALDataset& b) {
     return a.GetSpatialRef() != nullptr && b.GetSpatialRef() != nullptr;
 }
 
-/// But for the statistics, which some formats work out anew.
+/// Ignores the statistics, which some formats compute anew.
 bool haveSameTexts(GDALDataset& a, GDALDataset& b) {
     const CPLStringList wanted(CSLDuplicate(a.GetRasterBand(1)->GetMetadata()));
     GDALRasterBand& band = *b.GetRasterBand(1);
@@ -92,7 +92,7 @@ bool haveSameTexts(GDALDataset& a, GDALDataset& b) {
     });
 }
 
-/// Why a file can't grow any more; 0 if it can. Afterwards it is as before.
+/// The error number of why a file cannot grow; 0 if it can. Leaves the file unchanged.
 int whyFull(const fs::path& path) {
     constexpr std::size_t little = 64 << 10;
     const std::vector<char> bytes(little, 1);
@@ -107,11 +107,11 @@ int whyFull(const fs::path& path) {
     return reason;
 }
 
-/// A driver that ran out of room has used all there was, be it that it said so or not.
+/// A driver that ran out of space has used it all, whether or not it said so.
 void expectRoom(const fs::path& folder) {
     for (const auto& entry : fs::directory_iterator(folder))
         if (const int reason = entry.is_regular_file() ? whyFull(entry.path()) : 0; reason != 0)
-            throw std::runtime_error("there is no room left: " + std::generic_category().message(reason));
+            throw std::runtime_error("no space left: " + std::generic_category().message(reason));
 }
 
 } // namespace
@@ -146,7 +146,7 @@ void checkCopy(GDALDataset& source, const fs::path& copy, const Fidelity& expect
     const auto lacks = [&](bool Fidelity::*part) { return expected.*part && !(found.*part); };
     if (lacks(&Fidelity::canBeRead) || lacks(&Fidelity::exactPixels) || lacks(&Fidelity::place) ||
         lacks(&Fidelity::system) || lacks(&Fidelity::metadata))
-        throw std::runtime_error("its copy is not complete (" + found.complaint + "); is the disk full?");
+        throw std::runtime_error("its copy is incomplete (" + found.complaint + "); is the disk full?");
     expectRoom(copy.parent_path());
 }
 

@@ -1,4 +1,4 @@
-/// RasterDescription: what a raster file is to hold and how, and what became of its bands.
+/// RasterDescription: what a raster file will contain and how, and the statistics of its bands.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 namespace Tilewright::Io {
 
-/// Where a raster lies. Edges are the outer edges of the outermost pixels, not pixel centres.
+/// The location of a raster. Edges are the outer edges of the outermost pixels, not pixel centres.
 struct RasterGeometry {
     std::uint64_t width = 0;  ///< pixels from west to east, 1 to 2^31-1
     std::uint64_t height = 0; ///< pixels from north to south, 1 to 2^31-1
@@ -41,12 +41,12 @@ concept PixelValue = requires {
 
 template <PixelValue T> inline constexpr PixelType pixelTypeOf = PixelTypeOf<T>::value;
 
-/// The integer alternative exists because a double cannot name every 64-bit value.
+/// The integer alternative exists because a double cannot represent every 64-bit value.
 using NoData = std::variant<double, unsigned long long>;
 
 /// How several pixels become one in an overview.
 enum class Resampling {
-    ByType, ///< bytes without colour by mode, for they are mostly numbers of classes; others by average
+    ByType, ///< mode for bytes without colour, which are mostly class numbers; average for others
     Average,
     Mode
 };
@@ -63,32 +63,32 @@ struct BandDescription {
 struct RasterDescription {
     RasterGeometry geometry;
     PixelType type = PixelType::Float32;
-    /// Of all bands but those of alpha. Has to be a value of the pixel type.
+    /// For all bands except alpha. Must be a value of the pixel type.
     std::optional<NoData> nodata;
     std::vector<BandDescription> bands;                        ///< at least one
     std::vector<std::pair<std::string, std::string>> metadata; ///< keys and texts of the file
     int blockSize = 256;                                       ///< side of a tile, a multiple of 16
     std::string driver = "GTiff";                              ///< GDAL's name of the format; see driverOf()
-    /// KEY=VALUE, as for the format's driver; what they say goes before all else here. A GeoTIFF that is
-    /// compressed gets the predictor of its type if they name none.
+    /// KEY=VALUE, as the format's driver expects them; they override everything else here. A compressed
+    /// GeoTIFF gets the predictor of its type unless they name one.
     std::vector<std::string> creationOptions;
-    bool overviews = false; ///< a Cloud Optimized GeoTIFF has them in any case
+    bool overviews = false; ///< a Cloud Optimized GeoTIFF always has them
     Resampling resampling = Resampling::ByType;
-    /// Pixels without data up to so many pixels from data are filled with a mean of those around, weighted by
-    /// their distances; 0 for none. Single precision. In a file without nodata the pixels without data are
-    /// those whose alpha is 0, and those filled become opaque.
+    /// Fills pixels without data up to this many pixels from data with a mean of their surroundings, weighted
+    /// by distance, in single precision; 0 fills none. In a file without nodata, pixels whose alpha is 0 have
+    /// no data, and filled ones become opaque.
     double fillDistance = 0;
 };
 
-/// Of the pixels with data that are finite numbers, all zero if there are none. Filled holes count. In a file
-/// without nodata the pixels with data are those whose alpha is not 0, or all if it has no alpha.
+/// Statistics of the finite pixels with data, all zero if there are none. Filled holes count. In a file
+/// without nodata, pixels whose alpha is not 0 have data, or all pixels if there is no alpha.
 struct BandStatistics {
     std::uint64_t count = 0;
     double least = 0;
     double greatest = 0;
     double mean = 0;
-    double deviation = 0; ///< of the pixels as they are, not of a larger set from which they are drawn
-    /// Pixels that had no data until their holes were filled; also those that are no finite numbers.
+    double deviation = 0; ///< of the population, not of a sample
+    /// Pixels that had no data until they were filled; includes those that are not finite.
     std::uint64_t filledHoles = 0;
 };
 

@@ -19,7 +19,7 @@ namespace {
 bool isPlainLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 bool isPlainDigit(char c) { return c >= '0' && c <= '9'; }
 
-/// With its dot. What follows the dot of "scan_0.5" is none.
+/// With its dot. The 5 of "scan_0.5" is not an extension.
 std::string extensionOf(const std::filesystem::path& path) {
     std::string extension = path.extension().string();
     return extension.size() > 1 && isPlainLetter(extension[1]) ? extension : std::string();
@@ -28,7 +28,7 @@ std::string extensionOf(const std::filesystem::path& path) {
 bool makesFiles(GDALDriver& driver) {
     const auto has = [&](const char* item) { return driver.GetMetadataItem(item) != nullptr; };
     const bool creates = has(GDAL_DCAP_CREATE) || has(GDAL_DCAP_CREATECOPY);
-    // These two refer to other files, or to none.
+    // These two write references to other files, or no files.
     const bool refers = EQUAL(driver.GetDescription(), "VRT") || EQUAL(driver.GetDescription(), "MEM");
     return has(GDAL_DCAP_RASTER) && creates && !refers;
 }
@@ -38,7 +38,7 @@ bool hasExtension(GDALDriver& driver, const std::string& extension) {
     return all && CPLStringList(CSLTokenizeString(all)).FindString(extension.c_str()) >= 0;
 }
 
-/// Whether an extension says enough. A text of coordinates is a cloud as well.
+/// Whether an extension identifies the format. Text with coordinates may also be a cloud.
 bool hasNameOfItsOwn(GDALDriver& driver) {
     return makesFiles(driver) && !EQUAL(driver.GetDescription(), "XYZ");
 }
@@ -57,10 +57,10 @@ bool hasNameOfItsOwn(GDALDriver& driver) {
     for (const std::string& name : known)
         list += (list.empty() ? "" : ", ") + name;
     const char* const why = isPointFileName(output)
-                                ? "that of a cloud; the last name is that of the raster to write"
-                                : "that of no format; name one with --format";
+                                ? "that of a cloud; the last argument is the raster to write"
+                                : "not that of a known format; name one with --format";
     throw UsageError("the output '" + output.string() + "' has the extension " + extension + ", which is " +
-                     why + ". Known are " + list);
+                     why + ". Known extensions: " + list);
 }
 
 [[noreturn]] void failFormat(const std::string& driver, const std::string& what) {
@@ -68,7 +68,7 @@ bool hasNameOfItsOwn(GDALDriver& driver) {
     std::string all;
     for (const std::string& one : known)
         all += (all.empty() ? "" : ", ") + one;
-    throw UsageError(what + "; these do: " + all + nearestHint(driver, known));
+    throw UsageError(what + "; these formats do: " + all + nearestHint(driver, known));
 }
 
 } // namespace
@@ -89,7 +89,7 @@ std::string driverOf(const std::string& driver, const std::filesystem::path& out
     if (!driver.empty()) {
         GDALDriver* const found = findDriver(driver);
         if (!found)
-            failFormat(driver, "there is no format '" + driver + "' that makes rasters");
+            failFormat(driver, "no format '" + driver + "' makes rasters");
         if (!makesFiles(*found))
             failFormat(driver, "the format '" + driver + "' makes no raster files");
         if (isPointFileName(output) && !hasExtension(*found, extension.substr(1)))
@@ -97,7 +97,7 @@ std::string driverOf(const std::string& driver, const std::filesystem::path& out
         return found->GetDescription();
     }
     if (output == "-")
-        throw UsageError("the output '-' is no name of a file, and rasters don't go to the standard output");
+        throw UsageError("the output '-' is not a file name, and rasters cannot go to the standard output");
     if (extension.empty() || EQUAL(extension.c_str(), ".tif") || EQUAL(extension.c_str(), ".tiff"))
         return "GTiff";
     registerAllDrivers();
@@ -113,7 +113,7 @@ void checkCreationOptions(const std::string& driver, const std::vector<std::stri
     CPLStringList list;
     for (const std::string& option : options) {
         if (option.find('=') == std::string::npos || option.front() == '=')
-            throw UsageError("the creation option '" + option + "' is no KEY=VALUE");
+            throw UsageError("the creation option '" + option + "' is not of the form KEY=VALUE");
         list.AddString(option.c_str());
     }
     const GdalMessages messages;

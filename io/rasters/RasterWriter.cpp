@@ -36,25 +36,25 @@ void check(const RasterGeometry& geometry) {
     if (geometry.width > longest || geometry.height > longest)
         throw std::runtime_error("a raster of " + std::to_string(geometry.width) + " x " +
                                  std::to_string(geometry.height) +
-                                 " pixels does not fit into a file, which takes " + std::to_string(longest) +
-                                 " along an axis; use larger pixels");
+                                 " pixels does not fit into a file, which can have " +
+                                 std::to_string(longest) + " along an axis; use larger pixels");
     const bool placed = std::isfinite(geometry.west) && std::isfinite(geometry.north);
     const bool sized = geometry.pixelWidth > 0 && std::isfinite(geometry.pixelWidth) &&
                        geometry.pixelHeight > 0 && std::isfinite(geometry.pixelHeight);
     if (!placed || !sized)
         throw std::runtime_error(
-            "the raster has no proper place: its edges have to be finite and its pixels larger than zero");
+            "the raster has no valid location: its edges must be finite and its pixels larger than zero");
 }
 
 RasterDescription checked(RasterDescription description, const fs::path& path) {
     if (description.bands.empty())
-        throw std::invalid_argument("RasterWriter: a raster has at least one band");
+        throw std::invalid_argument("RasterWriter: a raster needs at least one band");
     description.driver = driverOf(description.driver, path);
     checkCreationOptions(description.driver, description.creationOptions);
     return description;
 }
 
-/// To be copied later, whatever the format.
+/// A GeoTIFF to be copied later to any format.
 RasterDescription plain(RasterDescription description) {
     description.driver = "GTiff";
     description.creationOptions.clear();
@@ -67,7 +67,7 @@ RasterDescription smallOne(RasterDescription description) {
     return description;
 }
 
-/// As every program around GDAL looks for them.
+/// Writes them where all programs around GDAL look for them.
 void setStatistics(GDALRasterBand& band, const BandStatistics& statistics, std::uint64_t pixels) {
     if (statistics.count == 0 || !std::isfinite(statistics.deviation))
         return;
@@ -113,7 +113,7 @@ public:
     BandStatistics statistics(std::size_t band) const;
 
 private:
-    /// A file that was compressed cannot be filled in place without gaps between the blocks.
+    /// Filling a compressed file in place would leave gaps between its blocks.
     bool isMadeByCopy() const {
         const bool filledLater = description.fillDistance > 0 && !description.creationOptions.empty();
         return description.driver != "GTiff" || filledLater;
@@ -140,7 +140,7 @@ private:
     bool closed = false;
 };
 
-/// Turns the reason of a failure into the error that the caller sees, now and whenever he tries again.
+/// Turns the reason of a failure into the error that the caller sees, now and at every further attempt.
 template <class Action> void RasterWriter::Output::withPath(Action action) {
     try {
         action();
@@ -148,7 +148,7 @@ template <class Action> void RasterWriter::Output::withPath(Action action) {
         throw;
     } catch (const std::runtime_error& error) {
         failure = error.what();
-        // Nobody knows the file by its hidden names.
+        // Users do not know the hidden names of the file.
         for (const std::string& hidden : {folder.file().string(), trialFile().string()})
             for (std::size_t at; (at = failure.find(hidden)) != std::string::npos;)
                 failure.replace(at, hidden.size(), path().filename().string());
@@ -161,7 +161,7 @@ void RasterWriter::Output::expectUsable() const {
         throw OutputError(path().string() + ": " + failure);
 }
 
-/// Finds out which files there will be, and whether they may be put in place.
+/// Finds out which files the output will have, and whether they may be put in place.
 void RasterWriter::Output::rehearse() {
     const fs::path trial = trialFile();
     fs::create_directory(trial.parent_path());
@@ -259,7 +259,7 @@ HiddenFolder& RasterWriter::Output::closedFolder() {
     return folder;
 }
 
-/// The folder goes away next, and what GDAL still has to say does not matter any more.
+/// The folder is about to be removed, so further messages of GDAL do not matter.
 void RasterWriter::Output::closeDataset() noexcept {
     const GdalMessages unheard;
     const ThreadOption noSideFiles("GDAL_PAM_ENABLED", "NO");

@@ -1,25 +1,27 @@
-/// RasterWriter: a raster file, written window by window, that appears complete or not at all.
+/// RasterWriter: writes a raster file window by window. The file appears complete or not at all.
 ///
-/// The work goes into a hidden tiled GeoTIFF beside the output. What is asked for beyond it, another format,
-/// overviews, filled holes, is made of that file when it is closed.
+/// Writes a hidden tiled GeoTIFF beside the output. Everything else (another format, overviews, filled holes)
+/// is made from that file when it is closed.
 ///
-/// 1. The files come into being in a hidden folder in the folder of the output. The output appears by one
-///    rename, complete, or not at all; until then a file that already has this name stays as it is. What may
-///    be replaced the guard decides, before anything is made and again at the end.
-/// 2. A writer that goes away before publish() takes its hidden folder along.
-/// 3. A GeoTIFF is one file, unless a creation option asks for more; some formats have files beside the main
+/// 1. All files are made in a hidden folder in the folder of the output. The output appears by one rename,
+/// complete,
+///    or not at all; until then an existing file of this name remains. The guard decides what may be
+///    replaced, before anything is made and again at the end.
+/// 2. A writer that ends before publish() removes its hidden folder.
+/// 3. A GeoTIFF is one file, unless a creation option asks for more. Other formats may have files beside the
+/// main
 ///    one. Side files (.aux.xml, .ovr, .msk, .prj) that describe an older output of that name are removed.
-/// 4. A GeoTIFF is sparse: a block that receives nothing but the nodata value (zero, where there is none)
-///    takes no space and reads back as that value. It becomes a BigTIFF where it could outgrow 4 GB.
+/// 4. A GeoTIFF is sparse: a block that receives only the nodata value (zero if there is none) takes no space
+/// and
+///    reads back as that value. It becomes a BigTIFF if it could outgrow 4 GB.
 /// 5. The order of the bytes in the file depends on the order of the windows alone.
-/// 6. What a driver made by copying is read back and compared, as not every driver notices a full disk.
-/// 7. GDAL prints nothing. What it has to say comes as the one line of an OutputError that starts with the
-///    path.
+/// 6. Copies that a driver makes are read back and compared, because not every driver notices a full disk.
+/// 7. GDAL prints nothing. Its messages become the one line of an OutputError that starts with the path.
 ///
 /// For several files that belong together, close() all of them before the first publish(), or call
 /// finishAll(): then a full disk leaves none of them behind.
 ///
-/// One writer belongs to one thread at a time; different writers may work on different threads.
+/// Only one thread may use a writer at a time; different writers may work on different threads.
 #pragma once
 
 #include <cstddef>
@@ -40,11 +42,11 @@ class HiddenFolder;
 
 class TILEWRIGHT_API RasterWriter {
 public:
-    /// Creates the hidden file. Throws UsageError for a driver or a creation option that GDAL does not know,
-    /// and OutputError if the folder cannot be written, if an axis has no pixel or more than 2^31-1, if the
-    /// pixel size is not positive, if the nodata value is none of the pixel type, if GDAL does not understand
-    /// the coordinate system, if the format does not hold such a raster, or if the guard keeps a file that
-    /// would have to be replaced. Without a guard older rasters are replaced.
+    /// Creates the hidden file. Throws UsageError for a driver or a creation option that GDAL does not have,
+    /// and OutputError if the folder is not writable, if an axis has no pixel or more than 2^31-1, if the
+    /// pixel size is not positive, if the nodata value is not a value of the pixel type, if GDAL does not
+    /// understand the coordinate system, if the format cannot hold such a raster, or if the guard protects a
+    /// file that would have to be replaced. Without a guard older rasters are replaced.
     RasterWriter(const std::filesystem::path& path, const RasterDescription& description,
                  const OutputGuard& guard);
     RasterWriter(const std::filesystem::path& path, const RasterDescription& description);
@@ -52,36 +54,36 @@ public:
     RasterWriter& operator=(RasterWriter&&) noexcept;
     ~RasterWriter();
 
-    /// Writes `columns` x `rows` pixels of band `band`, from 0, with their upper left corner at (column,
-    /// row). Row 0 is the northernmost; `values` holds the rows from north to south, each from west to east.
-    /// T is the pixel type: another type, a band that is none, a window that leaves the raster, or a span of
-    /// another length is an std::invalid_argument. Throws OutputError if the file takes no more; the writer
-    /// is of no use after that.
+    /// Writes `columns` x `rows` pixels of band `band`, counted from 0, with their upper left corner at
+    /// (column, row). Row 0 is the northernmost; `values` holds the rows from north to south, each from west
+    /// to east. Throws std::invalid_argument if T is not the pixel type, there is no such band, the window
+    /// leaves the raster, or the span has another length. Throws OutputError if the file cannot grow; after
+    /// that the writer is unusable.
     ///
-    /// Windows made of whole blocks are the fast ones. A block that comes in several windows waits in memory
-    /// until it is complete, up to 64 MB of them; so do those of colours until all bands have come.
+    /// Windows of whole blocks are fastest. A block that comes in several windows waits in memory until it is
+    /// complete, and one of colours until all bands have come, up to 64 MB in total.
     template <PixelValue T>
     void write(std::size_t band, std::uint64_t column, std::uint64_t row, std::uint64_t columns,
                std::uint64_t rows, std::span<const T> values);
 
-    /// One more key and text of the file, before close().
+    /// Adds a key and text to the metadata of the file. Must come before close().
     void addMetadata(const std::string& key, const std::string& text);
 
-    /// Finishes the hidden file, with statistics, overviews and all. Throws OutputError if any of it did not
+    /// Finishes the hidden file with its statistics and overviews. Throws OutputError if any of it did not
     /// reach the disk. May be repeated.
     void close();
-    /// Of a band of the closed file.
+    /// The statistics of a band of the closed file.
     BandStatistics statistics(std::size_t band) const;
-    /// The closed file under its hidden name, to be read by GDAL until publish().
+    /// The hidden name of the closed file, which GDAL can read until publish().
     const std::filesystem::path& hiddenPath() const;
 
-    /// Gives the closed file its name, replacing an older one if it may. Throws OutputError if it may not, or
-    /// if the system refuses; then all is as before. Calling it before close() is an std::logic_error;
-    /// repeating it does nothing.
+    /// Gives the closed file its name and replaces an older one if the guard allows it. Throws OutputError if
+    /// it does not, or if the system refuses; then everything is as before. Throws std::logic_error before
+    /// close(). Repeating it does nothing.
     void publish();
 
     const std::filesystem::path& path() const;
-    /// The places of all files that publish() will put somewhere, path() among them.
+    /// The final places of all files that publish() moves, path() included.
     const std::vector<std::filesystem::path>& places() const;
 
 private:
@@ -91,11 +93,11 @@ private:
     std::unique_ptr<Output> output;
 };
 
-/// Finishes files that belong together: nothing is published before all are closed without an error, and what
-/// was published is taken back if a later one can't be.
+/// Finishes files that belong together: publishes them only after all are closed without an error, and takes
+/// published ones back if a later one fails.
 TILEWRIGHT_API void finishAll(std::span<RasterWriter> writers);
 
-/// The same with a file of another kind, which comes last; it may be null. Not for clients.
+/// The same with a file of another kind, which comes last and may be null. Not for clients.
 void finishAll(std::span<RasterWriter> writers, HiddenFolder* other);
 
 } // namespace Tilewright::Io

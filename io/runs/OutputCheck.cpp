@@ -43,7 +43,7 @@ void checkOutputs(const RunPlan& plan) {
     if (plan.output.empty() || fs::is_directory(plan.output, ignored))
         throw UsageError("the output '" + plan.output.string() + "' needs the name of a file");
     if (fs::exists(plan.output, ignored) && !fs::is_regular_file(plan.output, ignored))
-        throw OutputError(plan.output.string() + ": is no regular file and is not replaced");
+        throw OutputError(plan.output.string() + ": is not a regular file and is not replaced");
     std::vector<fs::path> all;
     for (const PlannedOutput& output : plan.outputs)
         all.push_back(output.path);

@@ -40,7 +40,7 @@ TEST_F(OutputGuardTest, FilesOfARasterMayBeReplacedWithItAndThoseOfOthersNot) {
     const std::string grid = "ncols 1\nnrows 1\nxllcorner 0\nyllcorner 0\ncellsize 1\n5\n";
     const OutputGuard guard;
     saveShapes("a.shp");
-    EXPECT_THAT(reason(guard, "a.asc", "a.prj"), HasSubstr("no part of an older a.asc"));
+    EXPECT_THAT(reason(guard, "a.asc", "a.prj"), HasSubstr("does not belong to an older a.asc"));
     saveAs(Top / "a.asc", grid);
     EXPECT_THAT(reason(guard, "a.asc", "a.prj"), HasSubstr("belongs to a."));
     for (const char* name : {"a.shp", "a.shx", "a.dbf"})

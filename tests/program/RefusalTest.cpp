@@ -84,7 +84,7 @@ TEST_F(Refusal, WrongUsageAndBadInputHaveExitStatusesOfTheirOwn) {
              {{"raster", "in.las"}, ""},
              {{"rastr", "in.las", "out.tif"},
               "no command 'rastr'; the nearest is raster; see tilewright --help"},
-             {{"in.las", "out.tif"}, "there are raster, info"},
+             {{"in.las", "out.tif"}, "the commands are raster, info"},
              {{"help", "rastr"}, "the nearest is raster"},
              {{"raster", "in.las", "out.tif", "--unknown"}, "--unknown; see tilewright raster --help"}})
         expectRefusal(run(arguments), 2, words);
@@ -129,7 +129,7 @@ TEST_F(Refusal, WhatTheRunDidNotMakeIsNeverTouched) {
     Before = files();
     const std::string good = textOf(Folder / "scan");
     const std::vector<std::tuple<int, Arguments, std::string>> cases = {
-        {1, {"scan", "scan.ers"}, "scan: would come with scan.ers, but is an input"},
+        {1, {"scan", "scan.ers"}, "scan: would be written along with scan.ers, but is an input"},
         {1, {"in.las", "./link.tif"}, "is an input"},
         {1, {"in.las", "cloud.tif"}, "it is a cloud"},
         {1, {"in.las", "dem.asc"}, "dem.prj"},
