@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <string_view>
 
 #include <io/rasters/RasterFormat.h>
 
@@ -131,8 +132,11 @@ complete -o default -F _tilewright tilewright
 /// With a backslash before the special characters of _arguments.
 std::string zshText(const std::string& text) {
     std::string result;
-    for (const char c : text)
-        result += (std::string("[]:\\").find(c) == std::string::npos ? "" : "\\") + std::string(1, c);
+    for (const char c : text) {
+        if (std::string_view("[]:\\").find(c) != std::string_view::npos)
+            result += '\\';
+        result += c;
+    }
     return result;
 }
 

@@ -4,7 +4,7 @@
 #include <ostream>
 #include <string>
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 
 namespace Tilewright::App {
 

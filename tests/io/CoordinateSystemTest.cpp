@@ -1,10 +1,14 @@
 #include <io/gdal/CoordinateSystem.h>
 
+#include <gmock/gmock.h>
+
 #include <io/system/Errors.h>
 #include <tests/io/FolderTest.h>
 
 namespace Tilewright::Io::Test {
 namespace {
+
+using testing::AllOf, testing::HasSubstr, testing::Not;
 
 class CoordinateSystemTest : public FolderTest {};
 
@@ -38,21 +42,16 @@ TEST_F(CoordinateSystemTest, UnitsOfCoordinatesAndHeightsAreToldApart) {
 
 TEST_F(CoordinateSystemTest, LineEndsInTheNamesOfAFileDoNotBreakTheLineOfAMessage) {
     const std::string system = coordinateSystemFromWkt("LOCAL_CS[\"old\r\nsite\",UNIT[\"me\nter\",1]]");
-    for (const std::string& text : {system, systemName(system), linearUnitOf(system)}) {
-        EXPECT_FALSE(text.empty());
-        EXPECT_EQ(std::string::npos, text.find_first_of("\r\n")) << text;
-    }
+    for (const std::string& text : {system, systemName(system), linearUnitOf(system)})
+        EXPECT_THAT(text, AllOf(Not(""), Not(HasSubstr("\r")), Not(HasSubstr("\n"))));
 }
 
-TEST_F(CoordinateSystemTest, WhatIsNotUnderstoodIsToldInOneLine) {
+TEST_F(CoordinateSystemTest, WhatIsNotUnderstoodIsReportedInOneLine) {
     for (const std::string text : {"", "EPSG:999999", "nosuchfile.prj", "PROJCS[\"half\na", "EPSG:5783",
                                    "https://epsg.io/25832.wkt", "/dev/null"})
-        try {
-            coordinateSystemFromUser(text);
-            ADD_FAILURE() << text;
-        } catch (const UsageError& error) {
-            EXPECT_EQ(std::string::npos, std::string(error.what()).find('\n')) << error.what();
-        }
+        EXPECT_THAT(messageOf<UsageError>([&] { coordinateSystemFromUser(text); }),
+                    AllOf(Not(noFailure), Not(HasSubstr("\n"))))
+            << text;
 }
 
 } // namespace

@@ -1,6 +1,7 @@
-/// FolderTest: a test with a folder of its own, and looks into the files there.
+/// FolderTest: a test with its own folder, and ways to look into the files there.
 #pragma once
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -12,9 +13,11 @@
 
 #include <gdal_priv.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 
 #include <gtest/gtest.h>
 
+#include <io/rasters/PixelTypes.h>
 #include <io/records/PointSource.h>
 #include <io/system/Errors.h>
 #include <tests/io/LasBuilder.h>
@@ -34,20 +37,41 @@ inline const char* const compoundWkt =
     R"(AUTHORITY["EPSG","32632"]],VERT_CS["EGM96 height",VERT_DATUM["EGM96 geoid",2005,)"
     R"(AUTHORITY["EPSG","5171"]],UNIT["metre",1],AXIS["Up",UP],AUTHORITY["EPSG","5773"]]])";
 
-/// A raster that GDAL knows by its contents, whatever its name: five pixels.
+/// A raster of five pixels that GDAL recognises by its contents, whatever its name.
 inline const std::string olderRaster = "P5 5 1 255\nolder";
 
-/// What an action says that fails as it should.
-inline std::string messageOf(const std::function<void()>& action) {
+/// The message of an action that fails as it should.
+inline const std::string noFailure = "no such failure";
+template <class Failure = InputError> std::string messageOf(const std::function<void()>& action) {
     try {
         action();
-    } catch (const InputError& error) {
-        return error.what();
+    } catch (const Failure& failure) {
+        return failure.what();
     }
-    return "no InputError";
+    return noFailure;
 }
 
-/// An attribute's type and the values of all points, as far as a double can show them.
+/// Lets no file grow beyond a size while the object lives. GDAL meets that like a full disk.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(std::size_t bytes) {
+        ::getrlimit(RLIMIT_FSIZE, &Before);
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit = {bytes, Before.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FileSizeLimit() {
+        ::setrlimit(RLIMIT_FSIZE, &Before);
+        std::signal(SIGXFSZ, SIG_DFL);
+    }
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+private:
+    rlimit Before = {};
+};
+
+/// An attribute's type, and the values of all points as doubles.
 using Values = std::pair<FieldType, std::vector<double>>;
 
 inline std::map<std::string, Values> valuesOf(const PointSource& file) {
@@ -67,7 +91,7 @@ inline std::vector<double> positionsOf(const PointSource& file) {
     return xyz;
 }
 
-/// Where programs are looked for, as long as the object lives.
+/// Sets the folders in which programs are found, while the object lives.
 class PathOfPrograms {
 public:
     explicit PathOfPrograms(const std::string& folders) : Before(std::getenv("PATH")) {
@@ -121,12 +145,18 @@ protected:
         return dataset;
     }
 
-    template <class T> static std::vector<T> readAll(GDALRasterBand& band, GDALDataType type) {
+    template <class T>
+    static std::vector<T> readAll(GDALRasterBand& band, GDALDataType type = gdalType(pixelTypeOf<T>)) {
         const int width = band.GetXSize(), height = band.GetYSize();
         std::vector<T> values(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
         EXPECT_EQ(CE_None,
                   band.RasterIO(GF_Read, 0, 0, width, height, values.data(), width, height, type, 0, 0));
         return values;
+    }
+
+    /// All pixels of a band of a file.
+    template <class T> static std::vector<T> pixelsOf(const fs::path& path, int band = 1) {
+        return readAll<T>(*openRaster(path)->GetRasterBand(band));
     }
 
     fs::path Top;

@@ -27,34 +27,34 @@ protected:
 };
 
 using testing::AllOf, testing::HasSubstr, testing::Not, testing::StartsWith;
-using Positions = std::vector<std::array<double, 3>>;
 
 // Points
 
 class LasFormatTest : public LasFileTest, public testing::WithParamInterface<unsigned> {};
 
+struct BitField {
+    const char* name;
+    unsigned LasPoint::*bits;
+    /// In the formats up to 5, and in those from 6 on.
+    std::array<unsigned, 2> width, value;
+};
+
+const std::vector<BitField> bitFields = {
+    {"ReturnNumber", &LasPoint::returnNumber, {3, 4}, {5, 10}},
+    {"NumberOfReturns", &LasPoint::numberOfReturns, {3, 4}, {2, 5}},
+    {"ScanDirectionFlag", &LasPoint::scanDirection, {1, 1}, {1, 1}},
+    {"EdgeOfFlightLine", &LasPoint::edge, {1, 1}, {0, 0}},
+    {"Classification", &LasPoint::classification, {5, 8}, {21, 0xB5}},
+    {"Synthetic", &LasPoint::synthetic, {1, 1}, {0, 0}},
+    {"KeyPoint", &LasPoint::keyPoint, {1, 1}, {1, 1}},
+    {"Withheld", &LasPoint::withheld, {1, 1}, {0, 0}},
+    {"Overlap", &LasPoint::overlap, {0, 1}, {0, 1}},
+    {"ScannerChannel", &LasPoint::channel, {0, 2}, {0, 2}},
+};
+
 TEST_P(LasFormatTest, DecodesEveryAttributeToItsOwnBits) {
     const unsigned format = GetParam();
     const bool legacy = format <= 5;
-    struct BitField {
-        const char* name;
-        unsigned LasPoint::*bits;
-        unsigned width, value;
-    };
-    std::vector<BitField> bitFields = {
-        {"ReturnNumber", &LasPoint::returnNumber, legacy ? 3U : 4U, legacy ? 5U : 10U},
-        {"NumberOfReturns", &LasPoint::numberOfReturns, legacy ? 3U : 4U, legacy ? 2U : 5U},
-        {"ScanDirectionFlag", &LasPoint::scanDirection, 1, 1},
-        {"EdgeOfFlightLine", &LasPoint::edge, 1, 0},
-        {"Classification", &LasPoint::classification, legacy ? 5U : 8U, legacy ? 21U : 0xB5U},
-        {"Synthetic", &LasPoint::synthetic, 1, 0},
-        {"KeyPoint", &LasPoint::keyPoint, 1, 1},
-        {"Withheld", &LasPoint::withheld, 1, 0},
-    };
-    if (!legacy) {
-        bitFields.push_back({"Overlap", &LasPoint::overlap, 1, 1});
-        bitFields.push_back({"ScannerChannel", &LasPoint::channel, 2, 2});
-    }
     LasPoint a;
     a.xyz = {-2147483647 - 1, 1234567, -3};
     a.intensity = 0xA5C3;
@@ -74,10 +74,34 @@ TEST_P(LasFormatTest, DecodesEveryAttributeToItsOwnBits) {
         expected[name] = {type, {static_cast<double>(first), static_cast<double>(second)}};
     };
     // The second point has every bit field inverted, so that a neighbour's bit shows in one of the two.
-    for (const BitField& field : bitFields) {
-        a.*field.bits = field.value;
-        b.*field.bits = field.value ^ ((1U << field.width) - 1);
-        expect(field.name, FieldType::UnsignedChar, a.*field.bits, b.*field.bits);
+    for (const auto& [name, bits, widths, values] : bitFields) {
+        const unsigned width = widths[legacy ? 0 : 1], value = values[legacy ? 0 : 1];
+        if (width == 0)
+            continue;
+        a.*bits = value;
+        b.*bits = value ^ ((1U << width) - 1);
+        expect(name, FieldType::UnsignedChar, a.*bits, b.*bits);
+    }
+    const auto expectBoth = [&](const char* name, FieldType type, auto value) {
+        expect(name, type, value, value);
+    };
+    expectBoth("Intensity", FieldType::UnsignedShort, a.intensity);
+    expect(legacy ? "ScanAngleRank" : "ScanAngle", FieldType::Int, a.scanAngle, b.scanAngle);
+    expectBoth("UserData", FieldType::UnsignedChar, a.userData);
+    expectBoth("PointSourceId", FieldType::UnsignedShort, a.source);
+    if (format != 0 && format != 2)
+        expectBoth("GpsTime", FieldType::Double, a.gpsTime);
+    const std::size_t colours = std::array{0U, 0U, 3U, 3U, 0U, 3U, 0U, 3U, 4U, 0U, 4U}.at(format);
+    for (std::size_t i = 0; i < colours; ++i)
+        expectBoth(std::array{"Red", "Green", "Blue", "Nir"}.at(i), FieldType::UnsignedShort,
+                   a.colours.at(i));
+    if (format == 4 || format == 5 || format >= 9) {
+        expectBoth("WavePacketDescriptorIndex", FieldType::UnsignedChar, a.waveIndex);
+        expectBoth("WaveformDataOffset", FieldType::UnsignedLongLong, a.waveOffset);
+        expectBoth("WaveformPacketSize", FieldType::UnsignedInt, a.waveSize);
+        for (std::size_t i = 0; i < 4; ++i)
+            expectBoth(std::array{"ReturnPointWaveformLocation", "XT", "YT", "ZT"}.at(i), FieldType::Float,
+                       a.wave.at(i));
     }
 
     LasBuilder builder;
@@ -87,30 +111,10 @@ TEST_P(LasFormatTest, DecodesEveryAttributeToItsOwnBits) {
     builder.offset = {500000.1, -0.3, 7};
     builder.points = {a, b};
     const LasFile file = open(builder.build());
-
-    expect("Intensity", FieldType::UnsignedShort, a.intensity, b.intensity);
-    expect(legacy ? "ScanAngleRank" : "ScanAngle", FieldType::Int, a.scanAngle, b.scanAngle);
-    expect("UserData", FieldType::UnsignedChar, a.userData, b.userData);
-    expect("PointSourceId", FieldType::UnsignedShort, a.source, b.source);
-    if (format != 0 && format != 2)
-        expect("GpsTime", FieldType::Double, a.gpsTime, b.gpsTime);
-    const std::size_t colours = std::array{0U, 0U, 3U, 3U, 0U, 3U, 0U, 3U, 4U, 0U, 4U}.at(format);
-    for (std::size_t i = 0; i < colours; ++i)
-        expect(std::array{"Red", "Green", "Blue", "Nir"}.at(i), FieldType::UnsignedShort, a.colours.at(i),
-               b.colours.at(i));
-    if (format == 4 || format == 5 || format >= 9) {
-        expect("WavePacketDescriptorIndex", FieldType::UnsignedChar, a.waveIndex, b.waveIndex);
-        expect("WaveformDataOffset", FieldType::UnsignedLongLong, a.waveOffset, b.waveOffset);
-        expect("WaveformPacketSize", FieldType::UnsignedInt, a.waveSize, b.waveSize);
-        for (std::size_t i = 0; i < 4; ++i)
-            expect(std::array{"ReturnPointWaveformLocation", "XT", "YT", "ZT"}.at(i), FieldType::Float,
-                   a.wave.at(i), b.wave.at(i));
-    }
     EXPECT_EQ(valuesOf(file), expected);
-
-    Positions positions(1);
-    file.read(0, 1, positions[0].data(), {});
-    EXPECT_EQ(positions[0], (std::array{-2147483648.0 * 0.01 + 500000.1, 1234567 * 0.001 - 0.3, 8.5}));
+    std::array<double, 3> position;
+    file.read(0, 1, position.data(), {});
+    EXPECT_EQ(position, (std::array{-2147483648.0 * 0.01 + 500000.1, 1234567 * 0.001 - 0.3, 8.5}));
 }
 
 INSTANTIATE_TEST_SUITE_P(AllFormats, LasFormatTest, testing::Range(0U, 11U));
@@ -161,25 +165,25 @@ TEST_F(LasFileTest, StatesTheBoxOfItsHeaderWhereItMakesSense) {
 TEST_F(LasFileTest, ReadsAnyStretchOnSeveralThreads) {
     const LasFile file = open(largeCloud().build());
     const auto check = [&file](std::size_t first, std::size_t count) {
-        Positions positions(count);
+        std::vector<double> xyz(3 * count);
         std::vector<unsigned short> intensity(count);
         std::vector<unsigned char> userData(count);
         const std::array columns = {FieldColumn{file.format().findField("Intensity"), std::span(intensity)},
                                     FieldColumn{file.format().findField("UserData"), std::span(userData)}};
-        file.read(first, count, positions.empty() ? nullptr : positions[0].data(), columns);
+        file.read(first, count, count == 0 ? nullptr : xyz.data(), columns);
         for (std::size_t i = 0; i < count; ++i) {
             const auto number = static_cast<double>(first + i);
-            ASSERT_EQ(positions[i][0], number * 0.25);
-            ASSERT_EQ(positions[i][2], number * 0.25);
+            ASSERT_EQ(xyz[3 * i], number * 0.25);
+            ASSERT_EQ(xyz[3 * i + 2], number * 0.25);
             ASSERT_EQ(intensity[i], first + i);
             ASSERT_EQ(userData[i], (first + i) % 251);
         }
     };
-    std::vector<std::thread> threads;
-    for (const auto& [first, count] : {std::pair{0, 6000}, {17, 5000}, {5999, 1}, {6000, 0}})
-        threads.emplace_back(check, first, count);
-    for (std::thread& thread : threads)
-        thread.join();
+    {
+        std::vector<std::jthread> threads;
+        for (const auto& [first, count] : {std::pair{0, 6000}, {17, 5000}, {5999, 1}, {6000, 0}})
+            threads.emplace_back(check, first, count);
+    }
     EXPECT_THROW(check(5999, 2), std::out_of_range);
     EXPECT_THROW(file.bounds(1, std::numeric_limits<std::uint64_t>::max()), std::out_of_range);
 }
@@ -194,28 +198,28 @@ TEST_F(LasFileTest, BoundsAreThoseOfThePointsAndNotOfTheHeader) {
 }
 
 TEST(RecordFormatTest, BoxHasItsPointsWhereTheDigitsOfCoordinatesRunOut) {
+    constexpr std::size_t count = 999;
     for (const double scale : {1e-9, -1e-9, 1e-3, 0x1p-1074})
         for (const double offset : {0.0, 1e15, -4e6}) {
             const RecordFormat format{
                 12, RecordFormat::Position::ScaledIntegers, {scale, scale, 1}, {offset, offset, 0}, {}};
             Bytes records;
-            for (std::int64_t raw = -0x80000000LL; raw <= 0x7FFFFFFFLL; raw += 0x7FFFFFFF / 499)
-                put(records, static_cast<std::int32_t>(raw), static_cast<std::int32_t>(raw), std::int32_t{0});
-            const std::size_t count = records.size() / 12;
+            for (std::size_t i = 0; i < count; ++i) {
+                const auto raw =
+                    static_cast<std::int32_t>(-0x80000000LL + 0x7FFFFFFFLL / 499 * std::int64_t(i));
+                put(records, raw, raw, std::int32_t{0});
+            }
             std::vector<double> xyz(3 * count);
             decodePositions(format, records.data(), count, xyz.data());
-            std::vector<std::uint32_t> found(count);
             for (std::size_t i = 0; i < count; i += 25) {
                 const double at = xyz[3 * i];
-                const std::size_t n =
-                    findInBox(format, records.data(), count, {{at, at}, {at, at}}, found.data());
-                std::size_t inside = 0;
-                for (std::size_t k = 0; k < n; ++k)
-                    inside += xyz[3 * std::size_t(found[k])] == at;
-                std::size_t expected = 0;
-                for (std::size_t k = 0; k < count; ++k)
-                    expected += xyz[3 * k] == at;
-                ASSERT_EQ(inside, expected) << scale << " " << offset << " " << at;
+                std::vector<std::uint32_t> found(count), expected;
+                found.resize(findInBox(format, records.data(), count, {{at, at}, {at, at}}, found.data()));
+                std::erase_if(found, [&](std::uint32_t k) { return xyz[3 * std::size_t(k)] != at; });
+                for (std::uint32_t k = 0; k < count; ++k)
+                    if (xyz[3 * std::size_t(k)] == at)
+                        expected.push_back(k);
+                ASSERT_EQ(found, expected) << scale << " " << offset << " " << at;
             }
         }
 }
@@ -453,7 +457,7 @@ TEST_F(LasFileTest, EachFaultOfAFileGetsItsOwnLine) {
         {"extended record 1 of 1", with(extendedRecord + 20, most)},
         {"extended record 1 of 1", with(235, most - 10)},
     };
-    EXPECT_EQ(messageOf([&] { open(sound); }), "no InputError");
+    EXPECT_EQ(messageOf([&] { open(sound); }), noFailure);
     for (const auto& [part, damage] : cases) {
         Bytes bytes = sound;
         damage(bytes);
@@ -462,43 +466,18 @@ TEST_F(LasFileTest, EachFaultOfAFileGetsItsOwnLine) {
     }
 }
 
-// Works on memory of exactly the file's size, where a sanitizer sees the first byte too many.
-TEST(LasHeaderTest, NoDamageLeadsPastTheFile) {
+// Reads memory of exactly the file's size, where a sanitizer sees the first byte too many. The fuzzers go on
+// from here.
+TEST(LasHeaderTest, NoLengthLeadsPastTheFile) {
     LasBuilder builder;
     builder.versionMinor = 4;
     builder.format = 10;
-    builder.points[0].extra = builder.points[1].extra = builder.points[2].extra = Bytes(9);
-    Bytes descriptions = description("a", 10);
-    put(descriptions, description("b", 1));
-    builder.records = {{"LASF_Spec", 4, descriptions}, utmWithHeights};
+    builder.records = {{"LASF_Spec", 4, description("a", 10)}, utmWithHeights};
     builder.extendedRecords = {{"other", 2, Bytes(10)}};
     const Bytes sound = builder.build();
     for (std::size_t length = 1; length < sound.size(); ++length) {
         const Bytes bytes(sound.begin(), sound.begin() + static_cast<std::ptrdiff_t>(length));
-        EXPECT_NE(messageOf([&] { readLasHeader(bytes, "cut"); }), "no InputError") << length;
-    }
-    const std::size_t keys = 375 + 54 + descriptions.size() + 54;
-    const std::size_t keysEnd = keys + utmWithHeights.contents.size();
-    for (std::size_t offset = 0; offset < keysEnd; ++offset) {
-        for (const unsigned damage : {0x01U, 0x80U, 0xFFU}) {
-            Bytes bytes = sound;
-            bytes[offset] ^= static_cast<std::byte>(damage);
-            messageOf([&] {
-                const LasHeader header = readLasHeader(bytes, "damaged");
-                ASSERT_LE(header.pointOffset + header.pointCount * header.recordLength, bytes.size())
-                    << offset;
-                // Copied to where a sanitizer sees the first byte too many.
-                const auto copy = [&bytes](ByteRange range) {
-                    const auto first = bytes.begin() + static_cast<std::ptrdiff_t>(range.offset);
-                    return Bytes(first, first + static_cast<std::ptrdiff_t>(range.length));
-                };
-                const Bytes extra = copy(header.extraBytes), directory = copy(header.geoKeyDirectory);
-                for (const PointField& field : lasFields(header.pointFormat, header.recordLength, extra))
-                    ASSERT_LE(field.position + field.size, header.recordLength) << offset;
-                if (offset >= keys)
-                    coordinateSystemFromGeoKeys({directory, {}, {}});
-            });
-        }
+        EXPECT_NE(messageOf([&] { readLasHeader(bytes, "cut"); }), noFailure) << length;
     }
 }
 

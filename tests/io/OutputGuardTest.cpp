@@ -12,17 +12,8 @@ using testing::HasSubstr;
 
 class OutputGuardTest : public FolderTest {
 protected:
-    static std::string reasonOf(const std::function<void()>& action) {
-        try {
-            action();
-        } catch (const OutputError& error) {
-            return error.what();
-        }
-        return "nothing";
-    }
-
     std::string reason(const OutputGuard& guard, const std::string& output, const std::string& place) const {
-        return reasonOf([&] { guard.check(Top / output, Top / place); });
+        return messageOf<OutputError>([&] { guard.check(Top / output, Top / place); });
     }
 
     void saveShapes(const std::string& name) const {

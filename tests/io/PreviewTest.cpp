@@ -57,7 +57,7 @@ protected:
         picture.width = dataset->GetRasterXSize();
         picture.height = dataset->GetRasterYSize();
         for (std::size_t i = 0; i < 4; ++i)
-            picture.bands[i] = readAll<unsigned char>(*dataset->GetRasterBand(int(i) + 1), GDT_Byte);
+            picture.bands[i] = readAll<unsigned char>(*dataset->GetRasterBand(int(i) + 1));
         while (picture.at(picture.left, picture.top) == Rgb{255, 255, 255})
             if (++picture.top == picture.height) {
                 picture.top = 0;
@@ -135,31 +135,26 @@ TEST_F(PreviewTest, ClassesHaveAColourEachAndAreNotMixed) {
 }
 
 TEST_F(PreviewTest, ColoursStayAsTheyAre) {
-    for (const bool wide : {false, true}) {
+    const auto check = [&]<class T>(T scale) {
         RasterDescription description;
         description.geometry = {600, 300, 0, 0, 1, 1, {}};
-        description.type = wide ? PixelType::UInt16 : PixelType::Byte;
+        description.type = pixelTypeOf<T>;
         for (const BandColour colour :
              {BandColour::Red, BandColour::Green, BandColour::Blue, BandColour::Alpha})
             description.bands.push_back({{}, {}, colour, {}});
         RasterWriter writer(Top / "colours.tif", description);
         const std::array<int, 4> values = {200, 120, 40, 255};
-        for (std::size_t band = 0; band < 4; ++band) {
-            // Only the western half is opaque.
-            if (wide)
-                writer.write<unsigned short>(
-                    band, 0, 0, 300, 300,
-                    std::vector<unsigned short>(90000, static_cast<unsigned short>(257 * values[band])));
-            else
-                writer.write<unsigned char>(
-                    band, 0, 0, 300, 300,
-                    std::vector<unsigned char>(90000, static_cast<unsigned char>(values[band])));
-        }
+        // Only the western half is opaque.
+        for (std::size_t band = 0; band < 4; ++band)
+            writer.write<T>(band, 0, 0, 300, 300,
+                            std::vector<T>(90000, static_cast<T>(scale * values[band])));
         finishAll({&writer, 1});
         const Picture picture = paint(writer.path());
         EXPECT_EQ((Rgb{200, 120, 40}), picture.onMap(150, 150));
         EXPECT_EQ(grey, picture.onMap(450, 150));
-    }
+    };
+    check(static_cast<unsigned char>(1));
+    check(static_cast<unsigned short>(257));
 }
 
 TEST_F(PreviewTest, ExtensionNamesTheFormat) {

@@ -8,6 +8,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <gmock/gmock.h>
+
 #include <tests/io/FolderTest.h>
 
 namespace Tilewright::App::Test {
@@ -42,7 +44,8 @@ class ProgramTest : public Io::Test::FolderTest {
 protected:
     ProgramTest() : Folder(Top / "work") { fs::create_directory(Folder); }
 
-    pid_t start(const char* program, Arguments arguments) const {
+    /// `prepare` is called in the new process, just before the program starts.
+    pid_t start(const char* program, Arguments arguments, const std::function<bool()>& prepare = {}) const {
         const char* const path = std::getenv(program);
         if (!path)
             throw std::runtime_error(std::string(program) + " doesn't name the program to test");
@@ -55,7 +58,7 @@ protected:
         if (pid == 0) {
             const bool ready = ::chdir(Folder.c_str()) == 0 &&
                                std::freopen((Top / "out").c_str(), "w", stdout) &&
-                               std::freopen((Top / "err").c_str(), "w", stderr);
+                               std::freopen((Top / "err").c_str(), "w", stderr) && (!prepare || prepare());
             if (ready)
                 ::execv(path, words.data());
             ::_exit(127);

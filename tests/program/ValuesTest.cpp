@@ -89,8 +89,7 @@ TEST_F(Values, OfACellAreExactWhateverLiesInAnother) {
                                            {"Median", 18446744073709551615U},
                                            {"Max", 18446744073709551615U}}) {
         rasterOf("in.csv", {"--band", std::string("id:") + filter});
-        const auto file = openRaster(Folder / "out.tif");
-        EXPECT_EQ(expected, readAll<std::uint64_t>(*file->GetRasterBand(1), GDT_UInt64)[0]) << filter;
+        EXPECT_EQ(expected, pixelsOf<unsigned long long>(Folder / "out.tif")[0]) << filter;
     }
 }
 
