@@ -262,7 +262,7 @@ TEST_F(RasterWriterTest, WhatAKilledProcessLeftBehindGoesAndWhatAnotherOneWorksO
     finish(second);
     finish(first);
     EXPECT_EQ(Names{"out.tif"}, filesLeft());
-    EXPECT_EQ(1, openRaster(file())->GetRasterXSize()) << "the last one stands";
+    EXPECT_EQ(1, openRaster(file())->GetRasterXSize()) << "the last one remains";
 }
 
 TEST_F(RasterWriterTest, FolderThatOnlyHasSuchANameStays) {

@@ -45,7 +45,7 @@ TEST(CommandLine, BothSpellingsAreReadAndValuesMayLookLikeOptions) {
         EXPECT_TRUE(quiet);
         EXPECT_FALSE(json);
     }
-    // The word behind the cell size is a file unless it is a number.
+    // The word after the cell size is a file unless it is a number.
     const Io::RasterRequest options = parse({"-tr", "0.1", "2.las", "out", "--memory", "1.5g"}).options;
     EXPECT_EQ((std::array{0.1, 0.1}), options.cell);
     EXPECT_EQ((Words{"2.las"}), options.inputs);
