@@ -176,7 +176,7 @@ TEST_F(RasterWriterTest, BlocksWithoutDataTakeNoSpaceAndReadAsNodataOrZero) {
         const std::vector<float> values = pixels<float>();
         for (std::size_t i = 0; i < values.size(); ++i) {
             const float expected = i == 300 * 700 + 300 ? 5.0F : i == 700 + 699 ? 8.0F : blank;
-            ASSERT_TRUE(values[i] == expected || (std::isnan(values[i]) && std::isnan(expected))) << i;
+            ASSERT_THAT(values[i], testing::NanSensitiveFloatEq(expected)) << i;
         }
         EXPECT_EQ(nodata ? 2U : 490000U, writer.statistics(0).count);
     }
@@ -294,52 +294,39 @@ TEST_F(RasterWriterTest, FileThatAppearsMeanwhileStaysAndAllElseIsTakenBack) {
     }
 }
 
-TEST_F(RasterWriterTest, CopyThatIsCutOffIsNoticedWhereItsDriverIsSilent) {
-    // No format can make it much smaller.
-    std::vector<unsigned char> values(512 * 512);
+// Some of the drivers say nothing when a disk is full.
+TEST_F(RasterWriterTest, FullDiskIsReportedWhereverItStrikes) {
+    // No format can make noise much smaller.
+    std::vector<unsigned char> noise(512 * 512);
     std::mt19937 random;
-    std::ranges::generate(values, [&] { return static_cast<unsigned char>(random()); });
-    for (const char* driver : {"GIF", "PNG", "JPEG"}) {
+    std::ranges::generate(noise, [&] { return static_cast<unsigned char>(random()); });
+    for (const std::string driver : {"GTiff", "ENVI", "GIF", "PNG", "JPEG"}) {
         RasterDescription description = rasterOf<unsigned char>(512, 512);
         description.driver = driver;
-        if (description.driver == "JPEG")
+        if (driver == "JPEG")
             description.creationOptions = {"QUALITY=100"};
-        save<unsigned char>(description, values);
-        const std::size_t size = fs::file_size(file());
-        fs::remove(file());
-        fs::remove(file("out.tif.aux.xml"));
-        for (const std::size_t missing : {2U, 30U, 200U, 5000U}) {
-            const FileSizeLimit limit(size - missing);
-            EXPECT_THROW(save<unsigned char>(description, values), OutputError) << driver << ", " << missing;
-            EXPECT_EQ(Names{}, filesLeft()) << driver << ", " << missing;
-        }
-    }
-}
-
-TEST_F(RasterWriterTest, FullDiskIsReportedWhereverItStrikes) {
-    const std::vector<float> values(360000, 2.5F);
-    for (const char* driver : {"GTiff", "ENVI"}) {
-        RasterDescription description = rasterOf<float>(600, 600, -1.0);
-        description.geometry.wkt = compoundWkt;
-        description.driver = driver;
+        if (driver == "ENVI")
+            description.geometry.wkt = compoundWkt;
         const auto run = [&] {
             std::vector<RasterWriter> writers;
             writers.emplace_back(file("a.tif"), rasterOf<float>(1, 1));
             writers.emplace_back(file("b.tif"), description);
-            writers.back().write<float>(0, 0, 0, 600, 600, values);
+            writers.back().write<unsigned char>(0, 0, 0, 512, 512, noise);
             finishAll(writers);
         };
         run();
         const std::size_t size = fs::file_size(file("b.tif"));
         for (const std::string& name : filesLeft())
             fs::remove(file(name));
-        for (const std::size_t room : {std::size_t(0), std::size_t(100), size / 3, size - 20000, size - 1}) {
-            const FileSizeLimit limit(room);
+        for (const std::size_t missing : {size, size - 100, size / 2, std::size_t(5000), std::size_t(200),
+                                          std::size_t(30), std::size_t(2), std::size_t(1)}) {
+            const FileSizeLimit limit(size - missing);
             testing::internal::CaptureStderr();
             const std::string message = messageOf<OutputError>(run);
             EXPECT_EQ("", testing::internal::GetCapturedStderr());
-            EXPECT_THAT(message, AllOf(HasSubstr(".tif: "), Not(HasSubstr("\n")))) << driver << ", " << room;
-            EXPECT_EQ(Names{}, filesLeft()) << driver << ", room for " << room;
+            EXPECT_THAT(message, AllOf(HasSubstr(".tif: "), Not(HasSubstr("\n"))))
+                << driver << ", " << missing;
+            EXPECT_EQ(Names{}, filesLeft()) << driver << ", " << missing;
         }
     }
 }
@@ -378,19 +365,18 @@ TEST_F(RasterWriterTest, PicturesAreWhatEveryViewerTakesForPictures) {
 }
 
 TEST_F(RasterWriterTest, StatisticsAndBytesDependOnTheWindowsAlone) {
-    std::vector<double> values(700 * 500);
-    std::uint64_t noise = 1;
-    double count = 0, sum = 0, squares = 0;
+    std::vector<double> values(700 * 500), data;
+    std::mt19937_64 random;
     for (double& value : values) {
-        noise = noise * 6364136223846793005ULL + 1442695040888963407ULL;
+        const std::uint64_t noise = random();
         value = noise >> 62 == 0 ? -9999.0 : noise >> 62 == 1 ? NaN : 4e6 + double(noise >> 50);
-        if (value >= 0) {
-            count += 1;
-            sum += value - 4e6;
-        }
+        if (value >= 0)
+            data.push_back(value - 4e6);
     }
-    for (const double value : values)
-        squares += value >= 0 ? std::pow(value - 4e6 - sum / count, 2) : 0;
+    const auto count = static_cast<double>(data.size());
+    const double mean = std::accumulate(data.begin(), data.end(), 0.0) / count;
+    const double squares = std::transform_reduce(data.begin(), data.end(), 0.0, std::plus(),
+                                                 [&](double value) { return std::pow(value - mean, 2); });
     const auto rows = [&](RasterWriter& writer, std::size_t first, std::size_t end) {
         writer.write<double>(0, 0, first, 700, end - first,
                              {values.data() + first * 700, (end - first) * 700});
@@ -406,8 +392,8 @@ TEST_F(RasterWriterTest, StatisticsAndBytesDependOnTheWindowsAlone) {
     EXPECT_EQ(textOf(forth.hiddenPath()), textOf(again.hiddenPath()));
 
     const BandStatistics one = forth.statistics(0), other = back.statistics(0);
-    EXPECT_EQ(count, static_cast<double>(one.count));
-    EXPECT_NEAR(4e6 + sum / count, one.mean, 1e-8) << "sums of other order differ in the last digits";
+    EXPECT_EQ(data.size(), one.count);
+    EXPECT_NEAR(4e6 + mean, one.mean, 1e-8) << "sums of other order differ in the last digits";
     EXPECT_NEAR(std::sqrt(squares / count), one.deviation, 1e-8);
     EXPECT_EQ(one.mean, other.mean);
     EXPECT_EQ(one.deviation, other.deviation);

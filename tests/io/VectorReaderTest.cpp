@@ -20,25 +20,31 @@ protected:
         return openPointFile(Top / name, {Top, {}});
     }
 
-    /// A layer with the fields `names`, all of `type`, and a feature for each geometry with `value` in all of
-    /// them.
-    static void addLayer(GDALDataset& data, const char* name, int system, OGRwkbGeometryType geometryType,
-                         OGRFieldType type, const std::vector<const char*>& names,
-                         const std::vector<const char*>& geometries, double value) {
+    /// All fields have one type, and in all features the same value.
+    struct Layer {
+        const char* name;
+        int system;
+        OGRwkbGeometryType geometryType;
+        OGRFieldType fieldType;
+        std::vector<const char*> fields, geometries;
+        double value;
+    };
+
+    static void addLayer(GDALDataset& data, const Layer& wanted) {
         OGRSpatialReference reference;
-        reference.importFromEPSG(system);
-        OGRLayer* const layer = data.CreateLayer(name, &reference, geometryType);
-        for (const char* field : names) {
-            OGRFieldDefn definition(field, type);
+        reference.importFromEPSG(wanted.system);
+        OGRLayer* const layer = data.CreateLayer(wanted.name, &reference, wanted.geometryType);
+        for (const char* field : wanted.fields) {
+            OGRFieldDefn definition(field, wanted.fieldType);
             layer->CreateField(&definition);
         }
-        for (const char* wkt : geometries) {
+        for (const char* wkt : wanted.geometries) {
             OGRFeature feature(layer->GetLayerDefn());
             OGRGeometry* geometry = nullptr;
             OGRGeometryFactory::createFromWkt(wkt, nullptr, &geometry);
             feature.SetGeometryDirectly(geometry);
-            for (int i = 0; i < static_cast<int>(names.size()); ++i)
-                feature.SetField(i, value);
+            for (int i = 0; i < feature.GetFieldCount(); ++i)
+                feature.SetField(i, wanted.value);
             ASSERT_EQ(layer->CreateFeature(&feature), OGRERR_NONE);
         }
     }
@@ -57,11 +63,22 @@ protected:
 TEST_F(VectorReaderTest, AllLayersOfPointsComeWithTheAttributesTheyShare) {
     {
         const GDALDatasetUniquePtr data = create("points.gpkg");
-        addLayer(*data, "area", 32633, wkbPolygon, OFTInteger, {"code"}, {"POLYGON ((0 0,1 0,1 1,0 0))"}, 1);
-        addLayer(*data, "single", 32632, wkbPoint25D, OFTInteger64, {"class", "own", "code"},
-                 {"POINT Z (1.5 -2 3)", "POINT EMPTY", "POINT Z (4 5 6)"}, 255);
-        addLayer(*data, "many", 32632, wkbMultiPoint25D, OFTInteger, {"code", "class"},
-                 {"MULTIPOINT Z ((7 8 9),(10 11 12))"}, -70000);
+        addLayer(*data,
+                 {"area", 32633, wkbPolygon, OFTInteger, {"code"}, {"POLYGON ((0 0,1 0,1 1,0 0))"}, 1});
+        addLayer(*data, {"single",
+                         32632,
+                         wkbPoint25D,
+                         OFTInteger64,
+                         {"class", "own", "code"},
+                         {"POINT Z (1.5 -2 3)", "POINT EMPTY", "POINT Z (4 5 6)"},
+                         255});
+        addLayer(*data, {"many",
+                         32632,
+                         wkbMultiPoint25D,
+                         OFTInteger,
+                         {"code", "class"},
+                         {"MULTIPOINT Z ((7 8 9),(10 11 12))"},
+                         -70000});
     }
     const auto source = open("points.gpkg");
     EXPECT_EQ(positionsOf(*source), (std::vector<double>{1.5, -2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}));
@@ -104,8 +121,8 @@ TEST_F(VectorReaderTest, WhatGivesNoPointsIsRefusedInOneLine) {
     saveAs(Top / "broken.geojson", geoJson(point).substr(0, 80));
     {
         const GDALDatasetUniquePtr data = create("systems.gpkg");
-        addLayer(*data, "a", 32632, wkbPoint25D, OFTInteger, {}, {"POINT Z (1 2 3)"}, 0);
-        addLayer(*data, "b", 32633, wkbPoint25D, OFTInteger, {}, {"POINT Z (1 2 3)"}, 0);
+        addLayer(*data, {"a", 32632, wkbPoint25D, OFTInteger, {}, {"POINT Z (1 2 3)"}, 0});
+        addLayer(*data, {"b", 32633, wkbPoint25D, OFTInteger, {}, {"POINT Z (1 2 3)"}, 0});
         const GDALDatasetUniquePtr raster(GetGDALDriverManager()->GetDriverByName("GTiff")->Create(
             (Top / "raster.tif").c_str(), 2, 2, 1, GDT_Byte, nullptr));
     }

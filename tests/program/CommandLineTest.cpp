@@ -2,7 +2,7 @@
 #include <tests/program/ProgramTest.h>
 
 #include <algorithm>
-#include <sstream>
+#include <regex>
 
 #include <CLI/CLI.hpp>
 
@@ -112,26 +112,19 @@ protected:
     }
 
     /// The options that the help of a command lists, such as "--cell" and "-tr".
-    Names optionsIn(const std::string& help) const {
+    static Names optionsIn(const std::string& help) {
         Names options;
-        std::istringstream lines(help);
-        for (std::string line; std::getline(lines, line);) {
-            std::istringstream words(line);
-            for (std::string word; line.starts_with("  -") && words >> word && word.starts_with('-');)
-                options.insert(word.ends_with(',') ? word.substr(0, word.size() - 1) : word);
+        const std::regex line("\n  (-[^ ]+)( -[^ ]+)*"), option("-[-\\w]+");
+        for (std::sregex_iterator l(help.begin(), help.end(), line), end; l != end; ++l) {
+            const std::string words = l->str();
+            for (std::sregex_iterator o(words.begin(), words.end(), option); o != end; ++o)
+                options.insert(o->str());
         }
         return options;
     }
 
     static bool hasWord(const std::string& text, const std::string& word) {
-        const auto isPart = [](char c) {
-            return std::isalnum(static_cast<unsigned char>(c)) || c == '-' || c == '_';
-        };
-        for (std::size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1))
-            if ((at == 0 || !isPart(text[at - 1])) &&
-                (at + word.size() == text.size() || !isPart(text[at + word.size()])))
-                return true;
-        return false;
+        return std::regex_search(text, std::regex("(^|[^-\\w])" + word + "($|[^-\\w])"));
     }
 };
 

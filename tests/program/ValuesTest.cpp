@@ -141,9 +141,7 @@ protected:
     }
 
     std::vector<double> valuesOf(const std::string& name, int band) const {
-        const auto file = openRaster(Folder / name);
-        GDALRasterBand& raster = *file->GetRasterBand(band);
-        const auto all = readAll<double>(raster, GDT_Float64);
+        const auto all = pixelsOf<double>(Folder / name, band);
         return {all[0], all[1], all[300], all[600]};
     }
 
