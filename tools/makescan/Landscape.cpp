@@ -37,7 +37,7 @@ std::vector<Echo> Landscape::echoes(const Pulse& pulse, Chance& chance) const {
     return found;
 }
 
-/// An oblique pulse may meet a thing well beside its target, so the neighbourhood counts too.
+/// An oblique pulse may meet something well beside its target, so the neighbourhood counts too.
 void Landscape::raise(double x, double y, double reach, double top) {
     const double farthest = 10;
     highestNear_.within(x, y, reach + farthest, [&](double& highest) { highest = std::max(highest, top); });

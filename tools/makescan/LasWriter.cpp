@@ -34,7 +34,7 @@ constexpr std::string_view coordinateSystem =
     R"(UNIT["metre",1,AUTHORITY["EPSG","9001"]],AXIS["Gravity-related height",UP],AUTHORITY["EPSG","5773"]]])";
 constexpr std::size_t wktSize = coordinateSystem.size() + 1; // with a zero at its end
 
-/// A hidden name in the same folder, so that the finished file only has to be renamed.
+/// A hidden name in the same folder, so that the finished file only needs a rename.
 fs::path partOf(const fs::path& path) {
     std::string name(".");
     name += path.filename().string();
@@ -122,7 +122,7 @@ void LasWriter::addPoint(const Shot& shot, const Echo& echo, std::size_t number,
     }
 }
 
-/// Written twice: first to keep its place, and in the end with what the points turned out to be.
+/// Written twice: first to reserve its place, and at the end with what the points turned out to be.
 void LasWriter::writeHead() {
     ByteBuffer head;
     addHeader(head);

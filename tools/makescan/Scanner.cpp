@@ -55,7 +55,7 @@ Scanner::Strip Scanner::stripAt(int number) const {
     return strip;
 }
 
-/// The shot at a share of a turn of the mirror that begins so far along the strip.
+/// The shot at a share of a mirror turn that begins at this distance along the strip.
 Shot Scanner::aim(const Strip& strip, double along, double share, double spacing, Chance& chance) const {
     // The aircraft flies on while the mirror turns, and it is never quite still.
     const double sway = 0.8 * std::sin(along / 37 + strip.number);

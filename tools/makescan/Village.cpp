@@ -103,7 +103,7 @@ bool Village::fits(const House& house) const {
            ground_.fromRoad(house.x, house.y) > house.halfWidth + 1 && ground_.wood(house.x, house.y) < 0.3;
 }
 
-/// Expects that the house is the latest one.
+/// The house must be the latest one.
 void Village::addGarage(const House& house, Chance& chance) {
     House garage = house;
     garage.halfLength = 1.6;

@@ -29,7 +29,7 @@ struct Request {
     std::uint64_t seed = 7;
 };
 
-/// Calls take(Shot, std::span<const Echo>) for each pulse, with those of its echoes that lie in the scene.
+/// Calls take(Shot, std::span<const Echo>) for each pulse, with the echoes that lie in the scene.
 template <class Take>
 void scan(const Landscape& landscape, const Scanner& scanner, double spacing, std::uint64_t seed, Take take) {
     scanner.fly(spacing, seed, [&](const Shot& shot, Chance& chance) {
@@ -39,7 +39,7 @@ void scan(const Landscape& landscape, const Scanner& scanner, double spacing, st
     });
 }
 
-/// The distance of the pulses that gives about the number of points asked for. How many echoes a pulse has
+/// The spacing of pulses that gives about the requested number of points. The number of echoes per pulse
 /// depends on the landscape, so a thin scan counts them first.
 double spacingFor(const Request& request, const Landscape& landscape, const Scanner& scanner, double side) {
     const double thin = std::max(side / 150, std::sqrt(side * side / request.points));
@@ -74,7 +74,8 @@ int run(int argc, char** argv) {
                    "Points per square metre; the size of the scene follows from it")
         ->check(CLI::Range(0.01, 1000.0))
         ->capture_default_str();
-    app.add_option("--seed", request.seed, "Another number is another valley")->capture_default_str();
+    app.add_option("--seed", request.seed, "A different number makes a different valley")
+        ->capture_default_str();
     CLI11_PARSE(app, argc, argv);
     try {
         make(request);
