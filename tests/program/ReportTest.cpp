@@ -87,6 +87,45 @@ TEST_F(Reports, InfoShowsBoundsFieldsAndACellSizeThatSuits) {
     EXPECT_EQ(2, run({"info"}).status);
 }
 
+TEST_F(Reports, InfoTellsHowPointsAreStored) {
+    const std::string data = TILEWRIGHT_TEST_DATA "/laz/";
+    const std::string fixed = data + "pf3.laz", varying = data + "pf7_variable.laz",
+                      copc = data + "pf7.copc.laz";
+    const auto storage = [&](const std::string& file) {
+        const std::string text = run({"info", file}).out;
+        const std::size_t begin = text.find("storage  ");
+        return begin == std::string::npos ? "none"
+                                          : text.substr(begin + 9, text.find('\n', begin) - begin - 9);
+    };
+    EXPECT_EQ("LAZ, 3 chunks of 500 points", storage(fixed));
+    EXPECT_EQ("LAZ, 6 chunks of varying numbers of points", storage(varying));
+    EXPECT_EQ("COPC, 5 chunks of varying numbers of points, in an octree of 2 levels",
+              storage(copc).substr(0, 69));
+    expectJson(
+        run({"info", fixed, varying, copc, "--json"}).out,
+        {"[f['compression']['chunkSize'] for f in d['files']] == [500, None, None]",
+         "d['files'][2]['compression']['levels'] == 2",
+         "d['files'][2]['compression']['spacing'] == 2 * d['files'][2]['compression']['finestSpacing']"});
+    saveCorner("plain.las");
+    EXPECT_EQ("none", storage("plain.las"));
+    expectJson(run({"info", "plain.las", "--json"}).out, {"d['files'][0]['compression'] is None"});
+}
+
+TEST_F(Reports, PointsThatAHeaderLeavesOutAreNoted) {
+    std::ifstream file(TILEWRIGHT_TEST_DATA "/laz/pf7_variable.laz", std::ios::binary);
+    Io::Test::Bytes bytes = Io::Test::textBytes({std::istreambuf_iterator<char>(file), {}});
+    Io::Test::poke(bytes, 247, std::uint64_t{800});
+    save("scan.laz", bytes);
+    for (const std::vector<std::string>& words :
+         {std::vector<std::string>{"info", "scan.laz"}, {"raster", "scan.laz", "h.tif", "--cell", "10"}}) {
+        const Outcome outcome = run(words);
+        EXPECT_EQ(0, outcome.status);
+        EXPECT_NE(std::string::npos,
+                  outcome.err.find("scan.laz has 1500 points in its chunks, and 800 by its header"))
+            << outcome.err;
+    }
+}
+
 TEST_F(Reports, JsonHoldsAnyNameAndEveryDigit) {
     Io::RasterReport report;
     report.cloud = "a\"b\\c\n\x01\xc3\xa9\xff\xed\xa0\x80\xf0\x9f\x8c\x8d\xe2\x82";
