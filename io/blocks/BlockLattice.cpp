@@ -83,6 +83,31 @@ std::int64_t LatticeAxis::cellNearEdge(double coordinate) const {
     return std::clamp(static_cast<std::int64_t>(edgeAtOrBelow(coordinate) - First), std::int64_t(0), last);
 }
 
+void LatticeAxis::locateAll(std::span<const double> coordinates, std::uint32_t* cells,
+                            double* margins) const {
+    const double firstEdge = FirstEdge;
+    const double cellsPerUnit = CellsPerUnit;
+    const double low = Low;
+    const double high = High;
+    const double clear = ClearShare;
+    for (std::size_t i = 0; i < coordinates.size(); ++i) {
+        const double coordinate = coordinates[i];
+        double f = (coordinate - firstEdge) * cellsPerUnit;
+        // Keeps what is no cell, and what is not a number, within the range of integers.
+        f = f > 0.0 ? f : 0.0;
+        f = f < mostCells ? f : mostCells;
+        const auto cell = static_cast<std::int32_t>(f);
+        const double inCell = f - static_cast<double>(cell);
+        const double fromEdges =
+            inCell - clear < 1.0 - clear - inCell ? inCell - clear : 1.0 - clear - inCell;
+        const double fromEnds = coordinate - low < high - coordinate ? coordinate - low : high - coordinate;
+        // What is not a number is on the first edge, and has no distance from the ends.
+        const double margin = fromEnds < fromEdges ? fromEnds : fromEdges;
+        margins[i] = margin < margins[i] ? margin : margins[i];
+        cells[i] = static_cast<std::uint32_t>(cell);
+    }
+}
+
 bool LatticeAxis::cellsOf(double low, double high, std::int64_t& first, std::int64_t& last) const {
     if (!(high >= Low && low < High))
         return false;

@@ -10,6 +10,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <span>
 
 #include <io/records/PointSource.h>
 #include <tilewright/export.h>
@@ -28,6 +29,8 @@ public:
         double origin = 0.0;
         /// What the raster is to span instead of all points: [first, second).
         std::optional<std::array<double, 2>> bounds;
+
+        bool operator==(const Request&) const = default;
     };
 
     /// Throws UsageError for a cell size, an origin or bounds that are none, and InputError for what would be
@@ -51,6 +54,11 @@ public:
             cell = cellNearEdge(coordinate);
         return true;
     }
+
+    /// The same for many coordinates at once, without branches, so that the compiler works on several at a
+    /// time. `margins` become no greater than how clear a coordinate is of the edges of its cell and of the
+    /// raster; where they are not above zero, the cell is open and locate() has to be asked.
+    void locateAll(std::span<const double> coordinates, std::uint32_t* cells, double* margins) const;
 
     /// The first and last cell that a stretch of coordinates can reach; false if it misses the raster.
     bool cellsOf(double low, double high, std::int64_t& first, std::int64_t& last) const;

@@ -56,9 +56,9 @@ public:
 private:
     void fill(const FoundPoints& points, std::span<T> values) {
         if constexpr (std::is_same_v<T, point>) {
+            const auto& [x, y, z] = points.coordinates;
             for (std::size_t i = 0; i < values.size(); ++i)
-                values[i] = {points.positions[3 * i], points.positions[3 * i + 1],
-                             points.positions[3 * i + 2]};
+                values[i] = {x[i], y[i], z[i]};
         } else if constexpr (std::is_same_v<T, unsigned long long>) {
             fillKeys(points, values);
         } else {
@@ -91,8 +91,8 @@ private:
             decodeFieldAt(points.layout->format, points.layout->fields[Column.attribute], points.records,
                           points.ordinals, values);
         else
-            for (std::size_t i = 0; i < values.size(); ++i)
-                values[i] = static_cast<V>(points.positions[3 * i + axis()]);
+            std::ranges::transform(std::span(points.coordinates[axis()], values.size()), values.begin(),
+                                   [](double coordinate) { return static_cast<V>(coordinate); });
     }
 
     /// Of a column of coordinates.

@@ -1,6 +1,7 @@
 /// PointColumns: what a raster needs to know of points, as columns of values of one type each.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -38,11 +39,15 @@ struct ReductionPlan {
     struct Reduction {
         std::size_t column;
         DirectionAndFilter wanted;
+
+        bool operator==(const Reduction&) const = default;
     };
 
     PointNeeds needs;
     std::vector<PointColumn> columns;
     std::vector<Reduction> reductions;
+
+    bool operator==(const ReductionPlan&) const = default;
 };
 
 /// Points of a piece of records that were found in a window, in their order.
@@ -51,8 +56,8 @@ struct FoundPoints {
     const std::byte* records = nullptr;
     /// Which of the records they are.
     std::span<const std::uint32_t> ordinals;
-    /// x, y, z of each.
-    const double* positions = nullptr;
+    /// Of each its x, y and z.
+    std::array<const double*, 3> coordinates = {};
 };
 
 /// Reduces a column piece by piece.

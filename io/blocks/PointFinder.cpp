@@ -1,11 +1,28 @@
 #include <io/blocks/PointFinder.h>
 
 #include <algorithm>
+#include <limits>
 #include <numeric>
 
 namespace Tilewright::Io {
 
 namespace {
+
+/// No raster has so many columns or rows.
+constexpr std::uint32_t outside = std::numeric_limits<std::uint32_t>::max();
+
+PointField coordinateField(const RecordFormat& format, std::size_t axis) {
+    PointField field;
+    const bool isScaled = format.position == RecordFormat::Position::ScaledIntegers;
+    field.type = FieldType::Double;
+    field.storage = isScaled ? PointField::Storage::Int32 : PointField::Storage::Double;
+    field.size = isScaled ? 4 : 8;
+    field.position = axis * field.size;
+    field.scaled = isScaled;
+    field.scale = format.scale[axis];
+    field.offset = format.offset[axis];
+    return field;
+}
 
 /// All coordinates that cells of the window can have, and some more.
 CoordinateBox boxOf(const BlockLattice& lattice, const CellWindow& window) {
@@ -30,16 +47,19 @@ const FoundPoints& PointFinder::find(const RecordLayout& layout, const std::byte
         Ordinals.resize(count);
         Columns.resize(count);
         Rows.resize(count);
-        Positions.resize(3 * count);
+        Margins.resize(count);
+        for (std::vector<double>& axis : Coordinates)
+            axis.resize(count);
     }
     std::size_t found = findCandidates(layout.format, records, count);
     found = dropUnselected(layout.format, records, found);
-    if (found == count)
-        decodePositions(layout.format, records, count, Positions.data());
-    else
-        decodePositionsAt(layout.format, records, std::span(Ordinals.data(), found), Positions.data());
+    decode(layout.format, records, count, found);
+    locate(found);
     found = keepInWindow(found);
-    Found = {&layout, records, std::span(Ordinals.data(), found), Positions.data()};
+    Found = {&layout,
+             records,
+             std::span(Ordinals.data(), found),
+             {Coordinates[0].data(), Coordinates[1].data(), Coordinates[2].data()}};
     return Found;
 }
 
@@ -64,22 +84,52 @@ std::size_t PointFinder::dropUnselected(const RecordFormat& format, const std::b
     return kept;
 }
 
-std::size_t PointFinder::keepInWindow(std::size_t found) {
-    std::size_t kept = 0;
+void PointFinder::decode(const RecordFormat& format, const std::byte* records, std::size_t count,
+                         std::size_t found) {
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        const std::span<double> values(Coordinates[axis].data(), found);
+        if (found == count)
+            decodeField(format, coordinateField(format, axis), records, values);
+        else
+            decodeFieldAt(format, coordinateField(format, axis), records, std::span(Ordinals.data(), found),
+                          values);
+    }
+}
+
+/// Finds column and row in the raster; those of a point outside are `outside`.
+void PointFinder::locate(std::size_t found) {
+    std::fill_n(Margins.begin(), found, 1.0);
+    Lattice.x().locateAll(std::span(Coordinates[0].data(), found), Columns.data(), Margins.data());
+    Lattice.y().locateAll(std::span(Coordinates[1].data(), found), Rows.data(), Margins.data());
     for (std::size_t i = 0; i < found; ++i) {
-        double* const xyz = Positions.data() + 3 * i;
+        if (Margins[i] > 0.0) [[likely]]
+            continue;
         std::int64_t column;
         std::int64_t row;
+        const bool isInside =
+            Lattice.x().locate(Coordinates[0][i], column) && Lattice.y().locate(Coordinates[1][i], row);
+        Columns[i] = isInside ? static_cast<std::uint32_t>(column) : outside;
+        Rows[i] = isInside ? static_cast<std::uint32_t>(row) : outside;
+    }
+}
+
+/// Leaves out what lies elsewhere. Gives the number of points that are left.
+std::size_t PointFinder::keepInWindow(std::size_t found) {
+    const auto column = static_cast<std::uint32_t>(Window.column);
+    const auto row = static_cast<std::uint32_t>(Window.row);
+    const auto columns = static_cast<std::uint32_t>(Window.columns);
+    const auto rows = static_cast<std::uint32_t>(Window.rows);
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < found; ++i) {
         // Cells before the window become large numbers.
-        if (!Lattice.x().locate(xyz[0], column) ||
-            static_cast<std::uint64_t>(column) - Window.column >= Window.columns ||
-            !Lattice.y().locate(xyz[1], row) || static_cast<std::uint64_t>(row) - Window.row >= Window.rows)
+        Columns[kept] = Columns[i] - column;
+        Rows[kept] = Rows[i] - row;
+        if (Columns[kept] >= columns || Rows[kept] >= rows)
             continue;
-        Columns[kept] = static_cast<std::uint32_t>(static_cast<std::uint64_t>(column) - Window.column);
-        Rows[kept] = static_cast<std::uint32_t>(static_cast<std::uint64_t>(row) - Window.row);
         if (kept != i) {
             Ordinals[kept] = Ordinals[i];
-            std::copy_n(xyz, 3, Positions.data() + 3 * kept);
+            for (std::vector<double>& axis : Coordinates)
+                axis[kept] = axis[i];
         }
         ++kept;
     }

@@ -32,6 +32,8 @@ public:
 private:
     std::size_t findCandidates(const RecordFormat& format, const std::byte* records, std::size_t count);
     std::size_t dropUnselected(const RecordFormat& format, const std::byte* records, std::size_t found);
+    void decode(const RecordFormat& format, const std::byte* records, std::size_t count, std::size_t found);
+    void locate(std::size_t found);
     std::size_t keepInWindow(std::size_t found);
 
     const BlockLattice& Lattice;
@@ -41,7 +43,9 @@ private:
     bool IsWhole;
     SelectionTest Test;
     FoundPoints Found;
-    std::vector<double> Positions;
+    std::array<std::vector<double>, 3> Coordinates;
+    /// How clear of edges, and of the end of the raster, the points are.
+    std::vector<double> Margins;
     std::vector<std::uint32_t> Ordinals;
     std::vector<std::uint32_t> Columns;
     std::vector<std::uint32_t> Rows;

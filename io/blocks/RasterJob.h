@@ -47,6 +47,8 @@ struct RasterJob {
     BlockRange blocks = {};
 };
 
+struct ReducedCells;
+
 struct JobResult {
     std::uint64_t points = 0;
     std::uint64_t filledCells = 0;
@@ -64,5 +66,9 @@ struct JobResult {
 TILEWRIGHT_API JobResult runJob(const RasterJob& job, const BlockLattice& lattice, const SquareReader& reader,
                                 const std::vector<RasterDescription>& descriptions, BlockSink& sink,
                                 const StepReport& report);
+
+/// The same with cells that are reduced already; all is quick then.
+JobResult runJob(const RasterJob& job, const BlockLattice& lattice, const ReducedCells& cells,
+                 const std::vector<RasterDescription>& descriptions, BlockSink& sink);
 
 } // namespace Tilewright::Io

@@ -162,18 +162,19 @@ void SortedReader::collect(const Run& run, const PointNeeds& needs, Workspace& s
     const RecordLayout layout{format, fields};
     std::byte* to = space.records.data();
     const std::uint64_t northernRow = Lattice.y().cells() - 1;
-    source.visit(run.first, run.count, [&](const std::byte* records, std::size_t n) {
-        const FoundPoints& found = finder.find(layout, records, n);
-        for (std::size_t i = 0; i < found.ordinals.size(); ++i) {
-            const std::byte* const from = records + found.ordinals[i] * format.recordLength;
-            std::memcpy(to, from, positionLength);
-            for (std::size_t f = 0; f < fields.size(); ++f)
-                copyField(to + compact.fields[f].position, from + fields[f].position, fields[f].size);
-            to += length;
-            space.squares.push_back((northernRow - finder.rows()[i]) / Side * Across +
-                                    finder.columns()[i] / Side);
-        }
-    });
+    source.visit(
+        run.first, run.count, bytesRead(format, needs), [&](const std::byte* records, std::size_t n) {
+            const FoundPoints& found = finder.find(layout, records, n);
+            for (std::size_t i = 0; i < found.ordinals.size(); ++i) {
+                const std::byte* const from = records + found.ordinals[i] * format.recordLength;
+                std::memcpy(to, from, positionLength);
+                for (std::size_t f = 0; f < fields.size(); ++f)
+                    copyField(to + compact.fields[f].position, from + fields[f].position, fields[f].size);
+                to += length;
+                space.squares.push_back((northernRow - finder.rows()[i]) / Side * Across +
+                                        finder.columns()[i] / Side);
+            }
+        });
 }
 
 void SortedReader::sortRun(Run& run, const PointNeeds& needs, Workspace& space) {

@@ -48,4 +48,13 @@ std::vector<PointField> fieldsIn(const RecordFormat& format, const std::vector<C
     return fields;
 }
 
+ByteSelection bytesRead(const RecordFormat& format, const PointNeeds& needs) {
+    ByteSelection bytes = ByteSelection::positions(format);
+    for (const PointField& field : fieldsIn(format, needs.fields))
+        bytes.add(field);
+    if (needs.selection && !needs.selection->axis)
+        bytes.add(*format.findField(needs.selection->field.name));
+    return bytes;
+}
+
 } // namespace Tilewright::Io

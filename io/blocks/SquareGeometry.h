@@ -8,6 +8,7 @@
 #include <io/blocks/BlockLattice.h>
 #include <io/clouds/CloudIndex.h>
 #include <io/clouds/CloudSelection.h>
+#include <io/records/ByteSelection.h>
 
 namespace Tilewright::Io {
 
@@ -31,5 +32,8 @@ double sharedPart(const CellWindow& part, const CellWindow& other);
 
 /// The attributes in the records of a source.
 std::vector<PointField> fieldsIn(const RecordFormat& format, const std::vector<CloudField>& wanted);
+
+/// The bytes of a record that are looked at: its position, the attributes, and what the selection tests.
+ByteSelection bytesRead(const RecordFormat& format, const PointNeeds& needs);
 
 } // namespace Tilewright::Io

@@ -104,9 +104,10 @@ void StretchReader::countWanted(const PointNeeds& needs, const ReadingPlan& plan
         const Stretch& stretch = Stretches[s];
         const PointSource& source = sourceOf(stretch);
         const RecordLayout layout{source.format(), {}};
-        source.visit(stretch.first, stretch.count, [&](const std::byte* records, std::size_t n) {
-            found += finder.find(layout, records, n).ordinals.size();
-        });
+        source.visit(stretch.first, stretch.count, bytesRead(source.format(), needs),
+                     [&](const std::byte* records, std::size_t n) {
+                         found += finder.find(layout, records, n).ordinals.size();
+                     });
         wanted += found;
     });
     Wanted = wanted;

@@ -28,6 +28,25 @@ struct WindowResult {
         return first + row * stride + column;
     }
     bool hasData(std::uint64_t place) const { return counts[place] > sparseLimit; }
+
+    std::uint64_t points() const {
+        std::uint64_t sum = 0;
+        forEachPlace([&](std::uint64_t place) { sum += counts[place]; });
+        return sum;
+    }
+    /// Cells with data.
+    std::uint64_t filledCells() const {
+        std::uint64_t filled = 0;
+        forEachPlace([&](std::uint64_t place) { filled += hasData(place) ? 1 : 0; });
+        return filled;
+    }
+
+private:
+    template <class Visit> void forEachPlace(const Visit& visit) const {
+        for (std::uint64_t row = 0; row < window.rows; ++row)
+            for (std::uint64_t column = 0; column < window.columns; ++column)
+                visit(place(column, row));
+    }
 };
 
 } // namespace Tilewright::Io

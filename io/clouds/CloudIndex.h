@@ -6,11 +6,12 @@
 #pragma once
 
 #include <cstdint>
-#include <limits>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <io/clouds/PointCloud.h>
+#include <io/clouds/PointMeasures.h>
 #include <io/system/StepReport.h>
 #include <tilewright/export.h>
 
@@ -26,19 +27,6 @@ struct Stretch {
     std::array<double, 2> high;
 };
 
-/// What the values of an attribute are like; of numbers only.
-struct TILEWRIGHT_API FieldRange {
-    double least = std::numeric_limits<double>::infinity();
-    double greatest = -std::numeric_limits<double>::infinity();
-    /// Whether there are values that are not numbers.
-    bool hasNaN = false;
-    /// Whether all values are multiples of 257, and of 256: what scaling from 8 to 16 bits makes.
-    bool by257 = true;
-    bool by256 = true;
-
-    void add(const FieldRange& other);
-};
-
 struct CloudIndex {
     /// In the order of the points.
     std::vector<Stretch> stretches;
@@ -46,6 +34,10 @@ struct CloudIndex {
     /// Of the attributes asked for, in their order.
     std::vector<FieldRange> ranges;
 };
+
+/// The index as far as it is known without reading any points: no stretch has a box, the bounds are what the
+/// files state, and nothing is known of attributes. None if a file states no bounds.
+TILEWRIGHT_API std::optional<CloudIndex> statedIndex(const PointCloud& cloud);
 
 /// Throws Interruption when `report` answers false; it counts points.
 TILEWRIGHT_API CloudIndex indexCloud(const PointCloud& cloud, const std::vector<std::string>& fieldsToMeasure,

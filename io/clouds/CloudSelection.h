@@ -18,6 +18,8 @@ struct CloudSelection {
     std::string ranges = {};
     /// Take this coordinate of the points, 0 to 2, in the place of the field.
     std::optional<std::size_t> axis = {};
+
+    bool operator==(const CloudSelection&) const = default;
 };
 
 /// What is read of a point, and which points are.
@@ -25,6 +27,8 @@ struct PointNeeds {
     /// Attributes to read, without duplicates; the one of the selection need not be among them.
     std::vector<CloudField> fields;
     std::optional<CloudSelection> selection;
+
+    bool operator==(const PointNeeds&) const = default;
 };
 
 /// A test of records by a selection; every record passes where there is none. For one thread.

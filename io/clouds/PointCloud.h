@@ -20,6 +20,8 @@ namespace Tilewright::Io {
 struct CloudField {
     std::string name;
     FieldType type;
+
+    bool operator==(const CloudField&) const = default;
 };
 
 /// All sources in the order of the files, each file once.

@@ -76,12 +76,16 @@ void PointSource::visitWanted(std::uint64_t first, std::uint64_t count, const By
     visitRecords(first, count, visitor);
 }
 
+PointBounds boundsOf(const RecordFormat& format, const std::byte* records, std::size_t count) {
+    return format.position == RecordFormat::Position::ScaledIntegers
+               ? boundsOfIntegers(format, records, count)
+               : boundsOfDoubles(format, records, count);
+}
+
 PointBounds PointSource::bounds(std::uint64_t first, std::uint64_t count) const {
     PointBounds all;
-    const bool isScaled = format().position == RecordFormat::Position::ScaledIntegers;
-    visit(first, count, ByteSelection::positions(format()), [&](const std::byte* records, std::size_t n) {
-        all.add(isScaled ? boundsOfIntegers(format(), records, n) : boundsOfDoubles(format(), records, n));
-    });
+    visit(first, count, ByteSelection::positions(format()),
+          [&](const std::byte* records, std::size_t n) { all.add(boundsOf(format(), records, n)); });
     return all;
 }
 

@@ -31,6 +31,9 @@ struct TILEWRIGHT_API PointBounds {
     void add(const PointBounds& other);
 };
 
+/// The box of records that lie one after the other, exactly as they are decoded.
+PointBounds boundsOf(const RecordFormat& format, const std::byte* records, std::size_t count);
+
 /// Consecutive records that are decoded together: to read any of them costs as much as to read all.
 struct SourcePiece {
     std::uint64_t first = 0;

@@ -38,7 +38,7 @@ RasterReport carryOut(const PlannedRun& run, const RunProgress& progress) {
 
 RasterReport runRaster(const RasterRequest& request, const RunProgress& progress) {
     return timed([&] {
-        const PlannedRun run = planRun(request, progress);
+        const PlannedRun run = (request.dryRun ? planRun : planRunAtOnce)(request, progress);
         checkOutputs(run.plan);
         return request.dryRun ? describeRun(run.plan) : makeFiles(run, progress);
     });

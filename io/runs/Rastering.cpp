@@ -1,10 +1,13 @@
 #include <io/runs/Rastering.h>
 
+#include <functional>
+
 #include <io/runs/NoDataChoice.h>
 #include <io/runs/OutputCheck.h>
 #include <io/runs/PixelRange.h>
 #include <io/runs/PixelTypeNames.h>
 #include <io/runs/RunSteps.h>
+#include <io/runs/UnchangedCloud.h>
 #include <io/system/Errors.h>
 #include <io/system/NumberText.h>
 
@@ -52,6 +55,25 @@ std::unique_ptr<SquareReader> makeReader(const PlannedRun& run, const BlockLatti
     const auto make = reading.isSorted ? makeSortedReader : makeStretchReader;
     return make(*run.cloud, run.index, lattice, plan.job.plan.needs, reading.side,
                 {plan.job.threads, reading.memory, reading.scratch, reportOf(progress, "sorting", "")});
+}
+
+/// Makes all blocks, as often as it takes.
+using BlockSource = std::function<JobResult(const std::vector<RasterDescription>& files, BlockSink& sink)>;
+
+BlockSource blockSource(const PlannedRun& run, const BlockLattice& lattice, const RunProgress& progress) {
+    const RasterJob& job = run.plan.job;
+    if (!run.plan.reading.inOnePass)
+        return [&, reader = std::shared_ptr<const SquareReader>(makeReader(run, lattice, progress))](
+                   const std::vector<RasterDescription>& files, BlockSink& sink) {
+            return runJob(job, lattice, *reader, files, sink, reportOf(progress, "rastering"));
+        };
+    const auto cells =
+        run.cells ? run.cells
+                  : std::make_shared<const ReducedCells>(reduceInOnePass(
+                        *run.cloud, lattice, {job.plan, {}, job.threads}, reportOf(progress, "rastering")));
+    return [&, cells](const std::vector<RasterDescription>& files, BlockSink& sink) {
+        return runJob(job, lattice, *cells, files, sink);
+    };
 }
 
 /// Moves on the choices whose value some cell with data has; false if there are none, or nothing to move to.
@@ -106,7 +128,7 @@ void noteCutCells(const RunPlan& plan, RasteredFiles& files) {
 RasteredFiles rasterAll(const PlannedRun& run, const OutputGuard& guard, const RunProgress& progress) {
     const RunPlan& plan = run.plan;
     const BlockLattice lattice = plan.makeLattice();
-    const std::unique_ptr<SquareReader> reader = makeReader(run, lattice, progress);
+    const BlockSource makeBlocks = blockSource(run, lattice, progress);
     std::vector<NoDataChoice> choices = choicesFor(plan);
     RasteredFiles files;
     do {
@@ -118,8 +140,7 @@ RasteredFiles rasterAll(const PlannedRun& run, const OutputGuard& guard, const R
         }
         expectDistinct(allPlaces(plan, files.writers));
         FileSink sink(files.writers, plan.job.bands);
-        files.result =
-            runJob(plan.job, lattice, *reader, files.descriptions, sink, reportOf(progress, "rastering"));
+        files.result = makeBlocks(files.descriptions, sink);
     } while (moveNoData(plan, files.result, lattice.cells(), choices));
     noteTypes(plan, files);
     noteCutCells(plan, files);
@@ -129,17 +150,7 @@ RasteredFiles rasterAll(const PlannedRun& run, const OutputGuard& guard, const R
 } // namespace
 
 RasteredFiles rasterFiles(const PlannedRun& run, const OutputGuard& guard, const RunProgress& progress) {
-    // A file that changes meanwhile may make anything fail, so that is said first.
-    try {
-        RasteredFiles files = rasterAll(run, guard, progress);
-        run.cloud->checkUnchanged();
-        return files;
-    } catch (const Interruption&) {
-        throw;
-    } catch (const Error&) {
-        run.cloud->checkUnchanged();
-        throw;
-    }
+    return whileUnchanged(*run.cloud, [&] { return rasterAll(run, guard, progress); });
 }
 
 } // namespace Tilewright::Io

@@ -43,6 +43,12 @@ unsigned threadsWanted(const RasterRequest& options) {
     return options.threads.value_or(std::max(1U, std::thread::hardware_concurrency()));
 }
 
+std::uint64_t mostBytesOfStates(const RasterRequest& options, std::uint64_t taken, std::uint64_t points) {
+    constexpr std::uint64_t alwaysFine = std::uint64_t(16) << 20;
+    constexpr std::uint64_t bytesPerPoint = 64;
+    return std::min((memoryToUse(options) - taken) / 2, std::max(alwaysFine, bytesPerPoint * points));
+}
+
 Resources shareOut(const RasterRequest& options, const BandPlan& plan, std::uint64_t taken) {
     const std::uint64_t memory = memoryToUse(options) - taken;
     const ThreadNeeds needs = needsOfThread(plan);

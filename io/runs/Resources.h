@@ -19,6 +19,10 @@ struct Resources {
 std::uint64_t memoryToUse(const RasterRequest& options);
 unsigned threadsWanted(const RasterRequest& options);
 
+/// Bytes that the states of all cells may take, so that one pass over the points is enough. Where there are
+/// far more cells than points, blocks are quicker than to fill the memory.
+std::uint64_t mostBytesOfStates(const RasterRequest& options, std::uint64_t taken, std::uint64_t points);
+
 /// Takes fewer threads than wanted where memory is short, and fewer points at a time where it is shorter.
 /// `taken` is what mapped files take of it.
 Resources shareOut(const RasterRequest& options, const BandPlan& plan, std::uint64_t taken);

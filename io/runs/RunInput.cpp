@@ -74,7 +74,7 @@ RunInput openInput(const RasterRequest& request, const RunProgress& progress) {
     const std::uint64_t bytes = bytesOf(input.files);
     const CloudOptions options = cloudOptions(bytes, memoryToUse(request), scratchOf(request), progress);
     input.mappedBytes = options.keepPages ? bytes : 0;
-    input.cloud = std::make_unique<PointCloud>(input.files, options, !input.system.empty());
+    input.cloud = std::make_shared<const PointCloud>(input.files, options, !input.system.empty());
     if (input.system.empty())
         input.system = input.cloud->coordinateSystem();
     if (!request.like.empty()) {

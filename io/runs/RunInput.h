@@ -29,7 +29,7 @@ OutputStyle styleOf(const RasterRequest& request);
 struct RunInput {
     /// All that were found, those included that are one file by several names.
     std::vector<std::filesystem::path> files;
-    std::unique_ptr<PointCloud> cloud;
+    std::shared_ptr<const PointCloud> cloud;
     /// The coordinate system of the raster as WKT; empty for none.
     std::string system;
     /// The raster that this one is to be like.

@@ -12,6 +12,8 @@
 #include <io/runs/RunLattice.h>
 #include <io/runs/RunSteps.h>
 #include <io/runs/SelectionText.h>
+#include <io/runs/UnchangedCloud.h>
+#include <io/system/Errors.h>
 
 namespace Tilewright::Io {
 
@@ -68,7 +70,7 @@ public:
         planLattice();
         BandPlan bands = planBands(wanted, *Input.cloud, Index, Style.type);
         bands.points.needs.selection = selection;
-        planResources(shareOut(Request, bands, Input.mappedBytes));
+        planResources(bands.points, shareOut(Request, bands, Input.mappedBytes));
         Plan.job.plan = std::move(bands.points);
         Plan.job.sparseLimit = Request.sparseLimit;
         Plan.notes.insert(Plan.notes.end(), bands.notes.begin(), bands.notes.end());
@@ -107,20 +109,29 @@ private:
             Plan.notes.push_back(*note);
     }
 
-    void planResources(const Resources& shares) {
-        /// Reading a file twice is cheaper than sorting it.
-        constexpr double mostEffort = 4.0;
+    void planResources(const ReductionPlan& points, const Resources& shares) {
         PlannedReading& reading = Plan.reading;
         reading.side = chooseSide(*Lattice, Input.cloud->pointCount());
-        reading.isSorted = readingEffort(Index, *Lattice, reading.side) > mostEffort;
+        const std::optional<std::uint64_t> states = bytesOfStates(points, *Lattice);
+        reading.inOnePass =
+            states && *states <= mostBytesOfStates(Request, Input.mappedBytes, Input.cloud->pointCount());
+        reading.isSorted = !reading.inOnePass && readingEffort(Index, *Lattice, reading.side) > mostEffort();
         reading.memory = shares.sorting;
         reading.scratch = scratchOf(Request);
         reading.keepsPages = Input.mappedBytes != 0;
-        Plan.job.threads = shares.threads;
+        Plan.job.threads = reading.inOnePass ? threadsWanted(Request) : shares.threads;
         Plan.job.pointsOfWindow = shares.points;
         // Half of what sorting may take can still be in use.
         Plan.job.memoryForPlanes = shares.sorting / (reading.isSorted ? 2 : 1);
-        Plan.memory = shares.working;
+        Plan.memory = reading.inOnePass ? *states : shares.working;
+    }
+
+    /// How often records may be read before it is cheaper to sort them. Compressed ones are decoded each
+    /// time.
+    double mostEffort() const {
+        const bool isCompressed = std::ranges::any_of(
+            Input.cloud->sources(), [](const auto& source) { return !source->pieces().empty(); });
+        return isCompressed ? 1.0 : 4.0;
     }
 
     void planOutputs(const std::vector<PlannedFile>& files) {
@@ -181,6 +192,73 @@ private:
     RunPlan Plan;
 };
 
+/// Plans for an open cloud.
+class RunPlanner {
+public:
+    RunPlanner(const RasterRequest& request, const RunProgress& progress)
+        : Request(request), Progress(progress), Style(styleOf(request)), Input(openInput(request, progress)),
+          Wanted(readBands(request, *Input.cloud)), Selection(readSelection(request.selection, *Input.cloud)),
+          FieldsToMeasure(fieldsToMeasure(Wanted, *Input.cloud)) {}
+
+    PlannedRun planMeasured() const {
+        return planBy(indexCloud(*Input.cloud, FieldsToMeasure, threadsWanted(Request),
+                                 reportOf(Progress, "measuring")));
+    }
+
+    /// Plans by what the files state of themselves, reduces the points, and measures them meanwhile. None if
+    /// that is not the way for such a run, or if the measured points lead to other cells or reductions.
+    std::optional<PlannedRun> planInOnePass() const {
+        const std::optional<PlannedRun> guess = planStated();
+        if (!guess || !guess->plan.reading.inOnePass)
+            return std::nullopt;
+        checkOutputs(guess->plan);
+        const auto cells = std::make_shared<const ReducedCells>(reduceCloud(*guess));
+        CloudIndex index = guess->index;
+        index.bounds = cells->measures.bounds();
+        index.ranges = cells->measures.ranges();
+        PlannedRun run = planBy(std::move(index));
+        if (run.plan.lattice != guess->plan.lattice || run.plan.job.plan != guess->plan.job.plan)
+            return std::nullopt;
+        run.cells = cells;
+        return run;
+    }
+
+private:
+    PlannedRun planBy(CloudIndex index) const {
+        RunPlan plan = PlanMaker(Request, Style, Input, index).make(Wanted, Selection);
+        return {std::move(plan), Input.cloud, std::move(index)};
+    }
+
+    std::optional<PlannedRun> planStated() const {
+        std::optional<CloudIndex> index = statedIndex(*Input.cloud);
+        if (!index)
+            return std::nullopt;
+        index->ranges.resize(FieldsToMeasure.size());
+        try {
+            return planBy(std::move(*index));
+        } catch (const Error&) {
+            // What is wrong with the files shows when they are measured.
+            return std::nullopt;
+        }
+    }
+
+    ReducedCells reduceCloud(const PlannedRun& run) const {
+        return whileUnchanged(*run.cloud, [&] {
+            return reduceInOnePass(*run.cloud, run.plan.makeLattice(),
+                                   {run.plan.job.plan, FieldsToMeasure, run.plan.job.threads},
+                                   reportOf(Progress, "rastering"));
+        });
+    }
+
+    const RasterRequest& Request;
+    const RunProgress& Progress;
+    OutputStyle Style;
+    RunInput Input;
+    std::vector<WantedBand> Wanted;
+    std::optional<CloudSelection> Selection;
+    std::vector<std::string> FieldsToMeasure;
+};
+
 } // namespace
 
 std::uint64_t RunPlan::points() const {
@@ -191,16 +269,13 @@ std::uint64_t RunPlan::points() const {
 }
 
 PlannedRun planRun(const RasterRequest& request, const RunProgress& progress) {
-    const OutputStyle style = styleOf(request);
-    RunInput input = openInput(request, progress);
-    const std::vector<WantedBand> wanted = readBands(request, *input.cloud);
-    const std::optional<CloudSelection> selection = readSelection(request.selection, *input.cloud);
-    PlannedRun run;
-    run.index = indexCloud(*input.cloud, fieldsToMeasure(wanted, *input.cloud), threadsWanted(request),
-                           reportOf(progress, "measuring"));
-    run.plan = PlanMaker(request, style, input, run.index).make(wanted, selection);
-    run.cloud = std::move(input.cloud);
-    return run;
+    return RunPlanner(request, progress).planMeasured();
+}
+
+PlannedRun planRunAtOnce(const RasterRequest& request, const RunProgress& progress) {
+    RunPlanner planner(request, progress);
+    std::optional<PlannedRun> run = planner.planInOnePass();
+    return run ? std::move(*run) : planner.planMeasured();
 }
 
 } // namespace Tilewright::Io

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include <io/blocks/BlockLattice.h>
+#include <io/blocks/OnePass.h>
 #include <io/blocks/RasterJob.h>
 #include <io/clouds/CloudIndex.h>
 #include <io/clouds/PointCloud.h>
@@ -56,7 +57,10 @@ struct PlannedPicture {
 struct PlannedReading {
     /// Cells along a side of the squares that are read at a time.
     std::uint64_t side = BlockLattice::blockSide;
-    /// Whether the points lie in no order and are sorted first.
+    /// Whether the cells of the whole raster are kept in memory, so that one pass over the points in any
+    /// order is enough.
+    bool inOnePass = false;
+    /// If it takes more: whether the points lie in no order and are sorted first.
     bool isSorted = false;
     /// Bytes for points that are sorted, and the folder for those that don't fit.
     std::uint64_t memory = 0;
@@ -102,12 +106,18 @@ struct RunPlan {
 /// A plan with what it is carried out on.
 struct PlannedRun {
     RunPlan plan;
-    std::unique_ptr<PointCloud> cloud;
+    std::shared_ptr<const PointCloud> cloud;
     CloudIndex index;
+    /// The points, if it took all of them to find out that the plan is right.
+    std::shared_ptr<const ReducedCells> cells = {};
 };
 
 /// Opens and measures the cloud. Throws as runRaster() does.
 TILEWRIGHT_API PlannedRun planRun(const RasterRequest& request, const RunProgress& progress = {});
+
+/// The same for a plan that is carried out here and now: where one pass over the points is enough for all, it
+/// is done already, and the outputs were checked before.
+TILEWRIGHT_API PlannedRun planRunAtOnce(const RasterRequest& request, const RunProgress& progress = {});
 
 /// Throws UsageError or OutputError for files that could not be written, or that may not be replaced, as far
 /// as can be known without trying.

@@ -1,10 +1,14 @@
 // A raster made by several threads. The thread sanitizer reads these tests too.
+#include <io/blocks/OnePass.h>
 #include <io/blocks/RasterJob.h>
 
 #include <atomic>
+#include <cstring>
+#include <limits>
 #include <random>
 
 #include <io/rasters/RasterWriter.h>
+#include <io/runs/RasterRun.h>
 #include <io/system/Errors.h>
 #include <tests/io/FolderTest.h>
 
@@ -69,17 +73,33 @@ protected:
         return descriptions;
     }
 
-    /// Gives the bytes of both files.
     std::array<std::string, 2> make(const SquareReader& reader, unsigned onThreads,
                                     const StepReport& report) const {
-        const RasterJob job = jobOn(onThreads);
+        return make(jobOn(onThreads), [&](const RasterJob& job, BlockSink& sink) {
+            return runJob(job, *Lattice, reader, describe(), sink, report);
+        });
+    }
+
+    std::array<std::string, 2> makeInOnePass(unsigned onThreads, const StepReport& report) const {
+        const ReducedCells cells =
+            reduceInOnePass(*Cloud, *Lattice, {Plan, {"Intensity"}, onThreads}, report);
+        EXPECT_EQ(Index.bounds.low, cells.measures.bounds().low);
+        EXPECT_EQ(Index.bounds.high, cells.measures.bounds().high);
+        EXPECT_EQ(Index.ranges[0].greatest, cells.measures.ranges()[0].greatest);
+        return make(jobOn(onThreads), [&](const RasterJob& job, BlockSink& sink) {
+            return runJob(job, *Lattice, cells, describe(), sink);
+        });
+    }
+
+    /// Gives the bytes of both files.
+    template <class Run> std::array<std::string, 2> make(const RasterJob& job, const Run& run) const {
         const std::vector<RasterDescription> descriptions = describe();
         const std::array<fs::path, 2> paths = {Top / "height.tif", Top / "count.tif"};
         std::vector<RasterWriter> writers;
         for (std::size_t f = 0; f < 2; ++f)
             writers.emplace_back(paths[f], descriptions[f]);
         FileSink sink(writers, job.bands);
-        EXPECT_EQ(runJob(job, *Lattice, reader, descriptions, sink, report).points, 12000U);
+        EXPECT_EQ(run(job, sink).points, 12000U);
         finishAll(writers);
         return {textOf(paths[0]), textOf(paths[1])};
     }
@@ -94,6 +114,43 @@ TEST_F(RasterJobTest, ThreadsLeaveNoTraceInTheFiles) {
     const auto expected = make(*makeReader(false, 1), 1, {});
     for (const bool sorted : {false, true})
         EXPECT_EQ(make(*makeReader(sorted, threads), threads, {}), expected) << sorted;
+}
+
+TEST_F(RasterJobTest, OnePassMakesTheSameFilesAsBlocks) {
+    EXPECT_FALSE(bytesOfStates(Plan, *Lattice)) << "a median needs more than one pass";
+    for (const FilterNumber filter : {filterMean, filterMin, filterMax, filterMaxOccurrence}) {
+        Plan.reductions = {{0, {directionZ, filter}}};
+        EXPECT_TRUE(bytesOfStates(Plan, *Lattice));
+        const auto expected = make(*makeReader(false, 1), 1, {});
+        for (const unsigned count : {1U, threads})
+            EXPECT_EQ(makeInOnePass(count, {}), expected) << filter << " on " << count;
+    }
+    EXPECT_THROW(makeInOnePass(threads, [](std::uint64_t, std::uint64_t) { return false; }), Interruption);
+}
+
+TEST_F(RasterJobTest, HeadersThatLieAboutTheirPointsChangeNothing) {
+    const auto raster = [&] {
+        RasterRequest request;
+        request.inputs = {(Top / "scan0.las").string()};
+        request.output = (Top / "out.tif").string();
+        request.bands = {"Height:Mean", "Intensity:Max", "UserData:Min"};
+        request.cell = {5.0, 5.0};
+        request.overwrite = true;
+        request.stack = true;
+        EXPECT_EQ(6000U, runRaster(request).rastered);
+        return textOf(Top / "out.tif");
+    };
+    const std::string honest = textOf(Top / "scan0.las");
+    const std::string expected = raster();
+    constexpr std::size_t greatestX = 179;
+    constexpr std::size_t leastX = 187;
+    for (const std::size_t at : {greatestX, leastX})
+        for (const double lie : {100.0, 150.5, 1e9, -1e9, std::numeric_limits<double>::quiet_NaN()}) {
+            std::string lying = honest;
+            std::memcpy(lying.data() + at, &lie, sizeof lie);
+            saveAs(Top / "scan0.las", lying);
+            EXPECT_EQ(raster(), expected) << lie << " at " << at;
+        }
 }
 
 /// The pixels of a raster's only band, in rows from the north.

@@ -35,6 +35,8 @@ enum DirectionNumber : std::uint32_t {
 struct TILEWRIGHT_API DirectionAndFilter {
     std::uint32_t direction;
     std::uint32_t filter;
+
+    bool operator==(const DirectionAndFilter&) const = default;
 };
 
 extern TILEWRIGHT_API const char* const FilterTypeName[6];

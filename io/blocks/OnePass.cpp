@@ -1,0 +1,201 @@
+#include <io/blocks/OnePass.h>
+
+#include <algorithm>
+#include <atomic>
+#include <limits>
+#include <mutex>
+
+#include <io/blocks/PointFinder.h>
+#include <io/blocks/SquareGeometry.h>
+#include <io/blocks/Turnstile.h>
+#include <io/system/Errors.h>
+#include <io/system/Parallel.h>
+#include <io/system/Workspaces.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+/// Points of a piece where a source may be cut anywhere: their cells and values fit a processor's cache.
+constexpr std::uint64_t usualPiece = 1 << 15;
+/// So few that what is worked out of them stays in the innermost cache.
+constexpr std::size_t pointsAtATime = 512;
+/// Points that wait for their turn at most.
+constexpr std::size_t mostWaiting = 1 << 18;
+
+struct Piece {
+    std::size_t source;
+    std::uint64_t first;
+    std::uint64_t count;
+};
+
+std::vector<Piece> cutIntoPieces(const PointCloud& cloud) {
+    std::vector<Piece> pieces;
+    for (std::size_t s = 0; s < cloud.sources().size(); ++s) {
+        const PointSource& source = *cloud.sources()[s];
+        for (const SourcePiece& piece : source.pieces())
+            pieces.push_back({s, piece.first, piece.count});
+        const std::uint64_t end = source.pointCount();
+        std::uint64_t first =
+            pieces.empty() || pieces.back().source != s ? 0 : pieces.back().first + pieces.back().count;
+        for (; first < end; first += usualPiece)
+            pieces.push_back({s, first, std::min(usualPiece, end - first)});
+    }
+    return pieces;
+}
+
+/// What the cells have so far.
+class CellStates {
+public:
+    CellStates(const ReductionPlan& plan, const BlockLattice& lattice)
+        : Plan(plan), Counts(lattice.cells(), 0) {
+        const Quill::MultiIndex<3> sizes(lattice.x().cells(), lattice.y().cells(), 1);
+        for (const ReductionPlan::Reduction& reduction : plan.reductions)
+            Reductions.push_back(
+                makeColumnStore(plan.columns[reduction.column], 0)->makeReduction(sizes, reduction.wanted));
+    }
+
+    void take(std::span<const std::uint32_t> cells,
+              const std::vector<std::unique_ptr<ColumnStore>>& columns) {
+        for (const std::uint32_t cell : cells)
+            if (++Counts[cell] == 0)
+                throw InputError("more than 4294967295 points lie in a single cell; choose smaller cells");
+        for (std::size_t r = 0; r < Reductions.size(); ++r)
+            columns[Plan.reductions[r].column]->reduce(cells, *Reductions[r]);
+    }
+
+    void finish(ReducedCells& result) {
+        for (const auto& reduction : Reductions) {
+            reduction->finish(0, Counts);
+            result.values.push_back(reduction->results());
+        }
+        result.counts = std::move(Counts);
+    }
+
+private:
+    const ReductionPlan& Plan;
+    std::vector<std::uint32_t> Counts;
+    std::vector<std::unique_ptr<ColumnReduction>> Reductions;
+};
+
+ByteSelection bytesFor(const RecordFormat& format, const OnePassJob& job) {
+    ByteSelection bytes = bytesRead(format, job.plan.needs);
+    for (const std::string& field : job.fieldsToMeasure)
+        bytes.add(*format.findField(field));
+    return bytes;
+}
+
+/// What a thread needs to read a piece, kept from piece to piece.
+class PieceReader {
+public:
+    PieceReader(const PointCloud& cloud, const BlockLattice& lattice, const OnePassJob& job)
+        : Finder(lattice, lattice.whole(), job.plan.needs.selection), Measures(job.fieldsToMeasure) {
+        for (const PointColumn& column : job.plan.columns)
+            Columns.push_back(makeColumnStore(column, usualPiece));
+        for (const auto& source : cloud.sources())
+            Layouts.push_back({{source->format(), fieldsIn(source->format(), job.plan.needs.fields)},
+                               bytesFor(source->format(), job)});
+    }
+
+    /// Reads the piece; calls `makeRoom` whenever many of its points wait.
+    template <class MakeRoom>
+    void read(const PointCloud& cloud, const Piece& piece, const MakeRoom& makeRoom) {
+        const auto& [layout, bytes] = Layouts[piece.source];
+        clear();
+        cloud.sources()[piece.source]->visit(piece.first, piece.count, bytes,
+                                             [&](const std::byte* records, std::size_t count) {
+                                                 for (std::size_t at = 0; at < count; at += pointsAtATime)
+                                                     take(layout, records + at * layout.format.recordLength,
+                                                          std::min(pointsAtATime, count - at));
+                                                 if (Cells.size() >= mostWaiting)
+                                                     makeRoom();
+                                             });
+    }
+
+    /// Adds what waits to the cells.
+    void addTo(CellStates& states) {
+        states.take(Cells, Columns);
+        Points += Cells.size();
+        clear();
+    }
+
+    std::uint64_t points() const { return Points; }
+    const PointMeasures& measures() const { return Measures; }
+
+private:
+    void take(const RecordLayout& layout, const std::byte* records, std::size_t count) {
+        Measures.add(layout.format, records, count);
+        const FoundPoints& found = Finder.find(layout, records, count);
+        Finder.appendCells(Cells);
+        for (const auto& column : Columns)
+            column->take(found);
+    }
+
+    void clear() {
+        Cells.clear();
+        for (const auto& column : Columns)
+            column->clear();
+    }
+
+    PointFinder Finder;
+    std::vector<std::pair<RecordLayout, ByteSelection>> Layouts;
+    std::vector<std::unique_ptr<ColumnStore>> Columns;
+    std::vector<std::uint32_t> Cells;
+    std::uint64_t Points = 0;
+    PointMeasures Measures;
+};
+
+} // namespace
+
+std::optional<std::uint64_t> bytesOfStates(const ReductionPlan& plan, const BlockLattice& lattice) {
+    const std::uint64_t across = lattice.x().cells();
+    if (across > std::numeric_limits<std::uint32_t>::max() / lattice.y().cells())
+        return std::nullopt;
+    std::uint64_t perCell = sizeof(std::uint32_t);
+    for (const ReductionPlan::Reduction& reduction : plan.reductions) {
+        const auto made = makeColumnStore(plan.columns[reduction.column], 0)
+                              ->makeReduction(Quill::MultiIndex<3>(1, 1, 1), reduction.wanted);
+        if (!made)
+            return std::nullopt;
+        perCell += made->results()->memsize() + 1;
+    }
+    return perCell * lattice.cells();
+}
+
+ReducedCells reduceInOnePass(const PointCloud& cloud, const BlockLattice& lattice, const OnePassJob& job,
+                             const StepReport& report) {
+    const std::vector<Piece> pieces = cutIntoPieces(cloud);
+    CellStates states(job.plan, lattice);
+    Turnstile turns;
+    Workspaces<PieceReader> readers([&] { return std::make_unique<PieceReader>(cloud, lattice, job); });
+    std::atomic<std::uint64_t> done = 0;
+    forEachPiece(
+        job.threads, pieces.size(),
+        [&](std::size_t p) {
+            if (report && !report(done, cloud.pointCount()))
+                throw Interruption();
+            const auto reader = readers.borrow();
+            bool isIn = false;
+            const auto add = [&] {
+                if (!isIn && !turns.enter(p))
+                    throw Interruption();
+                isIn = true;
+                reader->addTo(states);
+            };
+            reader->read(cloud, pieces[p], add);
+            add();
+            turns.leave();
+            done += pieces[p].count;
+        },
+        [&] { turns.close(); });
+    ReducedCells result;
+    result.measures = PointMeasures(job.fieldsToMeasure);
+    readers.forEach([&](const PieceReader& reader) {
+        result.points += reader.points();
+        result.measures.add(reader.measures());
+    });
+    states.finish(result);
+    return result;
+}
+
+} // namespace Tilewright::Io

@@ -1,0 +1,48 @@
+/// OnePass: reduces a cloud to the cells of a raster in a single pass over its points.
+///
+/// A reduction that keeps a small state per cell needs neither an index of the cloud nor its points in any
+/// order, as long as the states of all cells fit into memory. The threads read and decode different pieces
+/// of the cloud at once, which is most of the work, and take turns to add them to the cells: the pieces are
+/// added in the order of the cloud, so that the results have the same bits for every number of threads.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include <io/blocks/BlockLattice.h>
+#include <io/blocks/PointColumns.h>
+#include <io/clouds/CloudIndex.h>
+#include <io/clouds/PointMeasures.h>
+#include <io/system/StepReport.h>
+
+namespace Tilewright::Io {
+
+/// The cells of a whole raster, row by row from the south.
+struct ReducedCells {
+    std::vector<std::uint32_t> counts;
+    /// One array per reduction.
+    std::vector<Quill::ArrayPtr> values;
+    /// Points that lie in the raster and pass the selection.
+    std::uint64_t points = 0;
+    /// Of all points of the cloud.
+    PointMeasures measures;
+};
+
+/// Bytes of the states of all cells; none for a plan with a reduction that needs all values of a cell at
+/// once, and for a raster of too many cells.
+std::optional<std::uint64_t> bytesOfStates(const ReductionPlan& plan, const BlockLattice& lattice);
+
+struct OnePassJob {
+    ReductionPlan plan;
+    /// Attributes that are measured on the way.
+    std::vector<std::string> fieldsToMeasure;
+    unsigned threads = 1;
+};
+
+/// Points outside the lattice are left out. Throws Interruption when `report` answers false, which counts
+/// points; and InputError for a cell with more points than can be counted.
+ReducedCells reduceInOnePass(const PointCloud& cloud, const BlockLattice& lattice, const OnePassJob& job,
+                             const StepReport& report);
+
+} // namespace Tilewright::Io

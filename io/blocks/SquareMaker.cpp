@@ -1,0 +1,146 @@
+#include <io/blocks/SquareMaker.h>
+
+#include <algorithm>
+#include <numeric>
+#include <string>
+
+#include <io/blocks/DenseCell.h>
+#include <io/system/Errors.h>
+#include <tilewright/filters/reduceCells.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+/// Planes are read at the centres of the cells.
+Quill::UniformCartesianArray nodesOf(const CellWindow& window, const BlockLattice& lattice) {
+    const auto centre = [](const LatticeAxis& axis, std::uint64_t cell) {
+        return axis.centre(static_cast<std::int64_t>(cell));
+    };
+    return {{window.columns, window.rows, 1},
+            {centre(lattice.x(), window.column), centre(lattice.y(), window.row), 0.0},
+            {lattice.x().cellSize(), lattice.y().cellSize(), 0.0}};
+}
+
+} // namespace
+
+void SquareMaker::visit(const Block& block, std::size_t part, const Visit& visit) {
+    const std::uint64_t across = block.across * squaresAlong() + part % squaresAlong();
+    const std::uint64_t down = block.down * squaresAlong() + part / squaresAlong();
+    if (across < Lattice.squaresAcross(Reader.side()) && down < Lattice.squaresDown(Reader.side()))
+        makeSquare({across, down, Lattice.square(Reader.side(), across, down)}, visit);
+}
+
+void SquareMaker::makeSquare(const Square& square, const Visit& visit) {
+    const double expected = Reader.estimate(square);
+    if (expected == 0.0)
+        return;
+    // Estimates are estimates.
+    const bool isTooMuch = expected > 0.8 * static_cast<double>(Job.pointsOfWindow);
+    if (isTooMuch && square.window.cells() > 1)
+        halve(square, visit);
+    else
+        makeWindow(square, visit);
+}
+
+void SquareMaker::halve(const Square& square, const Visit& visit) {
+    Square half = square;
+    const bool isWide = square.window.columns >= square.window.rows;
+    std::uint64_t& begin = isWide ? half.window.column : half.window.row;
+    std::uint64_t& count = isWide ? half.window.columns : half.window.rows;
+    const std::uint64_t whole = count;
+    count = whole / 2;
+    makeSquare(half, visit);
+    begin += count;
+    count = whole - count;
+    makeSquare(half, visit);
+}
+
+void SquareMaker::makeWindow(const Square& square, const Visit& visit) {
+    goOn();
+    WindowPoints points(Reader, Lattice, Job.plan, square);
+    const bool isCell = square.window.cells() == 1;
+    if (points.load(isCell ? Job.pointsOfCell : Job.pointsOfWindow)) {
+        if (!points.cells().empty())
+            reduceWindow(points, square.window, visit);
+    } else if (isCell) {
+        makeCell(square, visit);
+    } else {
+        halve(square, visit);
+    }
+}
+
+void SquareMaker::goOn() const {
+    if (Stopped || (Report && !Report(Points, Reader.wantedPoints())))
+        throw Interruption();
+}
+
+void SquareMaker::reduceWindow(WindowPoints& points, const CellWindow& window, const Visit& visit) {
+    const CellLists cells({window.columns, window.rows, 1}, points.cells());
+    const std::vector<Quill::ArrayPtr> columns = points.takeColumns();
+    const Quill::UniformCartesianArray nodes = nodesOf(window, Lattice);
+    WindowResult result{window, 0, window.columns, cells.counts(), {}, Job.sparseLimit};
+    for (const ReductionPlan::Reduction& reduction : Job.plan.reductions) {
+        goOn();
+        result.values.push_back(reduceCells(cells, columns[reduction.column], reduction.wanted, &nodes));
+    }
+    handOn(result, points.cells().size(), visit);
+}
+
+/// A cell with more points than are loaded at a time.
+void SquareMaker::makeCell(const Square& square, const Visit& visit) {
+    DenseCell cell(Job.plan);
+    if (cell.needsAllPoints())
+        return makeCellAtOnce(square, visit);
+    std::uint64_t count = 0;
+    do
+        count = visitPieces(square,
+                            [&](std::span<const std::uint32_t> cells, const WindowPoints::Stores& columns) {
+                                cell.take(cells.size(), columns);
+                            });
+    while (cell.endPass(count));
+    const auto counted = static_cast<std::uint32_t>(count);
+    handOn({square.window, 0, 1, std::span(&counted, 1), cell.results(), Job.sparseLimit}, count, visit);
+}
+
+std::uint64_t SquareMaker::visitPieces(const Square& square, const WindowPoints::PieceVisitor& take) const {
+    constexpr std::uint64_t longestPiece = 1 << 16;
+    WindowPoints points(Reader, Lattice, Job.plan, square);
+    return points.visitPieces(std::min(longestPiece, Job.pointsOfCell),
+                              [&](std::span<const std::uint32_t> cells, const WindowPoints::Stores& columns) {
+                                  goOn();
+                                  take(cells, columns);
+                              });
+}
+
+/// A plane needs all points together, if there is room for them.
+void SquareMaker::makeCellAtOnce(const Square& square, const Visit& visit) {
+    // Ordinals, cells and what the fit makes of the points: copies of them, distances, centred columns.
+    constexpr std::uint64_t bytesForFit = 160;
+    constexpr std::uint64_t bytesOfColumn = sizeof(Orrery::PhysicalSpace::point);
+    const std::uint64_t count =
+        visitPieces(square, [](std::span<const std::uint32_t>, const WindowPoints::Stores&) {});
+    const std::uint64_t bytes = count * (bytesForFit + bytesOfColumn * Job.plan.columns.size());
+    if (bytes > Job.memoryForPlanes)
+        throw InputError("a cell has " + std::to_string(count) + " points, and a plane through them takes " +
+                         std::to_string((bytes >> 20) + 1) + " MiB of memory, of which --memory leaves " +
+                         std::to_string(Job.memoryForPlanes >> 20) +
+                         "; choose smaller cells, another filter than Regression, or more memory");
+    const std::lock_guard guard(RoomForPlanes);
+    WindowPoints points(Reader, Lattice, Job.plan, square);
+    points.load();
+    reduceWindow(points, square.window, visit);
+}
+
+/// Checks the counts first.
+void SquareMaker::handOn(const WindowResult& result, std::uint64_t points, const Visit& visit) {
+    const std::uint64_t counted =
+        std::accumulate(result.counts.begin(), result.counts.end(), std::uint64_t(0));
+    if (counted != points)
+        throw Error("the counts don't add up: " + std::to_string(points) + " points of a window make " +
+                    std::to_string(counted) + "; nothing was written, please report this");
+    visit(result);
+    Points += points;
+}
+
+} // namespace Tilewright::Io
