@@ -133,9 +133,11 @@ LazChunks findChunks(const ByteSource& file, const LasHeader& header, const Comp
 }
 
 void failInChunk(const ByteSource& file, std::size_t i, std::size_t count, const CodingError& error) {
-    throw InputError(file.name() + ": chunk " + std::to_string(i + 1) +
-                     (count != 0 ? " of " + std::to_string(count) : "") +
-                     " of its compressed points is damaged: " + error.what() + "; copy or export it again");
+    const std::string number = std::to_string(i + 1) + (count != 0 ? " of " + std::to_string(count) : "");
+    throw InputError(file.name() + ": chunk " + number +
+                     " of its compressed points is damaged: " + error.what() +
+                     (count != 0 ? "" : "; there is no chunk table, as in a file that is cut off") +
+                     "; copy or export it again");
 }
 
 } // namespace Tilewright::Io

@@ -27,7 +27,7 @@ struct LazChunks {
 /// CodingError, and InputError for a chunk that is no chunk.
 LazChunks findChunks(const ByteSource& file, const LasHeader& header, const CompressionRecord& record);
 
-/// What a message says of chunk `i`, counted from 0, of `count`; 0 if nobody knows how many there are.
+/// What a message says of chunk `i`, counted from 0, of `count`; 0 if there is no chunk table.
 [[noreturn]] void failInChunk(const ByteSource& file, std::size_t i, std::size_t count,
                               const CodingError& error);
 
