@@ -16,6 +16,7 @@
 #include <io/formats/las/UnmappedLas.h>
 #include <io/gdal/VirtualFile.h>
 #include <io/system/InputFile.h>
+#include <io/system/ReopenedFile.h>
 
 namespace Tilewright::Io {
 
@@ -82,7 +83,7 @@ std::unique_ptr<PointSource> openPartOfCloud(const fs::path& path, const ReadOpt
     const std::string head = firstBytes(InputFile(path));
     const std::string extension = lowerExtension(path);
     if (head.starts_with("LASF") && isCompressed(head))
-        return std::make_unique<LazFile>(std::make_unique<InputFile>(path));
+        return std::make_unique<LazFile>(std::make_unique<ReopenedFile>(path));
     // By its name too, as the reader says best what is wrong with it.
     if (head.starts_with("LASF") || extension == ".las" || extension == ".laz")
         return openLas(path, options);

@@ -81,12 +81,18 @@ void ChunkCursor::decode(std::uint64_t count, const PointSource::RecordVisitor& 
     }
 }
 
-std::unique_ptr<ChunkCursor> CursorPool::take(std::size_t chunk, std::uint64_t first,
+CursorPool& CursorPool::shared() {
+    // Never destroyed, as files may outlive whatever is destroyed at the end of the process.
+    static auto* const pool = new CursorPool;
+    return *pool;
+}
+
+std::unique_ptr<ChunkCursor> CursorPool::take(const ByteSource& file, std::size_t chunk, std::uint64_t first,
                                               const ByteSelection& wanted) {
     const std::lock_guard guard(lock);
     auto best = idle.end();
     for (auto i = idle.begin(); i != idle.end(); ++i) {
-        if ((*i)->selection() != wanted)
+        if (&(*i)->source() != &file || (*i)->selection() != wanted)
             continue;
         const bool leads = (*i)->leadsTo(chunk, first);
         const bool bestLeads = best != idle.end() && (*best)->leadsTo(chunk, first);
@@ -106,6 +112,11 @@ void CursorPool::giveBack(std::unique_ptr<ChunkCursor> cursor) {
     idle.push_back(std::move(cursor));
     if (idle.size() > most)
         idle.erase(idle.begin());
+}
+
+void CursorPool::forget(const ByteSource& file) {
+    const std::lock_guard guard(lock);
+    std::erase_if(idle, [&](const auto& cursor) { return &cursor->source() == &file; });
 }
 
 } // namespace Tilewright::Io

@@ -1,7 +1,8 @@
 /// ChunkCursor: a place in a chunk of a file, up to which it has been decoded.
 ///
 /// A chunk can only be decoded from its beginning. A cursor goes on from where the last visit ended, and
-/// keeps its memory from chunk to chunk. CursorPool lends cursors to threads.
+/// keeps its memory from chunk to chunk. CursorPool lends cursors to threads; all files share it, so that
+/// those of thousands of files take no more memory than those of one.
 #pragma once
 
 #include <cstddef>
@@ -21,6 +22,7 @@ public:
     ChunkCursor(const ByteSource& file, const CompressionRecord& record, const LazChunks& chunks,
                 const ByteSelection& wanted);
 
+    const ByteSource& source() const noexcept { return file; }
     const ByteSelection& selection() const noexcept { return wanted; }
     /// Whether it can go on to point `first` of a chunk, both counted from 0.
     bool leadsTo(std::size_t otherChunk, std::uint64_t first) const noexcept {
@@ -52,10 +54,16 @@ private:
 
 class CursorPool {
 public:
+    /// The one of the process.
+    static CursorPool& shared();
+
     /// A cursor that decodes what is `wanted`, best of all one that leads to the point. Null if there is
     /// none.
-    std::unique_ptr<ChunkCursor> take(std::size_t chunk, std::uint64_t first, const ByteSelection& wanted);
+    std::unique_ptr<ChunkCursor> take(const ByteSource& file, std::size_t chunk, std::uint64_t first,
+                                      const ByteSelection& wanted);
     void giveBack(std::unique_ptr<ChunkCursor> cursor);
+    /// To be called before a file goes.
+    void forget(const ByteSource& file);
 
 private:
     std::mutex lock;

@@ -69,6 +69,8 @@ LazFile::LazFile(std::unique_ptr<ByteSource> source)
     copc = naming(*file, [this] { return readOctree(); });
 }
 
+LazFile::~LazFile() { CursorPool::shared().forget(*file); }
+
 std::optional<CopcOctree> LazFile::readOctree() const {
     std::array<std::byte, 589> start;
     if (!isCopc(std::span(start).first(file->read(0, start))) || parts.list.empty())
@@ -139,13 +141,14 @@ void LazFile::visitWanted(std::uint64_t first, std::uint64_t n, const ByteSelect
                           const RecordVisitor& visitor) const {
     // Pointwise chunks are decoded as a whole.
     const ByteSelection selection = record.isLayered() ? wanted : ByteSelection::all(head.recordLength);
+    CursorPool& cursors = CursorPool::shared();
     auto chunk = std::ranges::upper_bound(parts.list, first, {}, &Chunk::firstPoint) - 1;
     for (; n != 0; ++chunk) {
         const auto i = static_cast<std::size_t>(chunk - parts.list.begin());
         const std::uint64_t begin = first - chunk->firstPoint;
         const std::uint64_t now = std::min(n, chunk->pointCount - begin);
         try {
-            std::unique_ptr<ChunkCursor> cursor = cursors.take(i, begin, selection);
+            std::unique_ptr<ChunkCursor> cursor = cursors.take(*file, i, begin, selection);
             if (!cursor)
                 cursor = std::make_unique<ChunkCursor>(*file, record, parts, selection);
             cursor->visit(i, begin, now, visitor);

@@ -39,6 +39,7 @@ public:
     /// Throws InputError, with one line for the user, for whatever is not such a file. Damage inside a chunk
     /// shows only when it is decoded; the message names the chunk then.
     explicit LazFile(std::unique_ptr<ByteSource> file);
+    ~LazFile() override;
 
     const LasHeader& header() const noexcept { return head; }
     const CompressionRecord& compression() const noexcept { return record; }
@@ -71,7 +72,6 @@ private:
     std::uint64_t count = 0;
     std::optional<CopcOctree> copc;
     RecordFormat records;
-    mutable CursorPool cursors;
 };
 
 } // namespace Tilewright::Io
