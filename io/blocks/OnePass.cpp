@@ -16,30 +16,30 @@ namespace Tilewright::Io {
 
 namespace {
 
-/// Points of a piece where a source may be cut anywhere: their cells and values fit a processor's cache.
+/// Points of a piece, unless a stretch has more: their cells and values fit a processor's cache.
 constexpr std::uint64_t usualPiece = 1 << 15;
 /// So few that what is worked out of them stays in the innermost cache.
 constexpr std::size_t pointsAtATime = 512;
 /// Points that wait for their turn at most.
 constexpr std::size_t mostWaiting = 1 << 18;
 
+/// Stretches that lie one after the other.
 struct Piece {
     std::size_t source;
     std::uint64_t first;
     std::uint64_t count;
 };
 
-std::vector<Piece> cutIntoPieces(const PointCloud& cloud) {
+std::vector<Piece> joinStretches(const std::vector<Stretch>& stretches) {
     std::vector<Piece> pieces;
-    for (std::size_t s = 0; s < cloud.sources().size(); ++s) {
-        const PointSource& source = *cloud.sources()[s];
-        for (const SourcePiece& piece : source.pieces())
-            pieces.push_back({s, piece.first, piece.count});
-        const std::uint64_t end = source.pointCount();
-        std::uint64_t first =
-            pieces.empty() || pieces.back().source != s ? 0 : pieces.back().first + pieces.back().count;
-        for (; first < end; first += usualPiece)
-            pieces.push_back({s, first, std::min(usualPiece, end - first)});
+    for (const Stretch& stretch : stretches) {
+        const bool goesOn = !pieces.empty() && pieces.back().source == stretch.source &&
+                            pieces.back().first + pieces.back().count == stretch.first &&
+                            pieces.back().count + stretch.count <= usualPiece;
+        if (goesOn)
+            pieces.back().count += stretch.count;
+        else
+            pieces.push_back({stretch.source, stretch.first, stretch.count});
     }
     return pieces;
 }
@@ -162,9 +162,10 @@ std::optional<std::uint64_t> bytesOfStates(const ReductionPlan& plan, const Bloc
     return perCell * lattice.cells();
 }
 
-ReducedCells reduceInOnePass(const PointCloud& cloud, const BlockLattice& lattice, const OnePassJob& job,
-                             const StepReport& report) {
-    const std::vector<Piece> pieces = cutIntoPieces(cloud);
+ReducedCells reduceInOnePass(const PointCloud& cloud, const CloudIndex& index, const BlockLattice& lattice,
+                             const OnePassJob& job, const StepReport& report) {
+    const std::vector<Piece> pieces = joinStretches(index.stretches);
+    const std::uint64_t points = cloud.pointCount() - index.skippedPoints;
     CellStates states(job.plan, lattice);
     Turnstile turns;
     Workspaces<PieceReader> readers([&] { return std::make_unique<PieceReader>(cloud, lattice, job); });
@@ -172,7 +173,7 @@ ReducedCells reduceInOnePass(const PointCloud& cloud, const BlockLattice& lattic
     forEachPiece(
         job.threads, pieces.size(),
         [&](std::size_t p) {
-            if (report && !report(done, cloud.pointCount()))
+            if (report && !report(done, points))
                 throw Interruption();
             const auto reader = readers.borrow();
             bool isIn = false;

@@ -25,7 +25,7 @@ struct ReducedCells {
     std::vector<Quill::ArrayPtr> values;
     /// Points that lie in the raster and pass the selection.
     std::uint64_t points = 0;
-    /// Of all points of the cloud.
+    /// Of all points that were read.
     PointMeasures measures;
 };
 
@@ -40,9 +40,10 @@ struct OnePassJob {
     unsigned threads = 1;
 };
 
-/// Points outside the lattice are left out. Throws Interruption when `report` answers false, which counts
-/// points; and InputError for a cell with more points than can be counted.
-ReducedCells reduceInOnePass(const PointCloud& cloud, const BlockLattice& lattice, const OnePassJob& job,
-                             const StepReport& report);
+/// Reduces the points of all stretches of the index. Points outside the lattice are left out. Throws
+/// Interruption when `report` answers false, which counts points; and InputError for a cell with more points
+/// than can be counted.
+ReducedCells reduceInOnePass(const PointCloud& cloud, const CloudIndex& index, const BlockLattice& lattice,
+                             const OnePassJob& job, const StepReport& report);
 
 } // namespace Tilewright::Io

@@ -8,6 +8,7 @@
 #include <io/blocks/SquareReader.h>
 #include <io/system/Parallel.h>
 #include <io/system/ScratchFile.h>
+#include <io/system/Workspaces.h>
 
 namespace Tilewright::Io {
 
@@ -34,15 +35,24 @@ private:
         std::uint64_t record;
     };
     struct Run {
-        std::uint32_t source = 0;
-        std::uint64_t first = 0;
-        std::uint64_t count = 0;
         const RecordLayout* layout = nullptr;
         /// Of the squares that have records in the run, ascending, with an end after the last.
         std::vector<Begin> begins;
         /// In memory, or else at this place of the scratch file.
         std::vector<std::byte> bytes;
         std::uint64_t offset = 0;
+    };
+    /// Records that lie one after the other and are read at once. They make one run, or several where they
+    /// are more than one has room for.
+    struct Part {
+        std::uint32_t source = 0;
+        std::uint64_t first = 0;
+        std::uint64_t count = 0;
+        const RecordLayout* layout = nullptr;
+        std::uint64_t recordsOfRun = 0;
+        /// Where its records begin in the scratch file.
+        std::uint64_t offset = 0;
+        std::vector<Run> runs;
     };
     /// What a thread needs to sort a run, kept from run to run.
     struct Workspace {
@@ -52,9 +62,9 @@ private:
         std::vector<std::uint32_t> places;
     };
 
-    void planRuns(const CloudIndex& index, const PointNeeds& needs, const ReadingPlan& plan);
-    void sortRun(Run& run, const PointNeeds& needs, Workspace& space);
-    void collect(const Run& run, const PointNeeds& needs, Workspace& space) const;
+    void planParts(const CloudIndex& index, const PointNeeds& needs, const ReadingPlan& plan);
+    void sortPart(Part& part, const PointNeeds& needs, Workspace& space);
+    void sortRun(Part& part, Workspace& space);
     template <class Visitor> void forEachPiece(const Square& square, Visitor&& visit) const;
 
     const PointCloud& Cloud;
@@ -62,7 +72,7 @@ private:
     std::uint64_t Side;
     std::uint64_t Across;
     std::vector<std::unique_ptr<RecordLayout>> Layouts;
-    std::vector<Run> Runs;
+    std::vector<Part> Parts;
     std::unique_ptr<ScratchFile> Scratch;
     std::atomic<std::uint64_t> Wanted = 0;
 };
@@ -104,35 +114,21 @@ constexpr std::uint64_t recordsAtATime = 4096;
 SortedReader::SortedReader(const PointCloud& cloud, const CloudIndex& index, const BlockLattice& lattice,
                            const PointNeeds& needs, std::uint64_t side, const ReadingPlan& plan)
     : Cloud(cloud), Lattice(lattice), Side(side), Across(lattice.squaresAcross(side)) {
-    planRuns(index, needs, plan);
-    std::vector<Workspace> spaces(plan.threads);
-    std::vector<Workspace*> idle;
-    idle.reserve(spaces.size());
-    for (Workspace& space : spaces)
-        idle.push_back(&space);
-    std::mutex lock;
-    const auto takeSpace = [&] {
-        const std::lock_guard guard(lock);
-        Workspace* const space = idle.back();
-        idle.pop_back();
-        return space;
-    };
+    planParts(index, needs, plan);
+    Workspaces<Workspace> spaces([] { return std::make_unique<Workspace>(); });
     std::atomic<std::size_t> done = 0;
-    Io::forEachPiece(plan.threads, Runs.size(), [&](std::size_t r) {
-        if (plan.report && !plan.report(done, Runs.size()))
+    Io::forEachPiece(plan.threads, Parts.size(), [&](std::size_t p) {
+        if (plan.report && !plan.report(done, Parts.size()))
             throw Interruption();
-        Workspace* const space = takeSpace();
-        sortRun(Runs[r], needs, *space);
-        const std::lock_guard guard(lock);
-        idle.push_back(space);
+        sortPart(Parts[p], needs, *spaces.borrow());
         ++done;
     });
 }
 
-void SortedReader::planRuns(const CloudIndex& index, const PointNeeds& needs, const ReadingPlan& plan) {
+void SortedReader::planParts(const CloudIndex& index, const PointNeeds& needs, const ReadingPlan& plan) {
     std::uint64_t bytes = 0;
     for (const Stretch& stretch : index.stretches) {
-        if (Runs.empty() || Runs.back().source != stretch.source)
+        if (Parts.empty() || Parts.back().source != stretch.source)
             Layouts.push_back(std::make_unique<RecordLayout>(
                 compactLayout(Cloud.sources()[stretch.source]->format(), needs.fields)));
         const std::uint64_t length = Layouts.back()->format.recordLength;
@@ -140,31 +136,36 @@ void SortedReader::planRuns(const CloudIndex& index, const PointNeeds& needs, co
         const std::uint64_t perRecord = 2 * length + sizeof(std::uint64_t);
         const std::uint64_t most =
             std::clamp(plan.memory / 4 / plan.threads / perRecord, shortestRun, longestRun);
-        if (Runs.empty() || Runs.back().source != stretch.source || Runs.back().count + stretch.count > most)
-            Runs.push_back({stretch.source, stretch.first, 0, Layouts.back().get(), {}, {}, bytes});
-        Runs.back().count += stretch.count;
+        const bool goesOn = !Parts.empty() && Parts.back().source == stretch.source &&
+                            Parts.back().first + Parts.back().count == stretch.first &&
+                            Parts.back().count + stretch.count <= most;
+        if (!goesOn)
+            Parts.push_back({stretch.source, stretch.first, 0, Layouts.back().get(), most, bytes, {}});
+        Parts.back().count += stretch.count;
         bytes += stretch.count * length;
     }
     if (bytes > plan.memory / 2)
         Scratch = std::make_unique<ScratchFile>(plan.scratch);
 }
 
-void SortedReader::collect(const Run& run, const PointNeeds& needs, Workspace& space) const {
-    const PointSource& source = *Cloud.sources()[run.source];
+/// Reads a part and sorts it, run by run.
+void SortedReader::sortPart(Part& part, const PointNeeds& needs, Workspace& space) {
+    const PointSource& source = *Cloud.sources()[part.source];
     const RecordFormat& format = source.format();
-    const RecordLayout& compact = *run.layout;
+    const RecordLayout& compact = *part.layout;
     const std::vector<PointField> fields = fieldsIn(format, needs.fields);
     const std::size_t length = compact.format.recordLength;
     const std::size_t positionLength = fields.empty() ? length : compact.fields.front().position;
-    space.squares.clear();
-    space.records.resize(run.count * length);
     PointFinder finder(Lattice, Lattice.whole(), needs.selection);
     const RecordLayout layout{format, fields};
-    std::byte* to = space.records.data();
     const std::uint64_t northernRow = Lattice.y().cells() - 1;
+    space.squares.clear();
     source.visit(
-        run.first, run.count, bytesRead(format, needs), [&](const std::byte* records, std::size_t n) {
+        part.first, part.count, bytesRead(format, needs), [&](const std::byte* records, std::size_t n) {
             const FoundPoints& found = finder.find(layout, records, n);
+            space.records.resize(
+                std::max(space.records.size(), (space.squares.size() + found.ordinals.size()) * length));
+            std::byte* to = space.records.data() + space.squares.size() * length;
             for (std::size_t i = 0; i < found.ordinals.size(); ++i) {
                 const std::byte* const from = records + found.ordinals[i] * format.recordLength;
                 std::memcpy(to, from, positionLength);
@@ -174,45 +175,52 @@ void SortedReader::collect(const Run& run, const PointNeeds& needs, Workspace& s
                 space.squares.push_back((northernRow - finder.rows()[i]) / Side * Across +
                                         finder.columns()[i] / Side);
             }
+            if (space.squares.size() >= part.recordsOfRun)
+                sortRun(part, space);
         });
+    sortRun(part, space);
 }
 
-void SortedReader::sortRun(Run& run, const PointNeeds& needs, Workspace& space) {
-    collect(run, needs, space);
+/// Makes a run of the records in the workspace.
+void SortedReader::sortRun(Part& part, Workspace& space) {
     const std::size_t count = space.squares.size();
-    const std::size_t length = run.layout->format.recordLength;
-    Wanted += count;
-    run.begins.clear();
-    if (count != 0) {
-        const auto [low, high] = std::ranges::minmax(space.squares);
-        space.places.assign(high - low + 2, 0);
-        for (const std::uint64_t square : space.squares)
-            ++space.places[square - low + 1];
-        std::partial_sum(space.places.begin(), space.places.end(), space.places.begin());
-        for (std::uint64_t square = low; square <= high; ++square)
-            if (space.places[square - low] != space.places[square - low + 1])
-                run.begins.push_back({square, space.places[square - low]});
-        run.begins.push_back({high + 1, count});
-        space.sorted.resize(count * length);
-        for (std::size_t i = 0; i < count; ++i)
-            std::memcpy(space.sorted.data() + length * space.places[space.squares[i] - low]++,
-                        space.records.data() + i * length, length);
-    }
+    if (count == 0)
+        return;
+    const std::size_t length = part.layout->format.recordLength;
+    Run run{part.layout, {}, {}, part.offset};
+    const auto [low, high] = std::ranges::minmax(space.squares);
+    space.places.assign(high - low + 2, 0);
+    for (const std::uint64_t square : space.squares)
+        ++space.places[square - low + 1];
+    std::partial_sum(space.places.begin(), space.places.end(), space.places.begin());
+    for (std::uint64_t square = low; square <= high; ++square)
+        if (space.places[square - low] != space.places[square - low + 1])
+            run.begins.push_back({square, space.places[square - low]});
+    run.begins.push_back({high + 1, count});
+    space.sorted.resize(count * length);
+    for (std::size_t i = 0; i < count; ++i)
+        std::memcpy(space.sorted.data() + length * space.places[space.squares[i] - low]++,
+                    space.records.data() + i * length, length);
     if (Scratch)
         Scratch->write(run.offset, std::span(space.sorted.data(), count * length));
     else
         run.bytes.assign(space.sorted.begin(),
                          space.sorted.begin() + static_cast<std::ptrdiff_t>(count * length));
+    part.runs.push_back(std::move(run));
+    part.offset += count * length;
+    Wanted += count;
+    space.squares.clear();
 }
 
 /// Calls `visit(run, first, count)` for the records of a square in each run.
 template <class Visitor> void SortedReader::forEachPiece(const Square& square, Visitor&& visit) const {
     const std::uint64_t number = square.down * Across + square.across;
-    for (const Run& run : Runs) {
-        const auto begin = std::ranges::lower_bound(run.begins, number, {}, &Begin::square);
-        if (begin != run.begins.end() && begin->square == number && begin + 1 != run.begins.end())
-            visit(run, begin->record, (begin + 1)->record - begin->record);
-    }
+    for (const Part& part : Parts)
+        for (const Run& run : part.runs) {
+            const auto begin = std::ranges::lower_bound(run.begins, number, {}, &Begin::square);
+            if (begin != run.begins.end() && begin->square == number && begin + 1 != run.begins.end())
+                visit(run, begin->record, (begin + 1)->record - begin->record);
+        }
 }
 
 void SortedReader::visit(const Square& square, const RecordVisitor& visitor) const {

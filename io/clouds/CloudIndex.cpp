@@ -18,20 +18,37 @@ constexpr std::uint64_t mostStretches = std::uint64_t(1) << 18;
 /// Points that a thread takes at a time.
 constexpr std::uint64_t pointsAtATime = 64 * usualStretch;
 
-std::vector<Stretch> cutIntoStretches(const PointCloud& cloud) {
+bool isElsewhere(const SourcePiece& piece, const IndexWindow& window) {
+    if (!window || !piece.statedBox)
+        return false;
+    bool isApart = false;
+    for (std::size_t axis = 0; axis < 2; ++axis)
+        isApart |= piece.statedBox->high[axis] < window->low[axis] ||
+                   piece.statedBox->low[axis] > window->high[axis];
+    return isApart;
+}
+
+/// An index of stretches without boxes; what is skipped adds the bounds that its file states.
+CloudIndex cutIntoStretches(const PointCloud& cloud, const IndexWindow& window) {
     const std::uint64_t length = std::max(usualStretch, cloud.pointCount() / mostStretches + 1);
-    std::vector<Stretch> stretches;
+    CloudIndex index;
     for (std::uint32_t s = 0; s < cloud.sources().size(); ++s) {
         const PointSource& source = *cloud.sources()[s];
+        const std::optional<PointBounds> bounds = source.statedBounds();
         std::uint64_t first = 0;
         for (const SourcePiece& piece : source.pieces()) {
-            stretches.push_back({s, piece.first, piece.count, {}, {}});
             first = piece.first + piece.count;
+            if (bounds && isElsewhere(piece, window)) {
+                index.skippedPoints += piece.count;
+                index.bounds.add(*bounds);
+            } else {
+                index.stretches.push_back({s, piece.first, piece.count, {}, {}});
+            }
         }
         for (; first < source.pointCount(); first += length)
-            stretches.push_back({s, first, std::min(length, source.pointCount() - first), {}, {}});
+            index.stretches.push_back({s, first, std::min(length, source.pointCount() - first), {}, {}});
     }
-    return stretches;
+    return index;
 }
 
 /// Where the work of a thread begins among the stretches, with an end after the last.
@@ -65,22 +82,20 @@ PointMeasures measure(const PointSource& source, const std::vector<std::string>&
 
 } // namespace
 
-std::optional<CloudIndex> statedIndex(const PointCloud& cloud) {
-    CloudIndex index;
+std::optional<CloudIndex> statedIndex(const PointCloud& cloud, const IndexWindow& window) {
+    CloudIndex index = cutIntoStretches(cloud, window);
     for (const auto& source : cloud.sources()) {
         const std::optional<PointBounds> bounds = source->statedBounds();
         if (!bounds)
             return std::nullopt;
         index.bounds.add(*bounds);
     }
-    index.stretches = cutIntoStretches(cloud);
     return index;
 }
 
 CloudIndex indexCloud(const PointCloud& cloud, const std::vector<std::string>& fieldsToMeasure,
-                      unsigned threads, const StepReport& report) {
-    CloudIndex index;
-    index.stretches = cutIntoStretches(cloud);
+                      unsigned threads, const StepReport& report, const IndexWindow& window) {
+    CloudIndex index = cutIntoStretches(cloud, window);
     PointMeasures all(fieldsToMeasure);
     std::atomic<std::uint64_t> done = 0;
     std::mutex lock;
@@ -97,7 +112,7 @@ CloudIndex indexCloud(const PointCloud& cloud, const std::vector<std::string>& f
         const std::lock_guard guard(lock);
         all.add(measures);
     });
-    index.bounds = all.bounds();
+    index.bounds.add(all.bounds());
     index.ranges = all.ranges();
     return index;
 }

@@ -33,14 +33,22 @@ struct CloudIndex {
     PointBounds bounds;
     /// Of the attributes asked for, in their order.
     std::vector<FieldRange> ranges;
+    /// Points that are in no stretch, as their file states that they lie elsewhere. The bounds are then those
+    /// that the files state, and whatever was found beyond them.
+    std::uint64_t skippedPoints = 0;
 };
+
+/// Nothing outside `window` is of interest: what a file states to lie elsewhere, as COPC does of its nodes,
+/// is not read.
+using IndexWindow = std::optional<CoordinateBox>;
 
 /// The index as far as it is known without reading any points: no stretch has a box, the bounds are what the
 /// files state, and nothing is known of attributes. None if a file states no bounds.
-TILEWRIGHT_API std::optional<CloudIndex> statedIndex(const PointCloud& cloud);
+TILEWRIGHT_API std::optional<CloudIndex> statedIndex(const PointCloud& cloud, const IndexWindow& window = {});
 
 /// Throws Interruption when `report` answers false; it counts points.
 TILEWRIGHT_API CloudIndex indexCloud(const PointCloud& cloud, const std::vector<std::string>& fieldsToMeasure,
-                                     unsigned threads, const StepReport& report);
+                                     unsigned threads, const StepReport& report,
+                                     const IndexWindow& window = {});
 
 } // namespace Tilewright::Io

@@ -67,10 +67,10 @@ BlockSource blockSource(const PlannedRun& run, const BlockLattice& lattice, cons
                    const std::vector<RasterDescription>& files, BlockSink& sink) {
             return runJob(job, lattice, *reader, files, sink, reportOf(progress, "rastering"));
         };
-    const auto cells =
-        run.cells ? run.cells
-                  : std::make_shared<const ReducedCells>(reduceInOnePass(
-                        *run.cloud, lattice, {job.plan, {}, job.threads}, reportOf(progress, "rastering")));
+    const auto cells = run.cells ? run.cells
+                                 : std::make_shared<const ReducedCells>(reduceInOnePass(
+                                       *run.cloud, run.index, lattice, {job.plan, {}, job.threads},
+                                       reportOf(progress, "rastering")));
     return [&, cells](const std::vector<RasterDescription>& files, BlockSink& sink) {
         return runJob(job, lattice, *cells, files, sink);
     };

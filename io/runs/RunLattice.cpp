@@ -53,6 +53,15 @@ LatticeRequests latticeRequests(const RasterRequest& request, const RunInput& in
     return {settled(axisOf(like, bounds, 0)), settled(axisOf(like, bounds, 1))};
 }
 
+std::optional<CoordinateBox> windowOf(const RasterRequest& request, const RunInput& input) {
+    const RasterRequest cells = input.like ? withCellsOf(*input.like, request) : request;
+    if (!cells.bounds)
+        return std::nullopt;
+    const auto& [west, south, east, north] = *cells.bounds;
+    const auto& [width, height] = cells.cell;
+    return CoordinateBox{{west - width, south - height}, {east + width, north + height}};
+}
+
 std::array<double, 4> extentOf(const BlockLattice& lattice) {
     return {lattice.x().edge(0), lattice.y().edge(0),
             lattice.x().edge(static_cast<std::int64_t>(lattice.x().cells())),

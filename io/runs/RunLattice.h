@@ -22,6 +22,9 @@ LatticeRequests latticeRequests(const RasterRequest& request, const RunInput& in
 /// for so few points that their size must be a mistake.
 void checkLattice(const BlockLattice& lattice, const RasterRequest& request, const RunInput& input);
 
+/// What the raster can reach, and a cell more; none where it reaches all points.
+std::optional<CoordinateBox> windowOf(const RasterRequest& request, const RunInput& input);
+
 /// West, south, east, north.
 std::array<double, 4> extentOf(const BlockLattice& lattice);
 

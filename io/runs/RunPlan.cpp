@@ -202,7 +202,7 @@ public:
 
     PlannedRun planMeasured() const {
         return planBy(indexCloud(*Input.cloud, FieldsToMeasure, threadsWanted(Request),
-                                 reportOf(Progress, "measuring")));
+                                 reportOf(Progress, "measuring"), window()));
     }
 
     /// Plans by what the files state of themselves, reduces the points, and measures them meanwhile. None if
@@ -214,7 +214,9 @@ public:
         checkOutputs(guess->plan);
         const auto cells = std::make_shared<const ReducedCells>(reduceCloud(*guess));
         CloudIndex index = guess->index;
-        index.bounds = cells->measures.bounds();
+        if (index.skippedPoints == 0)
+            index.bounds = {};
+        index.bounds.add(cells->measures.bounds());
         index.ranges = cells->measures.ranges();
         PlannedRun run = planBy(std::move(index));
         if (run.plan.lattice != guess->plan.lattice || run.plan.job.plan != guess->plan.job.plan)
@@ -229,8 +231,11 @@ private:
         return {std::move(plan), Input.cloud, std::move(index)};
     }
 
+    /// How attributes are scaled depends on all points, so that a run that measures some reads them all.
+    IndexWindow window() const { return FieldsToMeasure.empty() ? windowOf(Request, Input) : std::nullopt; }
+
     std::optional<PlannedRun> planStated() const {
-        std::optional<CloudIndex> index = statedIndex(*Input.cloud);
+        std::optional<CloudIndex> index = statedIndex(*Input.cloud, window());
         if (!index)
             return std::nullopt;
         index->ranges.resize(FieldsToMeasure.size());
@@ -244,7 +249,7 @@ private:
 
     ReducedCells reduceCloud(const PlannedRun& run) const {
         return whileUnchanged(*run.cloud, [&] {
-            return reduceInOnePass(*run.cloud, run.plan.makeLattice(),
+            return reduceInOnePass(*run.cloud, run.index, run.plan.makeLattice(),
                                    {run.plan.job.plan, FieldsToMeasure, run.plan.job.threads},
                                    reportOf(Progress, "rastering"));
         });

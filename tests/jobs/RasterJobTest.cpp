@@ -82,7 +82,7 @@ protected:
 
     std::array<std::string, 2> makeInOnePass(unsigned onThreads, const StepReport& report) const {
         const ReducedCells cells =
-            reduceInOnePass(*Cloud, *Lattice, {Plan, {"Intensity"}, onThreads}, report);
+            reduceInOnePass(*Cloud, Index, *Lattice, {Plan, {"Intensity"}, onThreads}, report);
         EXPECT_EQ(Index.bounds.low, cells.measures.bounds().low);
         EXPECT_EQ(Index.bounds.high, cells.measures.bounds().high);
         EXPECT_EQ(Index.ranges[0].greatest, cells.measures.ranges()[0].greatest);
@@ -153,18 +153,6 @@ TEST_F(RasterJobTest, HeadersThatLieAboutTheirPointsChangeNothing) {
         }
 }
 
-/// The pixels of a raster's only band, in rows from the north.
-template <class T> std::vector<T> pixelsOf(const fs::path& path, GDALDataType type) {
-    GDALAllRegister();
-    const std::unique_ptr<GDALDataset> raster(GDALDataset::FromHandle(GDALOpen(path.c_str(), GA_ReadOnly)));
-    const int width = raster->GetRasterXSize(), height = raster->GetRasterYSize();
-    std::vector<T> pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
-    EXPECT_EQ(raster->GetRasterBand(1)->RasterIO(GF_Read, 0, 0, width, height, pixels.data(), width, height,
-                                                 type, 0, 0, nullptr),
-              CE_None);
-    return pixels;
-}
-
 TEST_F(RasterJobTest, PartsInMemoryAreTheFilesTogether) {
     const auto reader = makeReader(true, threads);
     make(*reader, threads, {});
@@ -185,8 +173,8 @@ TEST_F(RasterJobTest, PartsInMemoryAreTheFilesTogether) {
         points += runJob(job, *Lattice, *reader, describe(), sink, {}).points;
     }
     EXPECT_EQ(points, 12000U);
-    EXPECT_EQ(heights, pixelsOf<float>(Top / "height.tif", GDT_Float32));
-    EXPECT_EQ(counts, pixelsOf<unsigned int>(Top / "count.tif", GDT_UInt32));
+    EXPECT_EQ(heights, pixelsOf<float>(Top / "height.tif"));
+    EXPECT_EQ(counts, pixelsOf<unsigned int>(Top / "count.tif"));
 }
 
 TEST(MemorySinkTest, TakesWhatLiesInItsPart) {
