@@ -11,19 +11,6 @@ namespace {
 /// No raster has so many columns or rows.
 constexpr std::uint32_t outside = std::numeric_limits<std::uint32_t>::max();
 
-PointField coordinateField(const RecordFormat& format, std::size_t axis) {
-    PointField field;
-    const bool isScaled = format.position == RecordFormat::Position::ScaledIntegers;
-    field.type = FieldType::Double;
-    field.storage = isScaled ? PointField::Storage::Int32 : PointField::Storage::Double;
-    field.size = isScaled ? 4 : 8;
-    field.position = axis * field.size;
-    field.scaled = isScaled;
-    field.scale = format.scale[axis];
-    field.offset = format.offset[axis];
-    return field;
-}
-
 /// All coordinates that cells of the window can have, and some more.
 CoordinateBox boxOf(const BlockLattice& lattice, const CellWindow& window) {
     const auto low = [](const LatticeAxis& axis, std::uint64_t first) {
@@ -89,9 +76,9 @@ void PointFinder::decode(const RecordFormat& format, const std::byte* records, s
     for (std::size_t axis = 0; axis < 3; ++axis) {
         const std::span<double> values(Coordinates[axis].data(), found);
         if (found == count)
-            decodeField(format, coordinateField(format, axis), records, values);
+            decodeField(format, format.coordinates[axis], records, values);
         else
-            decodeFieldAt(format, coordinateField(format, axis), records, std::span(Ordinals.data(), found),
+            decodeFieldAt(format, format.coordinates[axis], records, std::span(Ordinals.data(), found),
                           values);
     }
 }

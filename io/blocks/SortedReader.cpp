@@ -80,17 +80,42 @@ private:
 /// The records of `format` cut down to their positions and the given fields.
 RecordLayout compactLayout(const RecordFormat& format, const std::vector<CloudField>& wanted) {
     RecordLayout layout{format, fieldsIn(format, wanted)};
-    const bool isScaled = format.position == RecordFormat::Position::ScaledIntegers;
-    layout.format.recordLength = 3 * (isScaled ? sizeof(std::int32_t) : sizeof(double));
-    for (PointField& field : layout.fields) {
+    layout.format.recordLength = 0;
+    const auto append = [&layout](PointField& field) {
         field.position = layout.format.recordLength;
         layout.format.recordLength += field.size;
-    }
+    };
+    std::ranges::for_each(layout.format.coordinates, append);
+    std::ranges::for_each(layout.fields, append);
     layout.format.fields = layout.fields;
     return layout;
 }
 
-void copyField(std::byte* to, const std::byte* from, std::size_t size) {
+/// Bytes of a record that its compact form has, too.
+struct KeptBytes {
+    std::size_t from;
+    std::size_t to;
+    std::size_t size;
+};
+
+/// What `compact` keeps of the records of `layout`, in as few copies as will do.
+std::vector<KeptBytes> keptBytes(const RecordLayout& layout, const RecordLayout& compact) {
+    std::vector<KeptBytes> kept;
+    const auto keep = [&kept](const PointField& from, const PointField& to) {
+        if (!kept.empty() && kept.back().from + kept.back().size == from.position &&
+            kept.back().to + kept.back().size == to.position)
+            kept.back().size += from.size;
+        else
+            kept.push_back({from.position, to.position, from.size});
+    };
+    for (std::size_t axis = 0; axis < 3; ++axis)
+        keep(layout.format.coordinates[axis], compact.format.coordinates[axis]);
+    for (std::size_t f = 0; f < layout.fields.size(); ++f)
+        keep(layout.fields[f], compact.fields[f]);
+    return kept;
+}
+
+void copyBytes(std::byte* to, const std::byte* from, std::size_t size) {
     switch (size) {
     case 1:
         *to = *from;
@@ -100,6 +125,9 @@ void copyField(std::byte* to, const std::byte* from, std::size_t size) {
         return;
     case 4:
         std::memcpy(to, from, 4);
+        return;
+    case 12:
+        std::memcpy(to, from, 12);
         return;
     default:
         std::memcpy(to, from, size);
@@ -153,31 +181,29 @@ void SortedReader::sortPart(Part& part, const PointNeeds& needs, Workspace& spac
     const PointSource& source = *Cloud.sources()[part.source];
     const RecordFormat& format = source.format();
     const RecordLayout& compact = *part.layout;
-    const std::vector<PointField> fields = fieldsIn(format, needs.fields);
+    const RecordLayout layout{format, fieldsIn(format, needs.fields)};
+    const std::vector<KeptBytes> kept = keptBytes(layout, compact);
     const std::size_t length = compact.format.recordLength;
-    const std::size_t positionLength = fields.empty() ? length : compact.fields.front().position;
     PointFinder finder(Lattice, Lattice.whole(), needs.selection);
-    const RecordLayout layout{format, fields};
     const std::uint64_t northernRow = Lattice.y().cells() - 1;
     space.squares.clear();
-    source.visit(
-        part.first, part.count, bytesRead(format, needs), [&](const std::byte* records, std::size_t n) {
-            const FoundPoints& found = finder.find(layout, records, n);
-            space.records.resize(
-                std::max(space.records.size(), (space.squares.size() + found.ordinals.size()) * length));
-            std::byte* to = space.records.data() + space.squares.size() * length;
-            for (std::size_t i = 0; i < found.ordinals.size(); ++i) {
-                const std::byte* const from = records + found.ordinals[i] * format.recordLength;
-                std::memcpy(to, from, positionLength);
-                for (std::size_t f = 0; f < fields.size(); ++f)
-                    copyField(to + compact.fields[f].position, from + fields[f].position, fields[f].size);
-                to += length;
-                space.squares.push_back((northernRow - finder.rows()[i]) / Side * Across +
-                                        finder.columns()[i] / Side);
-            }
-            if (space.squares.size() >= part.recordsOfRun)
-                sortRun(part, space);
-        });
+    source.visit(part.first, part.count, bytesRead(format, needs),
+                 [&](const std::byte* records, std::size_t n) {
+                     const FoundPoints& found = finder.find(layout, records, n);
+                     space.records.resize(std::max(space.records.size(),
+                                                   (space.squares.size() + found.ordinals.size()) * length));
+                     std::byte* to = space.records.data() + space.squares.size() * length;
+                     for (std::size_t i = 0; i < found.ordinals.size(); ++i) {
+                         const std::byte* const from = records + found.ordinals[i] * format.recordLength;
+                         for (const KeptBytes& bytes : kept)
+                             copyBytes(to + bytes.to, from + bytes.from, bytes.size);
+                         to += length;
+                         space.squares.push_back((northernRow - finder.rows()[i]) / Side * Across +
+                                                 finder.columns()[i] / Side);
+                     }
+                     if (space.squares.size() >= part.recordsOfRun)
+                         sortRun(part, space);
+                 });
     sortRun(part, space);
 }
 

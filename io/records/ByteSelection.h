@@ -22,7 +22,8 @@ public:
 
     static ByteSelection positions(const RecordFormat& format) {
         ByteSelection selection(format.recordLength);
-        selection.add(0, 3 * (format.position == RecordFormat::Position::ScaledIntegers ? 4 : 8));
+        for (const PointField& coordinate : format.coordinates)
+            selection.add(coordinate);
         return selection;
     }
 

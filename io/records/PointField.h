@@ -1,5 +1,5 @@
-/// PointField: the attributes of points besides their positions, each with its value type and its place in
-/// the point's record.
+/// PointField: a number that each point has, a coordinate or an attribute, with its value type and its place
+/// in the point's record.
 #pragma once
 
 #include <cstddef>
@@ -43,8 +43,8 @@ template <class T> bool isFieldType(FieldType type) {
     return visitFieldType(type, []<class U>() { return std::is_same_v<T, U>; });
 }
 
-/// An attribute of points, with its place in their records. `name` is unique among the attributes of a
-/// source.
+/// A coordinate or an attribute of points, with its place in their records. `name` is unique among the fields
+/// of a source.
 struct TILEWRIGHT_API PointField {
     /// How the value lies in the record.
     enum class Storage { Bits, Int8, UInt16, Int16, UInt32, Int32, UInt64, Int64, Float, Double };
@@ -60,5 +60,13 @@ struct TILEWRIGHT_API PointField {
     double scale = 1;
     double offset = 0;
 };
+
+/// A field of numbers as they are stored. Its type is the one that holds them all, its size follows from
+/// `storage`, and its place is the start of the record.
+TILEWRIGHT_API PointField plainField(std::string name, PointField::Storage storage);
+
+/// The same of numbers that count steps of `scale` from `offset`: Double.
+TILEWRIGHT_API PointField scaledField(std::string name, PointField::Storage storage, double scale,
+                                      double offset);
 
 } // namespace Tilewright::Io

@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include <io/records/CoordinateStorage.h>
 #include <io/system/Bytes.h>
 
 namespace Tilewright::Io {
@@ -17,6 +18,7 @@ PointBounds boundsOfIntegers(const RecordFormat& format, const std::byte* record
     using Limits = std::numeric_limits<std::int32_t>;
     std::array<std::int32_t, 3> low = {Limits::max(), Limits::max(), Limits::max()};
     std::array<std::int32_t, 3> high = {Limits::min(), Limits::min(), Limits::min()};
+    record += format.coordinates[0].position;
     for (std::size_t i = 0; i < count; ++i, record += format.recordLength)
         for (std::size_t axis = 0; axis < 3; ++axis) {
             const auto raw = loadLittleEndian<std::int32_t>(record + 4 * axis);
@@ -25,22 +27,29 @@ PointBounds boundsOfIntegers(const RecordFormat& format, const std::byte* record
         }
     PointBounds box;
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        const double a = low[axis] * format.scale[axis] + format.offset[axis];
-        const double b = high[axis] * format.scale[axis] + format.offset[axis];
+        const PointField& field = format.coordinates[axis];
+        const double a = low[axis] * field.scale + field.offset;
+        const double b = high[axis] * field.scale + field.offset;
         box.low[axis] = std::min(a, b);
         box.high[axis] = std::max(a, b);
     }
     return box;
 }
 
-PointBounds boundsOfDoubles(const RecordFormat& format, const std::byte* record, std::size_t count) {
+/// The box of all others, decoded a few at a time.
+PointBounds boundsOfDecoded(const RecordFormat& format, const std::byte* records, std::size_t count) {
+    constexpr std::size_t atATime = 256;
+    std::array<double, 3 * atATime> xyz;
     PointBounds box;
-    for (std::size_t i = 0; i < count; ++i, record += format.recordLength)
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            const auto value = loadLittleEndian<double>(record + 8 * axis);
-            box.low[axis] = std::min(box.low[axis], value);
-            box.high[axis] = std::max(box.high[axis], value);
-        }
+    for (std::size_t first = 0; first < count; first += atATime) {
+        const std::size_t n = std::min(atATime, count - first);
+        decodePositions(format, records + first * format.recordLength, n, xyz.data());
+        for (std::size_t i = 0; i < n; ++i)
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                box.low[axis] = std::min(box.low[axis], xyz[3 * i + axis]);
+                box.high[axis] = std::max(box.high[axis], xyz[3 * i + axis]);
+            }
+    }
     return box;
 }
 
@@ -77,9 +86,9 @@ void PointSource::visitWanted(std::uint64_t first, std::uint64_t count, const By
 }
 
 PointBounds boundsOf(const RecordFormat& format, const std::byte* records, std::size_t count) {
-    return format.position == RecordFormat::Position::ScaledIntegers
+    return storageOf(format.coordinates) == CoordinateStorage::ScaledIntegers
                ? boundsOfIntegers(format, records, count)
-               : boundsOfDoubles(format, records, count);
+               : boundsOfDecoded(format, records, count);
 }
 
 PointBounds PointSource::bounds(std::uint64_t first, std::uint64_t count) const {

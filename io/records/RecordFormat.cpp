@@ -5,44 +5,14 @@
 #include <limits>
 #include <utility>
 
+#include <io/records/CoordinateStorage.h>
 #include <io/system/Bytes.h>
 
 namespace Tilewright::Io {
 
 namespace {
 
-/// Takes positions out of one record after the other, wherever `recordOf(i)` says that it lies.
-template <class RecordOf>
-void decodeTriples(const RecordFormat& format, std::size_t count, double* xyz, const RecordOf& recordOf) {
-    if (format.position == RecordFormat::Position::Doubles) {
-        for (std::size_t i = 0; i < count; ++i, xyz += 3)
-            for (std::size_t axis = 0; axis < 3; ++axis)
-                xyz[axis] = loadLittleEndian<double>(recordOf(i) + axis * sizeof(double));
-        return;
-    }
-    // Copies, since the compiler can't know that the output leaves scale and offset alone.
-    const auto [scaleX, scaleY, scaleZ] = format.scale;
-    const auto [offsetX, offsetY, offsetZ] = format.offset;
-    for (std::size_t i = 0; i < count; ++i, xyz += 3) {
-        const std::byte* const record = recordOf(i);
-        xyz[0] = loadLittleEndian<std::int32_t>(record) * scaleX + offsetX;
-        xyz[1] = loadLittleEndian<std::int32_t>(record + 4) * scaleY + offsetY;
-        xyz[2] = loadLittleEndian<std::int32_t>(record + 8) * scaleZ + offsetZ;
-    }
-}
-
-/// Without a branch for each record: in a strip across a window there is no guessing which lie inside.
-template <class Stored, class IsInside>
-std::size_t findRecords(const RecordFormat& format, const std::byte* record, std::size_t count,
-                        std::uint32_t* ordinals, const IsInside& isInside) {
-    std::size_t found = 0;
-    for (std::size_t i = 0; i < count; ++i, record += format.recordLength) {
-        ordinals[found] = static_cast<std::uint32_t>(i);
-        found +=
-            isInside(loadLittleEndian<Stored>(record), loadLittleEndian<Stored>(record + sizeof(Stored)));
-    }
-    return found;
-}
+constexpr std::array axisNames = {"X", "Y", "Z"};
 
 /// The stored integers that can stand for coordinates from low to high, and a few on either side: where the
 /// digits of a coordinate run out many integers stand for the same one.
@@ -113,9 +83,97 @@ template <class T, class Visitor> void withReader(const PointField& field, Visit
     }
 }
 
+/// Takes positions out of one record after the other, wherever `recordOf(i)` says that it lies.
+template <class RecordOf>
+void decodeTriples(const RecordFormat& format, std::size_t count, double* xyz, const RecordOf& recordOf) {
+    // Copies, since the compiler can't know that the output leaves the format alone.
+    const auto& [x, y, z] = format.coordinates;
+    const double scaleX = x.scale, scaleY = y.scale, scaleZ = z.scale;
+    const double offsetX = x.offset, offsetY = y.offset, offsetZ = z.offset;
+    const std::size_t first = x.position;
+    switch (storageOf(format.coordinates)) {
+    case CoordinateStorage::ScaledIntegers:
+        for (std::size_t i = 0; i < count; ++i, xyz += 3) {
+            const std::byte* const at = recordOf(i) + first;
+            xyz[0] = loadLittleEndian<std::int32_t>(at) * scaleX + offsetX;
+            xyz[1] = loadLittleEndian<std::int32_t>(at + 4) * scaleY + offsetY;
+            xyz[2] = loadLittleEndian<std::int32_t>(at + 8) * scaleZ + offsetZ;
+        }
+        return;
+    case CoordinateStorage::Doubles:
+        for (std::size_t i = 0; i < count; ++i, xyz += 3)
+            for (std::size_t axis = 0; axis < 3; ++axis)
+                xyz[axis] = loadLittleEndian<double>(recordOf(i) + first + axis * sizeof(double));
+        return;
+    case CoordinateStorage::Other:
+        for (std::size_t axis = 0; axis < 3; ++axis)
+            withReader<double>(format.coordinates[axis],
+                               [&, at = format.coordinates[axis].position](const auto& read) {
+                                   for (std::size_t i = 0; i < count; ++i)
+                                       xyz[3 * i + axis] = read(recordOf(i) + at);
+                               });
+    }
+}
+
+/// Without a branch for each record: in a strip across a window there is no guessing which lie inside.
+template <class Stored, class IsInside>
+std::size_t findRecords(const RecordFormat& format, const std::byte* records, std::size_t count,
+                        std::uint32_t* ordinals, const IsInside& isInside) {
+    const std::byte* at = records + format.coordinates[0].position;
+    std::size_t found = 0;
+    for (std::size_t i = 0; i < count; ++i, at += format.recordLength) {
+        ordinals[found] = static_cast<std::uint32_t>(i);
+        found += isInside(loadLittleEndian<Stored>(at), loadLittleEndian<Stored>(at + sizeof(Stored)));
+    }
+    return found;
+}
+
+/// The same for coordinates that have to be decoded first, a few at a time.
+template <class IsInside>
+std::size_t findDecoded(const RecordFormat& format, const std::byte* records, std::size_t count,
+                        std::uint32_t* ordinals, const IsInside& isInside) {
+    std::array<double, 256> x;
+    std::array<double, x.size()> y;
+    std::size_t found = 0;
+    for (std::size_t first = 0; first < count; first += x.size()) {
+        const std::size_t n = std::min(x.size(), count - first);
+        const std::byte* const from = records + first * format.recordLength;
+        decodeField(format, format.coordinates[0], from, std::span(x).first(n));
+        decodeField(format, format.coordinates[1], from, std::span(y).first(n));
+        for (std::size_t i = 0; i < n; ++i) {
+            ordinals[found] = static_cast<std::uint32_t>(first + i);
+            found += isInside(x[i], y[i]);
+        }
+    }
+    return found;
+}
+
 } // namespace
 
+std::array<PointField, 3> plainCoordinates(std::size_t position) {
+    std::array<PointField, 3> coordinates;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        coordinates[axis] = plainField(axisNames[axis], PointField::Storage::Double);
+        coordinates[axis].position = position + axis * sizeof(double);
+    }
+    return coordinates;
+}
+
+std::array<PointField, 3> scaledCoordinates(const std::array<double, 3>& scale,
+                                            const std::array<double, 3>& offset) {
+    std::array<PointField, 3> coordinates;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        coordinates[axis] =
+            scaledField(axisNames[axis], PointField::Storage::Int32, scale[axis], offset[axis]);
+        coordinates[axis].position = axis * sizeof(std::int32_t);
+    }
+    return coordinates;
+}
+
 const PointField* RecordFormat::findField(std::string_view name) const noexcept {
+    const auto coordinate = std::ranges::find(coordinates, name, &PointField::name);
+    if (coordinate != coordinates.end())
+        return &*coordinate;
     const auto found = std::ranges::find(fields, name, &PointField::name);
     return found != fields.end() ? &*found : nullptr;
 }
@@ -135,16 +193,23 @@ void decodePositionsAt(const RecordFormat& format, const std::byte* records,
 
 std::size_t findInBox(const RecordFormat& format, const std::byte* records, std::size_t count,
                       const CoordinateBox& box, std::uint32_t* ordinals) {
-    if (format.position == RecordFormat::Position::Doubles)
-        return findRecords<double>(format, records, count, ordinals, [&](double x, double y) {
-            return std::size_t{x >= box.low[0]} & std::size_t{x <= box.high[0]} &
-                   std::size_t{y >= box.low[1]} & std::size_t{y <= box.high[1]};
-        });
-    const StoredRange rangeX(box.low[0], box.high[0], format.scale[0], format.offset[0]);
-    const StoredRange rangeY(box.low[1], box.high[1], format.scale[1], format.offset[1]);
-    return findRecords<std::int32_t>(
-        format, records, count, ordinals,
-        [rangeX, rangeY](std::int32_t x, std::int32_t y) { return rangeX.has(x) & rangeY.has(y); });
+    const auto& [x, y, z] = format.coordinates;
+    const CoordinateStorage storage = storageOf(format.coordinates);
+    if (storage == CoordinateStorage::ScaledIntegers) {
+        const StoredRange rangeX(box.low[0], box.high[0], x.scale, x.offset);
+        const StoredRange rangeY(box.low[1], box.high[1], y.scale, y.offset);
+        return findRecords<std::int32_t>(format, records, count, ordinals,
+                                         [rangeX, rangeY](std::int32_t storedX, std::int32_t storedY) {
+                                             return rangeX.has(storedX) & rangeY.has(storedY);
+                                         });
+    }
+    const auto isInside = [box](double atX, double atY) {
+        return std::size_t{atX >= box.low[0]} & std::size_t{atX <= box.high[0]} &
+               std::size_t{atY >= box.low[1]} & std::size_t{atY <= box.high[1]};
+    };
+    return storage == CoordinateStorage::Doubles
+               ? findRecords<double>(format, records, count, ordinals, isInside)
+               : findDecoded(format, records, count, ordinals, isInside);
 }
 
 template <class T>

@@ -1,7 +1,7 @@
 /// RecordFormat: how points lie in records of one length, and how they are taken out of them.
 ///
-/// All point sources come down to such records, whether they are mapped from a LAS file or were put together
-/// while a text was read. What works on records works on every source.
+/// All point sources come down to such records, whether they lie in a LAS file or were put together while a
+/// text was read. What works on records works on every source.
 #pragma once
 
 #include <array>
@@ -16,23 +16,29 @@
 
 namespace Tilewright::Io {
 
-struct TILEWRIGHT_API RecordFormat {
-    /// A position stands at the start of its record: three 32-bit integers, each to be multiplied by a scale
-    /// and added to an offset, or three doubles as they are. Numbers are little-endian and unaligned.
-    enum class Position { ScaledIntegers, Doubles };
+/// X, Y and Z as doubles, one after the other from byte `position` of the record on.
+TILEWRIGHT_API std::array<PointField, 3> plainCoordinates(std::size_t position = 0);
 
+/// X, Y and Z as 32-bit integers, each to be multiplied by a scale and added to an offset, one after the
+/// other from the start of the record on.
+TILEWRIGHT_API std::array<PointField, 3> scaledCoordinates(const std::array<double, 3>& scale,
+                                                           const std::array<double, 3>& offset);
+
+/// Fields lie anywhere in a record, little-endian and unaligned.
+struct TILEWRIGHT_API RecordFormat {
     std::size_t recordLength = 0;
-    Position position = Position::Doubles;
-    std::array<double, 3> scale = {1.0, 1.0, 1.0};
-    std::array<double, 3> offset = {};
+    /// X, Y and Z, which as positions are doubles however they are stored. Quickest are those that
+    /// plainCoordinates() and scaledCoordinates() give.
+    std::array<PointField, 3> coordinates = plainCoordinates();
+    /// The attributes.
     std::vector<PointField> fields;
 
-    /// Null if the points have no attribute of that name. Letter case counts.
+    /// A coordinate, or else an attribute; null if the points have nothing of that name. Letter case counts.
     const PointField* findField(std::string_view name) const noexcept;
 };
 
-/// Decodes the positions of `count` records that lie one behind the other: x, y, z of each to `xyz`. A scaled
-/// coordinate is the stored integer * scale + offset in double precision, with both roundings.
+/// Decodes the positions of `count` records that lie one after the other: x, y, z of each to `xyz`. A scaled
+/// coordinate is the stored number * scale + offset in double precision, with both roundings.
 TILEWRIGHT_API void decodePositions(const RecordFormat& format, const std::byte* records, std::size_t count,
                                     double* xyz);
 
@@ -51,13 +57,13 @@ TILEWRIGHT_API std::size_t findInBox(const RecordFormat& format, const std::byte
 TILEWRIGHT_API void decodePositionsAt(const RecordFormat& format, const std::byte* records,
                                       std::span<const std::uint32_t> ordinals, double* xyz);
 
-/// Decodes an attribute of the first `out.size()` records. T is the type of the field, or any other one of
-/// the seven that its values are to be converted to.
+/// Decodes a field of the first `out.size()` records. T is the type of the field, or any other one of the
+/// seven that its values are to be converted to.
 template <class T>
 TILEWRIGHT_API void decodeField(const RecordFormat& format, const PointField& field, const std::byte* records,
                                 std::span<T> out);
 
-/// Decodes an attribute of the records with the given ordinals, as many as `out` has room for.
+/// Decodes a field of the records with the given ordinals, as many as `out` has room for.
 template <class T>
 TILEWRIGHT_API void decodeFieldAt(const RecordFormat& format, const PointField& field,
                                   const std::byte* records, std::span<const std::uint32_t> ordinals,

@@ -54,7 +54,7 @@ RecordStore::RecordStore(std::string name, RecordFormat format, std::string coor
                          std::shared_ptr<ScratchSpace> scratch)
     : label(std::move(name)), records(std::move(format)), wkt(std::move(coordinateSystem)),
       scratch(std::move(scratch)) {
-    records.position = RecordFormat::Position::Doubles;
+    records.coordinates = plainCoordinates();
     records.recordLength = 3 * sizeof(double);
     for (PointField& field : records.fields) {
         field.position = records.recordLength;

@@ -17,8 +17,8 @@ namespace Tilewright::Io {
 
 class TILEWRIGHT_API RecordStore : public PointSource {
 public:
-    /// `format` holds positions as doubles; recordLength and the positions of the fields are filled in here,
-    /// from their sizes.
+    /// Of `format` only the attributes count, and of them names, types and sizes: where all lies is settled
+    /// here.
     RecordStore(std::string name, RecordFormat format, std::string coordinateSystem,
                 std::shared_ptr<ScratchSpace> scratch);
 

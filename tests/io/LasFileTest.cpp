@@ -201,8 +201,7 @@ TEST(RecordFormatTest, BoxHasItsPointsWhereTheDigitsOfCoordinatesRunOut) {
     constexpr std::size_t count = 999;
     for (const double scale : {1e-9, -1e-9, 1e-3, 0x1p-1074})
         for (const double offset : {0.0, 1e15, -4e6}) {
-            const RecordFormat format{
-                12, RecordFormat::Position::ScaledIntegers, {scale, scale, 1}, {offset, offset, 0}, {}};
+            const RecordFormat format{12, scaledCoordinates({scale, scale, 1}, {offset, offset, 0}), {}};
             Bytes records;
             for (std::size_t i = 0; i < count; ++i) {
                 const auto raw =

@@ -15,57 +15,24 @@ namespace {
 
 using Storage = PointField::Storage;
 
-struct StorageTraits {
-    std::size_t size;
-    FieldType type;
-};
-
-StorageTraits traitsOf(Storage storage) {
-    switch (storage) {
-    case Storage::Bits:
-        return {1, FieldType::UnsignedChar};
-    case Storage::Int8:
-        return {1, FieldType::Int};
-    case Storage::UInt16:
-        return {2, FieldType::UnsignedShort};
-    case Storage::Int16:
-        return {2, FieldType::Int};
-    case Storage::UInt32:
-        return {4, FieldType::UnsignedInt};
-    case Storage::Int32:
-        return {4, FieldType::Int};
-    case Storage::UInt64:
-        return {8, FieldType::UnsignedLongLong};
-    case Storage::Int64:
-        return {8, FieldType::Double};
-    case Storage::Float:
-        return {4, FieldType::Float};
-    case Storage::Double:
-        return {8, FieldType::Double};
-    }
-    return {1, FieldType::UnsignedChar};
-}
-
 /// Collects the fields of a record from its front to its back.
 class RecordLayout {
 public:
     void skip(std::size_t bytes) { position += bytes; }
 
-    void add(std::string name, Storage storage) { append(std::move(name), storage); }
-
-    void addScaled(std::string name, Storage storage, double scale, double offset) {
-        PointField& field = append(std::move(name), storage);
-        field.type = FieldType::Double;
-        field.scaled = true;
-        field.scale = scale;
-        field.offset = offset;
+    PointField& add(PointField field) {
+        field.position = position;
+        position += field.size;
+        return fields.emplace_back(std::move(field));
     }
+
+    void add(std::string name, Storage storage) { add(plainField(std::move(name), storage)); }
 
     /// Takes the bits of one byte apart, lowest first.
     void addBits(std::initializer_list<std::pair<const char*, unsigned>> parts) {
         unsigned firstBit = 0;
         for (const auto& [name, bitCount] : parts) {
-            PointField& field = append(name, Storage::Bits);
+            PointField& field = add(plainField(name, Storage::Bits));
             field.firstBit = firstBit;
             field.bitCount = bitCount;
             --position;
@@ -78,17 +45,6 @@ public:
     std::vector<PointField> take() { return std::move(fields); }
 
 private:
-    PointField& append(std::string name, Storage storage) {
-        PointField field;
-        field.name = std::move(name);
-        field.type = traitsOf(storage).type;
-        field.storage = storage;
-        field.position = position;
-        field.size = traitsOf(storage).size;
-        position += field.size;
-        return fields.emplace_back(std::move(field));
-    }
-
     std::vector<PointField> fields;
     std::size_t position = 0;
 };
@@ -164,9 +120,9 @@ void addExtraBytes(RecordLayout& layout, std::size_t recordLength, std::span<con
         }
         const std::size_t components = (type - 1) / types.size() + 1;
         const Storage storage = types[(type - 1) % types.size()];
-        // A type of the future has no length that could be skipped, so nothing behind it can be placed
+        // A type of the future has no length that could be skipped, so nothing after it can be placed
         // either.
-        if (components > 3 || components * traitsOf(storage).size > room) {
+        if (components > 3 || components * plainField(name, storage).size > room) {
             return;
         }
         for (std::size_t component = 0; component < components; ++component) {
@@ -176,7 +132,7 @@ void addExtraBytes(RecordLayout& layout, std::size_t recordLength, std::span<con
             const bool hasScale = (options & 0x08U) != 0 && std::isfinite(scale) && scale != 0;
             const bool hasOffset = (options & 0x10U) != 0 && std::isfinite(offset);
             if (hasScale || hasOffset) {
-                layout.addScaled(fullName, storage, hasScale ? scale : 1, hasOffset ? offset : 0);
+                layout.add(scaledField(fullName, storage, hasScale ? scale : 1, hasOffset ? offset : 0));
             } else {
                 layout.add(fullName, storage);
             }

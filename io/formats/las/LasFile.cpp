@@ -29,8 +29,7 @@ LasFile::LasFile(const std::filesystem::path& path) : LasFile(path, path.string(
 LasFile::LasFile(const std::filesystem::path& path, std::string name)
     : label(std::move(name)), file(path),
       head(readLasHeader(file.bytes(), label)), records{head.recordLength,
-                                                        RecordFormat::Position::ScaledIntegers, head.scale,
-                                                        head.offset,
+                                                        scaledCoordinates(head.scale, head.offset),
                                                         lasFields(head.pointFormat, head.recordLength,
                                                                   slice(file, head.extraBytes))} {
     file.checkWhole();

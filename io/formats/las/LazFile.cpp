@@ -61,7 +61,7 @@ std::int32_t CopcOctree::deepestLevel() const {
 LazFile::LazFile(std::unique_ptr<ByteSource> source)
     : file(std::move(source)), head(readCompressedHeader(*file)), record(readCompression(*file, head)),
       parts(naming(*file, [this] { return findChunks(*file, head, record); })),
-      records{head.recordLength, RecordFormat::Position::ScaledIntegers, head.scale, head.offset,
+      records{head.recordLength, scaledCoordinates(head.scale, head.offset),
               lasFields(head.pointFormat, head.recordLength, readRecord(*file, head.extraBytes))} {
     for (const Chunk& chunk : parts.list)
         chunkedPoints += chunk.pointCount;

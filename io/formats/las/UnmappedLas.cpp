@@ -19,8 +19,7 @@ constexpr std::uint64_t pieceBytes = std::uint64_t{1} << 17;
 
 UnmappedLas::UnmappedLas(std::unique_ptr<ByteSource> source)
     : file(std::move(source)),
-      head(readLasHeader(*file)), records{head.recordLength, RecordFormat::Position::ScaledIntegers,
-                                          head.scale, head.offset,
+      head(readLasHeader(*file)), records{head.recordLength, scaledCoordinates(head.scale, head.offset),
                                           lasFields(head.pointFormat, head.recordLength,
                                                     readRecord(*file, head.extraBytes))} {
     if (head.isCompressed)
