@@ -26,6 +26,7 @@
 #include <io/rasters/RasterDescription.h>
 #include <io/rasters/RasterFormat.h>
 #include <io/rasters/RasterWriter.h>
+#include <io/records/ArraySource.h>
 #include <io/records/ByteSelection.h>
 #include <io/records/OrderKeys.h>
 #include <io/records/PointField.h>

@@ -78,7 +78,6 @@ std::vector<FileState> distinctFiles(std::span<const fs::path> files) {
 
 PointCloud::PointCloud(std::span<const fs::path> files, const CloudOptions& options, bool ignoreSystems) {
     ReadOptions reading = readOptionsOf(options);
-    const PointSource* named = nullptr;
     Files = distinctFiles(files);
     std::uint64_t before = 0, all = 0;
     for (const FileState& file : Files)
@@ -86,20 +85,30 @@ PointCloud::PointCloud(std::span<const fs::path> files, const CloudOptions& opti
     for (const FileState& file : Files) {
         reading.report = partOf(options.report, before, file.size, all);
         before += file.size;
-        const PointSource& source = *Sources.emplace_back(openPartOfCloud(file.path, reading));
-        Count += source.pointCount();
-        std::string system = source.coordinateSystem();
-        if (system.empty())
-            continue;
-        if (!named) {
-            named = &source;
-            System = std::move(system);
-        } else if (!ignoreSystems && !isSameCoordinateSystem(system, System)) {
-            throw InputError(source.name() + ": is in another coordinate system than " + named->name() +
-                             ": " + systemName(system) + ", not " + systemName(System));
-        }
+        add(openPartOfCloud(file.path, reading), ignoreSystems);
     }
     Fields = commonFields(Sources);
+}
+
+PointCloud::PointCloud(std::vector<std::unique_ptr<PointSource>> sources, bool ignoreSystems) {
+    for (auto& source : sources)
+        add(std::move(source), ignoreSystems);
+    Fields = commonFields(Sources);
+}
+
+void PointCloud::add(std::unique_ptr<PointSource> added, bool ignoreSystems) {
+    const PointSource& source = *Sources.emplace_back(std::move(added));
+    Count += source.pointCount();
+    std::string system = source.coordinateSystem();
+    if (system.empty())
+        return;
+    if (!SystemSource) {
+        SystemSource = &source;
+        System = std::move(system);
+    } else if (!ignoreSystems && !isSameCoordinateSystem(system, System)) {
+        throw InputError(source.name() + ": is in another coordinate system than " + SystemSource->name() +
+                         ": " + systemName(system) + ", not " + systemName(System));
+    }
 }
 
 const CloudField* PointCloud::findField(std::string_view name) const noexcept {

@@ -1,4 +1,4 @@
-/// PointCloud: any number of files as one cloud.
+/// PointCloud: any number of files, or other sources of points, as one cloud.
 #pragma once
 
 #include <cstdint>
@@ -24,7 +24,7 @@ struct CloudField {
     bool operator==(const CloudField&) const = default;
 };
 
-/// All sources in the order of the files, each file once.
+/// All sources in their order, each file once.
 ///
 /// The const operations may run on several threads at once.
 class TILEWRIGHT_API PointCloud {
@@ -32,9 +32,11 @@ public:
     /// Throws InputError as openPointFile does, and where files name different coordinate systems and
     /// `ignoreSystems` is not set.
     PointCloud(std::span<const std::filesystem::path> files, const CloudOptions& options, bool ignoreSystems);
+    /// The same of sources that are open, such as arrays in memory.
+    PointCloud(std::vector<std::unique_ptr<PointSource>> sources, bool ignoreSystems);
 
     const std::vector<std::unique_ptr<PointSource>>& sources() const noexcept { return Sources; }
-    /// Of each source, when it was opened.
+    /// Of each source, when it was opened. None of sources that were open already.
     const std::vector<FileState>& files() const noexcept { return Files; }
     std::uint64_t pointCount() const noexcept { return Count; }
     const std::string& coordinateSystem() const noexcept { return System; }
@@ -43,7 +45,7 @@ public:
     const std::vector<CloudField>& fields() const noexcept { return Fields; }
     /// Null for a name that is none of them. Letter case counts.
     const CloudField* findField(std::string_view name) const noexcept;
-    /// What to call the cloud in a message: the one file, or the number of files.
+    /// What to call the cloud in a message: the name of the one source, or the number of files.
     std::string name() const;
 
     /// Throws InputError if a file is not the one any more that was opened, or was written to since. To be
@@ -52,11 +54,15 @@ public:
     void checkUnchanged() const;
 
 private:
+    void add(std::unique_ptr<PointSource> source, bool ignoreSystems);
+
     std::vector<FileState> Files;
     std::vector<std::unique_ptr<PointSource>> Sources;
     std::vector<CloudField> Fields;
     std::uint64_t Count = 0;
     std::string System;
+    /// The first source that has one.
+    const PointSource* SystemSource = nullptr;
 };
 
 } // namespace Tilewright::Io

@@ -24,6 +24,14 @@ template <class T> T loadLittleEndian(const std::byte* from) noexcept {
     return value;
 }
 
+/// Copies a number of `size` bytes from the machine's byte order to that of LAS files.
+template <std::size_t size> void copyAsLittleEndian(const std::byte* from, std::byte* to) noexcept {
+    if constexpr (std::endian::native == std::endian::little)
+        std::memcpy(to, from, size);
+    else
+        std::reverse_copy(from, from + size, to);
+}
+
 /// A text of fixed length, which ends at its first zero byte, if it has one.
 inline std::string loadText(std::span<const std::byte> from) {
     const auto end = std::find(from.begin(), from.end(), std::byte{0});

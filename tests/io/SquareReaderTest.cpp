@@ -1,9 +1,10 @@
 // Points found by the stretches of files, or sorted first, in memory or on disk: all must be the same.
 #include <io/blocks/WindowPoints.h>
 
+#include <cmath>
 #include <random>
 
-#include <io/records/RecordStore.h>
+#include <io/records/ArraySource.h>
 #include <io/system/Errors.h>
 #include <tests/io/FolderTest.h>
 #include <tilewright/arrays/MemArray.h>
@@ -44,6 +45,34 @@ protected:
             saveAs(paths.back(), las.build());
         }
         Cloud = std::make_unique<PointCloud>(paths, CloudOptions(), false);
+        Index = indexCloud(*Cloud, {"Intensity"}, 2, {});
+    }
+
+    /// The same points, from columns each of another type.
+    void takeFromMemory() {
+        for (const TestPoint& p : Points) {
+            Heights.push_back(static_cast<float>(p.position[2]));
+            Norths.push_back(static_cast<std::int64_t>(std::round((p.position[1] - 5240000.0) / 0.01)));
+        }
+        const auto column = [this](PointField field, const auto& first, std::size_t stride) {
+            return ArrayColumn{std::move(field), reinterpret_cast<const std::byte*>(&first), Points.size(),
+                               static_cast<std::ptrdiff_t>(stride)};
+        };
+        using Storage = PointField::Storage;
+        const TestPoint& first = Points.front();
+        const std::array coordinates = {
+            column(plainField("", Storage::Double), first.position[0], sizeof(TestPoint)),
+            column(scaledField("", Storage::Int64, 0.01, 5240000.0), Norths.front(), sizeof(std::int64_t)),
+            column(plainField("", Storage::Float), Heights.front(), sizeof(float))};
+        for (std::size_t i = 0; i < Points.size(); ++i)
+            Points[i].position[2] = static_cast<double>(Heights[i]);
+        std::vector<std::unique_ptr<PointSource>> sources;
+        sources.push_back(std::make_unique<ArraySource>(
+            "columns", coordinates,
+            std::vector{column(plainField("Intensity", Storage::UInt16), first.intensity, sizeof(TestPoint)),
+                        column(plainField("Classification", Storage::Bits), first.classification,
+                               sizeof(TestPoint))}));
+        Cloud = std::make_unique<PointCloud>(std::move(sources), false);
         Index = indexCloud(*Cloud, {"Intensity"}, 2, {});
     }
 
@@ -99,15 +128,22 @@ protected:
     static constexpr auto mostCells = std::numeric_limits<std::uint64_t>::max();
 
     std::vector<TestPoint> Points;
+    std::vector<float> Heights;
+    std::vector<std::int64_t> Norths;
     std::unique_ptr<PointCloud> Cloud;
     CloudIndex Index;
 };
 
 TEST_F(SquareReaderTest, SquaresHaveTheirPointsInOrderHoweverTheyAreRead) {
     std::vector<double> efforts;
-    for (const bool inOrder : {true, false}) {
-        Points.clear();
-        makeCloud(inOrder);
+    for (const bool inOrder : {true, false, false}) {
+        const bool isInMemory = efforts.size() == 2;
+        if (isInMemory) {
+            takeFromMemory();
+        } else {
+            Points.clear();
+            makeCloud(inOrder);
+        }
         for (const bool bounded : {false, true})
             for (const bool selected : {false, true}) {
                 LatticeAxis::Request x = {Index.bounds.low[0], Index.bounds.high[0], 1.0, 0.0, {}};
