@@ -39,7 +39,7 @@ std::string lowerExtension(const fs::path& path) {
     return extension;
 }
 
-/// As many as tell what kind of file it is.
+/// As many as identify the kind of a file.
 std::string firstBytes(const ByteSource& file) {
     std::string bytes(227, '\0');
     bytes.resize(file.read(0, std::as_writable_bytes(std::span(bytes))));

@@ -24,7 +24,7 @@ struct Layout {
     std::size_t columns = 0;
     std::vector<std::string> names;              ///< none if the text has no names
     std::array<std::size_t, 3> axes = {0, 1, 2}; ///< columns of x, y and z
-    std::uint64_t lastHeadLine = 0;              ///< points come behind it
+    std::uint64_t lastHeadLine = 0;              ///< points come after it
     std::optional<std::uint64_t> promised;       ///< points, if the text says how many
 };
 

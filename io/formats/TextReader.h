@@ -1,7 +1,7 @@
 /// TextReader: points in a text, one a line, as x y z with or without further columns.
 ///
 /// Values are separated by commas, semicolons, tabs or blanks; their decimal separator is a point. The first
-/// line may name the columns, also behind a comment mark (# or //), or give the number of points. Lines that
+/// line may name the columns, also after a comment mark (# or //), or give the number of points. Lines that
 /// are empty or a comment are passed over.
 ///
 /// Columns without a name are Intensity, if there are four columns, or Column4 and so on. A column that holds

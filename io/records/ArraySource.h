@@ -52,7 +52,7 @@ private:
 /// Columns of numbers, put together into records a batch at a time as they are visited.
 class TILEWRIGHT_API ArraySource final : public PointSource {
 public:
-    /// `coordinates` are x, y and z; their names are ignored. `name` stands for the source in messages, and
+    /// `coordinates` are x, y and z; their names are ignored. `name` is what messages call the source, and
     /// `coordinateSystem` is as PointSource::coordinateSystem() gives it. Throws std::invalid_argument for
     /// columns of different length, and InputError for a coordinate that is not finite.
     ArraySource(std::string name, const std::array<ArrayColumn, 3>& coordinates,

@@ -56,7 +56,7 @@ struct FieldColumn {
 
 class TILEWRIGHT_API PointSource {
 public:
-    /// Takes records that lie one behind the other; they are there for the length of the call only.
+    /// Takes records that lie one after the other; they are there for the length of the call only.
     using RecordVisitor = std::function<void(const std::byte* records, std::size_t count)>;
 
     PointSource() = default;

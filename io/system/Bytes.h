@@ -38,7 +38,7 @@ inline std::string loadText(std::span<const std::byte> from) {
     return {reinterpret_cast<const char*>(from.data()), static_cast<std::size_t>(end - from.begin())};
 }
 
-/// A stretch of a file, in bytes. The default stands for a record that the file does not have.
+/// A stretch of a file, in bytes. The default means a record that the file does not have.
 struct ByteRange {
     std::uint64_t offset = 0;
     std::uint64_t length = 0;

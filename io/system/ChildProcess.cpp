@@ -126,7 +126,7 @@ pid_t spawn(std::vector<std::string> words, int errorOutput) {
     for (std::string& word : words)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);
-    // Closes when the child has become the program, and tells the reason if it has not.
+    // Closes when the child has become the program, and gives the reason if it has not.
     Pipe failure(words.front());
     const pid_t parent = ::getpid();
     const pid_t id = ::fork();

@@ -34,7 +34,7 @@ public:
     const std::byte* readBytes(std::size_t count);
     void skipBytes(std::uint64_t count);
 
-    /// Begins again from the front. `report` is told of all passes together; they count from 0.
+    /// Begins again from the front. `report` sees all passes as one; they count from 0.
     void rewind(unsigned pass, unsigned passes);
 
     [[noreturn]] void fail(const std::string& what) const;
@@ -42,7 +42,7 @@ public:
 
 private:
     std::uint64_t offset() const noexcept { return loaded - (end - begin); }
-    /// Loads what comes next behind what is not yet taken; false at the end of the file.
+    /// Loads what comes next, after what is not yet taken; false at the end of the file.
     bool load();
 
     InputFile file;

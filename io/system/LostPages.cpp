@@ -69,7 +69,7 @@ bool mapZeros(std::uintptr_t page, std::size_t length) {
 void replaceLostPages(int signal, siginfo_t* info, void* context) {
     const int formerErrno = errno;
     const auto address = reinterpret_cast<std::uintptr_t>(info->si_addr);
-    // A signal that some program has sent, which a code below one tells, names no address.
+    // A signal that some program has sent has a code below one, and names no address.
     Guard* const guard = info->si_code > 0 ? findGuard(address) : nullptr;
     if (guard) {
         // Before the zeros can be seen, for threads that read there meanwhile.

@@ -1,7 +1,7 @@
 /// LostPages: keeps the process alive when a page of a mapped file can't be read.
 ///
 /// The system answers such a read with SIGBUS, which ends the process. Instead zeros take the place of the
-/// page and of all behind it, and the map is marked.
+/// page and of all after it, and the map is marked.
 #pragma once
 
 #include <atomic>

@@ -27,7 +27,7 @@ public:
     /// Throws InputError, with one line for the user, for whatever is not such a file from its first byte to
     /// its last point.
     explicit LasFile(const std::filesystem::path& path);
-    /// `name` stands for the file in messages.
+    /// `name` is what messages call the file.
     LasFile(const std::filesystem::path& path, std::string name);
 
     const LasHeader& header() const noexcept { return head; }
