@@ -134,7 +134,7 @@ void copyBytes(std::byte* to, const std::byte* from, std::size_t size) {
     }
 }
 
-constexpr std::uint64_t shortestRun = std::uint64_t(1) << 16;
+constexpr std::uint64_t shortestRun = std::uint64_t(1) << 12;
 constexpr std::uint64_t longestRun = std::uint64_t(1) << 22;
 /// Records that are handed out at a time.
 constexpr std::uint64_t recordsAtATime = 4096;

@@ -166,9 +166,13 @@ TEST_F(SquareReaderTest, SquaresHaveTheirPointsInOrderHoweverTheyAreRead) {
                 expectAllSquares(
                     *makeSortedReader(*Cloud, Index, lattice, plan.needs, 256, {2, inMemory, Top, {}}),
                     lattice, plan, selected);
-                expectAllSquares(
-                    *makeSortedReader(*Cloud, Index, lattice, plan.needs, 64, {2, 1000, Top, {}}), lattice,
-                    plan, selected);
+                // Stretches that are longer than a run, as large chunks of compressed files are.
+                CloudIndex coarse = Index;
+                coarse.stretches = {{0, 0, 12000, {}, {}}, {1, 0, 12000, {}, {}}};
+                for (const CloudIndex& index : {Index, coarse})
+                    expectAllSquares(
+                        *makeSortedReader(*Cloud, index, lattice, plan.needs, 64, {2, 1000, Top, {}}),
+                        lattice, plan, selected);
             }
         EXPECT_EQ((Names{"scan0.las", "scan1.las"}), namesIn(Top)) << "scratch files have no name";
         efforts.push_back(readingEffort(
