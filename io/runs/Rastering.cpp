@@ -2,6 +2,7 @@
 
 #include <functional>
 
+#include <io/blocks/OnePass.h>
 #include <io/runs/NoDataChoice.h>
 #include <io/runs/OutputCheck.h>
 #include <io/runs/PixelRange.h>

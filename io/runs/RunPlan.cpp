@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 
+#include <io/blocks/OnePass.h>
 #include <io/gdal/CoordinateSystem.h>
 #include <io/rasters/RasterFormat.h>
 #include <io/runs/BandPlan.h>

@@ -14,7 +14,6 @@
 #include <vector>
 
 #include <io/blocks/BlockLattice.h>
-#include <io/blocks/OnePass.h>
 #include <io/blocks/RasterJob.h>
 #include <io/clouds/CloudIndex.h>
 #include <io/clouds/PointCloud.h>
@@ -103,12 +102,14 @@ struct RunPlan {
     BlockLattice makeLattice() const { return {lattice[0], lattice[1]}; }
 };
 
+struct ReducedCells;
+
 /// A plan with what it is carried out on.
 struct PlannedRun {
     RunPlan plan;
     std::shared_ptr<const PointCloud> cloud;
     CloudIndex index;
-    /// The points, if it took all of them to find out that the plan is right.
+    /// The points, reduced already, if it took all of them to find out that the plan is right.
     std::shared_ptr<const ReducedCells> cells = {};
 };
 
