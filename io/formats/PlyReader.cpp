@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
 #include <limits>
 #include <optional>
@@ -321,7 +322,7 @@ private:
     template <class Stored> Stored load(const std::byte* from) const {
         std::array<std::byte, sizeof(Stored)> own;
         std::copy_n(from, own.size(), own.begin());
-        if (isBigEndian)
+        if (isBigEndian != (std::endian::native == std::endian::big))
             std::ranges::reverse(own);
         Stored value;
         std::memcpy(&value, own.data(), own.size());

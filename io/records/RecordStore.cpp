@@ -1,7 +1,6 @@
 #include <io/records/RecordStore.h>
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <utility>
 
@@ -10,9 +9,6 @@
 namespace Tilewright::Io {
 
 namespace {
-
-// Records are decoded as little-endian numbers.
-static_assert(std::endian::native == std::endian::little);
 
 constexpr std::size_t blockBytes = std::size_t{1} << 20;
 /// Read at a time, to stay in the processor's cache.
@@ -72,7 +68,9 @@ std::byte* RecordStore::append(const std::array<double, 3>& position) {
         flush();
     buffer.resize(buffer.size() + records.recordLength);
     std::byte* const record = buffer.data() + buffer.size() - records.recordLength;
-    std::memcpy(record, position.data(), sizeof position);
+    for (std::size_t axis = 0; axis < position.size(); ++axis)
+        copyAsLittleEndian<sizeof(double)>(reinterpret_cast<const std::byte*>(&position[axis]),
+                                           record + axis * sizeof(double));
     return record;
 }
 

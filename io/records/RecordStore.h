@@ -4,12 +4,12 @@
 /// First all records are appended, on one thread; after finish() the store is a source like any other.
 #pragma once
 
-#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include <io/records/PointSource.h>
+#include <io/system/Bytes.h>
 #include <io/system/ScratchSpace.h>
 #include <tilewright/export.h>
 
@@ -28,7 +28,7 @@ public:
 
     /// Stores an attribute in a record that append() gave. T is the C++ type of the field.
     template <class T> static void put(std::byte* record, const PointField& field, T value) {
-        std::memcpy(record + field.position, &value, sizeof value);
+        copyAsLittleEndian<sizeof value>(reinterpret_cast<const std::byte*>(&value), record + field.position);
     }
 
     void finish();

@@ -5,22 +5,27 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <io/system/Bytes.h>
 
 namespace Tilewright::Io::Test {
 
 using Bytes = std::vector<std::byte>;
 
 template <class T> void poke(Bytes& bytes, std::size_t offset, T value) {
-    std::memcpy(bytes.data() + offset, &value, sizeof(T));
+    copyAsLittleEndian<sizeof value>(reinterpret_cast<const std::byte*>(&value), bytes.data() + offset);
 }
 
 template <class T> void putOne(Bytes& bytes, const T& value) {
     bytes.resize(bytes.size() + sizeof(T));
     poke(bytes, bytes.size() - sizeof(T), value);
+}
+template <class T, std::size_t n> void putOne(Bytes& bytes, const std::array<T, n>& values) {
+    for (const T& value : values)
+        putOne(bytes, value);
 }
 inline void putOne(Bytes& bytes, const Bytes& more) { bytes.insert(bytes.end(), more.begin(), more.end()); }
 
