@@ -160,7 +160,7 @@ private:
         return name + ":" + filter + ":" + (isFreeWord ? "any word" : direction);
     }
 
-    std::size_t drawCount() { return D.among({0UL, 1UL, 2UL, 5UL, 30UL, 60UL, 1 + D.below(250)}); }
+    std::size_t drawCount() { return D.among<std::size_t>({0, 1, 2, 5, 30, 60, 1 + D.below(250)}); }
 
     /// A coordinate of a point of the fragment with the index `i` on axis `a`.
     double drawCoordinate(std::size_t a, std::uint64_t i) {
