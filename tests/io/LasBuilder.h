@@ -19,13 +19,14 @@ template <class T> void poke(Bytes& bytes, std::size_t offset, T value) {
     copyAsLittleEndian<sizeof value>(reinterpret_cast<const std::byte*>(&value), bytes.data() + offset);
 }
 
+template <class T, std::size_t n> void poke(Bytes& bytes, std::size_t offset, std::array<T, n> values) {
+    for (std::size_t i = 0; i < n; ++i)
+        poke(bytes, offset + i * sizeof(T), values[i]);
+}
+
 template <class T> void putOne(Bytes& bytes, const T& value) {
     bytes.resize(bytes.size() + sizeof(T));
     poke(bytes, bytes.size() - sizeof(T), value);
-}
-template <class T, std::size_t n> void putOne(Bytes& bytes, const std::array<T, n>& values) {
-    for (const T& value : values)
-        putOne(bytes, value);
 }
 inline void putOne(Bytes& bytes, const Bytes& more) { bytes.insert(bytes.end(), more.begin(), more.end()); }
 
