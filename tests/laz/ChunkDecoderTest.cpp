@@ -69,11 +69,7 @@ TEST_P(LazSampleTest, DecodesFromAFileThroughWindowsThatAreFarShorter) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(, LazSampleTest, testing::ValuesIn(lazSamples), [](const auto& info) {
-    std::string name = info.param.name;
-    std::ranges::replace(name, '.', '_');
-    return name;
-});
+INSTANTIATE_TEST_SUITE_P(, LazSampleTest, testing::ValuesIn(lazSamples), nameOfSample);
 
 class LayeredSampleTest : public testing::TestWithParam<const char*> {
 protected:

@@ -63,26 +63,6 @@ TEST_F(ChunkTableTest, NamesWhatDoesNotFitTheFile) {
     EXPECT_THAT(error(variable, table, 1500), HasSubstr("has no chunks"));
 }
 
-TEST_F(ChunkTableTest, ACutOrChangedOneIsAnErrorOrATable) {
-    for (const LazCloud* cloud : {&fixed, &variable}) {
-        for (std::size_t size = 0; size < 12; ++size) {
-            Bytes table = tableOf(*cloud);
-            table.resize(size);
-            EXPECT_NE(error(*cloud, table, cloud->pointCount), "no CodingError");
-        }
-        for (std::size_t place = 8; place < tableOf(*cloud).size(); ++place) {
-            for (int flipped = 1; flipped < 256; ++flipped) {
-                Bytes table = tableOf(*cloud);
-                table[place] ^= static_cast<std::byte>(flipped);
-                codingError([&] {
-                    for (const Chunk& chunk : read(*cloud, table, cloud->pointCount))
-                        EXPECT_LE(chunk.offset + chunk.size, cloud->tableOffset);
-                });
-            }
-        }
-    }
-}
-
 TEST_F(ChunkTableTest, ThePointerSaysWhereItIsOrThatThereIsNone) {
     const ChunkTablePlace place = {1000, 5000};
     EXPECT_EQ(chunkTableOffset(4992, place), 4992);

@@ -1,6 +1,7 @@
 /// LazSamples: the compressed files in tests/data/laz, and their chunks.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <fstream>
 #include <iterator>
@@ -10,10 +11,13 @@
 #include <utility>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include <io/formats/las/ChunkDecoder.h>
 #include <io/formats/las/ChunkTable.h>
 #include <io/formats/las/CodingError.h>
 #include <io/formats/las/CompressionRecord.h>
+#include <io/records/PointSource.h>
 #include <io/system/Bytes.h>
 #include <tests/io/LasBuilder.h>
 
@@ -57,6 +61,12 @@ inline std::uint64_t digest(std::span<const std::byte> bytes) {
 }
 
 /// What the tests need to know of a compressed file, taken from the places where sound files have it.
+inline std::string nameOfSample(const testing::TestParamInfo<LazSample>& info) {
+    std::string name = info.param.name;
+    std::ranges::replace(name, '.', '_');
+    return name;
+}
+
 struct LazCloud {
     explicit LazCloud(const std::string& name) {
         std::ifstream file(std::string(TILEWRIGHT_TEST_DATA "/laz/") + name + ".laz", std::ios::binary);
@@ -114,6 +124,16 @@ inline Bytes decodeChunk(const LazCloud& cloud, std::size_t chunk) {
     decoder.start(cloud.slice(cloud.chunks[chunk]), cloud.chunks[chunk].pointCount);
     return decodeChunk(decoder, cloud.recordLength);
 }
+
+inline Bytes recordsOf(const PointSource& source, std::uint64_t first, std::uint64_t count) {
+    Bytes records;
+    source.visit(first, count, [&](const std::byte* from, std::size_t n) {
+        records.insert(records.end(), from, from + n * source.format().recordLength);
+    });
+    return records;
+}
+
+inline Bytes recordsOf(const PointSource& source) { return recordsOf(source, 0, source.pointCount()); }
 
 /// What an action says that fails as it should.
 template <class Action> std::string codingError(const Action& action) {

@@ -167,16 +167,12 @@ TEST_F(Rastering, ARasterLikeAnotherLiesUponIt) {
     EXPECT_EQ("", raster({"-te", "-2", "-1", "1", "1", "--overwrite"}).err);
 }
 
-TEST_F(Rastering, SparseCellsAreWithoutData) {
+TEST_F(Rastering, SparseCellsAreWithoutDataAndSelectionLeavesTheLatticeAlone) {
     makeCloud(0, 0);
     for (const std::string limit : {"1", "3", "4294967295"}) {
         rasterCloud(allBands({"--cell", "0.3", "--sparse-limit", limit}));
         expectBandsOf({30}, static_cast<unsigned>(std::stoull(limit)));
     }
-}
-
-TEST_F(Rastering, SelectionLeavesTheLatticeAndCountsTheOthersAlone) {
-    makeCloud(0, 0);
     rasterCloud(allBands({"--cell", "0.3", "--select", "1,3:4@Classification"}));
     expectBandsOf({30}, 0, {1, 3, 4});
 }

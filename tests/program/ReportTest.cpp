@@ -116,14 +116,9 @@ TEST_F(Reports, PointsThatAHeaderLeavesOutAreNoted) {
     Io::Test::Bytes bytes = Io::Test::textBytes({std::istreambuf_iterator<char>(file), {}});
     Io::Test::poke(bytes, 247, std::uint64_t{800});
     save("scan.laz", bytes);
-    for (const std::vector<std::string>& words :
-         {std::vector<std::string>{"info", "scan.laz"}, {"raster", "scan.laz", "h.tif", "--cell", "10"}}) {
-        const Outcome outcome = run(words);
-        EXPECT_EQ(0, outcome.status);
+    for (const Arguments& words : {Arguments{"info", "scan.laz"}, {"raster", "scan.laz", "h.tif"}})
         EXPECT_NE(std::string::npos,
-                  outcome.err.find("scan.laz has 1500 points in its chunks, and 800 by its header"))
-            << outcome.err;
-    }
+                  run(words).err.find("scan.laz has 1500 points in its chunks, and 800 by its header"));
 }
 
 TEST_F(Reports, JsonHoldsAnyNameAndEveryDigit) {

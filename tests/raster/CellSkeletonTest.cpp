@@ -68,33 +68,6 @@ void expectMeans(const Quill::Representation& onCells, const Quill::Representati
     } while (at.inc(size));
 }
 
-TEST(CellSkeleton, VerticesHaveTheMeansOfTheCellsAroundThem) {
-    CloudBuilder cloud({2, 2, 1});
-    Property::Draw random{std::mt19937_64(7)};
-    Index fragment;
-    do {
-        std::vector<point> points(50);
-        for (point& p : points)
-            p = {5.0 * static_cast<double>(fragment[0]) + random.within(0, 5),
-                 5.0 * static_cast<double>(fragment[1]) + random.within(0, 5), random.within(0, 37)};
-        cloud.points(points, fragment);
-    } while (fragment.inc({2, 2, 1}));
-
-    const Larder::Ref<Quill::Grid> out;
-    ASSERT_EQ("", prepareCellSkeleton(cloud.grid(), *out));
-    ASSERT_EQ("", rasterWithCellSkeleton(cloud.grid(), *out));
-    const Quill::RepresentationPtr onVertices = out->getCartesianRepresentation(""), onCells = cellsOf(*out);
-    EXPECT_EQ(onVertices.rawptr(), &out->makeCartesianRepresentation(1, "", 0));
-    std::array<unsigned, 9> vertexCounts{};
-    do {
-        expectMeans<double>(*onCells, *onVertices, "Height", fragment, vertexCounts);
-        expectMeans<unsigned short>(*onCells, *onVertices, "Density", fragment, vertexCounts);
-    } while (fragment.inc({2, 2, 1}));
-    for (unsigned cells = 0; cells <= 4; ++cells)
-        EXPECT_NE(vertexCounts[cells], 0U) << cells;
-    EXPECT_FALSE(onVertices->findField("CellType"));
-}
-
 TEST(CellSkeleton, FreshGridGetsVerticesAndFragmentsButNoFieldUntilTheCellsArePrepared) {
     CloudBuilder cloud;
     cloud.points({{0, 0, 2}, {3, 3, 6}});
@@ -109,6 +82,11 @@ TEST(CellSkeleton, FreshGridGetsVerticesAndFragmentsButNoFieldUntilTheCellsArePr
 
     EXPECT_EQ("", prepareCellSkeleton(cloud.grid(), *out));
     EXPECT_EQ("", rasterWithCellSkeleton(cloud.grid(), *out));
+    const Quill::RepresentationPtr onVertices = out->getCartesianRepresentation("");
+    EXPECT_EQ(onVertices.rawptr(), &out->makeCartesianRepresentation(1, "", 0));
+    std::array<unsigned, 9> vertexCounts{};
+    expectMeans<double>(*cellsOf(*out), *onVertices, "Height", {}, vertexCounts);
+    EXPECT_FALSE(onVertices->findField("CellType"));
     const Cells<unsigned char> types = arrayIn<unsigned char>(*cellsOf(*out), "CellType", {});
     ASSERT_TRUE(types);
     EXPECT_EQ(std::ranges::count(std::span(types->data, types->nElements()), 0), 2) << "cells of one point";

@@ -144,12 +144,4 @@ TEST_F(OddCloud, WithoutPositionsOrABoxLeavesWhatWasMadeBefore) {
     EXPECT_TRUE(other->findAttribute("PointCloudToRaster"));
 }
 
-TEST_F(OddCloud, HasNoSelectedPointWithoutValuesToSelectBy) {
-    in.array("class", Larder::Ref<Array1<int>>(Larder::Ref<Larder::Chunk<double>>(3U, false),
-                                               Quill::MultiIndex<1>(3)));
-    call.selection = "0@class";
-    EXPECT_EQ(run(), "");
-    EXPECT_EQ(cellsOf<unsigned short>(*out, "Density"), (Shorts{0, 0}));
-}
-
 } // namespace
