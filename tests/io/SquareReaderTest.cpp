@@ -169,6 +169,8 @@ TEST_F(SquareReaderTest, SquaresHaveTheirPointsInOrderHoweverTheyAreRead) {
                 // Stretches that are longer than a run, as large chunks of compressed files are.
                 CloudIndex coarse = Index;
                 coarse.stretches = {{0, 0, 12000, {}, {}}, {1, 0, 12000, {}, {}}};
+                if (isInMemory)
+                    coarse.stretches = {{0, 0, 24000, {}, {}}};
                 for (const CloudIndex& index : {Index, coarse})
                     expectAllSquares(
                         *makeSortedReader(*Cloud, index, lattice, plan.needs, 64, {2, 1000, Top, {}}),
