@@ -13,6 +13,7 @@
 #include <io/clouds/CloudSelection.h>
 #include <io/clouds/CloudSummary.h>
 #include <io/clouds/FileSearch.h>
+#include <io/clouds/IndexFile.h>
 #include <io/clouds/PointCloud.h>
 #include <io/clouds/PointMeasures.h>
 #include <io/formats/PointFile.h>
@@ -34,6 +35,7 @@
 #include <io/records/RecordFormat.h>
 #include <io/records/RecordStore.h>
 #include <io/runs/BandWords.h>
+#include <io/runs/PlanFile.h>
 #include <io/runs/RasterRequest.h>
 #include <io/runs/RasterRun.h>
 #include <io/runs/RunPlan.h>

@@ -57,23 +57,16 @@ fs::path scratchOf(const RasterRequest& request) {
     return folder.empty() ? fs::path(".") : folder;
 }
 
-CloudOptions cloudOptions(std::uint64_t bytes, std::uint64_t memory, const fs::path& scratch,
-                          const RunProgress& progress) {
-    CloudOptions options;
-    options.scratch = scratch;
-    options.keepPages = bytes <= memory / 8 * 5;
-    options.report = reportOf(progress, "reading");
-    return options;
-}
-
 RunInput openInput(const RasterRequest& request, const RunProgress& progress) {
     RunInput input;
     if (!request.coordinateSystem.empty())
         input.system = coordinateSystemFromUser(request.coordinateSystem);
     input.files = findPointFiles(request.inputs);
     const std::uint64_t bytes = bytesOf(input.files);
-    const CloudOptions options = cloudOptions(bytes, memoryToUse(request), scratchOf(request), progress);
-    input.mappedBytes = options.keepPages ? bytes : 0;
+    // Pages of small clouds may stay in memory.
+    const bool keepPages = bytes <= memoryToUse(request) / 8 * 5;
+    const CloudOptions options{scratchOf(request), reportOf(progress, "reading"), keepPages};
+    input.mappedBytes = keepPages ? bytes : 0;
     input.cloud = std::make_shared<const PointCloud>(input.files, options, !input.system.empty());
     if (input.system.empty())
         input.system = input.cloud->coordinateSystem();

@@ -45,8 +45,4 @@ RunInput openInput(const RasterRequest& request, const RunProgress& progress);
 /// Where what does not fit into memory goes.
 std::filesystem::path scratchOf(const RasterRequest& request);
 
-/// How to open files of so many bytes. Those of small clouds stay in memory.
-CloudOptions cloudOptions(std::uint64_t bytes, std::uint64_t memory, const std::filesystem::path& scratch,
-                          const RunProgress& progress);
-
 } // namespace Tilewright::Io

@@ -99,13 +99,13 @@ private:
             if (count > 0)
                 Plan.otherNames.push_back(path);
         Plan.selection = Request.selection;
-        Plan.coordinateSystem = Input.system;
     }
 
     void planLattice() {
         Plan.lattice = latticeRequests(Request, Input, Index.bounds);
         Lattice.emplace(Plan.makeLattice());
         checkLattice(*Lattice, Request, Input);
+        Plan.geometry = geometry();
         if (const std::optional<std::string> note = noteOnBounds(*Lattice, Request, Input))
             Plan.notes.push_back(*note);
     }
@@ -165,7 +165,7 @@ private:
 
     RasterDescription describe(const PlannedFile& file) const {
         RasterDescription description;
-        description.geometry = geometry();
+        description.geometry = Plan.geometry;
         description.type = Style.type.value_or(file.bands.front().type);
         for (const PlannedBand& band : file.bands)
             description.bands.push_back(

@@ -36,8 +36,8 @@ struct PlannedInput {
 
 struct PlannedOutput {
     std::filesystem::path path;
-    /// Without a nodata value: it has to be one that no cell with data has, and is chosen by what comes out.
-    /// The type may become a wider one for its sake.
+    /// Has the geometry of the plan, and no nodata value: that has to be one that no cell with data has, and
+    /// is chosen by what comes out. The type may become a wider one for its sake.
     RasterDescription description;
     /// The type is the user's own, and stays.
     bool keepsType = false;
@@ -80,7 +80,8 @@ struct RunPlan {
 
     /// The lattice follows from them; x first.
     std::array<LatticeAxis::Request, 2> lattice;
-    std::string coordinateSystem;
+    /// Of all outputs.
+    RasterGeometry geometry;
     /// All blocks, in the machine's share of memory and threads.
     RasterJob job;
     PlannedReading reading;

@@ -52,7 +52,7 @@ RasterReport describeRun(const RunPlan& plan) {
     report.rows = lattice.y().cells();
     report.cell = {lattice.x().cellSize(), lattice.y().cellSize()};
     report.extent = extentOf(lattice);
-    report.coordinateSystem = plan.coordinateSystem;
+    report.coordinateSystem = plan.geometry.wkt;
     report.threads = plan.job.threads;
     report.memory = plan.memory;
     report.dryRun = true;

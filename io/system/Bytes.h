@@ -1,4 +1,4 @@
-/// Numbers out of a LAS file, which holds them little-endian and unaligned.
+/// Numbers in files, which hold them little-endian and unaligned.
 #pragma once
 
 #include <algorithm>
@@ -24,7 +24,7 @@ template <class T> T loadLittleEndian(const std::byte* from) noexcept {
     return value;
 }
 
-/// Copies a number of `size` bytes from the machine's byte order to that of LAS files.
+/// Copies a number of `size` bytes from the machine's byte order to that of files.
 template <std::size_t size> void copyAsLittleEndian(const std::byte* from, std::byte* to) noexcept {
     if constexpr (std::endian::native == std::endian::little)
         std::memcpy(to, from, size);

@@ -1,0 +1,114 @@
+#include <io/runs/PlanCheck.h>
+
+#include <algorithm>
+
+#include <io/system/Errors.h>
+#include <tilewright/filters/vocabulary.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+constexpr unsigned mostThreads = 4096;
+
+bool isColumnSound(const PointColumn& column, const PointNeeds& needs) {
+    using Kind = PointColumn::Kind;
+    if (column.keys != OrderKeys::None && column.type != FieldType::UnsignedLongLong)
+        return false;
+    if (column.kind == Kind::Attribute)
+        return column.attribute < needs.fields.size();
+    // Coordinates are doubles, or keys of them.
+    return column.kind == Kind::Positions || column.type == FieldType::Double ||
+           column.keys == OrderKeys::Numbers || column.keys == OrderKeys::ReversedNumbers;
+}
+
+bool isReductionSound(const ReductionPlan::Reduction& reduction, const ReductionPlan& plan) {
+    return reduction.column < plan.columns.size() && reduction.wanted.filter < filterSkip &&
+           (reduction.wanted.filter == filterRegression || reduction.wanted.direction != directionFit);
+}
+
+/// Only whole positions have components.
+bool hasComponents(const ReductionPlan::Reduction& reduction, const ReductionPlan& plan) {
+    return plan.columns[reduction.column].kind == PointColumn::Kind::Positions &&
+           reduction.wanted.direction == directionAll && reduction.wanted.filter != filterRegression;
+}
+
+bool isBandSound(const JobBand& band, const RunPlan& plan) {
+    if (band.file >= plan.outputs.size() || band.number >= plan.outputs[band.file].description.bands.size())
+        return false;
+    if (band.source != JobBand::Source::Reduction)
+        return true;
+    const std::vector<ReductionPlan::Reduction>& reductions = plan.job.plan.reductions;
+    if (band.reduction >= reductions.size())
+        return false;
+    const bool isPart = hasComponents(reductions[band.reduction], plan.job.plan);
+    return band.component ? isPart && *band.component >= 0 && *band.component < 3 : !isPart;
+}
+
+bool isSideSound(std::uint64_t side) {
+    return side != 0 && side <= BlockLattice::blockSide && BlockLattice::blockSide % side == 0;
+}
+
+std::string faultOfPoints(const RunPlan& plan) {
+    std::uint64_t points = 0;
+    for (const PlannedInput& input : plan.inputs)
+        if (__builtin_add_overflow(points, input.points, &points))
+            return "more points than can be counted";
+    const PointNeeds& needs = plan.job.plan.needs;
+    if (needs.selection && needs.selection->axis.value_or(0) > 2)
+        return "a selection by an axis that there is not";
+    if (!std::ranges::all_of(plan.job.plan.columns,
+                             [&](const PointColumn& column) { return isColumnSound(column, needs); }))
+        return "a column of a field that is not read";
+    if (!std::ranges::all_of(plan.job.plan.reductions, [&](const ReductionPlan::Reduction& reduction) {
+            return isReductionSound(reduction, plan.job.plan);
+        }))
+        return "a reduction that is none, or of a column that there is not";
+    return "";
+}
+
+std::string faultOfLattice(const RunPlan& plan) {
+    try {
+        const BlockLattice lattice = plan.makeLattice();
+        if (lattice.x().cells() != plan.geometry.width || lattice.y().cells() != plan.geometry.height)
+            return "a lattice of other cells than the raster";
+    } catch (const Error& error) {
+        return error.what();
+    }
+    return "";
+}
+
+std::string faultOfWork(const RunPlan& plan) {
+    const RasterJob& job = plan.job;
+    if (job.threads == 0 || job.threads > mostThreads)
+        return "threads: " + std::to_string(job.threads);
+    if (job.pointsOfWindow == 0 || job.pointsOfCell == 0)
+        return "room for no points";
+    if (!isSideSound(plan.reading.side))
+        return "squares of " + std::to_string(plan.reading.side) + " cells, which do not fill a block";
+    return "";
+}
+
+std::string faultOfOutputs(const RunPlan& plan) {
+    if (plan.outputs.empty())
+        return "no output";
+    std::size_t bands = 0;
+    for (const PlannedOutput& output : plan.outputs)
+        bands += output.description.bands.size();
+    if (bands != plan.job.bands.size())
+        return "other bands to be made than the outputs have";
+    if (!std::ranges::all_of(plan.job.bands, [&](const JobBand& band) { return isBandSound(band, plan); }))
+        return "a band of nothing, or of no output";
+    return "";
+}
+
+} // namespace
+
+std::string faultOf(const RunPlan& plan) {
+    for (const auto& fault : {faultOfPoints, faultOfLattice, faultOfWork, faultOfOutputs})
+        if (std::string found = fault(plan); !found.empty())
+            return found;
+    return "";
+}
+
+} // namespace Tilewright::Io

@@ -1,0 +1,112 @@
+#include <io/runs/PlanFile.h>
+
+#include <algorithm>
+#include <utility>
+
+#include <io/clouds/IndexFile.h>
+#include <io/outputs/NewFile.h>
+#include <io/runs/PlanCheck.h>
+#include <io/runs/PlanMembers.h>
+#include <io/runs/RunSteps.h>
+#include <io/system/InputFile.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* formatName = "tilewright plan";
+constexpr int formatVersion = 1;
+
+std::string textOf(const fs::path& path) {
+    constexpr std::uint64_t longest = std::uint64_t(1) << 30;
+    const InputFile file(path);
+    if (file.size() > longest)
+        throw InputError(file.name() + ": is too long for a plan");
+    std::string text(file.size(), '\0');
+    text.resize(file.read(0, std::as_writable_bytes(std::span(text))));
+    return text;
+}
+
+Json parse(const fs::path& path) {
+    Json document = Json::parse(textOf(path), nullptr, false);
+    if (!document.is_object() || !document.contains("format") || document["format"] != formatName)
+        throw InputError(path.string() + ": is no plan of a raster");
+    if (!document.contains("version") || document["version"] != formatVersion)
+        throw InputError(path.string() + ": is a plan of another version than " +
+                         std::to_string(formatVersion) + ", the only one that is known");
+    return document;
+}
+
+/// A program of another version may have made the plan, and any program the change.
+void expectUnchanged(const PlannedInput& input, const FileState& file) {
+    if (input.bytes != file.size || input.modified != file.modified)
+        throw InputError(input.path.string() + ": has changed since the plan was made; make a new plan");
+}
+
+std::vector<fs::path> unchangedFiles(const RunPlan& plan) {
+    std::vector<fs::path> files;
+    for (const PlannedInput& input : plan.inputs) {
+        expectUnchanged(input, stateOf(input.path));
+        files.push_back(input.path);
+    }
+    return files;
+}
+
+/// Whether a file changed just before it was opened, and whether it can be read as it could be for the plan.
+void checkCloud(const RunPlan& plan, const PointCloud& cloud) {
+    if (cloud.files().size() != plan.inputs.size())
+        throw InputError(cloud.name() + ": some of the planned files are one by now; make a new plan");
+    for (std::size_t i = 0; i < plan.inputs.size(); ++i) {
+        expectUnchanged(plan.inputs[i], cloud.files()[i]);
+        if (cloud.sources()[i]->pointCount() != plan.inputs[i].points)
+            throw InputError(plan.inputs[i].path.string() + ": has other points than the plan says");
+    }
+    const PointNeeds& needs = plan.job.plan.needs;
+    std::vector<CloudField> fields = needs.fields;
+    if (needs.selection && !needs.selection->axis)
+        fields.push_back(needs.selection->field);
+    for (const CloudField& field : fields) {
+        const CloudField* const found = cloud.findField(field.name);
+        if (!found || found->type != field.type)
+            throw InputError(cloud.name() + ": has no field '" + field.name + "' of the type in the plan");
+    }
+}
+
+} // namespace
+
+void writePlan(const fs::path& path, const RunPlan& plan) {
+    Json document = {{"format", formatName}, {"version", formatVersion}};
+    document.update(JsonWriter::write(plan));
+    const std::string text = document.dump(1) + '\n';
+    NewFile file(path);
+    file.write(std::as_bytes(std::span(text)));
+    file.publish();
+}
+
+RunPlan readPlan(const fs::path& path) {
+    const Json document = parse(path);
+    RunPlan plan;
+    JsonReader(document, path.string() + ": the plan").read(plan);
+    for (PlannedOutput& output : plan.outputs)
+        output.description.geometry = plan.geometry;
+    if (const std::string fault = faultOf(plan); !fault.empty())
+        throw InputError(path.string() + ": the plan contradicts itself: " + fault);
+    return plan;
+}
+
+PlannedRun openPlan(RunPlan plan, const fs::path& index, const RunProgress& progress) {
+    PlannedRun run;
+    const CloudOptions options{plan.reading.scratch, reportOf(progress, "reading"), plan.reading.keepsPages};
+    run.cloud = std::make_shared<const PointCloud>(unchangedFiles(plan), options, true);
+    checkCloud(plan, *run.cloud);
+    std::vector<std::uint64_t> points;
+    for (const PlannedInput& input : plan.inputs)
+        points.push_back(input.points);
+    run.index = readIndex(index, points);
+    run.plan = std::move(plan);
+    return run;
+}
+
+} // namespace Tilewright::Io
