@@ -41,9 +41,8 @@ bool isFlag(const CLI::Option& option) { return option.get_items_expected_max() 
 Words commonBands() {
     Words bands = Io::bandWords();
     for (const char* const field : {"Height", "Intensity", "Classification", "ReturnNumber"})
-        for (const std::string& filter : Io::filterWords())
-            if (filter != "Regression" || field == std::string("Height"))
-                bands.push_back(std::string(field) + ":" + filter);
+        for (const std::string& filter : Io::filterWordsFor(field))
+            bands.push_back(std::string(field) + ":" + filter);
     return bands;
 }
 

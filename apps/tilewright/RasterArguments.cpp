@@ -126,13 +126,24 @@ void checkFragments(const std::string& word) {
             "--fragments", "expected COLUMNSxROWS of at most 1000x1000, for example 4x3, not " + word);
 }
 
+/// "A, B and C".
+std::string enumerated(const std::vector<std::string>& words) {
+    std::string list;
+    for (const std::string& word : words) {
+        const bool isLast = &word == &words.back();
+        list += (list.empty() ? "" : isLast ? " and " : ", ") + word;
+    }
+    return list;
+}
+
 void addBandOptions(CLI::App& command, Io::RasterRequest& options) {
     addRepeatable(
         command, "--band", bandLabel,
         "What a band shows: FIELD:FILTER, for example Height:Mean, or count, density, rgb, celltype or "
         "alpha; NAME= in front names the band. Fields are Height, X, Y and those that tilewright info "
-        "lists; filters are Mean, Min, Max, Median, MaxOccurrence and Regression. Takes several bands; "
-        "repeatable (default Height:Mean)",
+        "lists; filters are " +
+            enumerated(Io::filterWords()) +
+            ". Takes several bands; repeatable (default Height:Mean)",
         options.bands);
     addRepeatable(
         command, "--request", requestLabel,

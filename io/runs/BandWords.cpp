@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <io/runs/BandFilters.h>
+
 namespace Tilewright::Io {
 
 namespace {
@@ -20,8 +22,20 @@ bool isAmong(const std::string& word, const std::vector<std::string>& words) {
 } // namespace
 
 const std::vector<std::string>& filterWords() {
-    static const std::vector<std::string> words = {"Mean",   "Min",           "Max",
-                                                   "Median", "MaxOccurrence", "Regression"};
+    static const std::vector<std::string> words = [] {
+        std::vector<std::string> all;
+        for (const BandFilter& filter : bandFilters())
+            all.emplace_back(filter.word);
+        return all;
+    }();
+    return words;
+}
+
+std::vector<std::string> filterWordsFor(const std::string& field) {
+    std::vector<std::string> words;
+    for (const BandFilter& filter : bandFilters())
+        if (suits(filter, field))
+            words.emplace_back(filter.word);
     return words;
 }
 

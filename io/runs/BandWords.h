@@ -10,6 +10,8 @@ namespace Tilewright::Io {
 
 /// Mean, Min and so on.
 TILEWRIGHT_API const std::vector<std::string>& filterWords();
+/// Those that make sense for a field.
+TILEWRIGHT_API std::vector<std::string> filterWordsFor(const std::string& field);
 /// Bands that are a word by themselves: count, rgb and so on.
 TILEWRIGHT_API const std::vector<std::string>& bandWords();
 

@@ -21,6 +21,7 @@ namespace Tilewright::Io {
 namespace {
 
 namespace fs = std::filesystem;
+using Quantity = PlannedBand::Quantity;
 
 bool isColour(const PlannedFile& file) { return file.bands.front().colour != BandColour::Undefined; }
 
@@ -45,18 +46,26 @@ PlannedFile stackOf(const std::vector<PlannedFile>& files) {
     return all;
 }
 
-std::string unitOf(const PlannedBand& band, const std::string& system) {
-    if (band.unit == "height") {
-        const std::string vertical = verticalUnitOf(system);
-        return vertical.empty() ? linearUnitOf(system) : vertical;
-    }
-    return band.unit == "coordinate" ? coordinateUnitOf(system) : band.unit;
+std::string unitOfHeights(const std::string& system) {
+    const std::string vertical = verticalUnitOf(system);
+    return vertical.empty() ? linearUnitOf(system) : vertical;
 }
 
-/// A mean of classes is none.
-bool hasClasses(const PlannedBand& band) {
-    const std::string request = band.request.substr(band.request.find('=') + 1);
-    return request.starts_with("Classification:") && !request.starts_with("Classification:Mean");
+std::string unitOf(const PlannedBand& band, const std::string& system) {
+    if (!band.filter)
+        return "";
+    const std::string unit = band.quantity == Quantity::Height       ? unitOfHeights(system)
+                             : band.quantity == Quantity::Coordinate ? coordinateUnitOf(system)
+                                                                     : "";
+    return unitOfResult(*band.filter, unit);
+}
+
+PlannedPicture pictureOf(const PlannedBand& band, const fs::path& path) {
+    if (!band.filter)
+        return {path};
+    // Between classes, as a mean is, there is none.
+    return {path, band.quantity == Quantity::Height && band.filter->dimension == BandFilter::Dimension::Value,
+            band.quantity == Quantity::Class && band.filter->result == BandFilter::Result::OneOfThem};
 }
 
 /// Turns what was decided of a run into its plan, part by part.
@@ -148,9 +157,8 @@ private:
             Plan.outputs.push_back({bandFileName(Request.output, file.name, files.size()), describe(file),
                                     Style.type.has_value(), file.hasNoData});
         }
-        const PlannedBand& first = files.front().bands.front();
         if (!Request.preview.empty())
-            Plan.picture = PlannedPicture{Request.preview, first.unit == "height", hasClasses(first)};
+            Plan.picture = pictureOf(files.front().bands.front(), Request.preview);
     }
 
     RasterGeometry geometry() const {

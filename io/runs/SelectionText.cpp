@@ -9,7 +9,7 @@
 
 #include <io/system/Errors.h>
 
-#include <io/runs/BandPlan.h>
+#include <io/runs/BandReader.h>
 #include <io/system/NumberText.h>
 
 namespace Tilewright::Io {

@@ -1,0 +1,200 @@
+#include <io/runs/BandReader.h>
+
+#include <algorithm>
+#include <utility>
+
+#include <io/runs/BandWords.h>
+#include <io/system/Errors.h>
+#include <io/system/Suggestion.h>
+#include <tilewright/raster/raster.h>
+#include <tilewright/raster/requests.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+using Kind = WantedBand::Kind;
+
+std::vector<std::string> splitAtColons(const std::string& text) {
+    std::vector<std::string> parts(1);
+    for (const char c : text)
+        if (c == ':')
+            parts.emplace_back();
+        else
+            parts.back() += c;
+    return parts;
+}
+
+std::string listed(const std::vector<std::string>& words) {
+    std::string list;
+    for (const std::string& word : words)
+        list += (list.empty() ? "" : ", ") + word;
+    return list;
+}
+
+/// The library's own word on a request: it parses before it looks at any data.
+void checkRequest(const std::string& request, const std::string& asked) {
+    const std::string answer = checkRequests({request});
+    if (answer == "Wrong input: ")
+        throw UsageError("the request '" + asked + "' is not of the form FIELD:FILTER:DIRECTION");
+    if (answer.starts_with("Unknown filter")) {
+        const std::string filter = answer.substr(answer.find(": ") + 2);
+        throw UsageError("'" + asked + "' can't be read: there is no filter '" + filter + "' among " +
+                         listed(filterWords()) + nearestHint(filter, filterWords()));
+    }
+    if (answer.starts_with("Unknown"))
+        throw UsageError("'" + asked + "' can't be read: " + answer);
+}
+
+struct BandWord {
+    const char* word;
+    Kind kind;
+};
+
+constexpr std::array<BandWord, 8> words = {{{"count", Kind::Count},
+                                            {"rgb", Kind::Rgb},
+                                            {"density", Kind::Density},
+                                            {"Density", Kind::Density},
+                                            {"celltype", Kind::CellType},
+                                            {"CellType", Kind::CellType},
+                                            {"alpha", Kind::Alpha},
+                                            {"Alpha", Kind::Alpha}}};
+
+/// Collects the bands in the order of the options.
+class BandReader {
+public:
+    explicit BandReader(const PointCloud& cloud) : Cloud(cloud) {}
+
+    void addBand(const std::string& text) {
+        const std::size_t equals = text.find('=');
+        const std::string name = equals == std::string::npos ? "" : text.substr(0, equals);
+        const std::string what = equals == std::string::npos ? text : text.substr(equals + 1);
+        if (equals == 0)
+            throw UsageError("the band '" + text + "' has an empty name");
+        if (addWord(what, name, text))
+            return;
+        const std::vector<std::string> parts = splitAtColons(what);
+        if (parts.size() != 2 && parts.size() != 3)
+            throw UsageError(
+                "the band '" + text +
+                "' is neither of the form FIELD:FILTER nor count, rgb, density, celltype or alpha");
+        const std::string field = parts[0] == "Z" ? "Height" : parts[0];
+        if (parts.size() == 3)
+            addRequest((field == "Height" ? "Positions" : field) + ":" + parts[1] + ":" + parts[2], text,
+                       name);
+        else
+            addField(field, parts[1], text, name);
+    }
+
+    void addRequest(const std::string& request, const std::string& asked, std::string name) {
+        checkRequest(request, asked);
+        const std::vector<std::string> parts = splitAtColons(request);
+        if (parts[0] != "Positions")
+            requireField(Cloud, parts[0]);
+        // The library also knows how to skip a field, which makes no band.
+        const BandFilter* const filter = findBandFilter(parts[1]);
+        if (!filter)
+            return;
+        if (name.empty())
+            name = nameOfRequest(parts);
+        std::uint32_t direction = 0;
+        findDirection(parts[2], filter->number, direction);
+        append({Kind::Request, name, asked, parts[0], filter, direction});
+    }
+
+    bool addWord(const std::string& word, const std::string& name, const std::string& text) {
+        const auto found =
+            std::ranges::find_if(words, [&](const BandWord& known) { return word == known.word; });
+        if (found == words.end())
+            return false;
+        if (found->kind == Kind::Rgb)
+            for (const char* const channel : colourChannels)
+                requireField(Cloud, channel);
+        append({found->kind, name.empty() ? word : name, text});
+        return true;
+    }
+
+    bool has(Kind kind) const { return std::ranges::find(Bands, kind, &WantedBand::kind) != Bands.end(); }
+
+    std::vector<WantedBand> take() { return std::move(Bands); }
+
+private:
+    void addField(const std::string& field, const std::string& word, const std::string& text,
+                  const std::string& name) {
+        const BandFilter* const filter = findBandFilter(word);
+        if (!filter)
+            checkRequest("f:" + word + ":Xdir", text);
+        if (field == "Positions" || !filter)
+            throw UsageError("the band '" + text +
+                             "' asks for nothing; the heights are Height, X and Y the coordinates");
+        if (!isPosition(field))
+            requireField(Cloud, field);
+        if (!suits(*filter, field))
+            throw UsageError("the band '" + text +
+                             "' makes no sense: a plane is fitted through heights alone");
+        append({Kind::Field, name.empty() ? field + "-" + word : name, text, field, filter});
+    }
+
+    bool isTaken(const std::string& name) const {
+        return std::ranges::find(Bands, name, &WantedBand::name) != Bands.end();
+    }
+
+    /// The name of the field; of a further request for it Height-Max, or Height-Max-Zdir.
+    std::string nameOfRequest(const std::vector<std::string>& parts) const {
+        std::string name = parts[0] == "Positions" ? "Height" : parts[0];
+        for (std::size_t i = 1; i < 3 && isTaken(name); ++i)
+            name += "-" + parts[i];
+        return name;
+    }
+
+    void append(const WantedBand& band) {
+        if (band.name.find('/') != std::string::npos)
+            throw UsageError("the band '" + band.text + "' can't be named '" + band.name + "'");
+        if (isTaken(band.name))
+            throw UsageError("two bands are named '" + band.name +
+                             "'; give one of them a name of its own, as in NAME=" +
+                             band.text.substr(band.text.find('=') + 1));
+        Bands.push_back(band);
+    }
+
+    const PointCloud& Cloud;
+    std::vector<WantedBand> Bands;
+};
+
+} // namespace
+
+bool isPosition(const std::string& field) {
+    return field == "Height" || field == "X" || field == "Y" || field == "Positions";
+}
+
+const CloudField& requireField(const PointCloud& cloud, const std::string& name) {
+    if (const CloudField* const field = cloud.findField(name))
+        return *field;
+    std::vector<std::string> fields = {"Height", "X", "Y"};
+    for (const CloudField& field : cloud.fields())
+        fields.push_back(field.name);
+    throw InputError(cloud.name() + " has no field '" + name + "'; it has " + listed(fields) +
+                     nearestHint(name, fields));
+}
+
+std::vector<WantedBand> readBands(const RasterRequest& options, const PointCloud& cloud) {
+    BandReader reader(cloud);
+    for (const std::string& text : options.bands)
+        reader.addBand(text);
+    for (const std::string& text : options.requests) {
+        if (std::ranges::count(options.requests, text) > 1)
+            throw UsageError("the request '" + text + "' is there twice");
+        if (!reader.addWord(text, "", text))
+            reader.addRequest(text, text, "");
+    }
+    if (options.bands.empty() && options.requests.empty())
+        reader.addBand("Height=Height:Mean");
+    if (options.alpha && !reader.has(Kind::Alpha))
+        reader.addWord("Alpha", "", "Alpha");
+    std::vector<WantedBand> bands = reader.take();
+    if (bands.empty())
+        throw UsageError("no band is asked for");
+    return bands;
+}
+
+} // namespace Tilewright::Io
