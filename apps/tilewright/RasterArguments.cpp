@@ -142,8 +142,7 @@ void addBandOptions(CLI::App& command, Io::RasterRequest& options) {
         "What a band shows: FIELD:FILTER, for example Height:Mean, or count, density, rgb, celltype or "
         "alpha; NAME= in front names the band. Fields are Height, X, Y and those that tilewright info "
         "lists; filters are " +
-            enumerated(Io::filterWords()) +
-            ". Takes several bands; repeatable (default Height:Mean)",
+            enumerated(Io::filterWords()) + ". Takes several bands; repeatable (default Height:Mean)",
         options.bands);
     addRepeatable(
         command, "--request", requestLabel,

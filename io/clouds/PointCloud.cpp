@@ -52,16 +52,6 @@ std::vector<CloudField> commonFields(std::span<const std::unique_ptr<PointSource
     return fields;
 }
 
-/// In a virtual file system nothing is known but name and size.
-FileState stateOfInput(const fs::path& path) {
-    if (!isVirtualPath(path))
-        return stateOf(path);
-    FileState state;
-    state.path = path;
-    state.size = VirtualFile(path).size();
-    return state;
-}
-
 /// The files without those that come again, by whatever path.
 std::vector<FileState> distinctFiles(std::span<const fs::path> files) {
     std::set<std::tuple<std::uint64_t, std::uint64_t, fs::path>> seen;
@@ -75,6 +65,15 @@ std::vector<FileState> distinctFiles(std::span<const fs::path> files) {
 }
 
 } // namespace
+
+FileState stateOfInput(const fs::path& path) {
+    if (!isVirtualPath(path))
+        return stateOf(path);
+    FileState state;
+    state.path = path;
+    state.size = VirtualFile(path).size();
+    return state;
+}
 
 PointCloud::PointCloud(std::span<const fs::path> files, const CloudOptions& options, bool ignoreSystems) {
     ReadOptions reading = readOptionsOf(options);

@@ -24,6 +24,10 @@ struct CloudField {
     bool operator==(const CloudField&) const = default;
 };
 
+/// What is known of a file of a cloud: in a virtual file system its name and size alone. Throws InputError
+/// for one that cannot be found.
+FileState stateOfInput(const std::filesystem::path& path);
+
 /// All sources in their order, each file once.
 ///
 /// The const operations may run on several threads at once.

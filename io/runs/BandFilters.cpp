@@ -54,6 +54,16 @@ const BandFilter* findBandFilter(std::string_view word) {
     return found == filters.end() ? nullptr : found;
 }
 
+std::string wordOfFilter(std::uint32_t number) {
+    const auto found = std::ranges::find(filters, number, &BandFilter::number);
+    return found == filters.end() ? "" : found->word;
+}
+
+std::uint32_t numberOfFilter(std::string_view word) {
+    const BandFilter* const filter = findBandFilter(word);
+    return filter ? filter->number : std::uint32_t(filterSkip);
+}
+
 bool suits(const BandFilter& filter, std::string_view field) { return !filter.isPlane || field == "Height"; }
 
 PixelType pixelTypeOfResult(const BandFilter& filter, FieldType values) {

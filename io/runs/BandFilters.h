@@ -58,6 +58,10 @@ std::span<const BandFilter> bandFilters();
 /// Null for a word that no filter has.
 const BandFilter* findBandFilter(std::string_view word);
 
+/// The word of a number and the number of a word; an empty text and filterSkip where there is none.
+std::string wordOfFilter(std::uint32_t number);
+std::uint32_t numberOfFilter(std::string_view word);
+
 /// Whether bands of a field can have a filter.
 bool suits(const BandFilter& filter, std::string_view field);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include <io/blocks/OnePass.h>
 #include <io/system/Errors.h>
 #include <tilewright/filters/vocabulary.h>
 
@@ -84,6 +85,8 @@ std::string faultOfWork(const RunPlan& plan) {
         return "threads: " + std::to_string(job.threads);
     if (job.pointsOfWindow == 0 || job.pointsOfCell == 0)
         return "room for no points";
+    if (plan.reading.inOnePass && !bytesOfStates(job.plan, plan.makeLattice()))
+        return "one pass for reductions that take more";
     if (!isSideSound(plan.reading.side))
         return "squares of " + std::to_string(plan.reading.side) + " cells, which do not fill a block";
     return "";

@@ -48,7 +48,7 @@ void expectUnchanged(const PlannedInput& input, const FileState& file) {
 std::vector<fs::path> unchangedFiles(const RunPlan& plan) {
     std::vector<fs::path> files;
     for (const PlannedInput& input : plan.inputs) {
-        expectUnchanged(input, stateOf(input.path));
+        expectUnchanged(input, stateOfInput(input.path));
         files.push_back(input.path);
     }
     return files;

@@ -1,6 +1,7 @@
 /// PlanMembers: what a plan is made of, by the names that its file has for it.
 #pragma once
 
+#include <io/runs/BandFilters.h>
 #include <io/runs/JsonValues.h>
 #include <io/runs/RunPlan.h>
 
@@ -27,10 +28,6 @@ template <> struct KindWords<OrderKeys> {
 };
 template <> struct KindWords<JobBand::Source> {
     static constexpr std::array words = {"reduction", "count", "density", "cell type", "alpha"};
-};
-template <> struct KindWords<FilterNumber> {
-    static constexpr std::array words = {"Mean",          "Min",        "Max", "Median",
-                                         "MaxOccurrence", "Regression", "Skip"};
 };
 template <> struct KindWords<DirectionNumber> {
     static constexpr std::array words = {"Xdir", "Ydir", "Zdir", "All", "Fit"};
@@ -91,12 +88,12 @@ void list(auto& members, Like<PointColumn> auto& column) {
 }
 
 void list(auto& members, Like<DirectionAndFilter> auto& wanted) {
-    auto filter = static_cast<FilterNumber>(wanted.filter);
+    std::string filter = wordOfFilter(wanted.filter);
     auto direction = static_cast<DirectionNumber>(wanted.direction);
     members("filter", filter);
     members("direction", direction);
     if constexpr (!std::is_const_v<std::remove_reference_t<decltype(wanted)>>)
-        wanted = {direction, filter};
+        wanted = {direction, numberOfFilter(filter)};
 }
 
 void list(auto& members, Like<ReductionPlan::Reduction> auto& reduction) {

@@ -97,11 +97,13 @@ private:
         std::map<fs::path, int> others;
         for (const fs::path& path : Input.files)
             ++others[path];
-        for (std::size_t i = 0; i < cloud.files().size(); ++i) {
-            const FileState& file = cloud.files()[i];
-            Plan.inputs.push_back({file.path, file.size, file.modified, cloud.sources()[i]->pointCount()});
+        for (std::size_t i = 0; i < cloud.sources().size(); ++i) {
+            const PointSource& source = *cloud.sources()[i];
+            // What is no file has a name alone.
+            const FileState file = cloud.files().empty() ? FileState{source.name()} : cloud.files()[i];
+            Plan.inputs.push_back({file.path, file.size, file.modified, source.pointCount()});
             --others[file.path];
-            for (const std::string& note : cloud.sources()[i]->notes())
+            for (const std::string& note : source.notes())
                 Plan.notes.push_back(note);
         }
         for (const auto& [path, count] : others)

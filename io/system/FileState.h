@@ -22,9 +22,9 @@ struct TILEWRIGHT_API FileState {
     std::uint64_t inode = 0;
     std::uint64_t size = 0;
     /// When the contents last changed. Programs can set it.
-    FileTime modified;
+    FileTime modified = {};
     /// When anything about the file last changed, which no program can set.
-    FileTime changed;
+    FileTime changed = {};
 
     bool operator==(const FileState&) const = default;
 };

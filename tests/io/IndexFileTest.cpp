@@ -78,15 +78,15 @@ TEST_F(IndexFileTest, ShowsAnyDamage) {
     Points = {16};
     writeIndex(Path, Index);
     const std::string sound = textOf(Path);
-    EXPECT_EQ(tryToRead(sound, Points), "no such failure");
+    EXPECT_EQ(tryToRead(sound, Points), noFailure);
     EXPECT_EQ(sound.size(), 72U + 2 * 24 + 3 * 52 + 8) << "the layout is fixed";
     for (std::size_t i = 0; i < sound.size(); ++i) {
-        EXPECT_NE(tryToRead(sound.substr(0, i), Points), "no such failure") << i;
+        EXPECT_NE(tryToRead(sound.substr(0, i), Points), noFailure) << i;
         std::string damaged = sound;
         damaged[i] = static_cast<char>(damaged[i] ^ 0x40);
-        EXPECT_NE(tryToRead(damaged, Points), "no such failure") << i;
+        EXPECT_NE(tryToRead(damaged, Points), noFailure) << i;
     }
-    EXPECT_NE(tryToRead(sound + '\0', Points), "no such failure");
+    EXPECT_NE(tryToRead(sound + '\0', Points), noFailure);
 }
 
 } // namespace
