@@ -100,7 +100,8 @@ public:
     /// Reads the piece; calls `makeRoom` whenever many of its points wait.
     template <class MakeRoom>
     void read(const PointCloud& cloud, const Piece& piece, const MakeRoom& makeRoom) {
-        const auto& [layout, bytes] = Layouts[piece.source];
+        const RecordLayout& layout = Layouts[piece.source].first;
+        const ByteSelection& bytes = Layouts[piece.source].second;
         clear();
         cloud.sources()[piece.source]->visit(piece.first, piece.count, bytes,
                                              [&](const std::byte* records, std::size_t count) {

@@ -134,9 +134,11 @@ std::unique_ptr<PieceReduction<T>> makePieceReduction(const Quill::MultiIndex<3>
     }
 }
 
+template <class T> using PieceReductionPtr = std::unique_ptr<PieceReduction<T>>;
+
 #define TILEWRIGHT_INSTANTIATE(T)                                                                            \
-    template TILEWRIGHT_API std::unique_ptr<PieceReduction<T>> makePieceReduction(                           \
-        const Quill::MultiIndex<3>&, const DirectionAndFilter&);
+    template TILEWRIGHT_API PieceReductionPtr<T> makePieceReduction<T>(const Quill::MultiIndex<3>&,          \
+                                                                       const DirectionAndFilter&);
 TILEWRIGHT_PLAIN_VALUE_TYPES(TILEWRIGHT_INSTANTIATE)
 TILEWRIGHT_INSTANTIATE(point)
 #undef TILEWRIGHT_INSTANTIATE
