@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::string_view magic = "TWCINDEX";
 constexpr std::uint32_t version = 1;
-constexpr std::uint64_t headBytes = 72;
+constexpr std::uint64_t headBytes = 80;
 constexpr std::uint64_t rangeBytes = 24;
 constexpr std::uint64_t stretchBytes = 52;
 constexpr std::uint64_t digestBytes = 8;
@@ -126,35 +126,38 @@ Stretch takeStretch(IndexInput& in) {
     return stretch;
 }
 
-/// Expects stretches that cover all points of all sources, each once and in their order.
+/// Expects stretches in the order of the points, none twice, that cover all points but those that were
+/// skipped.
 class CoverageCheck {
 public:
-    CoverageCheck(const IndexInput& in, std::span<const std::uint64_t> points) : In(in), Points(points) {
-        skipFinished();
-    }
+    CoverageCheck(const IndexInput& in, std::span<const std::uint64_t> points) : In(in), Points(points) {}
 
     void add(const Stretch& stretch) {
-        if (Source == Points.size() || stretch.source != Source || stretch.first != Next ||
-            stretch.count == 0 || stretch.count > Points[Source] - Next)
+        while (Source < stretch.source && Source < Points.size())
+            endSource();
+        if (stretch.source != Source || Source == Points.size() || stretch.count == 0 ||
+            stretch.first < Next || stretch.first > Points[Source] ||
+            stretch.count > Points[Source] - stretch.first)
             fail();
         for (std::size_t axis = 0; axis < 2; ++axis)
             if (std::isnan(stretch.low[axis]) || std::isnan(stretch.high[axis]))
                 In.fail("it has a box without limits");
-        Next += stretch.count;
-        skipFinished();
+        Skipped += stretch.first - Next;
+        Next = stretch.first + stretch.count;
     }
 
-    void finish() const {
-        if (Source != Points.size())
+    void finish(std::uint64_t skippedPoints) {
+        while (Source < Points.size())
+            endSource();
+        if (Skipped != skippedPoints)
             fail();
     }
 
 private:
-    void skipFinished() {
-        while (Source < Points.size() && Next == Points[Source]) {
-            ++Source;
-            Next = 0;
-        }
+    void endSource() {
+        Skipped += Points[Source] - Next;
+        ++Source;
+        Next = 0;
     }
     [[noreturn]] void fail() const { In.fail("its stretches are not those of the files"); }
 
@@ -162,6 +165,7 @@ private:
     std::span<const std::uint64_t> Points;
     std::size_t Source = 0;
     std::uint64_t Next = 0;
+    std::uint64_t Skipped = 0;
 };
 
 /// The number of stretches.
@@ -180,6 +184,7 @@ std::uint64_t takeHead(IndexInput& in, CloudIndex& index) {
     if (rest < ranges * rangeBytes || (rest - ranges * rangeBytes) % stretchBytes != 0 ||
         (rest - ranges * rangeBytes) / stretchBytes != stretches)
         in.fail("its length is not that of " + std::to_string(stretches) + " stretches");
+    index.skippedPoints = in.take<std::uint64_t>();
     in.take(index.bounds.low);
     in.take(index.bounds.high);
     for (std::uint32_t r = 0; r < ranges; ++r)
@@ -196,6 +201,7 @@ void writeIndex(const std::filesystem::path& path, const CloudIndex& index) {
     out.put(version);
     out.put(static_cast<std::uint32_t>(index.ranges.size()));
     out.put(std::uint64_t(index.stretches.size()));
+    out.put(index.skippedPoints);
     out.put(index.bounds.low);
     out.put(index.bounds.high);
     for (const FieldRange& range : index.ranges) {
@@ -226,7 +232,7 @@ CloudIndex readIndex(const std::filesystem::path& path, std::span<const std::uin
         if (!wanted || wanted(stretch))
             index.stretches.push_back(stretch);
     }
-    check.finish();
+    check.finish(index.skippedPoints);
     const std::uint64_t digest = in.digest();
     if (in.take<std::uint64_t>() != digest)
         in.fail("its bytes are not those that were written");

@@ -2,16 +2,15 @@
 ///
 /// All numbers are little-endian, floating ones with 64 bits, and nothing lies between them:
 ///
-/// | Bytes | Holds |
-/// |---|---|
-/// | 8 | the text `TWCINDEX` |
-/// | 4 | version of the format, 1 |
-/// | 4 | number of ranges |
-/// | 8 | number of stretches |
-/// | 48 | bounds of all points: low x, y, z, high x, y, z |
-/// | 24 each | ranges: least, greatest, and 8 bytes of flags: 1 has NaN, 2 multiples of 257, 4 multiples of
-/// 256 | | 52 each | stretches: source (4), first (8), count (8), low x, y, high x, y | | 8 | digest of all
-/// bytes before it, FNV-1a with 64 bits |
+/// - 8 bytes: the text `TWCINDEX`;
+/// - 4: version of the format, 1;
+/// - 4: number of ranges;
+/// - 8: number of stretches;
+/// - 8: points that are in no stretch;
+/// - 48: bounds of all points: low x, y, z, high x, y, z;
+/// - 24 for each range: least, greatest, and 8 bytes of flags: 1 has NaN, 2 multiples of 257, 4 of 256;
+/// - 52 for each stretch: source (4), first (8), count (8), low x, y, high x, y;
+/// - 8: digest of all bytes before it, FNV-1a with 64 bits.
 #pragma once
 
 #include <cstdint>

@@ -15,7 +15,7 @@ bool isSame(const Stretch& a, const Stretch& b) {
 
 class IndexFileTest : public FolderTest {
 protected:
-    /// Two sources around an empty one, with more stretches than fit a buffer.
+    /// Two sources around an empty one, with more stretches than fit a buffer. One was skipped.
     IndexFileTest() {
         std::mt19937_64 random(5);
         std::uniform_real_distribution<double> number(-1e7, 1e7);
@@ -28,6 +28,8 @@ protected:
                                            {number(random), number(random)}});
         Index.stretches[3].low = {PointBounds::infinity, PointBounds::infinity};
         Index.stretches[3].high = {-PointBounds::infinity, -0.0};
+        Index.stretches.erase(Index.stretches.begin() + 5);
+        Index.skippedPoints = 7;
         Index.bounds.low = {1.0 / 3.0, 0x1p-1074, -PointBounds::infinity};
         Index.ranges = {{-1.5, 0x1.fffffffffffffp1023, true, false, true}, {}};
     }
@@ -46,6 +48,7 @@ TEST_F(IndexFileTest, GivesBackWhatWasWritten) {
     writeIndex(Path, Index);
     const CloudIndex read = readIndex(Path, Points);
     EXPECT_TRUE(std::ranges::equal(read.stretches, Index.stretches, isSame));
+    EXPECT_EQ(read.skippedPoints, 7U);
     EXPECT_EQ(read.bounds.low, Index.bounds.low);
     EXPECT_EQ(read.bounds.high, Index.bounds.high);
     ASSERT_EQ(read.ranges.size(), 2U);
@@ -75,11 +78,12 @@ TEST_F(IndexFileTest, IsRefusedForOtherFiles) {
 TEST_F(IndexFileTest, ShowsAnyDamage) {
     Index.stretches.resize(3);
     Index.stretches.back().count = 2;
+    Index.skippedPoints = 0;
     Points = {16};
     writeIndex(Path, Index);
     const std::string sound = textOf(Path);
     EXPECT_EQ(tryToRead(sound, Points), noFailure);
-    EXPECT_EQ(sound.size(), 72U + 2 * 24 + 3 * 52 + 8) << "the layout is fixed";
+    EXPECT_EQ(sound.size(), 80U + 2 * 24 + 3 * 52 + 8) << "the layout is fixed";
     for (std::size_t i = 0; i < sound.size(); ++i) {
         EXPECT_NE(tryToRead(sound.substr(0, i), Points), noFailure) << i;
         std::string damaged = sound;
