@@ -97,14 +97,15 @@ public:
                                bytesFor(source->format(), job)});
     }
 
-    /// Reads the piece; calls `makeRoom` whenever many of its points wait.
-    template <class MakeRoom>
-    void read(const PointCloud& cloud, const Piece& piece, const MakeRoom& makeRoom) {
+    /// Reads the piece; calls `watch` every now and then, and `makeRoom` whenever many of its points wait.
+    template <class Watch, class MakeRoom>
+    void read(const PointCloud& cloud, const Piece& piece, const Watch& watch, const MakeRoom& makeRoom) {
         const RecordLayout& layout = Layouts[piece.source].first;
         const ByteSelection& bytes = Layouts[piece.source].second;
         clear();
         cloud.sources()[piece.source]->visit(piece.first, piece.count, bytes,
                                              [&](const std::byte* records, std::size_t count) {
+                                                 watch();
                                                  for (std::size_t at = 0; at < count; at += pointsAtATime)
                                                      take(layout, records + at * layout.format.recordLength,
                                                           std::min(pointsAtATime, count - at));
@@ -174,8 +175,10 @@ ReducedCells reduceInOnePass(const PointCloud& cloud, const CloudIndex& index, c
     forEachPiece(
         job.threads, pieces.size(),
         [&](std::size_t p) {
-            if (report && !report(done, points))
-                throw Interruption();
+            const auto watch = [&] {
+                if (report && !report(done, points))
+                    throw Interruption();
+            };
             const auto reader = readers.borrow();
             bool isIn = false;
             const auto add = [&] {
@@ -184,7 +187,7 @@ ReducedCells reduceInOnePass(const PointCloud& cloud, const CloudIndex& index, c
                 isIn = true;
                 reader->addTo(states);
             };
-            reader->read(cloud, pieces[p], add);
+            reader->read(cloud, pieces[p], watch, add);
             add();
             turns.leave();
             done += pieces[p].count;

@@ -50,11 +50,14 @@ TEST(RecordSpanTest, CoordinatesMayLieAnywhereAndBeOfAnyType) {
                 std::array{FieldColumn{source.format().findField("Y"), std::span(y)},
                            FieldColumn{source.format().findField("Z"), std::span(z)}});
     for (std::size_t i = 0; i < points.size(); ++i) {
-        ASSERT_EQ(xyz[3 * i], points[i].x);
+        // Members of a packed structure must not be bound to references.
+        const double expectedX = points[i].x;
+        const float expectedZ = points[i].z;
+        ASSERT_EQ(xyz[3 * i], expectedX);
         ASSERT_EQ(xyz[3 * i + 1], points[i].y * -0.5 + 100.0);
-        ASSERT_EQ(xyz[3 * i + 2], points[i].z);
+        ASSERT_EQ(xyz[3 * i + 2], expectedZ);
         ASSERT_EQ(y[i], xyz[3 * i + 1]);
-        ASSERT_EQ(z[i], points[i].z);
+        ASSERT_EQ(z[i], expectedZ);
     }
     const PointBounds box = source.bounds(10, 1000);
     EXPECT_EQ(box.low, (std::array{11.0, 1009 * -0.5 + 100.0, -1009 / 4.0}));
