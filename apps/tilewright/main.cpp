@@ -5,6 +5,9 @@
 #include <string>
 
 #include <fcntl.h>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -44,6 +47,16 @@ void openStandardStreams() {
             // Gets the lowest free number, which is this one.
             ::open("/dev/null", stream == STDIN_FILENO ? O_RDONLY : O_WRONLY);
         }
+}
+
+/// Every window of a raster is worked on in buffers of some megabytes. To give them back to the system and to
+/// get them again for the next window takes as long as the work itself.
+void keepFreedMemory() {
+#ifdef __GLIBC__
+    constexpr int largestKept = 16 << 20;
+    ::mallopt(M_MMAP_THRESHOLD, largestKept);
+    ::mallopt(M_TRIM_THRESHOLD, 2 * largestKept);
+#endif
 }
 
 int fail(const std::string& what, int status) {
@@ -133,6 +146,7 @@ int run(CLI::App& app, App::Words words) {
 
 int main(int argc, char** argv) {
     openStandardStreams();
+    keepFreedMemory();
     App::catchInterruptions();
     CLI::App app("Turns point clouds into regular rasters.", "tilewright");
     app.formatter(std::make_shared<App::HelpFormatter>());

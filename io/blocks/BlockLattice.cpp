@@ -70,6 +70,7 @@ LatticeAxis::LatticeAxis(const Request& request) : Cell(request.cell) {
     CellsPerUnit = 1.0 / Cell;
     Low = (request.bounds ? low : FirstEdge) - Tolerance;
     High = (request.bounds ? high : edge(static_cast<std::int64_t>(CellCount))) - Tolerance;
+    EndsInCells = request.bounds.has_value();
 }
 
 double LatticeAxis::edgeAtOrBelow(double coordinate) const {
@@ -87,24 +88,31 @@ void LatticeAxis::locateAll(std::span<const double> coordinates, std::uint32_t* 
                             double* margins) const {
     const double firstEdge = FirstEdge;
     const double cellsPerUnit = CellsPerUnit;
-    const double low = Low;
-    const double high = High;
+    const auto end = static_cast<double>(CellCount);
     const double clear = ClearShare;
+    const double room = 1.0 - ClearShare;
     for (std::size_t i = 0; i < coordinates.size(); ++i) {
-        const double coordinate = coordinates[i];
-        double f = (coordinate - firstEdge) * cellsPerUnit;
-        // Keeps what is no cell, and what is not a number, within the range of integers.
+        double f = (coordinates[i] - firstEdge) * cellsPerUnit;
+        // What is outside, or not a number, is on the first edge or on the last one, and so not clear of it.
         f = f > 0.0 ? f : 0.0;
-        f = f < mostCells ? f : mostCells;
+        f = f < end ? f : end;
         const auto cell = static_cast<std::int32_t>(f);
         const double inCell = f - static_cast<double>(cell);
-        const double fromEdges =
-            inCell - clear < 1.0 - clear - inCell ? inCell - clear : 1.0 - clear - inCell;
-        const double fromEnds = coordinate - low < high - coordinate ? coordinate - low : high - coordinate;
-        // What is not a number is on the first edge, and has no distance from the ends.
-        const double margin = fromEnds < fromEdges ? fromEnds : fromEdges;
+        const double margin = inCell - clear < room - inCell ? inCell - clear : room - inCell;
         margins[i] = margin < margins[i] ? margin : margins[i];
         cells[i] = static_cast<std::uint32_t>(cell);
+    }
+    if (EndsInCells)
+        lowerToEnds(coordinates, margins);
+}
+
+void LatticeAxis::lowerToEnds(std::span<const double> coordinates, double* margins) const {
+    const double low = Low;
+    const double high = High;
+    for (std::size_t i = 0; i < coordinates.size(); ++i) {
+        const double coordinate = coordinates[i];
+        const double margin = coordinate - low < high - coordinate ? coordinate - low : high - coordinate;
+        margins[i] = margin < margins[i] ? margin : margins[i];
     }
 }
 

@@ -67,6 +67,9 @@ public:
     bool holds(double low, double high) const { return low >= Low && high < High; }
 
 private:
+    /// Lowers margins to how clear the coordinates are of the ends of the raster.
+    void lowerToEnds(std::span<const double> coordinates, double* margins) const;
+
     double edgeAt(double i) const { return (i + Shift) * Cell; }
     double edgeAtOrBelow(double coordinate) const;
 
@@ -84,6 +87,8 @@ private:
     /// Coordinates from Low to below High are in the raster.
     double Low;
     double High;
+    /// Whether the raster may end within its first and last cells, and not at their edges.
+    bool EndsInCells;
     std::uint64_t CellCount;
 };
 

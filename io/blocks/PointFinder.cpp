@@ -41,8 +41,8 @@ const FoundPoints& PointFinder::find(const RecordLayout& layout, const std::byte
     std::size_t found = findCandidates(layout.format, records, count);
     found = dropUnselected(layout.format, records, found);
     decode(layout.format, records, count, found);
-    locate(found);
-    found = keepInWindow(found);
+    if (!locate(found) || !IsWhole)
+        found = keepInWindow(found);
     Found = {&layout,
              records,
              std::span(Ordinals.data(), found),
@@ -83,8 +83,9 @@ void PointFinder::decode(const RecordFormat& format, const std::byte* records, s
     }
 }
 
-/// Finds column and row in the raster; those of a point outside are `outside`.
-void PointFinder::locate(std::size_t found) {
+/// Finds column and row in the raster; those of a point outside are `outside`. Gives whether none is.
+bool PointFinder::locate(std::size_t found) {
+    bool areInside = true;
     std::fill_n(Margins.begin(), found, 1.0);
     Lattice.x().locateAll(std::span(Coordinates[0].data(), found), Columns.data(), Margins.data());
     Lattice.y().locateAll(std::span(Coordinates[1].data(), found), Rows.data(), Margins.data());
@@ -97,7 +98,9 @@ void PointFinder::locate(std::size_t found) {
             Lattice.x().locate(Coordinates[0][i], column) && Lattice.y().locate(Coordinates[1][i], row);
         Columns[i] = isInside ? static_cast<std::uint32_t>(column) : outside;
         Rows[i] = isInside ? static_cast<std::uint32_t>(row) : outside;
+        areInside &= isInside;
     }
+    return areInside;
 }
 
 /// Leaves out what lies elsewhere. Gives the number of points that are left.

@@ -33,7 +33,7 @@ private:
     std::size_t findCandidates(const RecordFormat& format, const std::byte* records, std::size_t count);
     std::size_t dropUnselected(const RecordFormat& format, const std::byte* records, std::size_t found);
     void decode(const RecordFormat& format, const std::byte* records, std::size_t count, std::size_t found);
-    void locate(std::size_t found);
+    bool locate(std::size_t found);
     std::size_t keepInWindow(std::size_t found);
 
     const BlockLattice& Lattice;
