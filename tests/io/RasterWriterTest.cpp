@@ -380,7 +380,8 @@ TEST_F(RasterWriterTest, CreationOptionsReachTheDriverAndTypesGetTheirPredictor)
     save<int>(integers, values);
     EXPECT_EQ(values, pixels<int>());
     const auto structure = [&](const char* key) {
-        const char* const text = openRaster(file())->GetMetadataItem(key, "IMAGE_STRUCTURE");
+        const auto dataset = openRaster(file());
+        const char* const text = dataset->GetMetadataItem(key, "IMAGE_STRUCTURE");
         return std::string(text ? text : "");
     };
     EXPECT_EQ("ZSTD", structure("COMPRESSION"));
