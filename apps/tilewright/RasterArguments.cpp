@@ -154,9 +154,16 @@ void addBandOptions(CLI::App& command, Io::RasterRequest& options) {
 }
 
 void addPointOptions(CLI::App& command, Io::RasterRequest& options) {
-    addOption(command, "--select", "RANGES@FIELD", 1,
-              "Use only points whose value is in these ranges, for example 2,9@Classification",
-              [&options](const Words& words) { options.selection = words[0]; });
+    addRepeatable(
+        command, "--select", "RANGES@FIELD",
+        "Use only points whose value is in these ranges, for example 2,9@Classification or 2:@Height; with "
+        "! in front all others. Fields are those of bands; first, last, only and intermediate select by "
+        "return. Repeatable, or several with & between them: all must hold",
+        options.selections);
+    addOption(command, "--returns", "WORDS", 1,
+              "Use only these returns of a pulse: first, last, only or intermediate, or several with commas "
+              "between them",
+              [&options](const Words& words) { options.returns = words[0]; });
     addOption(command, "--bounds,--te", "WEST SOUTH EAST NORTH", 4,
               "Use only points in this rectangle; those on its upper edges are outside",
               [&options](const Words& words) { options.bounds = readBounds(words); });

@@ -1,6 +1,7 @@
 #include <io/blocks/PointFinder.h>
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 #include <numeric>
 
@@ -21,12 +22,21 @@ CoordinateBox boxOf(const BlockLattice& lattice, const CellWindow& window) {
              low(lattice.y(), window.row + window.rows) + 0.04 * lattice.y().cellSize()}};
 }
 
+PointConditions conditionsOf(const PointConditions& all, bool ofAttributes) {
+    PointConditions some;
+    std::ranges::copy_if(all, std::back_inserter(some), [=](const PointCondition& condition) {
+        return isOfAttributes(condition) == ofAttributes;
+    });
+    return some;
+}
+
 } // namespace
 
 PointFinder::PointFinder(const BlockLattice& lattice, const CellWindow& window,
-                         const std::optional<CloudSelection>& selection)
+                         const PointConditions& conditions)
     : Lattice(lattice), Window(window), Box(boxOf(lattice, window)),
-      IsWhole(window.cells() == lattice.cells()), Test(selection) {}
+      IsWhole(window.cells() == lattice.cells()), Attributes(conditionsOf(conditions, true)),
+      Places(conditionsOf(conditions, false)) {}
 
 const FoundPoints& PointFinder::find(const RecordLayout& layout, const std::byte* records,
                                      std::size_t count) {
@@ -39,10 +49,11 @@ const FoundPoints& PointFinder::find(const RecordLayout& layout, const std::byte
             axis.resize(count);
     }
     std::size_t found = findCandidates(layout.format, records, count);
-    found = dropUnselected(layout.format, records, found);
+    found = dropByAttributes(layout.format, records, found);
     decode(layout.format, records, count, found);
     if (!locate(found) || !IsWhole)
         found = keepInWindow(found);
+    found = dropByPlace(layout.format, records, found);
     Found = {&layout,
              records,
              std::span(Ordinals.data(), found),
@@ -58,15 +69,15 @@ std::size_t PointFinder::findCandidates(const RecordFormat& format, const std::b
     return count;
 }
 
-std::size_t PointFinder::dropUnselected(const RecordFormat& format, const std::byte* records,
-                                        std::size_t found) {
-    if (found == 0 || !Test.isNeeded())
+std::size_t PointFinder::dropByAttributes(const RecordFormat& format, const std::byte* records,
+                                          std::size_t found) {
+    if (!Attributes.isNeeded())
         return found;
-    const unsigned char* const passes = Test(format, records, Ordinals[found - 1] + std::size_t(1));
+    const unsigned char* const passes = Attributes({format, records, std::span(Ordinals.data(), found)});
     std::size_t kept = 0;
-    for (std::size_t k = 0; k < found; ++k) {
-        Ordinals[kept] = Ordinals[k];
-        kept += passes[Ordinals[k]];
+    for (std::size_t i = 0; i < found; ++i) {
+        Ordinals[kept] = Ordinals[i];
+        kept += passes[i];
     }
     return kept;
 }
@@ -116,11 +127,35 @@ std::size_t PointFinder::keepInWindow(std::size_t found) {
         Rows[kept] = Rows[i] - row;
         if (Columns[kept] >= columns || Rows[kept] >= rows)
             continue;
-        if (kept != i) {
-            Ordinals[kept] = Ordinals[i];
-            for (std::vector<double>& axis : Coordinates)
-                axis[kept] = axis[i];
-        }
+        if (kept != i)
+            move(i, kept);
+        ++kept;
+    }
+    return kept;
+}
+
+void PointFinder::move(std::size_t from, std::size_t to) {
+    Ordinals[to] = Ordinals[from];
+    for (std::vector<double>& axis : Coordinates)
+        axis[to] = axis[from];
+}
+
+std::size_t PointFinder::dropByPlace(const RecordFormat& format, const std::byte* records,
+                                     std::size_t found) {
+    if (!Places.isNeeded())
+        return found;
+    const unsigned char* const passes =
+        Places({format,
+                records,
+                std::span(Ordinals.data(), found),
+                {Coordinates[0].data(), Coordinates[1].data(), Coordinates[2].data()}});
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < found; ++i) {
+        if (passes[i] == 0)
+            continue;
+        move(i, kept);
+        Columns[kept] = Columns[i];
+        Rows[kept] = Rows[i];
         ++kept;
     }
     return kept;

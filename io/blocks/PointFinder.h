@@ -13,9 +13,8 @@ namespace Tilewright::Io {
 /// For one thread. What it refers to must outlive it.
 class PointFinder {
 public:
-    /// Without a selection every point counts.
-    PointFinder(const BlockLattice& lattice, const CellWindow& window,
-                const std::optional<CloudSelection>& selection);
+    /// Every point of which all `conditions` hold counts.
+    PointFinder(const BlockLattice& lattice, const CellWindow& window, const PointConditions& conditions);
 
     /// Finds the points among `count` records; what it gives is valid until the next call.
     const FoundPoints& find(const RecordLayout& layout, const std::byte* records, std::size_t count);
@@ -31,17 +30,21 @@ public:
 
 private:
     std::size_t findCandidates(const RecordFormat& format, const std::byte* records, std::size_t count);
-    std::size_t dropUnselected(const RecordFormat& format, const std::byte* records, std::size_t found);
+    std::size_t dropByAttributes(const RecordFormat& format, const std::byte* records, std::size_t found);
     void decode(const RecordFormat& format, const std::byte* records, std::size_t count, std::size_t found);
     bool locate(std::size_t found);
     std::size_t keepInWindow(std::size_t found);
+    std::size_t dropByPlace(const RecordFormat& format, const std::byte* records, std::size_t found);
+    void move(std::size_t from, std::size_t to);
 
     const BlockLattice& Lattice;
     CellWindow Window;
     CoordinateBox Box;
     /// The window is the raster: hardly a point is outside.
     bool IsWhole;
-    SelectionTest Test;
+    /// What can be told before the coordinates are decoded, and what can't.
+    ConditionTest Attributes;
+    ConditionTest Places;
     FoundPoints Found;
     std::array<std::vector<double>, 3> Coordinates;
     /// How clear of edges, and of the end of the raster, the points are.

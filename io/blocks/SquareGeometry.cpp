@@ -52,8 +52,8 @@ ByteSelection bytesRead(const RecordFormat& format, const PointNeeds& needs) {
     ByteSelection bytes = ByteSelection::positions(format);
     for (const PointField& field : fieldsIn(format, needs.fields))
         bytes.add(field);
-    if (needs.selection && !needs.selection->axis)
-        bytes.add(*format.findField(needs.selection->field.name));
+    for (const std::string& name : attributesOf(needs.selection))
+        bytes.add(*format.findField(name));
     return bytes;
 }
 

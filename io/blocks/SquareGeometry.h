@@ -33,7 +33,7 @@ double sharedPart(const CellWindow& part, const CellWindow& other);
 /// The attributes in the records of a source.
 std::vector<PointField> fieldsIn(const RecordFormat& format, const std::vector<CloudField>& wanted);
 
-/// The bytes of a record that are looked at: its position, the attributes, and what the selection tests.
+/// The bytes of a record that are looked at: its position, the attributes, and what the selection looks at.
 ByteSelection bytesRead(const RecordFormat& format, const PointNeeds& needs);
 
 } // namespace Tilewright::Io

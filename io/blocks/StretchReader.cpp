@@ -90,7 +90,7 @@ void StretchReader::countWanted(const PointNeeds& needs, const ReadingPlan& plan
         return Lattice.x().holds(stretch.low[0], stretch.high[0]) &&
                Lattice.y().holds(stretch.low[1], stretch.high[1]);
     });
-    if (allLieInside && !needs.selection) {
+    if (allLieInside && needs.selection.empty()) {
         for (const Stretch& stretch : Stretches)
             Wanted += stretch.count;
         return;

@@ -20,8 +20,7 @@ struct TooManyPoints {};
 WindowPoints::WindowPoints(const SquareReader& reader, const BlockLattice& lattice, const ReductionPlan& plan,
                            const Square& square)
     : Reader(reader), Plan(plan), Window(square),
-      Finder(lattice, square.window,
-             reader.needsSelection() ? plan.needs.selection : std::optional<CloudSelection>()) {}
+      Finder(lattice, square.window, reader.needsSelection() ? plan.needs.selection : PointConditions()) {}
 
 void WindowPoints::makeStores(std::size_t expected) {
     Columns.clear();

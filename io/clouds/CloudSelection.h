@@ -1,9 +1,11 @@
 /// CloudSelection: what is read of the points of a cloud, and which of them count.
 #pragma once
 
+#include <array>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
-#include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -12,44 +14,84 @@
 
 namespace Tilewright::Io {
 
-/// Which points count: those whose value of `field` lies in `ranges`, in the terms of Orrery::MultiRange.
-struct CloudSelection {
-    CloudField field = {};
-    std::string ranges = {};
-    /// Take this coordinate of the points, 0 to 2, in the place of the field.
-    std::optional<std::size_t> axis = {};
+/// Something that may hold of a point.
+struct PointCondition {
+    enum class Quantity {
+        /// A value of `field` in the ranges.
+        Attribute,
+        /// A coordinate in the ranges.
+        X,
+        Y,
+        Z,
+        /// A point of one of the `returns`.
+        Returns
+    };
+    /// Groups of the returns of a pulse, a bit each. The only return is the first and the last, too.
+    enum Return : unsigned { First = 1, Last = 2, Only = 4, Intermediate = 8 };
 
-    bool operator==(const CloudSelection&) const = default;
+    Quantity quantity = Quantity::Attribute;
+    CloudField field = {};
+    /// Least and greatest value, both of them included; infinite where a range is open. Of real numbers those
+    /// within 1e-9 count too.
+    std::vector<std::array<double, 2>> ranges = {};
+    unsigned returns = 0;
+    /// Whether it is the other points of which the condition holds.
+    bool excludes = false;
+
+    bool operator==(const PointCondition&) const = default;
 };
+
+/// All of them have to hold.
+using PointConditions = std::vector<PointCondition>;
+
+/// The attributes that tell of which return a point is.
+inline constexpr std::array<const char*, 2> returnFields = {"ReturnNumber", "NumberOfReturns"};
 
 /// What is read of a point, and which points are.
 struct PointNeeds {
-    /// Attributes to read, without duplicates; the one of the selection need not be among them.
+    /// Attributes to read, without duplicates; those of the conditions need not be among them.
     std::vector<CloudField> fields;
-    std::optional<CloudSelection> selection;
+    PointConditions selection;
 
     bool operator==(const PointNeeds&) const = default;
 };
 
-/// A test of records by a selection; every record passes where there is none. For one thread.
-class TILEWRIGHT_API SelectionTest {
-public:
-    explicit SelectionTest(const std::optional<CloudSelection>& selection);
-    ~SelectionTest();
+/// Whether a condition is one of attributes, so that it needs no coordinates.
+bool isOfAttributes(const PointCondition& condition);
 
-    bool isNeeded() const { return test != nullptr; }
-    /// For each of `count` records whether it passes; valid until the next call.
-    const unsigned char* operator()(const RecordFormat& format, const std::byte* records, std::size_t count);
+/// The names of the attributes that conditions look at.
+std::vector<std::string> attributesOf(const PointConditions& conditions);
+
+/// Some of the records of a source.
+struct PointBatch {
+    const RecordFormat& format;
+    const std::byte* records;
+    /// Which of them, ascending.
+    std::span<const std::uint32_t> ordinals;
+    /// Of each its x, y and z; null for conditions of attributes alone.
+    std::array<const double*, 3> coordinates = {};
+};
+
+/// Tests points by conditions. For one thread.
+class TILEWRIGHT_API ConditionTest {
+public:
+    explicit ConditionTest(const PointConditions& conditions);
+    ~ConditionTest();
+
+    bool isNeeded() const { return !Tests.empty(); }
+    /// For each point of the batch 1 if all conditions hold of it, else 0; valid until the next call.
+    const unsigned char* operator()(const PointBatch& batch);
 
     class Test {
     public:
         virtual ~Test() = default;
-        virtual const unsigned char* pass(const RecordFormat& format, const std::byte* records,
-                                          std::size_t count) = 0;
+        /// Sets to 0 what fails.
+        virtual void drop(const PointBatch& batch, unsigned char* passes) = 0;
     };
 
 private:
-    std::unique_ptr<Test> test;
+    std::vector<std::unique_ptr<Test>> Tests;
+    std::vector<unsigned char> Passes;
 };
 
 } // namespace Tilewright::Io

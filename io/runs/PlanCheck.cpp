@@ -23,6 +23,10 @@ bool isColumnSound(const PointColumn& column, const PointNeeds& needs) {
            column.keys == OrderKeys::Numbers || column.keys == OrderKeys::ReversedNumbers;
 }
 
+bool isConditionSound(const PointCondition& condition) {
+    return std::ranges::all_of(condition.ranges, [](const auto& range) { return range[0] <= range[1]; });
+}
+
 bool isReductionSound(const ReductionPlan::Reduction& reduction, const ReductionPlan& plan) {
     return reduction.column < plan.columns.size() && reduction.wanted.filter < filterSkip &&
            (reduction.wanted.filter == filterRegression || reduction.wanted.direction != directionFit);
@@ -56,8 +60,8 @@ std::string faultOfPoints(const RunPlan& plan) {
         if (__builtin_add_overflow(points, input.points, &points))
             return "more points than can be counted";
     const PointNeeds& needs = plan.job.plan.needs;
-    if (needs.selection && needs.selection->axis.value_or(0) > 2)
-        return "a selection by an axis that there is not";
+    if (!std::ranges::all_of(needs.selection, isConditionSound))
+        return "a selection by ranges that are none";
     if (!std::ranges::all_of(plan.job.plan.columns,
                              [&](const PointColumn& column) { return isColumnSound(column, needs); }))
         return "a column of a field that is not read";

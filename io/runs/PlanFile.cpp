@@ -54,6 +54,15 @@ std::vector<fs::path> unchangedFiles(const RunPlan& plan) {
     return files;
 }
 
+/// All attributes that are looked at, with the types that are expected of them. Those of returns are of any.
+std::vector<CloudField> fieldsOf(const ReductionPlan& plan) {
+    std::vector<CloudField> fields = plan.needs.fields;
+    for (const PointCondition& condition : plan.needs.selection)
+        if (condition.quantity == PointCondition::Quantity::Attribute)
+            fields.push_back(condition.field);
+    return fields;
+}
+
 /// Whether a file changed just before it was opened, and whether it can be read as it could be for the plan.
 void checkCloud(const RunPlan& plan, const PointCloud& cloud) {
     if (cloud.files().size() != plan.inputs.size())
@@ -63,15 +72,14 @@ void checkCloud(const RunPlan& plan, const PointCloud& cloud) {
         if (cloud.sources()[i]->pointCount() != plan.inputs[i].points)
             throw InputError(plan.inputs[i].path.string() + ": has other points than the plan says");
     }
-    const PointNeeds& needs = plan.job.plan.needs;
-    std::vector<CloudField> fields = needs.fields;
-    if (needs.selection && !needs.selection->axis)
-        fields.push_back(needs.selection->field);
-    for (const CloudField& field : fields) {
+    for (const CloudField& field : fieldsOf(plan.job.plan)) {
         const CloudField* const found = cloud.findField(field.name);
         if (!found || found->type != field.type)
             throw InputError(cloud.name() + ": has no field '" + field.name + "' of the type in the plan");
     }
+    for (const std::string& name : attributesOf(plan.job.plan.needs.selection))
+        if (!cloud.findField(name))
+            throw InputError(cloud.name() + ": has no field '" + name + "', which the plan selects by");
 }
 
 } // namespace

@@ -22,6 +22,9 @@ template <> struct KindWords<Resampling> {
 template <> struct KindWords<PointColumn::Kind> {
     static constexpr std::array words = {"positions", "x", "y", "z", "attribute"};
 };
+template <> struct KindWords<PointCondition::Quantity> {
+    static constexpr std::array words = {"attribute", "x", "y", "z", "returns"};
+};
 template <> struct KindWords<OrderKeys> {
     static constexpr std::array words = {"none", "numbers", "reversed numbers", "integers",
                                          "reversed integers"};
@@ -68,10 +71,12 @@ void list(auto& members, Like<CloudField> auto& field) {
     members("type", field.type);
 }
 
-void list(auto& members, Like<CloudSelection> auto& selection) {
-    members("field", selection.field);
-    members("ranges", selection.ranges);
-    members("axis", selection.axis);
+void list(auto& members, Like<PointCondition> auto& condition) {
+    members("quantity", condition.quantity);
+    members("field", condition.field);
+    members("ranges", condition.ranges);
+    members("returns", condition.returns);
+    members("excludes", condition.excludes);
 }
 
 void list(auto& members, Like<PointNeeds> auto& needs) {
@@ -171,7 +176,7 @@ void list(auto& members, Like<RunPlan> auto& plan) {
     members("cloud", plan.cloud);
     members("inputs", plan.inputs);
     members("otherNames", plan.otherNames);
-    members("selection", plan.selection);
+    members("selections", plan.selections);
     members("lattice", plan.lattice);
     members("geometry", plan.geometry);
     members("job", plan.job);

@@ -20,8 +20,10 @@ struct TILEWRIGHT_API RasterRequest {
     std::vector<std::string> bands;
     /// "FIELD:FILTER:DIRECTION" in the library's own terms, or the name of a companion.
     std::vector<std::string> requests;
-    /// Empty for all points, else `RANGES@FIELD`.
-    std::string selection;
+    /// Each `RANGES@FIELD`, or several with & between them; see the guide to the program. All have to hold.
+    std::vector<std::string> selections;
+    /// Some of first, last, only and intermediate, with commas between them; empty for all.
+    std::string returns;
     /// West, south, east, north; points on the upper edges are outside.
     std::optional<std::array<double, 4>> bounds;
     unsigned sparseLimit = 0;

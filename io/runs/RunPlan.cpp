@@ -1,6 +1,7 @@
 #include <io/runs/RunPlan.h>
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 
 #include <io/blocks/OnePass.h>
@@ -68,6 +69,23 @@ PlannedPicture pictureOf(const PlannedBand& band, const fs::path& path) {
             band.quantity == Quantity::Class && band.filter->result == BandFilter::Result::OneOfThem};
 }
 
+/// As the user put them.
+std::vector<std::string> selectionsOf(const RasterRequest& request) {
+    std::vector<std::string> texts;
+    std::ranges::copy_if(request.selections, std::back_inserter(texts),
+                         [](const std::string& text) { return !text.empty(); });
+    if (!request.returns.empty())
+        texts.push_back(request.returns);
+    return texts;
+}
+
+std::string joined(const std::vector<std::string>& conditions) {
+    std::string all;
+    for (const std::string& condition : conditions)
+        all += (all.empty() ? "" : " & ") + condition;
+    return all;
+}
+
 /// Turns what was decided of a run into its plan, part by part.
 class PlanMaker {
 public:
@@ -75,7 +93,7 @@ public:
               const CloudIndex& index)
         : Request(request), Style(style), Input(input), Index(index) {}
 
-    RunPlan make(const std::vector<WantedBand>& wanted, const std::optional<CloudSelection>& selection) {
+    RunPlan make(const std::vector<WantedBand>& wanted, const PointConditions& selection) {
         planInputs();
         planLattice();
         BandPlan bands = planBands(wanted, *Input.cloud, Index, Style.type);
@@ -109,7 +127,7 @@ private:
         for (const auto& [path, count] : others)
             if (count > 0)
                 Plan.otherNames.push_back(path);
-        Plan.selection = Request.selection;
+        Plan.selections = selectionsOf(Request);
     }
 
     void planLattice() {
@@ -183,8 +201,8 @@ private:
         description.metadata = {{"TIFFTAG_SOFTWARE", "Tilewright " TILEWRIGHT_VERSION},
                                 {"POINTS", std::to_string(Input.cloud->pointCount())},
                                 {"INPUTS", Input.cloud->name()}};
-        if (!Request.selection.empty())
-            description.metadata.emplace_back("SELECTION", Request.selection);
+        if (!Plan.selections.empty())
+            description.metadata.emplace_back("SELECTION", joined(Plan.selections));
         if (Request.sparseLimit != 0)
             description.metadata.emplace_back("SPARSE_LIMIT", std::to_string(Request.sparseLimit));
         description.blockSize = static_cast<int>(BlockLattice::blockSide);
@@ -208,7 +226,7 @@ class RunPlanner {
 public:
     RunPlanner(const RasterRequest& request, const RunProgress& progress)
         : Request(request), Progress(progress), Style(styleOf(request)), Input(openInput(request, progress)),
-          Wanted(readBands(request, *Input.cloud)), Selection(readSelection(request.selection, *Input.cloud)),
+          Wanted(readBands(request, *Input.cloud)), Selection(readSelection(request, *Input.cloud)),
           FieldsToMeasure(fieldsToMeasure(Wanted, *Input.cloud)) {}
 
     PlannedRun planMeasured() const {
@@ -271,7 +289,7 @@ private:
     OutputStyle Style;
     RunInput Input;
     std::vector<WantedBand> Wanted;
-    std::optional<CloudSelection> Selection;
+    PointConditions Selection;
     std::vector<std::string> FieldsToMeasure;
 };
 

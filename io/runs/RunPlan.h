@@ -75,8 +75,8 @@ struct RunPlan {
     std::vector<PlannedInput> inputs;
     /// Further paths to the same files.
     std::vector<std::filesystem::path> otherNames;
-    /// As it was asked for; empty for all points.
-    std::string selection;
+    /// As they were asked for; empty for all points.
+    std::vector<std::string> selections;
 
     /// The lattice follows from them; x first.
     std::array<LatticeAxis::Request, 2> lattice;

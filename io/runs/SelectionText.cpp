@@ -4,7 +4,9 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <iterator>
 #include <limits>
+#include <optional>
 #include <utility>
 
 #include <io/system/Errors.h>
@@ -37,14 +39,6 @@ Domain domainOf(const CloudField& field) {
     });
 }
 
-/// Neither the decimal separator nor an exponent depends on the language of the user.
-std::string plainText(double number) {
-    // Room for the smallest double.
-    std::array<char, 1100> text;
-    return {text.data(),
-            std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed).ptr};
-}
-
 std::string trimmed(const std::string& text) {
     const std::size_t first = text.find_first_not_of(" \t");
     return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(" \t") - first + 1);
@@ -53,80 +47,148 @@ std::string trimmed(const std::string& text) {
 /// Reads the items of a list one after the other.
 class RangeReader {
 public:
-    RangeReader(const std::string& text, Domain domain) : Text(text), Values(std::move(domain)) {}
+    /// `place` begins what is said of a list that makes no sense.
+    RangeReader(const std::string& place, Domain domain) : Place(place), Values(std::move(domain)) {}
 
-    /// The list as the library shall have it.
-    std::string read(const std::string& list) const {
-        std::string ranges;
+    std::vector<std::array<double, 2>> read(const std::string& list) const {
+        std::vector<std::array<double, 2>> ranges;
         for (std::size_t begin = 0; begin <= list.size();) {
             const std::size_t end = std::min(list.find_first_of(",;", begin), list.size());
-            if (!ranges.empty())
-                ranges += ',';
-            ranges += readItem(list.substr(begin, end - begin));
+            ranges.push_back(readItem(list.substr(begin, end - begin)));
             begin = end + 1;
         }
         return ranges;
     }
 
 private:
-    std::string readItem(const std::string& item) const {
+    /// A value, or two with a colon between them, of which one may be left out.
+    std::array<double, 2> readItem(const std::string& item) const {
+        constexpr double open = std::numeric_limits<double>::infinity();
         const std::size_t colon = item.find(':');
-        const double a = readNumber(item.substr(0, colon));
-        const double b = colon == std::string::npos ? a : readNumber(item.substr(colon + 1));
-        const double low = std::max(std::min(a, b), Values.least);
-        const double high = std::min(std::max(a, b), Values.greatest);
-        if (low > high)
-            throw UsageError("the selection '" + Text + "' asks for " + trimmed(item) + ", but " +
-                             Values.field + " can only be " + exactNumber(Values.least) + " to " +
+        const std::string first = trimmed(item.substr(0, colon));
+        const std::string second = colon == std::string::npos ? first : trimmed(item.substr(colon + 1));
+        const bool hasBoth = !first.empty() && !second.empty();
+        const double a = first.empty() && !second.empty() ? -open : readNumber(first);
+        const double b = second.empty() ? open : readNumber(second);
+        const std::array<double, 2> range = {hasBoth ? std::min(a, b) : a, hasBoth ? std::max(a, b) : b};
+        if (range[0] > Values.greatest || range[1] < Values.least)
+            throw UsageError(Place + " asks for " + trimmed(item) + ", but " + Values.field +
+                             " can only be " + exactNumber(Values.least) + " to " +
                              exactNumber(Values.greatest));
-        return plainText(low) + ":" + plainText(high);
+        // What lies beyond all values is cut off, and what is open stays open.
+        return {std::isinf(range[0]) ? range[0] : std::max(range[0], Values.least),
+                std::isinf(range[1]) ? range[1] : std::min(range[1], Values.greatest)};
     }
 
-    double readNumber(const std::string& word) const {
-        const std::string digits = trimmed(word);
+    double readNumber(const std::string& digits) const {
         const bool hasPlus = digits.size() > 1 && digits[0] == '+' && digits[1] != '-';
         const char* const first = digits.data() + (hasPlus ? 1 : 0);
         const char* const end = digits.data() + digits.size();
         double number = 0.0;
         const auto [rest, error] = std::from_chars(first, end, number);
         if (error != std::errc() || rest != end || !std::isfinite(number))
-            throw UsageError("the selection '" + Text + "' can't be read: '" + digits +
-                             "' is no number; it names no range of values such as 2,9 or 3:5");
+            throw UsageError(Place + " can't be read: '" + digits +
+                             "' is no number; it names no range of values such as 2,9 or 3:5 or 3:");
         if (Values.isWhole && number != std::floor(number))
-            throw UsageError("the selection '" + Text + "' asks for " + digits + ", but " + Values.field +
+            throw UsageError(Place + " asks for " + digits + ", but " + Values.field +
                              " has whole numbers only");
         return number;
     }
 
-    const std::string& Text;
+    const std::string& Place;
     Domain Values;
 };
 
-} // namespace
+constexpr std::array<std::pair<const char*, unsigned>, 4> returnWords = {
+    {{"first", PointCondition::First},
+     {"last", PointCondition::Last},
+     {"only", PointCondition::Only},
+     {"intermediate", PointCondition::Intermediate}}};
 
-std::optional<CloudSelection> readSelection(const std::string& text, const PointCloud& cloud) {
-    if (text.empty())
-        return std::nullopt;
+/// Groups of returns, with commas between them; none if that is not what the text is.
+std::optional<unsigned> readReturnWords(const std::string& text) {
+    unsigned groups = 0;
+    for (std::size_t begin = 0; begin <= text.size();) {
+        const std::size_t end = std::min(text.find(',', begin), text.size());
+        const std::string word = trimmed(text.substr(begin, end - begin));
+        const auto found =
+            std::ranges::find(returnWords, word, [](const auto& known) { return known.first; });
+        if (found == returnWords.end())
+            return std::nullopt;
+        groups |= found->second;
+        begin = end + 1;
+    }
+    return groups;
+}
+
+PointCondition conditionOnReturns(unsigned groups, const PointCloud& cloud) {
+    for (const char* const field : returnFields)
+        requireField(cloud, field);
+    PointCondition condition;
+    condition.quantity = PointCondition::Quantity::Returns;
+    condition.returns = groups;
+    return condition;
+}
+
+PointCondition readRanges(const std::string& place, const std::string& text, const PointCloud& cloud) {
     const std::size_t at = text.find('@');
     if (at == std::string::npos || at == 0 || at + 1 == text.size())
-        throw UsageError("the selection '" + text +
-                         "' is not of the form RANGES@FIELD, for example 2,9@Classification");
-    const std::string list = text.substr(0, at);
+        throw UsageError(place + " is not of the form RANGES@FIELD, for example 2,9@Classification, and "
+                                 "names no returns: first, last, only, intermediate");
+    using Quantity = PointCondition::Quantity;
+    constexpr std::array<std::pair<const char*, Quantity>, 4> axes = {
+        {{"X", Quantity::X}, {"Y", Quantity::Y}, {"Z", Quantity::Z}, {"Height", Quantity::Z}}};
     const std::string name = text.substr(at + 1);
-    constexpr std::array<std::pair<const char*, std::size_t>, 4> axes = {
-        {{"X", 0}, {"Y", 1}, {"Z", 2}, {"Height", 2}}};
-    CloudSelection selection;
+    PointCondition condition;
     Domain domain;
     const auto axis = std::ranges::find(axes, name, [](const auto& known) { return known.first; });
     if (axis != axes.end()) {
-        selection.axis = axis->second;
+        condition.quantity = axis->second;
         domain.field = name;
     } else {
-        selection.field = requireField(cloud, name);
-        domain = domainOf(selection.field);
+        condition.field = requireField(cloud, name);
+        domain = domainOf(condition.field);
     }
-    selection.ranges = RangeReader(text, domain).read(list);
-    return selection;
+    condition.ranges = RangeReader(place, domain).read(text.substr(0, at));
+    return condition;
+}
+
+PointCondition readCondition(const std::string& place, const std::string& text, const PointCloud& cloud) {
+    const std::string whole = trimmed(text);
+    const bool excludes = whole.starts_with('!');
+    const std::string what = excludes ? trimmed(whole.substr(1)) : whole;
+    const std::optional<unsigned> groups = readReturnWords(what);
+    PointCondition condition = groups ? conditionOnReturns(*groups, cloud) : readRanges(place, what, cloud);
+    condition.excludes = excludes;
+    return condition;
+}
+
+} // namespace
+
+PointConditions readConditions(const std::string& place, const std::string& text, const PointCloud& cloud) {
+    PointConditions conditions;
+    for (std::size_t begin = 0; begin <= text.size();) {
+        const std::size_t end = std::min(text.find('&', begin), text.size());
+        conditions.push_back(readCondition(place, text.substr(begin, end - begin), cloud));
+        begin = end + 1;
+    }
+    return conditions;
+}
+
+PointConditions readSelection(const RasterRequest& request, const PointCloud& cloud) {
+    PointConditions all;
+    for (const std::string& text : request.selections)
+        if (!text.empty())
+            std::ranges::copy(readConditions("the selection '" + text + "'", text, cloud),
+                              std::back_inserter(all));
+    if (request.returns.empty())
+        return all;
+    const std::optional<unsigned> groups = readReturnWords(request.returns);
+    if (!groups)
+        throw UsageError("the returns '" + request.returns +
+                         "' are not some of first, last, only and intermediate, with commas between them");
+    all.push_back(conditionOnReturns(*groups, cloud));
+    return all;
 }
 
 } // namespace Tilewright::Io

@@ -1,20 +1,23 @@
-/// SelectionText: which points a user selects, as "RANGES@FIELD".
+/// SelectionText: reads which points users want.
+///
+/// A condition is RANGES@FIELD, or some of the words first, last, only and intermediate with commas between
+/// them; with ! in front it is turned round. RANGES are values and low:high with commas between them, and
+/// either end may be left out. The library's own language for this, with which its calls select points, is
+/// poorer, and reads what it can't understand as 0.
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include <io/clouds/CloudSelection.h>
+#include <io/runs/RasterRequest.h>
 
 namespace Tilewright::Io {
 
-/// Reads values and ranges "low:high", separated by commas or semicolons, of an attribute or of Height (Z), X
-/// or Y; none for an empty text. The library's own language of ranges passes over what it can't read, and
-/// takes values modulo the width of their type. So every character is read here first, and the library gets
-/// a text that leaves no doubt.
-///
-/// Throws UsageError for what can't be read or is no value of the field, and InputError, with the fields
-/// there are, for a field that the cloud doesn't have.
-std::optional<CloudSelection> readSelection(const std::string& text, const PointCloud& cloud);
+/// Reads one or more conditions with & between them. Throws UsageError, which begins with `place`, for a text
+/// that makes no sense, and InputError for an attribute that the cloud doesn't have.
+PointConditions readConditions(const std::string& place, const std::string& text, const PointCloud& cloud);
+
+/// All that a request selects by; empty for all points. Throws as readConditions() does.
+PointConditions readSelection(const RasterRequest& request, const PointCloud& cloud);
 
 } // namespace Tilewright::Io

@@ -30,7 +30,7 @@ protected:
         Request.preview = (Top / "out.png").string();
         Request.pixelType = "Float64";
         Request.creationOptions = {"COMPRESS=DEFLATE"};
-        Request.selection = "100:60000@Intensity";
+        Request.selections = {"100:60000@Intensity", "!5:@Classification"};
         Request.fill = 2.0;
         Request.memory = std::uint64_t(1) << 28;
     }
@@ -100,7 +100,7 @@ TEST_F(PlanFileTest, GivesBackEveryNumberAndText) {
     EXPECT_EQ(read.lattice[1].low, plan.lattice[1].low);
     EXPECT_TRUE(std::signbit(read.lattice[1].high));
     EXPECT_TRUE(std::isnan(*read.nodata) && std::signbit(*read.nodata));
-    EXPECT_EQ(read.job.plan.needs.selection->ranges, plan.job.plan.needs.selection->ranges);
+    EXPECT_EQ(read.job.plan.needs, plan.job.plan.needs);
     EXPECT_EQ(read.job.plan.columns, plan.job.plan.columns);
     EXPECT_EQ(read.outputs[0].description.metadata, plan.outputs[0].description.metadata);
     writePlan(Plan, read);

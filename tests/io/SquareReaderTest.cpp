@@ -116,6 +116,13 @@ protected:
         EXPECT_LT(0U, total);
     }
 
+    static PointCondition groundAndBuildings() {
+        PointCondition condition;
+        condition.field = {"Classification", FieldType::UnsignedChar};
+        condition.ranges = {{2.0, 2.0}, {5.0, 9.0}};
+        return condition;
+    }
+
     static std::uint64_t cellIn(const LatticeAxis& axis, double coordinate, std::uint64_t first) {
         std::int64_t cell;
         return axis.locate(coordinate, cell) ? static_cast<std::uint64_t>(cell) - first : mostCells;
@@ -154,8 +161,7 @@ TEST_F(SquareReaderTest, SquaresHaveTheirPointsInOrderHoweverTheyAreRead) {
                 ReductionPlan plan;
                 plan.needs.fields = {{"Intensity", FieldType::UnsignedShort}};
                 if (selected)
-                    plan.needs.selection.emplace(
-                        CloudSelection{CloudField{"Classification", FieldType::UnsignedChar}, "2,5:9"});
+                    plan.needs.selection.push_back(groundAndBuildings());
                 using Kind = PointColumn::Kind;
                 plan.columns = {{Kind::Positions, 0, FieldType::Double, {}, 1.0},
                                 {Kind::Attribute, 0, FieldType::UnsignedShort, {}, 1.0},

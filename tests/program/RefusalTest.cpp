@@ -66,6 +66,10 @@ TEST_F(Refusal, WrongUsageAndBadInputHaveExitStatusesOfTheirOwn) {
         {1, {"--band", "Intensty:Max"}, "; the nearest is Intensity"},
         {2, {"--request", "Positions:Min:Zdir", "--request", "Positions:Min:Zdir"}, "twice"},
         {1, {"--select", "2@Nothing"}, "it has Height, X, Y, Intensity, "},
+        {1, {"--select", "2@Classification", "--select", "!2@Nothing"}, "no field 'Nothing'"},
+        {2, {"--returns", "fist"}, "'fist' are not some of first, last, only and intermediate"},
+        {2, {"--returns", "first,"}, "'first,'"},
+        {2, {"--select", "first & & last"}, "'first & & last' is not of the form RANGES@FIELD"},
     };
     for (const auto& [status, arguments, words] : cases) {
         SCOPED_TRACE(testing::PrintToString(arguments));
@@ -86,9 +90,9 @@ TEST_F(Refusal, WrongUsageAndBadInputHaveExitStatusesOfTheirOwn) {
 }
 
 TEST_F(Refusal, SelectionsAreReadToTheLastCharacterOrNotAtAll) {
-    for (const std::string list :
-         {"x",    "1 2", "1..2", "1:-", "1e", "-",   ".",   "",      "2,",  ",2",  " ", "1:2:3",
-          "1::2", "--1", "+-1",  "0x2", "1d", "inf", "nan", "1e999", "2.7", "256", "-1"})
+    for (const std::string list : {"x",   "1 2",   "1..2", "1:-", "1e",   "-",   ".",   "",    "2,",  ",2",
+                                   " ",   "1:2:3", "1::2", "--1", "+-1",  "0x2", "1d",  "inf", "nan", "1e999",
+                                   "2.7", "256",   "-1",   ":",   "256:", ":-1", "!!2", "2:&3"})
         expectRefusal(raster({"--select", list + "@Classification"}), 2,
                       list.empty() ? "RANGES@FIELD" : list);
     for (const std::string text : {"2", "2@", "@Classification"})

@@ -100,10 +100,39 @@ TEST_F(Values, OfSelectedPointsAreThoseWithinTheRanges) {
         {"+3; 6.5 @a", {0, 1, 1}},  {"-6 : -4,40@a", {0, 1, 1}},
         {"0:1.5@X", {2, 2, 0}},     {"0.5@Y", {2, 2, 2}},
         {"1E1:1e300@a", {0, 1, 0}}, {"-1e-3:1e-3,6.5e0@a", {2, 0, 1}},
-        {"0,1,2,3.0@a", {0, 1, 0}}, {"1000@Y", {0, 0, 0}}};
+        {"0,1,2,3.0@a", {0, 1, 0}}, {"1000@Y", {0, 0, 0}},
+        {"3:@a", {0, 2, 1}},        {":-5, 40:@a", {0, 1, 1}},
+        {"! 3:@a", {2, 0, 1}},      {"!-5,40@a & 1:@X", {0, 1, 1}},
+        {"!:2@X&!6:@a", {0, 0, 1}}};
     for (const auto& [text, counts] : cases) {
         rasterOf("in.ply", {"--band", "count", "--select", text, "--nodata", "0"});
         EXPECT_EQ(counts, readBand("out.tif").values) << text;
+    }
+}
+
+TEST_F(Values, AreThoseOfThePointsThatMeetAllSelections) {
+    std::string text = "x,y,z,v,ReturnNumber,NumberOfReturns\n";
+    // The first of a single return, of two and of three, the second of two and of three, and the third.
+    const std::vector<std::array<int, 2>> returns = {{1, 1}, {1, 2}, {1, 3}, {2, 2}, {2, 3}, {3, 3}};
+    for (std::size_t cell = 0; cell < returns.size(); ++cell)
+        text += std::to_string(cell) + ".5,0.5,1,nan," + std::to_string(returns[cell][0]) + "," +
+                std::to_string(returns[cell][1]) + "\n";
+    saveAs(Folder / "in.csv", text + "5.5,0.5,1,inf,3,3\n");
+    const std::vector<std::pair<Arguments, std::vector<double>>> cases = {
+        {{"--returns", "first"}, {1, 1, 1, 0, 0, 0}},
+        {{"--returns", "last"}, {1, 0, 0, 1, 0, 2}},
+        {{"--returns", "only"}, {1, 0, 0, 0, 0, 0}},
+        {{"--returns", "intermediate"}, {0, 0, 0, 0, 1, 0}},
+        {{"--returns", "intermediate, only"}, {1, 0, 0, 0, 1, 0}},
+        {{"--returns", "first", "--select", "!only"}, {0, 1, 1, 0, 0, 0}},
+        {{"--select", "1:4@X", "--select", "3@NumberOfReturns"}, {0, 0, 1, 0, 0, 0}},
+        {{"--select", "0:@v"}, {0, 0, 0, 0, 0, 1}},
+        {{"--select", "!0:@v"}, {1, 1, 1, 1, 1, 1}}};
+    for (const auto& [options, counts] : cases) {
+        Arguments arguments = {"--band", "count", "--nodata", "0"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        rasterOf("in.csv", arguments);
+        EXPECT_EQ(counts, readBand("out.tif").values) << testing::PrintToString(options);
     }
 }
 
