@@ -8,6 +8,7 @@
 
 #include <io/clouds/FileSearch.h>
 #include <io/clouds/PointCloud.h>
+#include <io/runs/RasterRun.h>
 #include <tests/io/FolderTest.h>
 #include <tests/laz/LazSamples.h>
 
@@ -19,6 +20,8 @@ using testing::AllOf, testing::HasSubstr, testing::Not;
 /// A server on this machine, for the files of its folder.
 class RemoteFileTest : public FolderTest {
 protected:
+    /// Small files are read whole unless the pieces that are asked for at once are small as well.
+    RemoteFileTest() { ::setenv("CPL_VSIL_CURL_CHUNK_SIZE", "1024", 1); }
     ~RemoteFileTest() override { stop(); }
 
     void start(int failures = 0) {
@@ -93,6 +96,27 @@ TEST_F(RemoteFileTest, AFewPointsTakeALittleOfTheFileAndServersThatAreGoneAreNam
     EXPECT_THAT(messageOf([&] { recordsOf(*remote); }),
                 AllOf(HasSubstr("plain.las: cannot be read at byte "), Not(HasSubstr("\n"))));
     ::unsetenv("GDAL_HTTP_MAX_RETRY");
+}
+
+TEST_F(RemoteFileTest, AWindowOfAnOctreeIsRasteredFromTheNodesAndLayersThatItTakes) {
+    const LazCloud cloud("pf7.copc");
+    saveAs(Top / "pf7.copc.laz", cloud.bytes);
+    const auto low = [&](std::size_t axis) { return cloud.at<double>(187 + 16 * axis); };
+    start();
+    const auto raster = [&](const std::string& input) {
+        RasterRequest request;
+        request.inputs = {input};
+        request.output = (Top / "out.tif").string();
+        request.overwrite = true;
+        request.bounds = {{low(0), low(1), low(0) + 10, low(1) + 10}};
+        EXPECT_GT(runRaster(request).rastered, 0U);
+        return pixelsOf<float>(Top / "out.tif", 1);
+    };
+    const std::vector<float> remote = raster(address("pf7.copc.laz"));
+    const Traffic window = traffic();
+    EXPECT_EQ(remote, raster((Top / "pf7.copc.laz").string()));
+    EXPECT_LT(window.bytes, cloud.bytes.size() / 2);
+    EXPECT_LT(window.requests, 20);
 }
 
 TEST_F(RemoteFileTest, AnArchiveIsAFolder) {
