@@ -60,8 +60,7 @@ Words namesOf(const std::vector<const CLI::App*>& commands) {
     return names;
 }
 
-void printBash(std::ostream& out, const CLI::App& app) {
-    out << R"(# Completion of tilewright for bash.
+constexpr auto bashHead = R"(# Completion of tilewright for bash.
 _tilewright() {
     local cur=${COMP_WORDS[COMP_CWORD]} whole=${COMP_WORDS[COMP_CWORD]} i=$COMP_CWORD command= word
     # Bash splits words at colons and equals signs.
@@ -86,6 +85,9 @@ _tilewright() {
     local words=
     case $command:$prev in
 )";
+
+void printBash(std::ostream& out, const CLI::App& app) {
+    out << bashHead;
     Words options;
     for (const CLI::App* command : commandsOf(app)) {
         Words names;
