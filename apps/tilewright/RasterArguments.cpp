@@ -140,7 +140,9 @@ void addBandOptions(CLI::App& command, Io::RasterRequest& options) {
     addRepeatable(
         command, "--band", bandLabel,
         "What a band shows: FIELD:FILTER, for example Height:Mean, or count, density, rgb, celltype or "
-        "alpha; NAME= in front names the band. Fields are Height, X, Y and those that tilewright info "
+        "alpha; NAME= in front names the band, and [CONDITION] after it makes it of those points alone that "
+        "meet a condition of --select, for example Height:Mean[2@Classification]. Fields are Height, X, Y "
+        "and those that tilewright info "
         "lists; filters are " +
             enumerated(Io::filterWords()) + ". Takes several bands; repeatable (default Height:Mean)",
         options.bands);

@@ -71,12 +71,13 @@ public:
             takeValues(result);
             return;
         case Source::Count:
-            place(result, [&](std::uint64_t at) { return pixelOf<P>(result.counts[at], 1.0); });
+            place(result,
+                  [&](std::uint64_t at) { return pixelOf<P>(result.countsOf(Band.subset)[at], 1.0); });
             return;
         case Source::Density:
             // The density of the library has 16 bits.
             place(result, [&](std::uint64_t at) {
-                return pixelOf<P>(static_cast<unsigned short>(result.counts[at]), 1.0);
+                return pixelOf<P>(static_cast<unsigned short>(result.countsOf(Band.subset)[at]), 1.0);
             });
             return;
         case Source::CellType:
@@ -119,7 +120,7 @@ private:
                            (window.column - Block.column);
             for (std::uint64_t column = 0; column < window.columns; ++column) {
                 const std::uint64_t at = result.place(column, row);
-                if (!result.hasData(at))
+                if (!result.hasData(at, Band.subset))
                     continue;
                 const MaybePixel nearest = pixel(at);
                 if (!nearest) {

@@ -199,7 +199,7 @@ std::unique_ptr<DenseCell::Reduction> makeReduction(const PointColumn& column,
 
 } // namespace
 
-DenseCell::DenseCell(const ReductionPlan& plan) {
+DenseCell::DenseCell(const ReductionPlan& plan) : Plan(plan), Counts(plan.subsets.size() + 1, 0) {
     for (const ReductionPlan::Reduction& reduction : plan.reductions) {
         auto made = makeReduction(plan.columns[reduction.column], reduction.wanted);
         NeedsAllPoints |= made == nullptr;
@@ -209,17 +209,21 @@ DenseCell::DenseCell(const ReductionPlan& plan) {
 
 DenseCell::~DenseCell() = default;
 
-void DenseCell::take(std::size_t count, const WindowPoints::Stores& columns) {
+void DenseCell::take(const PointTable& points) {
+    for (std::size_t subset = 0; IsFirstPass && subset < Counts.size(); ++subset)
+        Counts[subset] += static_cast<std::uint32_t>(points.cells(subset).size());
     for (const Item& item : Reductions)
         if (!item.isDone)
-            item.reduction->take(*columns[item.column], count);
+            item.reduction->take(*points.columns()[item.column], points.cellsOfColumn(item.column).size());
 }
 
-bool DenseCell::endPass(std::uint64_t count) {
+bool DenseCell::endPass() {
+    IsFirstPass = false;
     bool goesOn = false;
     for (Item& item : Reductions) {
+        const std::uint32_t count = Counts[Plan.columns[item.column].subset];
         if (!item.isDone)
-            item.isDone = !item.reduction->endPass(static_cast<std::uint32_t>(count));
+            item.isDone = count == 0 || !item.reduction->endPass(count);
         goesOn |= !item.isDone;
     }
     return goesOn;

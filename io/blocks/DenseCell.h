@@ -16,6 +16,7 @@ namespace Tilewright::Io {
 
 class DenseCell {
 public:
+    /// The plan must outlive the object.
     explicit DenseCell(const ReductionPlan& plan);
     ~DenseCell();
 
@@ -23,11 +24,13 @@ public:
     /// called.
     bool needsAllPoints() const { return NeedsAllPoints; }
 
-    /// Takes the next `count` points of a pass: all columns of the plan.
-    void take(std::size_t count, const WindowPoints::Stores& columns);
-    /// Whether there has to be another pass over all points; `count` is their number.
-    bool endPass(std::uint64_t count);
+    /// Takes the next points of a pass.
+    void take(const PointTable& points);
+    /// Whether there has to be another pass over all points.
+    bool endPass();
 
+    /// After the last pass: the number of all points, and of those of each subset.
+    std::span<const std::uint32_t> counts() const { return Counts; }
     /// After the last pass: an array of one value per reduction.
     std::vector<Quill::ArrayPtr> results() const;
 
@@ -41,7 +44,10 @@ private:
         bool isDone;
     };
 
+    const ReductionPlan& Plan;
     std::vector<Item> Reductions;
+    std::vector<std::uint32_t> Counts;
+    bool IsFirstPass = true;
     bool NeedsAllPoints = false;
 };
 

@@ -36,6 +36,8 @@ struct JobBand {
     /// The file that it is a band of, and which one.
     std::size_t file = 0;
     std::size_t number = 0;
+    /// The points that it is made of, as PointColumn::subset; of a reduction those of its column.
+    std::size_t subset = 0;
 };
 
 /// Which pixels have values that a cell without data might have been given.

@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <iterator>
 #include <limits>
 #include <mutex>
 
-#include <io/blocks/PointFinder.h>
+#include <io/blocks/PointTable.h>
 #include <io/blocks/SquareGeometry.h>
 #include <io/blocks/Turnstile.h>
 #include <io/system/Errors.h>
@@ -48,33 +49,38 @@ std::vector<Piece> joinStretches(const std::vector<Stretch>& stretches) {
 class CellStates {
 public:
     CellStates(const ReductionPlan& plan, const BlockLattice& lattice)
-        : Plan(plan), Counts(lattice.cells(), 0) {
+        : Plan(plan), Counts(plan.subsets.size() + 1, std::vector<std::uint32_t>(lattice.cells(), 0)) {
         const Quill::MultiIndex<3> sizes(lattice.x().cells(), lattice.y().cells(), 1);
         for (const ReductionPlan::Reduction& reduction : plan.reductions)
             Reductions.push_back(
                 makeColumnStore(plan.columns[reduction.column], 0)->makeReduction(sizes, reduction.wanted));
     }
 
-    void take(std::span<const std::uint32_t> cells,
-              const std::vector<std::unique_ptr<ColumnStore>>& columns) {
-        for (const std::uint32_t cell : cells)
-            if (++Counts[cell] == 0)
-                throw InputError("more than 4294967295 points lie in a single cell; choose smaller cells");
-        for (std::size_t r = 0; r < Reductions.size(); ++r)
-            columns[Plan.reductions[r].column]->reduce(cells, *Reductions[r]);
+    void take(const PointTable& points) {
+        for (std::size_t subset = 0; subset < Counts.size(); ++subset)
+            for (const std::uint32_t cell : points.cells(subset))
+                if (++Counts[subset][cell] == 0)
+                    throw InputError(
+                        "more than 4294967295 points lie in a single cell; choose smaller cells");
+        for (std::size_t r = 0; r < Reductions.size(); ++r) {
+            const std::size_t column = Plan.reductions[r].column;
+            points.columns()[column]->reduce(points.cellsOfColumn(column), *Reductions[r]);
+        }
     }
 
     void finish(ReducedCells& result) {
-        for (const auto& reduction : Reductions) {
-            reduction->finish(0, Counts);
-            result.values.push_back(reduction->results());
+        for (std::size_t r = 0; r < Reductions.size(); ++r) {
+            Reductions[r]->finish(0, Counts[Plan.columns[Plan.reductions[r].column].subset]);
+            result.values.push_back(Reductions[r]->results());
         }
-        result.counts = std::move(Counts);
+        result.counts = std::move(Counts.front());
+        result.subsetCounts.assign(std::move_iterator(Counts.begin() + 1), std::move_iterator(Counts.end()));
     }
 
 private:
     const ReductionPlan& Plan;
-    std::vector<std::uint32_t> Counts;
+    /// Of all points, and of each subset.
+    std::vector<std::vector<std::uint32_t>> Counts;
     std::vector<std::unique_ptr<ColumnReduction>> Reductions;
 };
 
@@ -89,9 +95,8 @@ ByteSelection bytesFor(const RecordFormat& format, const OnePassJob& job) {
 class PieceReader {
 public:
     PieceReader(const PointCloud& cloud, const BlockLattice& lattice, const OnePassJob& job)
-        : Finder(lattice, lattice.whole(), job.plan.needs.selection), Measures(job.fieldsToMeasure) {
-        for (const PointColumn& column : job.plan.columns)
-            Columns.push_back(makeColumnStore(column, usualPiece));
+        : Finder(lattice, lattice.whole(), job.plan.needs.selection), Waiting(job.plan, usualPiece),
+          Measures(job.fieldsToMeasure) {
         for (const auto& source : cloud.sources())
             Layouts.push_back({{source->format(), fieldsIn(source->format(), job.plan.needs.fields)},
                                bytesFor(source->format(), job)});
@@ -102,23 +107,23 @@ public:
     void read(const PointCloud& cloud, const Piece& piece, const Watch& watch, const MakeRoom& makeRoom) {
         const RecordLayout& layout = Layouts[piece.source].first;
         const ByteSelection& bytes = Layouts[piece.source].second;
-        clear();
+        Waiting.clear();
         cloud.sources()[piece.source]->visit(piece.first, piece.count, bytes,
                                              [&](const std::byte* records, std::size_t count) {
                                                  watch();
                                                  for (std::size_t at = 0; at < count; at += pointsAtATime)
                                                      take(layout, records + at * layout.format.recordLength,
                                                           std::min(pointsAtATime, count - at));
-                                                 if (Cells.size() >= mostWaiting)
+                                                 if (Waiting.size() >= mostWaiting)
                                                      makeRoom();
                                              });
     }
 
     /// Adds what waits to the cells.
     void addTo(CellStates& states) {
-        states.take(Cells, Columns);
-        Points += Cells.size();
-        clear();
+        states.take(Waiting);
+        Points += Waiting.size();
+        Waiting.clear();
     }
 
     std::uint64_t points() const { return Points; }
@@ -128,21 +133,12 @@ private:
     void take(const RecordLayout& layout, const std::byte* records, std::size_t count) {
         Measures.add(layout.format, records, count);
         const FoundPoints& found = Finder.find(layout, records, count);
-        Finder.appendCells(Cells);
-        for (const auto& column : Columns)
-            column->take(found);
-    }
-
-    void clear() {
-        Cells.clear();
-        for (const auto& column : Columns)
-            column->clear();
+        Waiting.take(found, Finder);
     }
 
     PointFinder Finder;
     std::vector<std::pair<RecordLayout, ByteSelection>> Layouts;
-    std::vector<std::unique_ptr<ColumnStore>> Columns;
-    std::vector<std::uint32_t> Cells;
+    PointTable Waiting;
     std::uint64_t Points = 0;
     PointMeasures Measures;
 };
@@ -153,7 +149,7 @@ std::optional<std::uint64_t> bytesOfStates(const ReductionPlan& plan, const Bloc
     const std::uint64_t across = lattice.x().cells();
     if (across > std::numeric_limits<std::uint32_t>::max() / lattice.y().cells())
         return std::nullopt;
-    std::uint64_t perCell = sizeof(std::uint32_t);
+    std::uint64_t perCell = sizeof(std::uint32_t) * (plan.subsets.size() + 1);
     for (const ReductionPlan::Reduction& reduction : plan.reductions) {
         const auto made = makeColumnStore(plan.columns[reduction.column], 0)
                               ->makeReduction(Quill::MultiIndex<3>(1, 1, 1), reduction.wanted);

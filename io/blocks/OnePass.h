@@ -21,6 +21,8 @@ namespace Tilewright::Io {
 /// The cells of a whole raster, row by row from the south.
 struct ReducedCells {
     std::vector<std::uint32_t> counts;
+    /// The same for each subset of the points.
+    std::vector<std::vector<std::uint32_t>> subsetCounts;
     /// One array per reduction.
     std::vector<Quill::ArrayPtr> values;
     /// Points that lie in the raster and pass the selection.

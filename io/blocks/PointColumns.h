@@ -30,6 +30,8 @@ struct PointColumn {
     OrderKeys keys = OrderKeys::None;
     /// Numbers of type Double are multiplied by it.
     double scale = 1.0;
+    /// Of which points it has values: 0 for all, and else which of ReductionPlan::subsets, counted from 1.
+    std::size_t subset = 0;
 
     bool operator==(const PointColumn&) const = default;
 };
@@ -44,6 +46,9 @@ struct ReductionPlan {
     };
 
     PointNeeds needs;
+    /// Points of which some bands are made, among those that the selection leaves. Their attributes are among
+    /// those that are read.
+    std::vector<PointConditions> subsets;
     std::vector<PointColumn> columns;
     std::vector<Reduction> reductions;
 

@@ -28,9 +28,13 @@ public:
         if (Stopped)
             throw Interruption();
         const std::uint64_t stride = Lattice.x().cells();
-        const WindowResult result{block.window, block.window.row * stride + block.window.column,
-                                  stride,       Cells.counts,
-                                  Cells.values, Job.sparseLimit};
+        const WindowResult result{block.window,
+                                  block.window.row * stride + block.window.column,
+                                  stride,
+                                  Cells.counts,
+                                  Cells.values,
+                                  Job.sparseLimit,
+                                  {Cells.subsetCounts.begin(), Cells.subsetCounts.end()}};
         if (result.points() != 0)
             visit(result);
     }

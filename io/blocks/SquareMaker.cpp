@@ -61,7 +61,7 @@ void SquareMaker::makeWindow(const Square& square, const Visit& visit) {
     WindowPoints points(Reader, Lattice, Job.plan, square);
     const bool isCell = square.window.cells() == 1;
     if (points.load(isCell ? Job.pointsOfCell : Job.pointsOfWindow)) {
-        if (!points.cells().empty())
+        if (points.points().size() != 0)
             reduceWindow(points, square.window, visit);
     } else if (isCell) {
         makeCell(square, visit);
@@ -76,15 +76,23 @@ void SquareMaker::goOn() const {
 }
 
 void SquareMaker::reduceWindow(WindowPoints& points, const CellWindow& window, const Visit& visit) {
-    const CellLists cells({window.columns, window.rows, 1}, points.cells());
+    // Of all points, and of each subset.
+    std::vector<CellLists> cells;
+    cells.reserve(Job.plan.subsets.size() + 1);
+    for (std::size_t subset = 0; subset <= Job.plan.subsets.size(); ++subset)
+        cells.emplace_back(Quill::MultiIndex<3>(window.columns, window.rows, 1),
+                           points.points().cells(subset));
     const std::vector<Quill::ArrayPtr> columns = points.takeColumns();
     const Quill::UniformCartesianArray nodes = nodesOf(window, Lattice);
-    WindowResult result{window, 0, window.columns, cells.counts(), {}, Job.sparseLimit};
+    WindowResult result{window, 0, window.columns, cells[0].counts(), {}, Job.sparseLimit};
+    for (std::size_t subset = 1; subset < cells.size(); ++subset)
+        result.subsetCounts.push_back(cells[subset].counts());
     for (const ReductionPlan::Reduction& reduction : Job.plan.reductions) {
         goOn();
-        result.values.push_back(reduceCells(cells, columns[reduction.column], reduction.wanted, &nodes));
+        const CellLists& ofColumn = cells[Job.plan.columns[reduction.column].subset];
+        result.values.push_back(reduceCells(ofColumn, columns[reduction.column], reduction.wanted, &nodes));
     }
-    handOn(result, points.cells().size(), visit);
+    handOn(result, points.points().size(), visit);
 }
 
 /// A cell with more points than are loaded at a time.
@@ -94,23 +102,21 @@ void SquareMaker::makeCell(const Square& square, const Visit& visit) {
         return makeCellAtOnce(square, visit);
     std::uint64_t count = 0;
     do
-        count = visitPieces(square,
-                            [&](std::span<const std::uint32_t> cells, const WindowPoints::Stores& columns) {
-                                cell.take(cells.size(), columns);
-                            });
-    while (cell.endPass(count));
-    const auto counted = static_cast<std::uint32_t>(count);
-    handOn({square.window, 0, 1, std::span(&counted, 1), cell.results(), Job.sparseLimit}, count, visit);
+        count = visitPieces(square, [&](const PointTable& points) { cell.take(points); });
+    while (cell.endPass());
+    WindowResult result{square.window, 0, 1, cell.counts().first(1), cell.results(), Job.sparseLimit};
+    for (std::size_t subset = 1; subset < cell.counts().size(); ++subset)
+        result.subsetCounts.push_back(cell.counts().subspan(subset, 1));
+    handOn(result, count, visit);
 }
 
 std::uint64_t SquareMaker::visitPieces(const Square& square, const WindowPoints::PieceVisitor& take) const {
     constexpr std::uint64_t longestPiece = 1 << 16;
     WindowPoints points(Reader, Lattice, Job.plan, square);
-    return points.visitPieces(std::min(longestPiece, Job.pointsOfCell),
-                              [&](std::span<const std::uint32_t> cells, const WindowPoints::Stores& columns) {
-                                  goOn();
-                                  take(cells, columns);
-                              });
+    return points.visitPieces(std::min(longestPiece, Job.pointsOfCell), [&](const PointTable& piece) {
+        goOn();
+        take(piece);
+    });
 }
 
 /// A plane needs all points together, if there is room for them.
@@ -118,8 +124,7 @@ void SquareMaker::makeCellAtOnce(const Square& square, const Visit& visit) {
     // Ordinals, cells and what the fit makes of the points: copies of them, distances, centred columns.
     constexpr std::uint64_t bytesForFit = 160;
     constexpr std::uint64_t bytesOfColumn = sizeof(Orrery::PhysicalSpace::point);
-    const std::uint64_t count =
-        visitPieces(square, [](std::span<const std::uint32_t>, const WindowPoints::Stores&) {});
+    const std::uint64_t count = visitPieces(square, [](const PointTable&) {});
     const std::uint64_t bytes = count * (bytesForFit + bytesOfColumn * Job.plan.columns.size());
     if (bytes > Job.memoryForPlanes)
         throw InputError("a cell has " + std::to_string(count) + " points, and a plane through them takes " +

@@ -20,33 +20,23 @@ struct TooManyPoints {};
 WindowPoints::WindowPoints(const SquareReader& reader, const BlockLattice& lattice, const ReductionPlan& plan,
                            const Square& square)
     : Reader(reader), Plan(plan), Window(square),
-      Finder(lattice, square.window, reader.needsSelection() ? plan.needs.selection : PointConditions()) {}
-
-void WindowPoints::makeStores(std::size_t expected) {
-    Columns.clear();
-    for (const PointColumn& column : Plan.columns)
-        Columns.push_back(makeColumnStore(column, expected));
-}
+      Finder(lattice, square.window, reader.needsSelection() ? plan.needs.selection : PointConditions()),
+      Points(plan, 0) {}
 
 bool WindowPoints::take(const RecordLayout& layout, const std::byte* records, std::size_t count,
                         std::uint64_t limit) {
     const FoundPoints& found = Finder.find(layout, records, count);
-    if (Cells.size() + found.ordinals.size() > limit)
+    if (Points.size() + found.ordinals.size() > limit)
         return false;
-    if (found.ordinals.empty())
-        return true;
-    Finder.appendCells(Cells);
-    for (const auto& column : Columns)
-        column->take(found);
+    if (!found.ordinals.empty())
+        Points.take(found, Finder);
     return true;
 }
 
 bool WindowPoints::load(std::uint64_t limit) {
     // Estimates run short now and then, and room that is not used costs nothing.
     const auto expected = std::min(static_cast<std::uint64_t>(Reader.estimate(Window) * 1.25) + 64, limit);
-    makeStores(expected);
-    Cells.clear();
-    Cells.reserve(expected);
+    Points = PointTable(Plan, expected);
     try {
         Reader.visit(Window, [&](const RecordLayout& layout, const std::byte* records, std::size_t count) {
             if (!take(layout, records, count, limit))
@@ -55,8 +45,7 @@ bool WindowPoints::load(std::uint64_t limit) {
     } catch (const TooManyPoints&) {
         if (limit == mostPoints)
             failTooMany();
-        Columns.clear();
-        Cells.clear();
+        Points = PointTable(Plan, 0);
         return false;
     }
     return true;
@@ -64,29 +53,27 @@ bool WindowPoints::load(std::uint64_t limit) {
 
 std::vector<Quill::ArrayPtr> WindowPoints::takeColumns() {
     std::vector<Quill::ArrayPtr> arrays;
-    for (const auto& column : Columns)
+    for (const auto& column : Points.columns())
         arrays.push_back(column->moveToArray());
     return arrays;
 }
 
 std::uint64_t WindowPoints::visitPieces(std::size_t pieceSize, const PieceVisitor& visit) {
-    makeStores(pieceSize);
+    Points = PointTable(Plan, pieceSize);
     std::uint64_t handedOut = 0;
     const auto handOut = [&] {
-        handedOut += Cells.size();
+        handedOut += Points.size();
         if (handedOut > mostPoints)
             failTooMany();
-        visit(Cells, Columns);
-        Cells.clear();
-        for (const auto& column : Columns)
-            column->clear();
+        visit(Points);
+        Points.clear();
     };
     Reader.visit(Window, [&](const RecordLayout& layout, const std::byte* records, std::size_t count) {
         take(layout, records, count, std::numeric_limits<std::uint64_t>::max());
-        if (Cells.size() >= pieceSize)
+        if (Points.size() >= pieceSize)
             handOut();
     });
-    if (!Cells.empty())
+    if (Points.size() != 0)
         handOut();
     return handedOut;
 }

@@ -7,7 +7,8 @@
 #include <memory>
 #include <vector>
 
-#include <io/blocks/PointFinder.h>
+#include <io/blocks/PointTable.h>
+#include <io/blocks/SquareReader.h>
 
 namespace Tilewright::Io {
 
@@ -24,28 +25,25 @@ public:
     /// for more than mostPoints.
     bool load(std::uint64_t limit = mostPoints);
 
-    /// Of every point that was loaded the number of its cell in the window, row by row from the south.
-    std::span<const std::uint32_t> cells() const { return Cells; }
-    /// The columns of the plan, with a value for each point; to be called once.
+    /// What was loaded.
+    const PointTable& points() const { return Points; }
+    /// The columns of the plan as arrays; to be called once, and last.
     std::vector<Quill::ArrayPtr> takeColumns();
 
-    using Stores = std::vector<std::unique_ptr<ColumnStore>>;
-    using PieceVisitor = std::function<void(std::span<const std::uint32_t> cells, const Stores& columns)>;
+    using PieceVisitor = std::function<void(const PointTable& points)>;
 
     /// Hands out the points piece by piece, in their order, about `pieceSize` of them at a time, and keeps
     /// none. Gives their number.
     std::uint64_t visitPieces(std::size_t pieceSize, const PieceVisitor& visit);
 
 private:
-    void makeStores(std::size_t expected);
     bool take(const RecordLayout& layout, const std::byte* records, std::size_t count, std::uint64_t limit);
 
     const SquareReader& Reader;
     const ReductionPlan& Plan;
     Square Window;
     PointFinder Finder;
-    Stores Columns;
-    std::vector<std::uint32_t> Cells;
+    PointTable Points;
 };
 
 } // namespace Tilewright::Io

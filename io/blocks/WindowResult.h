@@ -22,12 +22,20 @@ struct WindowResult {
     std::vector<Quill::ArrayPtr> values;
     /// Cells with no more points than this have no data.
     unsigned sparseLimit = 0;
+    /// The same counts for each subset of the points.
+    std::vector<std::span<const std::uint32_t>> subsetCounts = {};
 
     /// Where a cell of the window is in the arrays.
     std::uint64_t place(std::uint64_t column, std::uint64_t row) const {
         return first + row * stride + column;
     }
-    bool hasData(std::uint64_t place) const { return counts[place] > sparseLimit; }
+    /// Of all points for 0, else of a subset.
+    std::span<const std::uint32_t> countsOf(std::size_t subset) const {
+        return subset == 0 ? counts : subsetCounts[subset - 1];
+    }
+    bool hasData(std::uint64_t place, std::size_t subset = 0) const {
+        return countsOf(subset)[place] > sparseLimit;
+    }
 
     std::uint64_t points() const {
         std::uint64_t sum = 0;

@@ -178,6 +178,8 @@ ConditionTest::ConditionTest(const PointConditions& conditions) {
 }
 
 ConditionTest::~ConditionTest() = default;
+ConditionTest::ConditionTest(ConditionTest&&) noexcept = default;
+ConditionTest& ConditionTest::operator=(ConditionTest&&) noexcept = default;
 
 const unsigned char* ConditionTest::operator()(const PointBatch& batch) {
     Passes.assign(batch.ordinals.size(), 1);

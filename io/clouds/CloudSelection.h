@@ -77,6 +77,8 @@ class TILEWRIGHT_API ConditionTest {
 public:
     explicit ConditionTest(const PointConditions& conditions);
     ~ConditionTest();
+    ConditionTest(ConditionTest&&) noexcept;
+    ConditionTest& operator=(ConditionTest&&) noexcept;
 
     bool isNeeded() const { return !Tests.empty(); }
     /// For each point of the batch 1 if all conditions hold of it, else 0; valid until the next call.

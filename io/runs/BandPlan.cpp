@@ -50,11 +50,35 @@ public:
 
     BandPlan plan(const std::vector<WantedBand>& bands) {
         for (const WantedBand& band : bands)
-            planBand(band);
+            planPoints(band);
         return std::move(Plan);
     }
 
 private:
+    /// Plans a band of its own points, or of all.
+    void planPoints(const WantedBand& band) {
+        Subset = subsetOf(band.conditions);
+        const std::size_t before = Plan.files.size();
+        planBand(band);
+        for (std::size_t f = before; f < Plan.files.size(); ++f)
+            for (PlannedBand& planned : Plan.files[f].bands)
+                planned.job.subset = Subset;
+    }
+
+    /// The number of a subset that other bands may share.
+    std::size_t subsetOf(const PointConditions& conditions) {
+        if (conditions.empty())
+            return 0;
+        auto& subsets = Plan.points.subsets;
+        auto found = std::ranges::find(subsets, conditions);
+        if (found == subsets.end()) {
+            for (const std::string& name : attributesOf(conditions))
+                attributeColumn(requireField(Cloud, name));
+            found = subsets.insert(found, conditions);
+        }
+        return static_cast<std::size_t>(found - subsets.begin()) + 1;
+    }
+
     void planBand(const WantedBand& band) {
         switch (band.kind) {
         case Kind::Field:
@@ -269,7 +293,8 @@ private:
     }
 
     /// A reduction of a column that others may share. Gives its number.
-    std::size_t addReduction(const Column& column, const DirectionAndFilter& wanted) {
+    std::size_t addReduction(Column column, const DirectionAndFilter& wanted) {
+        column.subset = Subset;
         auto& columns = Plan.points.columns;
         auto found = std::ranges::find(columns, column);
         if (found == columns.end())
@@ -282,6 +307,8 @@ private:
     const CloudIndex& Index;
     std::optional<PixelType> FixedType;
     std::vector<std::string> Measured;
+    /// Of the band at hand.
+    std::size_t Subset = 0;
     BandPlan Plan;
 };
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include <io/runs/BandWords.h>
+#include <io/runs/SelectionText.h>
 #include <io/system/Errors.h>
 #include <io/system/Suggestion.h>
 #include <tilewright/raster/raster.h>
@@ -46,6 +47,23 @@ void checkRequest(const std::string& request, const std::string& asked) {
         throw UsageError("'" + asked + "' can't be read: " + answer);
 }
 
+/// A condition as a part of the name of a file.
+std::string plainWord(const std::string& condition) {
+    std::string word;
+    for (const char c : condition) {
+        const bool isPlain = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
+                             c == '.' || c == '_';
+        if (isPlain)
+            word += c;
+        else if (!word.empty() && word.back() != '-')
+            word += '-';
+        word += c == '!' ? "not-" : "";
+    }
+    while (word.ends_with('-'))
+        word.pop_back();
+    return word;
+}
+
 struct BandWord {
     const char* word;
     Kind kind;
@@ -66,11 +84,22 @@ public:
     explicit BandReader(const PointCloud& cloud) : Cloud(cloud) {}
 
     void addBand(const std::string& text) {
-        const std::size_t equals = text.find('=');
-        const std::string name = equals == std::string::npos ? "" : text.substr(0, equals);
-        const std::string what = equals == std::string::npos ? text : text.substr(equals + 1);
+        const auto [band, condition] = splitCondition(text);
+        const std::size_t equals = band.find('=');
+        const std::string name = equals == std::string::npos ? "" : band.substr(0, equals);
+        const std::string what = equals == std::string::npos ? band : band.substr(equals + 1);
         if (equals == 0)
             throw UsageError("the band '" + text + "' has an empty name");
+        if (condition) {
+            Conditions = readConditions("the condition of the band '" + text + "'", *condition, Cloud);
+            Suffix = name.empty() ? std::string("-").append(plainWord(*condition)) : "";
+        }
+        addAllOf(what, name, text);
+        Conditions.clear();
+        Suffix.clear();
+    }
+
+    void addAllOf(const std::string& what, const std::string& name, const std::string& text) {
         if (addWord(what, name, text))
             return;
         const std::vector<std::string> parts = splitAtColons(what);
@@ -147,7 +176,9 @@ private:
         return name;
     }
 
-    void append(const WantedBand& band) {
+    void append(WantedBand band) {
+        band.name += Suffix;
+        band.conditions = Conditions;
         if (band.name.find('/') != std::string::npos)
             throw UsageError("the band '" + band.text + "' can't be named '" + band.name + "'");
         if (isTaken(band.name))
@@ -159,6 +190,9 @@ private:
 
     const PointCloud& Cloud;
     std::vector<WantedBand> Bands;
+    /// Of the band at hand, and what they add to a name that the user didn't choose.
+    PointConditions Conditions;
+    std::string Suffix;
 };
 
 } // namespace

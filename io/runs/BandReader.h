@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include <io/clouds/CloudSelection.h>
 #include <io/clouds/PointCloud.h>
 #include <io/runs/BandFilters.h>
 #include <io/runs/RasterRequest.h>
@@ -31,6 +32,8 @@ struct WantedBand {
     const BandFilter* filter = nullptr;
     /// Of a request: the library's number.
     std::uint32_t direction = 0;
+    /// Points of which it is made, among those that the selection leaves.
+    PointConditions conditions = {};
 };
 
 /// The fields of a band of colours.

@@ -44,8 +44,20 @@ const std::vector<std::string>& bandWords() {
     return words;
 }
 
+std::pair<std::string, std::optional<std::string>> splitCondition(const std::string& band) {
+    // From the end, as names of fields may have brackets in them.
+    int depth = 0;
+    for (std::size_t i = band.size(); i-- > 0 && band.ends_with(']');) {
+        depth += band[i] == ']' ? 1 : band[i] == '[' ? -1 : 0;
+        if (depth == 0)
+            return {band.substr(0, i), band.substr(i + 1, band.size() - i - 2)};
+    }
+    return {band, std::nullopt};
+}
+
 bool looksLikeBand(const std::string& word) {
-    const std::string what = word.substr(word.find('=') + 1);
+    const std::string plain = splitCondition(word).first;
+    const std::string what = plain.substr(plain.find('=') + 1);
     if (isAmong(what, bandWords()))
         return true;
     const std::size_t colon = what.find(':');

@@ -1,7 +1,9 @@
 /// BandWords: the words that bands are asked for with.
 #pragma once
 
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <tilewright/export.h>
@@ -18,5 +20,8 @@ TILEWRIGHT_API const std::vector<std::string>& bandWords();
 /// Whether a word is a band, to judge by its looks: FIELD:FILTER or a word for a band, with or without a name
 /// in front.
 TILEWRIGHT_API bool looksLikeBand(const std::string& word);
+
+/// A band without the condition that it may have in brackets at its end, and that condition.
+TILEWRIGHT_API std::pair<std::string, std::optional<std::string>> splitCondition(const std::string& band);
 
 } // namespace Tilewright::Io

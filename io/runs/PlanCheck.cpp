@@ -12,12 +12,14 @@ namespace {
 
 constexpr unsigned mostThreads = 4096;
 
-bool isColumnSound(const PointColumn& column, const PointNeeds& needs) {
+bool isColumnSound(const PointColumn& column, const ReductionPlan& plan) {
     using Kind = PointColumn::Kind;
+    if (column.subset > plan.subsets.size())
+        return false;
     if (column.keys != OrderKeys::None && column.type != FieldType::UnsignedLongLong)
         return false;
     if (column.kind == Kind::Attribute)
-        return column.attribute < needs.fields.size();
+        return column.attribute < plan.needs.fields.size();
     // Coordinates are doubles, or keys of them.
     return column.kind == Kind::Positions || column.type == FieldType::Double ||
            column.keys == OrderKeys::Numbers || column.keys == OrderKeys::ReversedNumbers;
@@ -25,6 +27,14 @@ bool isColumnSound(const PointColumn& column, const PointNeeds& needs) {
 
 bool isConditionSound(const PointCondition& condition) {
     return std::ranges::all_of(condition.ranges, [](const auto& range) { return range[0] <= range[1]; });
+}
+
+/// Whether the attributes that tell its points are read.
+bool isSubsetSound(const PointConditions& conditions, const PointNeeds& needs) {
+    return std::ranges::all_of(conditions, isConditionSound) &&
+           std::ranges::all_of(attributesOf(conditions), [&](const std::string& name) {
+               return std::ranges::find(needs.fields, name, &CloudField::name) != needs.fields.end();
+           });
 }
 
 bool isReductionSound(const ReductionPlan::Reduction& reduction, const ReductionPlan& plan) {
@@ -42,9 +52,10 @@ bool isBandSound(const JobBand& band, const RunPlan& plan) {
     if (band.file >= plan.outputs.size() || band.number >= plan.outputs[band.file].description.bands.size())
         return false;
     if (band.source != JobBand::Source::Reduction)
-        return true;
+        return band.subset <= plan.job.plan.subsets.size();
     const std::vector<ReductionPlan::Reduction>& reductions = plan.job.plan.reductions;
-    if (band.reduction >= reductions.size())
+    if (band.reduction >= reductions.size() ||
+        band.subset != plan.job.plan.columns[reductions[band.reduction].column].subset)
         return false;
     const bool isPart = hasComponents(reductions[band.reduction], plan.job.plan);
     return band.component ? isPart && *band.component >= 0 && *band.component < 3 : !isPart;
@@ -59,11 +70,15 @@ std::string faultOfPoints(const RunPlan& plan) {
     for (const PlannedInput& input : plan.inputs)
         if (__builtin_add_overflow(points, input.points, &points))
             return "more points than can be counted";
-    const PointNeeds& needs = plan.job.plan.needs;
-    if (!std::ranges::all_of(needs.selection, isConditionSound))
+    const ReductionPlan& work = plan.job.plan;
+    if (!std::ranges::all_of(work.needs.selection, isConditionSound))
         return "a selection by ranges that are none";
+    if (!std::ranges::all_of(work.subsets, [&](const PointConditions& conditions) {
+            return isSubsetSound(conditions, work.needs);
+        }))
+        return "points by ranges that are none, or by a field that is not read";
     if (!std::ranges::all_of(plan.job.plan.columns,
-                             [&](const PointColumn& column) { return isColumnSound(column, needs); }))
+                             [&](const PointColumn& column) { return isColumnSound(column, work); }))
         return "a column of a field that is not read";
     if (!std::ranges::all_of(plan.job.plan.reductions, [&](const ReductionPlan::Reduction& reduction) {
             return isReductionSound(reduction, plan.job.plan);

@@ -57,9 +57,13 @@ std::vector<fs::path> unchangedFiles(const RunPlan& plan) {
 /// All attributes that are looked at, with the types that are expected of them. Those of returns are of any.
 std::vector<CloudField> fieldsOf(const ReductionPlan& plan) {
     std::vector<CloudField> fields = plan.needs.fields;
-    for (const PointCondition& condition : plan.needs.selection)
-        if (condition.quantity == PointCondition::Quantity::Attribute)
-            fields.push_back(condition.field);
+    const auto add = [&](const PointConditions& conditions) {
+        for (const PointCondition& condition : conditions)
+            if (condition.quantity == PointCondition::Quantity::Attribute)
+                fields.push_back(condition.field);
+    };
+    add(plan.needs.selection);
+    std::ranges::for_each(plan.subsets, add);
     return fields;
 }
 

@@ -90,6 +90,7 @@ void list(auto& members, Like<PointColumn> auto& column) {
     members("type", column.type);
     members("keys", column.keys);
     members("scale", column.scale);
+    members("subset", column.subset);
 }
 
 void list(auto& members, Like<DirectionAndFilter> auto& wanted) {
@@ -108,6 +109,7 @@ void list(auto& members, Like<ReductionPlan::Reduction> auto& reduction) {
 
 void list(auto& members, Like<ReductionPlan> auto& plan) {
     members("needs", plan.needs);
+    members("subsets", plan.subsets);
     members("columns", plan.columns);
     members("reductions", plan.reductions);
 }
@@ -120,6 +122,7 @@ void list(auto& members, Like<JobBand> auto& band) {
     members("scale", band.scale);
     members("file", band.file);
     members("number", band.number);
+    members("subset", band.subset);
 }
 
 void list(auto& members, Like<RasterJob> auto& job) {

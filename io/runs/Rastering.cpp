@@ -1,5 +1,6 @@
 #include <io/runs/Rastering.h>
 
+#include <algorithm>
 #include <functional>
 
 #include <io/blocks/OnePass.h>
@@ -77,6 +78,12 @@ BlockSource blockSource(const PlannedRun& run, const BlockLattice& lattice, cons
     };
 }
 
+/// Whether no band of a file has points of its own, and so cells without data that others have not.
+bool hasAllPoints(const RunPlan& plan, std::size_t file) {
+    return std::ranges::none_of(plan.job.bands,
+                                [=](const JobBand& band) { return band.file == file && band.subset != 0; });
+}
+
 /// Moves on the choices whose value some cell with data has; false if there are none, or nothing to move to.
 bool moveNoData(const RunPlan& plan, const JobResult& result, std::uint64_t cells,
                 std::vector<NoDataChoice>& choices) {
@@ -84,7 +91,8 @@ bool moveNoData(const RunPlan& plan, const JobResult& result, std::uint64_t cell
     for (std::size_t f = 0; f < choices.size(); ++f) {
         if (!result.clashes[f].happened || plan.nodata)
             continue;
-        const auto outcome = choices[f].avoid(result.clashes[f], result.filledCells == cells);
+        const auto outcome =
+            choices[f].avoid(result.clashes[f], result.filledCells == cells && hasAllPoints(plan, f));
         if (outcome == NoDataChoice::Outcome::Exhausted)
             throw OutputError(plan.outputs[f].path.string() + ": the data leave no value of " +
                               nameOf(choices[f].type()) +

@@ -24,7 +24,7 @@ struct ThreadNeeds {
 
 ThreadNeeds needsOfThread(const BandPlan& plan) {
     // Ordinals and numbers of cells.
-    double perPoint = 12.0;
+    double perPoint = 12.0 * static_cast<double>(plan.points.subsets.size() + 1);
     for (const PointColumn& column : plan.points.columns)
         perPoint += static_cast<double>(valueSize(column));
     // The library's arrays, and the tiles of a few blocks that wait to be written.

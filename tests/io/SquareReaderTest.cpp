@@ -91,9 +91,10 @@ protected:
                         isIn(lattice.x(), p.position[0], window.column, window.columns) &&
                         isIn(lattice.y(), p.position[1], window.row, window.rows))
                         expected.push_back(&p);
-                ASSERT_EQ(expected.size(), points.cells().size());
+                ASSERT_EQ(expected.size(), points.points().size());
                 ASSERT_EQ(expected.empty(),
                           reader.estimate({across, down, window}) == 0.0 && expected.empty());
+                const std::span<const std::uint32_t> cells = points.points().cells();
                 const std::vector<Quill::ArrayPtr> columns = points.takeColumns();
                 const Larder::StrongPtr<Quill::MemArray<1, point>, Larder::Cacheable> whole = columns[0];
                 const Larder::StrongPtr<Quill::MemArray<1, unsigned short>, Larder::Cacheable> intensity =
@@ -108,7 +109,7 @@ protected:
                     ASSERT_EQ(p[1], numberOfOrderKey((*keys)[i], true));
                     ASSERT_EQ(cellIn(lattice.x(), p[0], window.column) +
                                   cellIn(lattice.y(), p[1], window.row) * window.columns,
-                              points.cells()[i]);
+                              cells[i]);
                 }
                 total += expected.size();
             }

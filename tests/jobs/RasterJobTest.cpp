@@ -212,29 +212,44 @@ protected:
         Lattice = std::make_unique<BlockLattice>(LatticeAxis::Request{0.0, 31.0, 1.0, 0.0, {}},
                                                  LatticeAxis::Request{0.0, 31.0, 1.0, 0.0, {}});
         Plan.needs.fields = {{"Intensity", FieldType::UnsignedShort}};
-        Plan.columns = {{PointColumn::Kind::Positions, 0, FieldType::Double, {}, 1.0},
-                        {PointColumn::Kind::Attribute, 0, FieldType::UnsignedShort, {}, 1.0},
-                        {PointColumn::Kind::Z, 0, FieldType::Double, {}, 2.0}};
+        // Hardly a point, and none in most cells.
+        PointCondition highIntensities;
+        highIntensities.field = Plan.needs.fields[0];
+        highIntensities.ranges = {{30000.0, 65535.0}};
+        PointCondition summits;
+        summits.quantity = PointCondition::Quantity::Z;
+        summits.ranges = {{49.0, 100.0}};
+        Plan.subsets = {{highIntensities}, {summits}};
+        using Kind = PointColumn::Kind;
+        Plan.columns = {{Kind::Positions, 0, FieldType::Double, {}, 1.0},
+                        {Kind::Attribute, 0, FieldType::UnsignedShort, {}, 1.0},
+                        {Kind::Z, 0, FieldType::Double, {}, 2.0},
+                        {Kind::Z, 0, FieldType::Double, {}, 1.0, 1},
+                        {Kind::Attribute, 0, FieldType::UnsignedShort, {}, 1.0, 2}};
     }
 
     /// Every filter under `direction`, of whole positions and two kinds of numbers; gives all pixels.
     std::string make(unsigned direction, std::uint64_t pointsOfCell, bool sorted) {
         RasterJob job;
         for (const unsigned filter : Filters)
-            for (std::size_t column = 0; column < 3; ++column) {
+            for (std::size_t column = 0; column < Plan.columns.size(); ++column) {
                 job.bands.push_back({});
+                job.bands.back().subset = Plan.columns[column].subset;
                 job.bands.back().reduction = job.plan.reductions.size();
                 if (column == 0 && direction == directionAll && filter != filterRegression)
                     job.bands.back().component = 1;
                 job.plan.reductions.push_back({column, {direction, filter}});
             }
         job.plan.columns = Plan.columns;
+        job.plan.subsets = Plan.subsets;
         job.plan.needs = Plan.needs;
         for (const JobBand::Source source :
-             {JobBand::Source::Count, JobBand::Source::Density, JobBand::Source::CellType}) {
-            job.bands.push_back({});
-            job.bands.back().source = source;
-        }
+             {JobBand::Source::Count, JobBand::Source::Density, JobBand::Source::CellType})
+            for (const std::size_t subset : {0, 2}) {
+                job.bands.push_back({});
+                job.bands.back().source = source;
+                job.bands.back().subset = subset;
+            }
         job.sparseLimit = 1;
         job.pointsOfCell = job.pointsOfWindow = pointsOfCell;
         job.memoryForPlanes = MemoryForPlanes;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <random>
 
 namespace Tilewright::App::Test {
 namespace {
@@ -133,6 +134,43 @@ TEST_F(Values, AreThoseOfThePointsThatMeetAllSelections) {
         arguments.insert(arguments.end(), options.begin(), options.end());
         rasterOf("in.csv", arguments);
         EXPECT_EQ(counts, readBand("out.tif").values) << testing::PrintToString(options);
+    }
+}
+
+TEST_F(Values, OfABandWithAConditionAreThoseOfASelection) {
+    std::mt19937 random(5);
+    LasBuilder las;
+    las.points.assign(9000, {});
+    for (auto& p : las.points) {
+        p.xyz = {static_cast<int>(random() % 4000), static_cast<int>(random() % 3000),
+                 static_cast<int>(random() % 900)};
+        p.intensity = static_cast<std::uint16_t>(random());
+        p.classification = static_cast<unsigned>(random() % 4);
+        p.numberOfReturns = 2;
+        p.returnNumber = static_cast<unsigned>(random() % 2) + 1;
+    }
+    las.format = 2;
+    save("in.las", las.build());
+    const std::vector<std::string> conditions = {"2@Classification", "! 0:1 @Classification & first",
+                                                 "last&2:6.5@Height", "60000:@Intensity"};
+    const auto name = [](std::size_t condition, std::size_t band) {
+        return "band" + std::to_string(condition) + "of" + std::to_string(band);
+    };
+    // In one pass, and block by block.
+    for (const std::vector<std::string>& bands :
+         {std::vector<std::string>{"Height:Mean", "Intensity:Max", "count", "alpha"},
+          {"Height:Median", "X:Max", "rgb", "density", "Height:Regression"}}) {
+        Arguments all = {"--sparse-limit", "1", "--band", "count"};
+        for (std::size_t c = 0; c < conditions.size(); ++c)
+            for (std::size_t b = 0; b < bands.size(); ++b)
+                all.push_back(name(c, b) + "=" + bands[b] + "[" + conditions[c] + "]");
+        rasterOf("in.las", all);
+        for (std::size_t c = 0; c < conditions.size(); ++c)
+            for (std::size_t b = 0; b < bands.size(); ++b) {
+                const std::vector<double> values = readBand("out-" + name(c, b) + ".tif").values;
+                rasterOf("in.las", {"--sparse-limit", "1", "--select", conditions[c], "--band", bands[b]});
+                EXPECT_EQ(readBand("out.tif").values, values) << bands[b] << " of " << conditions[c];
+            }
     }
 }
 
