@@ -37,12 +37,14 @@ std::string quoted(const std::string& text) {
 
 bool isFlag(const CLI::Option& option) { return option.get_items_expected_max() == 0; }
 
-/// Bands that any scan has; the fields of a file are not known here.
+/// Bands that any scan has; the fields of a file are not known here. Parentheses would need quotes, each
+/// shell its own.
 Words commonBands() {
     Words bands = Io::bandWords();
     for (const char* const field : {"Height", "Intensity", "Classification", "ReturnNumber"})
         for (const std::string& filter : Io::filterWordsFor(field))
-            bands.push_back(std::string(field) + ":" + filter);
+            if (filter.find('(') == std::string::npos)
+                bands.push_back(std::string(field) + ":" + filter);
     return bands;
 }
 

@@ -126,25 +126,29 @@ void checkFragments(const std::string& word) {
             "--fragments", "expected COLUMNSxROWS of at most 1000x1000, for example 4x3, not " + word);
 }
 
-/// "A, B and C".
-std::string enumerated(const std::vector<std::string>& words) {
-    std::string list;
-    for (const std::string& word : words) {
-        const bool isLast = &word == &words.back();
-        list += (list.empty() ? "" : isLast ? " and " : ", ") + word;
+/// A band with two or three lines about it.
+void printBands(std::ostream& out) {
+    const std::string indent(20, ' ');
+    out << "Bands, where F is Height, X, Y or a field that tilewright info lists. Quote what has "
+           "parentheses.\n";
+    for (const Io::BandRow& row : Io::bandTable()) {
+        out << "\n"
+            << row.band << std::string(row.band.size() < 19 ? 20 - row.band.size() : 1, ' ') << row.meaning
+            << "\n";
+        if (!row.formula.empty())
+            out << indent << row.formula << "\n";
+        out << indent << "Pixels: " << row.pixels << "\n";
     }
-    return list;
 }
 
 void addBandOptions(CLI::App& command, Io::RasterRequest& options) {
     addRepeatable(
         command, "--band", bandLabel,
-        "What a band shows: FIELD:FILTER, for example Height:Mean, or count, density, rgb, celltype or "
-        "alpha; NAME= in front names the band, and [CONDITION] after it makes it of those points alone that "
-        "meet a condition of --select, for example Height:Mean[2@Classification]. Fields are Height, X, Y "
-        "and those that tilewright info "
-        "lists; filters are " +
-            enumerated(Io::filterWords()) + ". Takes several bands; repeatable (default Height:Mean)",
+        "What a band shows: FIELD:FILTER, for example Height:Mean or Height:P95, or count, density, rgb, "
+        "celltype or alpha; NAME= in front names the band, and [CONDITION] after it makes it of those points "
+        "alone that meet a condition of --select, for example Height:Mean[2@Classification]. Fields are "
+        "Height, X, Y and those that tilewright info lists; --band help lists the filters. Takes several "
+        "bands; repeatable (default Height:Mean)",
         options.bands);
     addRepeatable(
         command, "--request", requestLabel,
@@ -239,7 +243,7 @@ void addReportOptions(CLI::App& command, RasterArguments& arguments) {
 
 } // namespace
 
-void addRasterCommand(CLI::App& app, std::function<void(const RasterArguments&)> run) {
+void addRasterCommand(CLI::App& app, std::ostream& out, std::function<void(const RasterArguments&)> run) {
     struct State {
         RasterArguments arguments;
         Words files;
@@ -265,8 +269,10 @@ void addRasterCommand(CLI::App& app, std::function<void(const RasterArguments&)>
     addWorkOptions(command, options);
     command.option_defaults()->group("Reports");
     addReportOptions(command, state->arguments);
-    command.callback([state, run = std::move(run)] {
+    command.callback([state, &out, run = std::move(run)] {
         const Words& files = state->files;
+        if (state->arguments.options.bands == Words{"help"} && files.empty())
+            return printBands(out);
         checkFiles(files);
         if (files.size() < 2)
             throw CLI::ValidationError("raster", "needs an input and an output");

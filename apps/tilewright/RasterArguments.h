@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <ostream>
 
 #include <CLI/App.hpp>
 
@@ -15,7 +16,8 @@ struct RasterArguments {
     bool json = false;
 };
 
-/// Calls `run` if the command line asks for it; what it throws ends the parsing.
-void addRasterCommand(CLI::App& app, std::function<void(const RasterArguments&)> run);
+/// Calls `run` if the command line asks for a raster; what it throws ends the parsing. What else it asks for
+/// is printed on `out`.
+void addRasterCommand(CLI::App& app, std::ostream& out, std::function<void(const RasterArguments&)> run);
 
 } // namespace Tilewright::App

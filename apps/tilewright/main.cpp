@@ -154,7 +154,7 @@ int main(int argc, char** argv) {
     app.set_version_flag("--version", "tilewright " TILEWRIGHT_VERSION, "Show the version");
     app.require_subcommand(0, 1);
     app.footer(examples);
-    App::addRasterCommand(app, runRasterCommand);
+    App::addRasterCommand(app, std::cout, runRasterCommand);
     App::addInfoCommand(app, std::cout);
     App::addCompletionCommand(app, std::cout);
     addHelpCommand(app);

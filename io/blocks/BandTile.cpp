@@ -6,6 +6,7 @@
 #include <optional>
 
 #include <io/rasters/PixelTypes.h>
+#include <io/statistics/Statistic.h>
 
 namespace Tilewright::Io {
 
@@ -169,6 +170,9 @@ private:
 
     /// No integer represents what is not a number.
     template <class O> MaybePixel pixelOfNumber(O value) const {
+        if constexpr (std::is_same_v<O, double>)
+            if (isNoResult(value))
+                return std::nullopt;
         if constexpr (std::is_floating_point_v<O> && std::is_integral_v<P>)
             if (std::isnan(value))
                 return std::nullopt;

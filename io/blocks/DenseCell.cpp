@@ -7,6 +7,7 @@
 #include <limits>
 #include <span>
 
+#include <io/blocks/OrderedGroups.h>
 #include <tilewright/filters/views.h>
 
 namespace Tilewright::Io {
@@ -18,7 +19,7 @@ public:
     virtual void take(const ColumnStore& values, std::size_t count) = 0;
     /// Whether there has to be another pass.
     virtual bool endPass(std::uint32_t count) = 0;
-    virtual Quill::ArrayPtr result() const = 0;
+    virtual Quill::ArrayPtr result(std::size_t number) const = 0;
 };
 
 namespace {
@@ -38,11 +39,24 @@ public:
         Pieces->finish(0, std::span(&count, 1));
         return false;
     }
-    Quill::ArrayPtr result() const override { return Pieces->results(); }
+    Quill::ArrayPtr result(std::size_t) const override { return Pieces->results(); }
 
 private:
     std::unique_ptr<ColumnReduction> Pieces;
     std::vector<std::uint32_t> Cells;
+};
+
+/// Statistics that go by the order of the values.
+class ByOrder final : public DenseCell::Reduction {
+public:
+    explicit ByOrder(std::unique_ptr<ColumnPasses> passes) : Passes(std::move(passes)) {}
+
+    void take(const ColumnStore& values, std::size_t count) override { Passes->take(values, count); }
+    bool endPass(std::uint32_t) override { return Passes->endPass(); }
+    Quill::ArrayPtr result(std::size_t number) const override { return Passes->result(number); }
+
+private:
+    std::unique_ptr<ColumnPasses> Passes;
 };
 
 /// Numbers as keys: unsigned, and in the same order. What is not a number has the last key of all.
@@ -146,7 +160,7 @@ public:
         return goesOn;
     }
 
-    Quill::ArrayPtr result() const override {
+    Quill::ArrayPtr result(std::size_t) const override {
         const Larder::Ref<Quill::MemArray<3, Value>> array(oneCell);
         if constexpr (Orrery::Record<Value>)
             for (std::size_t c = 0; c < Searches.size(); ++c)
@@ -187,12 +201,12 @@ template <class T> std::unique_ptr<DenseCell::Reduction> makeMedian(unsigned dir
 }
 
 std::unique_ptr<DenseCell::Reduction> makeReduction(const PointColumn& column,
-                                                    const DirectionAndFilter& wanted) {
-    if (wanted.filter == filterMedian)
+                                                    const ReductionPlan::Reduction& wanted) {
+    if (wanted.statistic.kind == Statistic::Kind::None && wanted.wanted.filter == filterMedian)
         return column.kind == PointColumn::Kind::Positions
-                   ? makeMedian<point>(wanted.direction)
+                   ? makeMedian<point>(wanted.wanted.direction)
                    : visitFieldType(column.type,
-                                    [&wanted]<class T>() { return makeMedian<T>(wanted.direction); });
+                                    [&wanted]<class T>() { return makeMedian<T>(wanted.wanted.direction); });
     auto pieces = makeColumnStore(column, 0)->makeReduction(oneCell, wanted);
     return pieces ? std::make_unique<PieceByPiece>(std::move(pieces)) : nullptr;
 }
@@ -200,11 +214,21 @@ std::unique_ptr<DenseCell::Reduction> makeReduction(const PointColumn& column,
 } // namespace
 
 DenseCell::DenseCell(const ReductionPlan& plan) : Plan(plan), Counts(plan.subsets.size() + 1, 0) {
-    for (const ReductionPlan::Reduction& reduction : plan.reductions) {
-        auto made = makeReduction(plan.columns[reduction.column], reduction.wanted);
+    for (std::size_t r = 0; r < plan.reductions.size(); ++r) {
+        const ReductionPlan::Reduction& reduction = plan.reductions[r];
+        if (goesByOrder(reduction.statistic.kind))
+            continue;
+        auto made = makeReduction(plan.columns[reduction.column], reduction);
         NeedsAllPoints |= made == nullptr;
-        Reductions.push_back({reduction.column, std::move(made), false});
+        Items.push_back({reduction.column, {r}, std::move(made)});
     }
+    constexpr std::size_t mostRuns = std::size_t(1) << 19;
+    const std::vector<OrderedGroup> groups = orderedGroups(plan);
+    for (const OrderedGroup& group : groups)
+        Items.push_back(
+            {group.column, group.reductions,
+             std::make_unique<ByOrder>(makeColumnStore(plan.columns[group.column], 0)
+                                           ->makePasses(group.wanted, mostRuns / groups.size()))});
 }
 
 DenseCell::~DenseCell() = default;
@@ -212,7 +236,7 @@ DenseCell::~DenseCell() = default;
 void DenseCell::take(const PointTable& points) {
     for (std::size_t subset = 0; IsFirstPass && subset < Counts.size(); ++subset)
         Counts[subset] += static_cast<std::uint32_t>(points.cells(subset).size());
-    for (const Item& item : Reductions)
+    for (const Item& item : Items)
         if (!item.isDone)
             item.reduction->take(*points.columns()[item.column], points.cellsOfColumn(item.column).size());
 }
@@ -220,7 +244,7 @@ void DenseCell::take(const PointTable& points) {
 bool DenseCell::endPass() {
     IsFirstPass = false;
     bool goesOn = false;
-    for (Item& item : Reductions) {
+    for (Item& item : Items) {
         const std::uint32_t count = Counts[Plan.columns[item.column].subset];
         if (!item.isDone)
             item.isDone = count == 0 || !item.reduction->endPass(count);
@@ -230,9 +254,10 @@ bool DenseCell::endPass() {
 }
 
 std::vector<Quill::ArrayPtr> DenseCell::results() const {
-    std::vector<Quill::ArrayPtr> values;
-    for (const Item& item : Reductions)
-        values.push_back(item.reduction->result());
+    std::vector<Quill::ArrayPtr> values(Plan.reductions.size());
+    for (const Item& item : Items)
+        for (std::size_t i = 0; i < item.numbers.size(); ++i)
+            values[item.numbers[i]] = item.reduction->result(i);
     return values;
 }
 

@@ -1,9 +1,9 @@
 /// DenseCell: reduces the points of a single cell that has more of them than are loaded at a time.
 ///
 /// The points are taken piece by piece, in their order, with the very steps of the library, so that the
-/// result has the bits that the library makes of all of them at once. A median is searched for in several
-/// passes over the points. (Where zeros of both signs are in the middle, the library leaves open which one it
-/// gives.)
+/// result has the bits that the library makes of all of them at once. The library's median is searched for in
+/// several passes over the points, as is what statistics find in the order of the values. (Where zeros of
+/// both signs are in the middle, the library leaves open which one it gives.)
 #pragma once
 
 #include <cstdint>
@@ -34,18 +34,20 @@ public:
     /// After the last pass: an array of one value per reduction.
     std::vector<Quill::ArrayPtr> results() const;
 
-    /// What becomes of the values of one column.
+    /// What becomes of the values of one column: one result, or several from the same passes.
     class Reduction;
 
 private:
     struct Item {
         std::size_t column;
+        /// Whose results they are.
+        std::vector<std::size_t> numbers;
         std::unique_ptr<Reduction> reduction;
-        bool isDone;
+        bool isDone = false;
     };
 
     const ReductionPlan& Plan;
-    std::vector<Item> Reductions;
+    std::vector<Item> Items;
     std::vector<std::uint32_t> Counts;
     bool IsFirstPass = true;
     bool NeedsAllPoints = false;

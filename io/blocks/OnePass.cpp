@@ -53,7 +53,7 @@ public:
         const Quill::MultiIndex<3> sizes(lattice.x().cells(), lattice.y().cells(), 1);
         for (const ReductionPlan::Reduction& reduction : plan.reductions)
             Reductions.push_back(
-                makeColumnStore(plan.columns[reduction.column], 0)->makeReduction(sizes, reduction.wanted));
+                makeColumnStore(plan.columns[reduction.column], 0)->makeReduction(sizes, reduction));
     }
 
     void take(const PointTable& points) {
@@ -152,10 +152,10 @@ std::optional<std::uint64_t> bytesOfStates(const ReductionPlan& plan, const Bloc
     std::uint64_t perCell = sizeof(std::uint32_t) * (plan.subsets.size() + 1);
     for (const ReductionPlan::Reduction& reduction : plan.reductions) {
         const auto made = makeColumnStore(plan.columns[reduction.column], 0)
-                              ->makeReduction(Quill::MultiIndex<3>(1, 1, 1), reduction.wanted);
+                              ->makeReduction(Quill::MultiIndex<3>(1, 1, 1), reduction);
         if (!made)
             return std::nullopt;
-        perCell += made->results()->memsize() + 1;
+        perCell += made->bytesPerCell();
     }
     return perCell * lattice.cells();
 }

@@ -10,8 +10,10 @@
 
 #include <io/blocks/SquareReader.h>
 #include <io/records/OrderKeys.h>
+#include <io/statistics/Statistic.h>
 #include <tilewright/arrays/MemArray.h>
 #include <tilewright/export.h>
+#include <tilewright/filters/CellLists.h>
 #include <tilewright/filters/PieceReduction.h>
 #include <tilewright/filters/vocabulary.h>
 
@@ -32,6 +34,8 @@ struct PointColumn {
     double scale = 1.0;
     /// Of which points it has values: 0 for all, and else which of ReductionPlan::subsets, counted from 1.
     std::size_t subset = 0;
+    /// Each value comes with the height of its point, for statistics that go by that.
+    bool hasHeights = false;
 
     bool operator==(const PointColumn&) const = default;
 };
@@ -40,7 +44,9 @@ struct PointColumn {
 struct ReductionPlan {
     struct Reduction {
         std::size_t column;
-        DirectionAndFilter wanted;
+        /// What the library is asked for, unless it is a statistic.
+        DirectionAndFilter wanted = {};
+        Statistic statistic = {};
 
         bool operator==(const Reduction&) const = default;
     };
@@ -65,12 +71,27 @@ struct FoundPoints {
     std::array<const double*, 3> coordinates = {};
 };
 
+class ColumnStore;
+
 /// Reduces a column piece by piece.
 class ColumnReduction {
 public:
     virtual ~ColumnReduction() = default;
     virtual void finish(std::uint64_t firstCell, std::span<const std::uint32_t> counts) = 0;
     virtual Quill::ArrayPtr results() const = 0;
+    virtual std::size_t bytesPerCell() const = 0;
+};
+
+/// Reduces a column of a single cell by passes over its values.
+class ColumnPasses {
+public:
+    virtual ~ColumnPasses() = default;
+    /// The first `count` values of a store of the column are the next of the pass.
+    virtual void take(const ColumnStore& values, std::size_t count) = 0;
+    /// Whether there has to be another pass.
+    virtual bool endPass() = 0;
+    /// Of one of the statistics.
+    virtual Quill::ArrayPtr result(std::size_t statistic) const = 0;
 };
 
 /// The values of a column for the points that were taken so far.
@@ -79,16 +100,22 @@ public:
     virtual ~ColumnStore() = default;
 
     virtual void take(const FoundPoints& points) = 0;
-    /// Null if the filter needs all values at once.
+    /// Null if it needs all values of a cell at once.
     virtual std::unique_ptr<ColumnReduction> makeReduction(const Quill::MultiIndex<3>& sizes,
-                                                           const DirectionAndFilter& wanted) const = 0;
+                                                           const ReductionPlan::Reduction& wanted) const = 0;
     /// Feeds a reduction that a store of the same column made.
     virtual void reduce(std::span<const std::uint32_t> cells, ColumnReduction& reduction) const = 0;
+    /// Reduces all values at once by statistics that go by order: an array of the cells for each.
+    virtual std::vector<Quill::ArrayPtr> reduceByOrder(const CellLists& cells,
+                                                       std::span<const Statistic> wanted) const = 0;
+    /// Of such statistics, with room for `mostRuns` different values.
+    virtual std::unique_ptr<ColumnPasses> makePasses(std::span<const Statistic> wanted,
+                                                     std::size_t mostRuns) const = 0;
     /// Its first value; they are of the type of the column.
     virtual const void* data() const = 0;
     virtual std::size_t size() const = 0;
     virtual void clear() = 0;
-    /// All values as an array; the store is empty afterwards.
+    /// All values as an array, null if they have heights; the store is empty afterwards.
     virtual Quill::ArrayPtr moveToArray() = 0;
 };
 

@@ -5,6 +5,7 @@
 #include <string>
 
 #include <io/blocks/DenseCell.h>
+#include <io/blocks/OrderedGroups.h>
 #include <io/system/Errors.h>
 #include <tilewright/filters/reduceCells.h>
 
@@ -82,17 +83,50 @@ void SquareMaker::reduceWindow(WindowPoints& points, const CellWindow& window, c
     for (std::size_t subset = 0; subset <= Job.plan.subsets.size(); ++subset)
         cells.emplace_back(Quill::MultiIndex<3>(window.columns, window.rows, 1),
                            points.points().cells(subset));
-    const std::vector<Quill::ArrayPtr> columns = points.takeColumns();
-    const Quill::UniformCartesianArray nodes = nodesOf(window, Lattice);
     WindowResult result{window, 0, window.columns, cells[0].counts(), {}, Job.sparseLimit};
     for (std::size_t subset = 1; subset < cells.size(); ++subset)
         result.subsetCounts.push_back(cells[subset].counts());
-    for (const ReductionPlan::Reduction& reduction : Job.plan.reductions) {
+    result.values.resize(Job.plan.reductions.size());
+    reduceByStatistics(points.points(), cells, result);
+    const std::vector<Quill::ArrayPtr> columns = points.takeColumns();
+    const Quill::UniformCartesianArray nodes = nodesOf(window, Lattice);
+    for (std::size_t r = 0; r < result.values.size(); ++r) {
+        const ReductionPlan::Reduction& reduction = Job.plan.reductions[r];
+        if (reduction.statistic.kind != Statistic::Kind::None)
+            continue;
         goOn();
         const CellLists& ofColumn = cells[Job.plan.columns[reduction.column].subset];
-        result.values.push_back(reduceCells(ofColumn, columns[reduction.column], reduction.wanted, &nodes));
+        result.values[r] = reduceCells(ofColumn, columns[reduction.column], reduction.wanted, &nodes);
     }
     handOn(result, points.points().size(), visit);
+}
+
+/// `cells` are those of all points and of each subset.
+void SquareMaker::reduceByStatistics(const PointTable& points, const std::vector<CellLists>& cells,
+                                     WindowResult& result) const {
+    const auto cellsOf = [&](std::size_t column) -> const CellLists& {
+        return cells[Job.plan.columns[column].subset];
+    };
+    for (std::size_t r = 0; r < result.values.size(); ++r) {
+        const ReductionPlan::Reduction& reduction = Job.plan.reductions[r];
+        if (reduction.statistic.kind == Statistic::Kind::None)
+            continue;
+        const ColumnStore& column = *points.columns()[reduction.column];
+        const CellLists& ofColumn = cellsOf(reduction.column);
+        if (const auto states = column.makeReduction(ofColumn.sizes, reduction)) {
+            goOn();
+            column.reduce(points.cellsOfColumn(reduction.column), *states);
+            states->finish(0, ofColumn.counts());
+            result.values[r] = states->results();
+        }
+    }
+    for (const OrderedGroup& group : orderedGroups(Job.plan)) {
+        goOn();
+        const std::vector<Quill::ArrayPtr> arrays =
+            points.columns()[group.column]->reduceByOrder(cellsOf(group.column), group.wanted);
+        for (std::size_t i = 0; i < arrays.size(); ++i)
+            result.values[group.reductions[i]] = arrays[i];
+    }
 }
 
 /// A cell with more points than are loaded at a time.

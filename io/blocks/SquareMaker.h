@@ -11,6 +11,7 @@
 #include <io/blocks/SquareReader.h>
 #include <io/blocks/WindowPoints.h>
 #include <io/blocks/WindowSource.h>
+#include <tilewright/filters/CellLists.h>
 
 namespace Tilewright::Io {
 
@@ -32,6 +33,8 @@ private:
     void halve(const Square& square, const Visit& visit);
     void makeWindow(const Square& square, const Visit& visit);
     void reduceWindow(WindowPoints& points, const CellWindow& window, const Visit& visit);
+    void reduceByStatistics(const PointTable& points, const std::vector<CellLists>& cells,
+                            WindowResult& result) const;
     void makeCell(const Square& square, const Visit& visit);
     void makeCellAtOnce(const Square& square, const Visit& visit);
     std::uint64_t visitPieces(const Square& square, const WindowPoints::PieceVisitor& take) const;

@@ -152,19 +152,26 @@ private:
         return !(low < -most) && !(high > most) ? PixelType::Float32 : PixelType::Float64;
     }
 
+    /// Of results of coordinates, `plain` being that of the coordinates themselves.
+    static PixelType typeOfCoordinates(const BandFilter& filter, PixelType plain) {
+        const bool isPlain = filter.isPlane || filter.result == BandFilter::Result::OneOfThem ||
+                             filter.result == BandFilter::Result::Widened;
+        return isPlain ? plain : pixelTypeOfResult(filter, FieldType::Double);
+    }
+
     void planField(const WantedBand& band) {
         PlannedBand planned{band.name, band.text, PixelType::Float32, Quantity::Other, band.filter};
         if (band.field == "Height") {
             planned.quantity = Quantity::Height;
-            planned.type = typeOfHeights();
+            planned.type = typeOfCoordinates(*band.filter, typeOfHeights());
             if (band.filter->isPlane)
                 planned.job.reduction = addReduction({Column::Kind::Positions, 0, FieldType::Double},
-                                                     {directionZ, band.filter->number});
+                                                     {0, {directionZ, band.filter->number}, {}});
             else
                 reduceNumbers(band, {Column::Kind::Z, 0, FieldType::Double}, planned.job);
         } else if (isPosition(band.field)) {
             planned.quantity = Quantity::Coordinate;
-            planned.type = PixelType::Float64;
+            planned.type = typeOfCoordinates(*band.filter, PixelType::Float64);
             reduceNumbers(band, {band.field == "X" ? Column::Kind::X : Column::Kind::Y, 0, FieldType::Double},
                           planned.job);
         } else {
@@ -182,6 +189,11 @@ private:
 
     /// The true result for the values of a column, whatever their range.
     void reduceNumbers(const WantedBand& band, Column column, JobBand& job) {
+        if (band.statistic.kind != Statistic::Kind::None) {
+            column.hasHeights = goesByHeight(band.statistic.kind);
+            job.reduction = addReduction(column, {0, {}, band.statistic});
+            return;
+        }
         job.keys = column.keys = keysFor(band);
         column.scale = scaleFor(band);
         job.scale = scaleOfResult(*band.filter, column.scale);
@@ -193,7 +205,8 @@ private:
         const bool keepsDigits = column.type == FieldType::UnsignedLongLong &&
                                  band.filter->result == BandFilter::Result::OneOfThem;
         job.reduction = addReduction(
-            column, {keepsDigits ? directionAll : directionX, hasKeys ? filterMax : band.filter->number});
+            column,
+            {0, {keepsDigits ? directionAll : directionX, hasKeys ? filterMax : band.filter->number}, {}});
     }
 
     void planRequest(const WantedBand& band) {
@@ -206,14 +219,14 @@ private:
             planned.type = typeOfRequest(filter, isAlongAxis, FieldType::Double);
             const Column::Kind kind =
                 isAlongAxis && !filter.isPlane ? axisOf(band.direction) : Column::Kind::Positions;
-            planned.job.reduction = addReduction({kind, 0, FieldType::Double}, wanted);
+            planned.job.reduction = addReduction({kind, 0, FieldType::Double}, {0, wanted, {}});
             if (!isAlongAxis && !filter.isPlane)
                 return addComponents(planned);
         } else {
             const CloudField& field = requireField(Cloud, band.field);
             planned.quantity = quantityOf(field);
             planned.type = typeOfRequest(filter, isAlongAxis, field.type);
-            planned.job.reduction = addReduction(attributeColumn(field), wanted);
+            planned.job.reduction = addReduction(attributeColumn(field), {0, wanted, {}});
         }
         Plan.files.push_back({band.name, {planned}, true});
     }
@@ -247,9 +260,11 @@ private:
         for (std::size_t c = 0; c < 3; ++c) {
             PlannedBand planned{colourChannels[c], band.text, type};
             planned.colour = colours[c];
-            planned.job.scale = scale;
-            planned.job.reduction = addReduction(attributeColumn(requireField(Cloud, colourChannels[c])),
-                                                 {directionX, filterMean});
+            WantedBand channel = band;
+            channel.kind = Kind::Field;
+            channel.field = colourChannels[c];
+            reduceNumbers(channel, attributeColumn(requireField(Cloud, channel.field)), planned.job);
+            planned.job.scale *= scale;
             file.bands.push_back(planned);
         }
         PlannedBand alpha{"Alpha", band.text, type};
@@ -292,14 +307,15 @@ private:
         return {Column::Kind::Attribute, static_cast<std::size_t>(found - fields.begin()), field.type};
     }
 
-    /// A reduction of a column that others may share. Gives its number.
-    std::size_t addReduction(Column column, const DirectionAndFilter& wanted) {
+    /// Adds a reduction, whose column others may share. Gives its number.
+    std::size_t addReduction(Column column, ReductionPlan::Reduction wanted) {
         column.subset = Subset;
         auto& columns = Plan.points.columns;
         auto found = std::ranges::find(columns, column);
         if (found == columns.end())
             found = columns.insert(found, column);
-        Plan.points.reductions.push_back({static_cast<std::size_t>(found - columns.begin()), wanted});
+        wanted.column = static_cast<std::size_t>(found - columns.begin());
+        Plan.points.reductions.push_back(wanted);
         return Plan.points.reductions.size() - 1;
     }
 

@@ -41,7 +41,7 @@ void checkRequest(const std::string& request, const std::string& asked) {
     if (answer.starts_with("Unknown filter")) {
         const std::string filter = answer.substr(answer.find(": ") + 2);
         throw UsageError("'" + asked + "' can't be read: there is no filter '" + filter + "' among " +
-                         listed(filterWords()) + nearestHint(filter, filterWords()));
+                         listed(requestWords()) + nearestHint(filter, requestWords()));
     }
     if (answer.starts_with("Unknown"))
         throw UsageError("'" + asked + "' can't be read: " + answer);
@@ -62,6 +62,16 @@ std::string plainWord(const std::string& condition) {
     while (word.ends_with('-'))
         word.pop_back();
     return word;
+}
+
+ChosenFilter requireFilter(const std::string& word, const std::string& asked) {
+    if (const std::optional<ChosenFilter> chosen = chooseFilter(word))
+        return *chosen;
+    if (findRequestFilter(word))
+        throw UsageError("the band '" + asked + "' can't be read: " + word +
+                         " is a filter of --request alone; the most frequent value is Mode");
+    throw UsageError("'" + asked + "' can't be read: there is no filter '" + word + "' among " +
+                     listed(filterWords()) + nearestHint(word, filterWords()));
 }
 
 struct BandWord {
@@ -107,6 +117,8 @@ public:
             throw UsageError(
                 "the band '" + text +
                 "' is neither of the form FIELD:FILTER nor count, rgb, density, celltype or alpha");
+        if (parts[0] == "rgb" && parts.size() == 2)
+            return addColours(requireFilter(parts[1], text), text, name);
         const std::string field = parts[0] == "Z" ? "Height" : parts[0];
         if (parts.size() == 3)
             addRequest((field == "Height" ? "Positions" : field) + ":" + parts[1] + ":" + parts[2], text,
@@ -121,14 +133,14 @@ public:
         if (parts[0] != "Positions")
             requireField(Cloud, parts[0]);
         // The library also knows how to skip a field, which makes no band.
-        const BandFilter* const filter = findBandFilter(parts[1]);
+        const BandFilter* const filter = findRequestFilter(parts[1]);
         if (!filter)
             return;
         if (name.empty())
             name = nameOfRequest(parts);
         std::uint32_t direction = 0;
         findDirection(parts[2], filter->number, direction);
-        append({Kind::Request, name, asked, parts[0], filter, direction});
+        append({Kind::Request, name, asked, parts[0], filter, {}, direction});
     }
 
     bool addWord(const std::string& word, const std::string& name, const std::string& text) {
@@ -137,9 +149,9 @@ public:
         if (found == words.end())
             return false;
         if (found->kind == Kind::Rgb)
-            for (const char* const channel : colourChannels)
-                requireField(Cloud, channel);
-        append({found->kind, name.empty() ? word : name, text});
+            addColours(requireFilter("Mean", text), text, name.empty() ? word : name);
+        else
+            append({found->kind, name.empty() ? word : name, text});
         return true;
     }
 
@@ -150,18 +162,27 @@ public:
 private:
     void addField(const std::string& field, const std::string& word, const std::string& text,
                   const std::string& name) {
-        const BandFilter* const filter = findBandFilter(word);
-        if (!filter)
-            checkRequest("f:" + word + ":Xdir", text);
-        if (field == "Positions" || !filter)
+        if (field == "Positions" || word == "Skip")
             throw UsageError("the band '" + text +
                              "' asks for nothing; the heights are Height, X and Y the coordinates");
+        const ChosenFilter chosen = requireFilter(word, text);
         if (!isPosition(field))
             requireField(Cloud, field);
-        if (!suits(*filter, field))
+        if (!suits(*chosen.filter, field))
             throw UsageError("the band '" + text +
                              "' makes no sense: a plane is fitted through heights alone");
-        append({Kind::Field, name.empty() ? field + "-" + word : name, text, field, filter});
+        append({Kind::Field, name.empty() ? field + "-" + chosen.name : name, text, field, chosen.filter,
+                chosen.statistic});
+    }
+
+    void addColours(const ChosenFilter& chosen, const std::string& text, const std::string& name) {
+        if (chosen.filter->dimension != BandFilter::Dimension::Value || chosen.filter->isPlane)
+            throw UsageError("the band '" + text + "' makes no sense: " + chosen.filter->word +
+                             " gives no colour");
+        for (const char* const channel : colourChannels)
+            requireField(Cloud, channel);
+        append({Kind::Rgb, name.empty() ? "rgb-" + chosen.name : name, text, "", chosen.filter,
+                chosen.statistic});
     }
 
     bool isTaken(const std::string& name) const {

@@ -28,8 +28,10 @@ struct WantedBand {
     std::string text;
     /// "Height", "X", "Y", or an attribute of the cloud; of a request "Positions" or an attribute.
     std::string field = {};
-    /// Of a field or a request.
+    /// Of a field, a request or colours.
     const BandFilter* filter = nullptr;
+    /// The filter's, with its numbers.
+    Statistic statistic = {};
     /// Of a request: the library's number.
     std::uint32_t direction = 0;
     /// Points of which it is made, among those that the selection leaves.

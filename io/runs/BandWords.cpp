@@ -19,15 +19,67 @@ bool isAmong(const std::string& word, const std::vector<std::string>& words) {
     return std::ranges::any_of(words, [&](const std::string& known) { return isSameWord(word, known); });
 }
 
+std::string writtenAs(const BandFilter& filter) { return filter.written ? filter.written : filter.word; }
+
+std::vector<std::string> wordsOf(std::span<const BandFilter> filters) {
+    std::vector<std::string> words;
+    for (const BandFilter& filter : filters)
+        words.push_back(writtenAs(filter));
+    return words;
+}
+
+/// With a number that many want.
+std::string exampleOf(const BandFilter& filter) {
+    switch (filter.form) {
+    case BandFilter::Form::Percent:
+        return "P95";
+    case BandFilter::Form::Limit:
+        return std::string(filter.word) + "(2)";
+    case BandFilter::Form::Radius:
+        return std::string(filter.word) + "(1)";
+    case BandFilter::Form::Word:
+        break;
+    }
+    return filter.word;
+}
+
+const char* pixelsOf(const BandFilter& filter) {
+    switch (filter.result) {
+    case BandFilter::Result::OneOfThem:
+        return "as the field";
+    case BandFilter::Result::Widened:
+        return "Float32; Float64 for fields of more than 16 bits";
+    case BandFilter::Result::Wide:
+        return "Float64";
+    case BandFilter::Result::Count:
+        return "UInt32";
+    case BandFilter::Result::Single:
+        break;
+    }
+    return "Float32";
+}
+
+/// Whether the word is that of a filter, numbers or not.
+bool looksLikeFilter(const std::string& word) {
+    const std::size_t end = std::min(word.find('('), word.size());
+    const auto isIt = [&](const BandFilter& filter) {
+        if (filter.form == BandFilter::Form::Percent)
+            return word.size() > 1 && (word[0] == 'P' || word[0] == 'p') && word[1] >= '0' && word[1] <= '9';
+        return isSameWord(word, filter.word) ||
+               (filter.form != BandFilter::Form::Word && isSameWord(word.substr(0, end), filter.word));
+    };
+    return std::ranges::any_of(bandFilters(), isIt) || std::ranges::any_of(requestFilters(), isIt);
+}
+
 } // namespace
 
 const std::vector<std::string>& filterWords() {
-    static const std::vector<std::string> words = [] {
-        std::vector<std::string> all;
-        for (const BandFilter& filter : bandFilters())
-            all.emplace_back(filter.word);
-        return all;
-    }();
+    static const std::vector<std::string> words = wordsOf(bandFilters());
+    return words;
+}
+
+const std::vector<std::string>& requestWords() {
+    static const std::vector<std::string> words = wordsOf(requestFilters());
     return words;
 }
 
@@ -35,8 +87,23 @@ std::vector<std::string> filterWordsFor(const std::string& field) {
     std::vector<std::string> words;
     for (const BandFilter& filter : bandFilters())
         if (suits(filter, field))
-            words.emplace_back(filter.word);
+            words.push_back(exampleOf(filter));
     return words;
+}
+
+std::vector<BandRow> bandTable() {
+    std::vector<BandRow> rows;
+    for (const BandFilter& filter : bandFilters())
+        rows.push_back({(suits(filter, "") ? "F:" : "Height:") + writtenAs(filter), filter.meaning,
+                        pixelsOf(filter), filter.formula});
+    rows.push_back({"rgb", "mean colour, with transparency; four bands", "Byte or UInt16", ""});
+    rows.push_back({"rgb:FILTER", "the same of a filter that gives values, such as rgb:AtHighest",
+                    "Byte or UInt16", ""});
+    rows.push_back({"count", "number of points; never wraps", "UInt32", ""});
+    rows.push_back({"density", "the same in the library's 16 bits", "UInt16", ""});
+    rows.push_back({"celltype", "0 for cells with data, else 1", "Byte", ""});
+    rows.push_back({"alpha", "255 for cells with data, else 0", "Byte", ""});
+    return rows;
 }
 
 const std::vector<std::string>& bandWords() {
@@ -64,7 +131,7 @@ bool looksLikeBand(const std::string& word) {
     if (colon == 0 || colon == std::string::npos)
         return false;
     const std::size_t end = std::min(what.find(':', colon + 1), what.size());
-    return isAmong(what.substr(colon + 1, end - colon - 1), filterWords());
+    return looksLikeFilter(what.substr(colon + 1, end - colon - 1));
 }
 
 } // namespace Tilewright::Io

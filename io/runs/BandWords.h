@@ -10,12 +10,25 @@
 
 namespace Tilewright::Io {
 
-/// Mean, Min and so on.
+/// Mean, Min, P0 to P100 and so on.
 TILEWRIGHT_API const std::vector<std::string>& filterWords();
-/// Those that make sense for a field.
+/// Those of requests.
+TILEWRIGHT_API const std::vector<std::string>& requestWords();
+/// Those that make sense for a field, with numbers where they need some.
 TILEWRIGHT_API std::vector<std::string> filterWordsFor(const std::string& field);
 /// Bands that are a word by themselves: count, rgb and so on.
 TILEWRIGHT_API const std::vector<std::string>& bandWords();
+
+/// What there is to know of a band.
+struct BandRow {
+    std::string band;
+    std::string meaning;
+    std::string pixels;
+    std::string formula;
+};
+
+/// All bands. F stands for a field.
+TILEWRIGHT_API std::vector<BandRow> bandTable();
 
 /// Whether a word is a band, to judge by its looks: FIELD:FILTER or a word for a band, with or without a name
 /// in front.

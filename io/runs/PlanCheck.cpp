@@ -1,6 +1,7 @@
 #include <io/runs/PlanCheck.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include <io/blocks/OnePass.h>
 #include <io/system/Errors.h>
@@ -17,6 +18,8 @@ bool isColumnSound(const PointColumn& column, const ReductionPlan& plan) {
     if (column.subset > plan.subsets.size())
         return false;
     if (column.keys != OrderKeys::None && column.type != FieldType::UnsignedLongLong)
+        return false;
+    if (column.hasHeights && (column.keys != OrderKeys::None || column.kind == Kind::Positions))
         return false;
     if (column.kind == Kind::Attribute)
         return column.attribute < plan.needs.fields.size();
@@ -37,14 +40,27 @@ bool isSubsetSound(const PointConditions& conditions, const PointNeeds& needs) {
            });
 }
 
+bool isStatisticSound(const Statistic& statistic, const PointColumn& column) {
+    const bool isPercentile = statistic.kind == Statistic::Kind::Percentile;
+    return column.kind != PointColumn::Kind::Positions && column.keys == OrderKeys::None &&
+           column.hasHeights == goesByHeight(statistic.kind) && std::isfinite(statistic.number) &&
+           (!isPercentile || (statistic.number >= 0.0 && statistic.number <= 100.0));
+}
+
 bool isReductionSound(const ReductionPlan::Reduction& reduction, const ReductionPlan& plan) {
-    return reduction.column < plan.columns.size() && reduction.wanted.filter < filterSkip &&
+    if (reduction.column >= plan.columns.size())
+        return false;
+    const PointColumn& column = plan.columns[reduction.column];
+    if (reduction.statistic.kind != Statistic::Kind::None)
+        return isStatisticSound(reduction.statistic, column);
+    return !column.hasHeights && reduction.wanted.filter < filterSkip &&
            (reduction.wanted.filter == filterRegression || reduction.wanted.direction != directionFit);
 }
 
 /// Only whole positions have components.
 bool hasComponents(const ReductionPlan::Reduction& reduction, const ReductionPlan& plan) {
-    return plan.columns[reduction.column].kind == PointColumn::Kind::Positions &&
+    return reduction.statistic.kind == Statistic::Kind::None &&
+           plan.columns[reduction.column].kind == PointColumn::Kind::Positions &&
            reduction.wanted.direction == directionAll && reduction.wanted.filter != filterRegression;
 }
 

@@ -36,6 +36,31 @@ template <> struct KindWords<DirectionNumber> {
     static constexpr std::array words = {"Xdir", "Ydir", "Zdir", "All", "Fit"};
 };
 
+template <> struct KindWords<Statistic::Kind> {
+    static constexpr std::array words = {"none",
+                                         "range",
+                                         "sum",
+                                         "deviation",
+                                         "variance",
+                                         "sample deviation",
+                                         "sample variance",
+                                         "skewness",
+                                         "kurtosis",
+                                         "first",
+                                         "last",
+                                         "at highest",
+                                         "at lowest",
+                                         "above",
+                                         "above mean",
+                                         "median",
+                                         "median high",
+                                         "median low",
+                                         "percentile",
+                                         "mode",
+                                         "distinct",
+                                         "inverse distance"};
+};
+
 void list(auto& members, Like<FileTime> auto& time) {
     members("seconds", time.seconds);
     members("nanoseconds", time.nanoseconds);
@@ -91,6 +116,7 @@ void list(auto& members, Like<PointColumn> auto& column) {
     members("keys", column.keys);
     members("scale", column.scale);
     members("subset", column.subset);
+    members("hasHeights", column.hasHeights);
 }
 
 void list(auto& members, Like<DirectionAndFilter> auto& wanted) {
@@ -102,9 +128,16 @@ void list(auto& members, Like<DirectionAndFilter> auto& wanted) {
         wanted = {direction, numberOfFilter(filter)};
 }
 
+void list(auto& members, Like<Statistic> auto& statistic) {
+    members("kind", statistic.kind);
+    members("number", statistic.number);
+    members("power", statistic.power);
+}
+
 void list(auto& members, Like<ReductionPlan::Reduction> auto& reduction) {
     members("column", reduction.column);
     members("wanted", reduction.wanted);
+    members("statistic", reduction.statistic);
 }
 
 void list(auto& members, Like<ReductionPlan> auto& plan) {

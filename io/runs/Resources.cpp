@@ -27,6 +27,11 @@ ThreadNeeds needsOfThread(const BandPlan& plan) {
     double perPoint = 12.0 * static_cast<double>(plan.points.subsets.size() + 1);
     for (const PointColumn& column : plan.points.columns)
         perPoint += static_cast<double>(valueSize(column));
+    // An ordering takes the values once more, for one column at a time.
+    if (std::ranges::any_of(plan.points.reductions, [](const ReductionPlan::Reduction& reduction) {
+            return goesByOrder(reduction.statistic.kind);
+        }))
+        perPoint += sizeof(double);
     // The library's arrays, and the tiles of a few blocks that wait to be written.
     const double perCell = 16.0 + 4.0 * sizeof(double) * static_cast<double>(plan.points.reductions.size());
     constexpr auto cells = static_cast<double>(BlockLattice::blockSide * BlockLattice::blockSide);

@@ -25,7 +25,8 @@ protected:
         }
         Request.inputs = {(Top / "a.las").string(), (Top / "b.las").string()};
         Request.output = (Top / "out.tif").string();
-        Request.bands = {"Height:Median", "Intensity:Max", "top=Height:Max", "count", "Positions:Mean:All"};
+        Request.bands = {"Positions:Median:Zdir", "Intensity:Max", "top=Height:Max", "count",
+                         "Positions:Mean:All",    "Height:P99.5",  "Height:Median",  "Intensity:AtHighest"};
         Request.cell = {1.0 / 3.0, 0.7};
         Request.preview = (Top / "out.png").string();
         Request.pixelType = "Float64";
@@ -57,12 +58,12 @@ protected:
 };
 
 TEST_F(PlanFileTest, IsCarriedOutAsTheRunItself) {
-    const std::vector<std::string> inOnePass = {"Height:Mean", "count"};
+    const std::vector<std::string> inOnePass = {"Height:Mean", "count", "Height:Above(4.5)", "Height:StdDev"};
     for (const std::vector<std::string>& bands : {Request.bands, inOnePass}) {
         Request.bands = bands;
         const RasterReport direct = runRaster(Request);
         const auto expected = takeOutputs();
-        ASSERT_EQ(expected.size(), bands == inOnePass ? 3U : 8U) << "the bands and a picture";
+        ASSERT_EQ(expected.size(), bands == inOnePass ? 5U : 11U) << "the bands and a picture";
         write(planRun(Request));
         const RasterReport report = carryOut(openPlan(readPlan(Plan), Index));
         EXPECT_EQ(takeOutputs(), expected);

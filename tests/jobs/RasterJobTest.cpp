@@ -42,7 +42,7 @@ protected:
             LatticeAxis::Request{Index.bounds.low[1], Index.bounds.high[1], 1.0, 0.0, {}});
         Plan.needs.fields = {{"Intensity", FieldType::UnsignedShort}};
         Plan.columns = {{PointColumn::Kind::Z, 0, FieldType::Double, {}, 1.0}};
-        Plan.reductions = {{0, {directionZ, filterMedian}}};
+        Plan.reductions = {{0, {directionZ, filterMedian}, {}}};
     }
 
     std::unique_ptr<SquareReader> makeReader(bool sorted, unsigned onThreads) const {
@@ -118,12 +118,25 @@ TEST_F(RasterJobTest, ThreadsLeaveNoTraceInTheFiles) {
 
 TEST_F(RasterJobTest, OnePassMakesTheSameFilesAsBlocks) {
     EXPECT_FALSE(bytesOfStates(Plan, *Lattice)) << "a median needs more than one pass";
-    for (const FilterNumber filter : {filterMean, filterMin, filterMax, filterMaxOccurrence}) {
-        Plan.reductions = {{0, {directionZ, filter}}};
+    const auto expectTheSame = [&] {
         EXPECT_TRUE(bytesOfStates(Plan, *Lattice));
         const auto expected = make(*makeReader(false, 1), 1, {});
+        EXPECT_EQ(make(*makeReader(true, threads), threads, {}), expected);
         for (const unsigned count : {1U, threads})
-            EXPECT_EQ(makeInOnePass(count, {}), expected) << filter << " on " << count;
+            EXPECT_EQ(makeInOnePass(count, {}), expected) << "on " << count;
+    };
+    for (const FilterNumber filter : {filterMean, filterMin, filterMax, filterMaxOccurrence}) {
+        SCOPED_TRACE(filter);
+        Plan.reductions = {{0, {directionZ, filter}, {}}};
+        expectTheSame();
+    }
+    using Kind = Statistic::Kind;
+    for (const Kind kind : {Kind::Range, Kind::Sum, Kind::StdDev, Kind::Kurtosis, Kind::First, Kind::Last,
+                            Kind::Above, Kind::AtHighest}) {
+        SCOPED_TRACE(static_cast<int>(kind));
+        Plan.columns[0].hasHeights = goesByHeight(kind);
+        Plan.reductions = {{0, {}, {kind, 40.0}}};
+        expectTheSame();
     }
     EXPECT_THROW(makeInOnePass(threads, [](std::uint64_t, std::uint64_t) { return false; }), Interruption);
 }
@@ -238,7 +251,14 @@ protected:
                 job.bands.back().reduction = job.plan.reductions.size();
                 if (column == 0 && direction == directionAll && filter != filterRegression)
                     job.bands.back().component = 1;
-                job.plan.reductions.push_back({column, {direction, filter}});
+                job.plan.reductions.push_back({column, {direction, filter}, {}});
+            }
+        // All statistics, of columns that have none of the library's scale.
+        for (std::size_t column = 1; column < 3; ++column)
+            for (const Statistic& statistic : Statistics) {
+                job.bands.push_back({});
+                job.bands.back().reduction = job.plan.reductions.size();
+                job.plan.reductions.push_back({column, {}, statistic});
             }
         job.plan.columns = Plan.columns;
         job.plan.subsets = Plan.subsets;
@@ -277,6 +297,13 @@ protected:
     std::unique_ptr<BlockLattice> Lattice;
     ReductionPlan Plan;
     std::vector<unsigned> Filters = {filterMean, filterMin, filterMax, filterMedian, filterMaxOccurrence};
+    std::vector<Statistic> Statistics = {
+        {Statistic::Kind::Median, 0.0},      {Statistic::Kind::MedianHigh, 0.0},
+        {Statistic::Kind::MedianLow, 0.0},   {Statistic::Kind::Percentile, 0.0},
+        {Statistic::Kind::Percentile, 99.5}, {Statistic::Kind::Mode, 0.0},
+        {Statistic::Kind::Distinct, 0.0},    {Statistic::Kind::AboveMean, 0.0},
+        {Statistic::Kind::Sum, 0.0},         {Statistic::Kind::SampleStdDev, 0.0},
+        {Statistic::Kind::Skewness, 0.0},    {Statistic::Kind::Last, 0.0}};
     std::uint64_t MemoryForPlanes = 3000 * 300;
 };
 
@@ -290,6 +317,7 @@ TEST_F(DenseCellTest, ComesOutAsIfAllItsPointsWereLoadedAtOnce) {
 
 TEST_F(DenseCellTest, GetsAPlaneIfThereIsRoomForAllItsPoints) {
     Filters = {filterRegression};
+    Statistics = {};
     const std::string expected = make(directionFit, mostPointsAtATime, false);
     EXPECT_EQ(make(directionFit, 100, true), expected);
     MemoryForPlanes /= 2;

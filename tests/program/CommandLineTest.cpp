@@ -8,6 +8,7 @@
 
 #include <apps/tilewright/CommandLine.h>
 #include <apps/tilewright/RasterArguments.h>
+#include <io/runs/BandWords.h>
 
 namespace Tilewright::App::Test {
 namespace {
@@ -15,7 +16,7 @@ namespace {
 RasterArguments parse(Words words) {
     CLI::App app("", "tilewright");
     RasterArguments parsed;
-    addRasterCommand(app, [&](const RasterArguments& arguments) { parsed = arguments; });
+    addRasterCommand(app, std::cout, [&](const RasterArguments& arguments) { parsed = arguments; });
     words.insert(words.begin(), "raster");
     words = plainWords(app, words);
     std::ranges::reverse(words);
@@ -164,10 +165,22 @@ echo "${COMPREPLY[@]}"
     EXPECT_EQ("UInt16 UInt32 UInt64\n", complete("raster --type = U"));
     EXPECT_EQ("GTiff\n", complete("raster --format GTi"));
     // The shell takes words apart at colons, and wants the last part alone.
-    EXPECT_EQ("Mean Median\n", complete("raster --band name = Height : Me"));
-    EXPECT_EQ("Mean Min Max Median MaxOccurrence Regression\n", complete("raster --band Height :"));
+    EXPECT_EQ("Mean Median MedianHigh MedianLow\n", complete("raster --band name = Height : Me"));
+    EXPECT_EQ("AtHighest AtLowest\n", complete("raster --band Height : A")) << "none that needs quotes";
     EXPECT_EQ("bash zsh fish\n", complete("completion ''"));
     EXPECT_EQ("\n", complete("raster --scratch ''")) << "files are left to the shell";
+}
+
+TEST_F(SelfDescription, TheTableOfBandsIsTheSameEverywhere) {
+    std::string document = textOf(TILEWRIGHT_PROGRAM_GUIDE);
+    std::erase(document, '`');
+    const std::string help = outputOf({"raster", "--band", "help"});
+    for (const Io::BandRow& row : Io::bandTable()) {
+        EXPECT_NE(std::string::npos, document.find("| " + row.band + " | " + row.meaning + " | " +
+                                                   row.pixels + " | " + row.formula + " |"))
+            << row.band;
+        EXPECT_NE(std::string::npos, help.find("\n" + row.band + " ")) << row.band;
+    }
 }
 
 TEST_F(SelfDescription, StandardOutputThatIsFullIsAFailure) {

@@ -58,7 +58,8 @@ TEST_F(Values, OfACellAreExactWhateverLiesInAnother) {
         cells.back() = extreme;
         saveCells(cells);
         const bool isFinite = std::isfinite(extreme.front());
-        const std::vector<std::string> filters = {"Min", "Max", "Median", "MaxOccurrence", "Mean"};
+        const std::vector<std::string> filters = {"Min",  "Max",    "MedianHigh", "MedianLow",
+                                                  "Mode", "Median", "Mean"};
         Arguments arguments = {"-ot", "Float64", "--nodata", "-1"};
         for (const std::string& filter : filters)
             arguments.insert(arguments.end(), {"--band", "a:" + filter, "--band", "Height:" + filter});
@@ -68,10 +69,10 @@ TEST_F(Values, OfACellAreExactWhateverLiesInAnother) {
                 const Band band = readBand("out-" + field + "-" + filter + ".tif");
                 for (std::size_t c = 0; c < cells.size(); ++c) {
                     const std::vector<double>& v = cells[c];
-                    const double expected = filter == "Mean" ? v.front() / 2 + v.back() / 2
-                                            : filter == "Max" || filter == "Median"
-                                                ? std::max(v.front(), v.back())
-                                                : std::min(v.front(), v.back());
+                    const double expected =
+                        filter == "Mean" || filter == "Median"      ? v.front() / 2 + v.back() / 2
+                        : filter == "Max" || filter == "MedianHigh" ? std::max(v.front(), v.back())
+                                                                    : std::min(v.front(), v.back());
                     EXPECT_TRUE(isSame(expected, band.values.at(c)))
                         << field << ":" << filter << " of cell " << c << ": " << band.values.at(c);
                 }
@@ -87,7 +88,9 @@ TEST_F(Values, OfACellAreExactWhateverLiesInAnother) {
     // Neither is a double.
     saveAs(Folder / "in.csv", "x,y,z,id\n.5,.5,1,18446744073709551615\n.5,.5,1,9007199254740993\n");
     for (const auto& [filter, expected] : {std::pair("Min", 9007199254740993U),
-                                           {"Median", 18446744073709551615U},
+                                           {"MedianHigh", 18446744073709551615U},
+                                           {"AtLowest", 18446744073709551615U},
+                                           {"Mode", 9007199254740993U},
                                            {"Max", 18446744073709551615U}}) {
         rasterOf("in.csv", {"--band", std::string("id:") + filter});
         EXPECT_EQ(expected, pixelsOf<unsigned long long>(Folder / "out.tif")[0]) << filter;
