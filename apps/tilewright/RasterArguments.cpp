@@ -170,6 +170,10 @@ void addPointOptions(CLI::App& command, Io::RasterRequest& options) {
               "Use only these returns of a pulse: first, last, only or intermediate, or several with commas "
               "between them",
               [&options](const Words& words) { options.returns = words[0]; });
+    addOption(command, "--clip", "FILE[:LAYER]", 1,
+              "Use only points in the polygons of this vector file, transformed to the system of the cloud; "
+              "without --bounds the raster covers no more than their box",
+              [&options](const Words& words) { options.clip = words[0]; });
     addOption(command, "--bounds,--te", "WEST SOUTH EAST NORTH", 4,
               "Use only points in this rectangle; those on its upper edges are outside",
               [&options](const Words& words) { options.bounds = readBounds(words); });

@@ -95,7 +95,7 @@ ByteSelection bytesFor(const RecordFormat& format, const OnePassJob& job) {
 class PieceReader {
 public:
     PieceReader(const PointCloud& cloud, const BlockLattice& lattice, const OnePassJob& job)
-        : Finder(lattice, lattice.whole(), job.plan.needs.selection), Waiting(job.plan, usualPiece),
+        : Finder(lattice, lattice.whole(), job.plan.needs), Waiting(job.plan, usualPiece),
           Measures(job.fieldsToMeasure) {
         for (const auto& source : cloud.sources())
             Layouts.push_back({{source->format(), fieldsIn(source->format(), job.plan.needs.fields)},

@@ -5,6 +5,8 @@
 #include <limits>
 #include <numeric>
 
+#include <io/clouds/PolygonArea.h>
+
 namespace Tilewright::Io {
 
 namespace {
@@ -22,21 +24,22 @@ CoordinateBox boxOf(const BlockLattice& lattice, const CellWindow& window) {
              low(lattice.y(), window.row + window.rows) + 0.04 * lattice.y().cellSize()}};
 }
 
-PointConditions conditionsOf(const PointConditions& all, bool ofAttributes) {
+PointConditions conditionsOf(const PointNeeds& needs, bool ofAttributes, bool areSelected) {
     PointConditions some;
-    std::ranges::copy_if(all, std::back_inserter(some), [=](const PointCondition& condition) {
-        return isOfAttributes(condition) == ofAttributes;
-    });
+    if (!areSelected)
+        std::ranges::copy_if(needs.selection, std::back_inserter(some), [=](const PointCondition& condition) {
+            return isOfAttributes(condition) == ofAttributes;
+        });
     return some;
 }
 
 } // namespace
 
-PointFinder::PointFinder(const BlockLattice& lattice, const CellWindow& window,
-                         const PointConditions& conditions)
+PointFinder::PointFinder(const BlockLattice& lattice, const CellWindow& window, const PointNeeds& needs,
+                         bool areSelected)
     : Lattice(lattice), Window(window), Box(boxOf(lattice, window)),
-      IsWhole(window.cells() == lattice.cells()), Attributes(conditionsOf(conditions, true)),
-      Places(conditionsOf(conditions, false)) {}
+      IsWhole(window.cells() == lattice.cells()), Attributes(conditionsOf(needs, true, areSelected)),
+      Places(conditionsOf(needs, false, areSelected)), Clip(areSelected ? nullptr : needs.clip.get()) {}
 
 const FoundPoints& PointFinder::find(const RecordLayout& layout, const std::byte* records,
                                      std::size_t count) {
@@ -142,21 +145,28 @@ void PointFinder::move(std::size_t from, std::size_t to) {
 
 std::size_t PointFinder::dropByPlace(const RecordFormat& format, const std::byte* records,
                                      std::size_t found) {
-    if (!Places.isNeeded())
-        return found;
-    const unsigned char* const passes =
-        Places({format,
-                records,
-                std::span(Ordinals.data(), found),
-                {Coordinates[0].data(), Coordinates[1].data(), Coordinates[2].data()}});
+    if (Clip) {
+        Passes.assign(found, 1);
+        Clip->drop(Coordinates[0].data(), Coordinates[1].data(), found, Passes.data());
+        found = keepPassed(found, Passes.data());
+    }
+    if (Places.isNeeded())
+        found = keepPassed(found,
+                           Places({format,
+                                   records,
+                                   std::span(Ordinals.data(), found),
+                                   {Coordinates[0].data(), Coordinates[1].data(), Coordinates[2].data()}}));
+    return found;
+}
+
+/// Keeps the points that have a 1.
+std::size_t PointFinder::keepPassed(std::size_t found, const unsigned char* passes) {
     std::size_t kept = 0;
     for (std::size_t i = 0; i < found; ++i) {
-        if (passes[i] == 0)
-            continue;
         move(i, kept);
         Columns[kept] = Columns[i];
         Rows[kept] = Rows[i];
-        ++kept;
+        kept += passes[i];
     }
     return kept;
 }

@@ -13,8 +13,9 @@ namespace Tilewright::Io {
 /// For one thread. What it refers to must outlive it.
 class PointFinder {
 public:
-    /// Every point of which all `conditions` hold counts.
-    PointFinder(const BlockLattice& lattice, const CellWindow& window, const PointConditions& conditions);
+    /// Every point counts if `areSelected`, and else those that `needs` selects.
+    PointFinder(const BlockLattice& lattice, const CellWindow& window, const PointNeeds& needs,
+                bool areSelected = false);
 
     /// Finds the points among `count` records; what it gives is valid until the next call.
     const FoundPoints& find(const RecordLayout& layout, const std::byte* records, std::size_t count);
@@ -35,6 +36,7 @@ private:
     bool locate(std::size_t found);
     std::size_t keepInWindow(std::size_t found);
     std::size_t dropByPlace(const RecordFormat& format, const std::byte* records, std::size_t found);
+    std::size_t keepPassed(std::size_t found, const unsigned char* passes);
     void move(std::size_t from, std::size_t to);
 
     const BlockLattice& Lattice;
@@ -45,6 +47,8 @@ private:
     /// What can be told before the coordinates are decoded, and what can't.
     ConditionTest Attributes;
     ConditionTest Places;
+    const PolygonArea* Clip;
+    std::vector<unsigned char> Passes;
     FoundPoints Found;
     std::array<std::vector<double>, 3> Coordinates;
     /// How clear of edges, and of the end of the raster, the points are.

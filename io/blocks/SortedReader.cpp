@@ -184,7 +184,7 @@ void SortedReader::sortPart(Part& part, const PointNeeds& needs, Workspace& spac
     const RecordLayout layout{format, fieldsIn(format, needs.fields)};
     const std::vector<KeptBytes> kept = keptBytes(layout, compact);
     const std::size_t length = compact.format.recordLength;
-    PointFinder finder(Lattice, Lattice.whole(), needs.selection);
+    PointFinder finder(Lattice, Lattice.whole(), needs);
     const std::uint64_t northernRow = Lattice.y().cells() - 1;
     space.squares.clear();
     source.visit(part.first, part.count, bytesRead(format, needs),

@@ -90,7 +90,7 @@ void StretchReader::countWanted(const PointNeeds& needs, const ReadingPlan& plan
         return Lattice.x().holds(stretch.low[0], stretch.high[0]) &&
                Lattice.y().holds(stretch.low[1], stretch.high[1]);
     });
-    if (allLieInside && needs.selection.empty()) {
+    if (allLieInside && !needs.areSelective()) {
         for (const Stretch& stretch : Stretches)
             Wanted += stretch.count;
         return;
@@ -99,7 +99,7 @@ void StretchReader::countWanted(const PointNeeds& needs, const ReadingPlan& plan
     forEachPiece(plan.threads, Stretches.size(), [&](std::size_t s) {
         if (plan.report && !plan.report(s, Stretches.size()))
             throw Interruption();
-        PointFinder finder(Lattice, Lattice.whole(), needs.selection);
+        PointFinder finder(Lattice, Lattice.whole(), needs);
         std::uint64_t found = 0;
         const Stretch& stretch = Stretches[s];
         const PointSource& source = sourceOf(stretch);

@@ -20,8 +20,7 @@ struct TooManyPoints {};
 WindowPoints::WindowPoints(const SquareReader& reader, const BlockLattice& lattice, const ReductionPlan& plan,
                            const Square& square)
     : Reader(reader), Plan(plan), Window(square),
-      Finder(lattice, square.window, reader.needsSelection() ? plan.needs.selection : PointConditions()),
-      Points(plan, 0) {}
+      Finder(lattice, square.window, plan.needs, !reader.needsSelection()), Points(plan, 0) {}
 
 bool WindowPoints::take(const RecordLayout& layout, const std::byte* records, std::size_t count,
                         std::uint64_t limit) {

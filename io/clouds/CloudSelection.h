@@ -47,11 +47,18 @@ using PointConditions = std::vector<PointCondition>;
 /// The attributes that tell of which return a point is.
 inline constexpr std::array<const char*, 2> returnFields = {"ReturnNumber", "NumberOfReturns"};
 
+class PolygonArea;
+
 /// What is read of a point, and which points are.
 struct PointNeeds {
     /// Attributes to read, without duplicates; those of the conditions need not be among them.
     std::vector<CloudField> fields;
     PointConditions selection;
+    /// Where points have to lie; null for anywhere.
+    std::shared_ptr<const PolygonArea> clip = {};
+
+    /// Whether some points may not count.
+    bool areSelective() const { return !selection.empty() || clip; }
 
     bool operator==(const PointNeeds&) const = default;
 };

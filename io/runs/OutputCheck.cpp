@@ -27,6 +27,8 @@ OutputGuard guardOf(const RunPlan& plan) {
     files.reserve(plan.inputs.size() + plan.otherNames.size());
     for (const PlannedInput& input : plan.inputs)
         files.push_back(input.path);
+    for (const PlannedInput& file : plan.otherFiles)
+        files.push_back(file.path);
     files.insert(files.end(), plan.otherNames.begin(), plan.otherNames.end());
     return {std::move(files), plan.overwrite};
 }

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include <io/clouds/IndexFile.h>
+#include <io/clouds/PolygonArea.h>
 #include <io/outputs/NewFile.h>
 #include <io/runs/PlanCheck.h>
 #include <io/runs/PlanMembers.h>
@@ -47,6 +48,8 @@ void expectUnchanged(const PlannedInput& input, const FileState& file) {
 
 std::vector<fs::path> unchangedFiles(const RunPlan& plan) {
     std::vector<fs::path> files;
+    for (const PlannedInput& file : plan.otherFiles)
+        expectUnchanged(file, stateOfInput(file.path));
     for (const PlannedInput& input : plan.inputs) {
         expectUnchanged(input, stateOfInput(input.path));
         files.push_back(input.path);
@@ -116,6 +119,9 @@ PlannedRun openPlan(RunPlan plan, const fs::path& index, const RunProgress& prog
     std::vector<std::uint64_t> points;
     for (const PlannedInput& input : plan.inputs)
         points.push_back(input.points);
+    if (!plan.clip.empty())
+        plan.job.plan.needs.clip =
+            std::make_shared<const PolygonArea>(readPolygons(plan.clip, plan.geometry.wkt).rings);
     run.index = readIndex(index, points);
     run.plan = std::move(plan);
     return run;

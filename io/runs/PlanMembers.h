@@ -213,6 +213,8 @@ void list(auto& members, Like<RunPlan> auto& plan) {
     members("inputs", plan.inputs);
     members("otherNames", plan.otherNames);
     members("selections", plan.selections);
+    members("clip", plan.clip);
+    members("otherFiles", plan.otherFiles);
     members("lattice", plan.lattice);
     members("geometry", plan.geometry);
     members("job", plan.job);

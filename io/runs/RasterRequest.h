@@ -24,6 +24,8 @@ struct TILEWRIGHT_API RasterRequest {
     std::vector<std::string> selections;
     /// Some of first, last, only and intermediate, with commas between them; empty for all.
     std::string returns;
+    /// A vector file with polygons that points have to lie in, or FILE:LAYER; empty for anywhere.
+    std::string clip;
     /// West, south, east, north; points on the upper edges are outside.
     std::optional<std::array<double, 4>> bounds;
     unsigned sparseLimit = 0;

@@ -1,6 +1,7 @@
 #include <io/runs/RasterRun.h>
 
 #include <chrono>
+#include <stdexcept>
 
 #include <io/runs/Finishing.h>
 #include <io/runs/OutputCheck.h>
@@ -30,6 +31,8 @@ template <class Make> RasterReport timed(const Make& make) {
 } // namespace
 
 RasterReport carryOut(const PlannedRun& run, const RunProgress& progress) {
+    if (!run.plan.clip.empty() && !run.plan.job.plan.needs.clip)
+        throw std::invalid_argument("a plan that was read has to be opened first");
     return timed([&] {
         checkOutputs(run.plan);
         return makeFiles(run, progress);

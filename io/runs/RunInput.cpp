@@ -38,6 +38,13 @@ std::string systemLike(const RasterGeometry& like, const RunInput& input, const 
     return input.system.empty() || verticalUnitOf(input.system).empty() ? like.wkt : input.system;
 }
 
+void readClip(const RasterRequest& request, RunInput& input) {
+    input.otherFiles.push_back(stateOfInput(polygonFileName(request.clip).file));
+    const PolygonRings polygons = readPolygons(request.clip, input.system);
+    input.notes.insert(input.notes.end(), polygons.notes.begin(), polygons.notes.end());
+    input.clip = std::make_shared<const PolygonArea>(polygons.rings);
+}
+
 } // namespace
 
 OutputStyle styleOf(const RasterRequest& request) {
@@ -74,6 +81,8 @@ RunInput openInput(const RasterRequest& request, const RunProgress& progress) {
         input.like = geometryOf(request.like);
         input.system = systemLike(*input.like, input, request);
     }
+    if (!request.clip.empty())
+        readClip(request, input);
     if (input.cloud->pointCount() == 0 && !request.bounds && !input.like)
         throw InputError(input.cloud->name() + " has no points");
     return input;

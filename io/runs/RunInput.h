@@ -9,6 +9,7 @@
 #include <vector>
 
 #include <io/clouds/PointCloud.h>
+#include <io/clouds/PolygonArea.h>
 #include <io/rasters/RasterDescription.h>
 #include <io/runs/RasterRequest.h>
 #include <io/runs/RasterRun.h>
@@ -34,6 +35,12 @@ struct RunInput {
     std::string system;
     /// The raster that this one is to be like.
     std::optional<RasterGeometry> like;
+    /// Where points have to lie; null for anywhere.
+    std::shared_ptr<const PolygonArea> clip;
+    /// Files besides those of the cloud, as they were before they were read.
+    std::vector<FileState> otherFiles;
+    /// What the user should know of them, one line each.
+    std::vector<std::string> notes;
     /// Of memory that mapped files take.
     std::uint64_t mappedBytes = 0;
 };

@@ -11,6 +11,11 @@ namespace Tilewright::Io {
 
 namespace {
 
+/// "X Y", with enough digits for any coordinate.
+std::string cornerText(const std::array<double, 2>& corner) {
+    return roundedNumber(corner[0], 12) + " " + roundedNumber(corner[1], 12);
+}
+
 LatticeAxis::Request axisOf(const RasterRequest& request, const PointBounds& bounds, std::size_t axis) {
     LatticeAxis::Request wanted;
     wanted.low = bounds.low[axis];
@@ -20,6 +25,26 @@ LatticeAxis::Request axisOf(const RasterRequest& request, const PointBounds& bou
     if (request.bounds)
         wanted.bounds = {{(*request.bounds)[axis], (*request.bounds)[axis + 2]}};
     return wanted;
+}
+
+CoordinateBox sharedBox(CoordinateBox box, const CoordinateBox& other) {
+    for (std::size_t axis = 0; axis < 2; ++axis) {
+        box.low[axis] = std::max(box.low[axis], other.low[axis]);
+        box.high[axis] = std::min(box.high[axis], other.high[axis]);
+    }
+    return box;
+}
+
+/// The bounds of the cloud as far as there are polygons.
+PointBounds withinClip(PointBounds bounds, const RunInput& input) {
+    const CoordinateBox shared =
+        sharedBox({{bounds.low[0], bounds.low[1]}, {bounds.high[0], bounds.high[1]}}, input.clip->box());
+    if (shared.low[0] > shared.high[0] || shared.low[1] > shared.high[1])
+        throw InputError(input.cloud->name() + " has no points near the polygons, which lie between " +
+                         cornerText(input.clip->box().low) + " and " + cornerText(input.clip->box().high));
+    std::ranges::copy(shared.low, bounds.low.begin());
+    std::ranges::copy(shared.high, bounds.high.begin());
+    return bounds;
 }
 
 /// The request with the cells of another raster.
@@ -47,6 +72,10 @@ LatticeAxis::Request settled(LatticeAxis::Request wanted) {
 
 LatticeRequests latticeRequests(const RasterRequest& request, const RunInput& input,
                                 const PointBounds& bounds) {
+    if (!input.like && !request.bounds && input.clip) {
+        const PointBounds part = withinClip(bounds, input);
+        return {axisOf(request, part, 0), axisOf(request, part, 1)};
+    }
     if (!input.like)
         return {axisOf(request, bounds, 0), axisOf(request, bounds, 1)};
     const RasterRequest like = withCellsOf(*input.like, request);
@@ -55,11 +84,18 @@ LatticeRequests latticeRequests(const RasterRequest& request, const RunInput& in
 
 std::optional<CoordinateBox> windowOf(const RasterRequest& request, const RunInput& input) {
     const RasterRequest cells = input.like ? withCellsOf(*input.like, request) : request;
-    if (!cells.bounds)
-        return std::nullopt;
-    const auto& [west, south, east, north] = *cells.bounds;
-    const auto& [width, height] = cells.cell;
-    return CoordinateBox{{west - width, south - height}, {east + width, north + height}};
+    std::optional<CoordinateBox> window;
+    if (cells.bounds) {
+        const auto& [west, south, east, north] = *cells.bounds;
+        window = {{west, south}, {east, north}};
+    }
+    if (input.clip)
+        window = window ? sharedBox(*window, input.clip->box()) : input.clip->box();
+    for (std::size_t axis = 0; window && axis < 2; ++axis) {
+        window->low[axis] -= cells.cell[axis];
+        window->high[axis] += cells.cell[axis];
+    }
+    return window;
 }
 
 std::array<double, 4> extentOf(const BlockLattice& lattice) {

@@ -98,6 +98,7 @@ public:
         planLattice();
         BandPlan bands = planBands(wanted, *Input.cloud, Index, Style.type);
         bands.points.needs.selection = selection;
+        bands.points.needs.clip = Input.clip;
         planResources(bands.points, shareOut(Request, bands, Input.mappedBytes));
         Plan.job.plan = std::move(bands.points);
         Plan.job.sparseLimit = Request.sparseLimit;
@@ -128,6 +129,10 @@ private:
             if (count > 0)
                 Plan.otherNames.push_back(path);
         Plan.selections = selectionsOf(Request);
+        Plan.clip = Request.clip;
+        for (const FileState& file : Input.otherFiles)
+            Plan.otherFiles.push_back({file.path, file.size, file.modified, 0});
+        Plan.notes.insert(Plan.notes.end(), Input.notes.begin(), Input.notes.end());
     }
 
     void planLattice() {
@@ -203,6 +208,8 @@ private:
                                 {"INPUTS", Input.cloud->name()}};
         if (!Plan.selections.empty())
             description.metadata.emplace_back("SELECTION", joined(Plan.selections));
+        if (!Plan.clip.empty())
+            description.metadata.emplace_back("CLIP", Plan.clip);
         if (Request.sparseLimit != 0)
             description.metadata.emplace_back("SPARSE_LIMIT", std::to_string(Request.sparseLimit));
         description.blockSize = static_cast<int>(BlockLattice::blockSide);

@@ -77,6 +77,10 @@ struct RunPlan {
     std::vector<std::filesystem::path> otherNames;
     /// As they were asked for; empty for all points.
     std::vector<std::string> selections;
+    /// The polygons that points have to lie in, as RasterRequest::clip.
+    std::string clip;
+    /// Files that the plan depends on besides those of the cloud; they have no points.
+    std::vector<PlannedInput> otherFiles;
 
     /// The lattice follows from them; x first.
     std::array<LatticeAxis::Request, 2> lattice;

@@ -73,9 +73,10 @@ RasterReport reportOn(const RunPlan& plan, const RasteredFiles& files) {
     report.filled = files.result.filledCells;
     report.notes.insert(report.notes.end(), files.notes.begin(), files.notes.end());
     if (files.result.points == 0)
-        report.notes.emplace_back(plan.selections.empty()
-                                      ? "no point lies within the bounds; all cells are empty"
-                                      : "no point passes the selection; all cells are empty");
+        report.notes.emplace_back(
+            !plan.selections.empty() ? "no point passes the selection; all cells are empty"
+            : !plan.clip.empty()     ? "no point lies within the polygons; all cells are empty"
+                                     : "no point lies within the bounds; all cells are empty");
     for (std::size_t b = 0; b < plan.job.bands.size(); ++b) {
         const JobBand& band = plan.job.bands[b];
         reportBand(files.descriptions[band.file], files.writers[band.file].statistics(band.number),
