@@ -35,6 +35,7 @@
 #include <io/records/RecordFormat.h>
 #include <io/records/RecordStore.h>
 #include <io/runs/BandWords.h>
+#include <io/parts/Parts.h>
 #include <io/runs/PlanFile.h>
 #include <io/runs/RasterRequest.h>
 #include <io/runs/RasterRun.h>

@@ -247,20 +247,15 @@ void addReportOptions(CLI::App& command, RasterArguments& arguments) {
 
 } // namespace
 
-void addRasterCommand(CLI::App& app, std::ostream& out, std::function<void(const RasterArguments&)> run) {
-    struct State {
-        RasterArguments arguments;
-        Words files;
-    };
-    const auto state = std::make_shared<State>();
-    Io::RasterRequest& options = state->arguments.options;
-    CLI::App& command = *app.add_subcommand("raster", "Turn point files into rasters");
-    command.footer(examples);
+std::function<bool()> addRasterOptions(CLI::App& command, std::ostream& out,
+                                       const std::shared_ptr<RasterArguments>& arguments) {
+    const auto files = std::make_shared<Words>();
+    Io::RasterRequest& options = arguments->options;
     addPositionals(
         command, "files", "INPUT... OUTPUT",
         "Point files, folders of them and patterns such as 'tiles/*.las', and last the raster to write; "
         "several bands become one OUTPUT-BAND each",
-        state->files);
+        *files);
     command.option_defaults()->group("Bands");
     addBandOptions(command, options);
     command.option_defaults()->group("Points");
@@ -271,19 +266,31 @@ void addRasterCommand(CLI::App& app, std::ostream& out, std::function<void(const
     addOutputOptions(command, options);
     command.option_defaults()->group("Work");
     addWorkOptions(command, options);
+    return [&command, &out, arguments, files] {
+        if (arguments->options.bands == Words{"help"} && files->empty()) {
+            printBands(out);
+            return false;
+        }
+        checkFiles(*files);
+        if (files->size() < 2)
+            throw CLI::ValidationError(command.get_name(), "needs an input and an output");
+        arguments->options.inputs.assign(files->begin(), files->end() - 1);
+        arguments->options.output = files->back();
+        checkCreationOptions(arguments->options.creationOptions);
+        return true;
+    };
+}
+
+void addRasterCommand(CLI::App& app, std::ostream& out, std::function<void(const RasterArguments&)> run) {
+    const auto arguments = std::make_shared<RasterArguments>();
+    CLI::App& command = *app.add_subcommand("raster", "Turn point files into rasters");
+    command.footer(examples);
+    const auto complete = addRasterOptions(command, out, arguments);
     command.option_defaults()->group("Reports");
-    addReportOptions(command, state->arguments);
-    command.callback([state, &out, run = std::move(run)] {
-        const Words& files = state->files;
-        if (state->arguments.options.bands == Words{"help"} && files.empty())
-            return printBands(out);
-        checkFiles(files);
-        if (files.size() < 2)
-            throw CLI::ValidationError("raster", "needs an input and an output");
-        state->arguments.options.inputs.assign(files.begin(), files.end() - 1);
-        state->arguments.options.output = files.back();
-        checkCreationOptions(state->arguments.options.creationOptions);
-        run(state->arguments);
+    addReportOptions(command, *arguments);
+    command.callback([complete, arguments, run = std::move(run)] {
+        if (complete())
+            run(*arguments);
     });
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <ostream>
 
 #include <CLI/App.hpp>
@@ -15,6 +16,12 @@ struct RasterArguments {
     bool quiet = false;
     bool json = false;
 };
+
+/// Adds the files and options of a raster to a command, but for those of its report. The result is to be
+/// called when the words are read: it completes the arguments, and throws CLI::ParseError where words make no
+/// sense together. It gives false if they only ask for the table of bands, which it prints on `out`.
+std::function<bool()> addRasterOptions(CLI::App& command, std::ostream& out,
+                                       const std::shared_ptr<RasterArguments>& arguments);
 
 /// Calls `run` if the command line asks for a raster; what it throws ends the parsing. What else it asks for
 /// is printed on `out`.

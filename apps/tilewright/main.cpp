@@ -17,6 +17,7 @@
 #include <apps/tilewright/CommandLine.h>
 #include <apps/tilewright/Completion.h>
 #include <apps/tilewright/InfoCommand.h>
+#include <apps/tilewright/PartsCommands.h>
 #include <apps/tilewright/Progress.h>
 #include <apps/tilewright/RasterArguments.h>
 #include <apps/tilewright/RasterSummary.h>
@@ -155,6 +156,7 @@ int main(int argc, char** argv) {
     app.require_subcommand(0, 1);
     app.footer(examples);
     App::addRasterCommand(app, std::cout, runRasterCommand);
+    App::addPartsCommands(app, std::cout);
     App::addInfoCommand(app, std::cout);
     App::addCompletionCommand(app, std::cout);
     addHelpCommand(app);

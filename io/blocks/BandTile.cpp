@@ -12,10 +12,6 @@ namespace Tilewright::Io {
 
 namespace {
 
-/// The library's cell types.
-constexpr unsigned char cellWithData = 0;
-constexpr unsigned char cellWithoutData = 1;
-
 /// The nearest pixel to a value, and whether that lies beyond all pixels.
 template <class P> struct NearestPixel {
     P pixel;
@@ -94,20 +90,11 @@ public:
                         NoDataClash& clash) const override {
         sink.take(band, {Block.column, rasterRows - Block.row - Block.rows, Block.columns, Block.rows},
                   std::span<const P>(Pixels));
-        clash.happened |= Clash;
-        clash.usedFromTop.resize(std::max(clash.usedFromTop.size(), Used.size()));
-        for (std::size_t i = 0; i < Used.size(); ++i)
-            clash.usedFromTop[i] |= Used[i];
+        clash.add(Clash);
         return CutCells;
     }
 
 private:
-    /// Companions have a word for cells without data, also among bands that have none.
-    static P pixelWithoutData(JobBand::Source source, P blank) {
-        using Source = JobBand::Source;
-        return source == Source::CellType ? P(cellWithoutData) : source == Source::Alpha ? P() : blank;
-    }
-
     /// None for a cell that stays without data.
     using MaybePixel = std::optional<NearestPixel<P>>;
 
@@ -130,21 +117,8 @@ private:
                 }
                 out[column] = nearest->pixel;
                 CutCells += nearest->isCut ? 1 : 0;
-                noteValue(nearest->pixel);
-            }
-        }
-    }
-
-    void noteValue(P value) {
-        if (!IsMasked)
-            return;
-        Clash |= value == Blank;
-        if constexpr (std::is_integral_v<P>) {
-            const auto fromTop = static_cast<unsigned long long>(std::numeric_limits<P>::max()) -
-                                 static_cast<unsigned long long>(value);
-            if (fromTop < NoDataClash::candidates) {
-                Used.resize(NoDataClash::candidates / 64);
-                Used[fromTop / 64] |= std::uint64_t(1) << fromTop % 64;
+                if (IsMasked)
+                    Clash.note(nearest->pixel, Blank);
             }
         }
     }
@@ -199,9 +173,8 @@ private:
     bool IsMasked;
     P Blank;
     std::vector<P> Pixels;
-    bool Clash = false;
+    NoDataClash Clash;
     std::uint64_t CutCells = 0;
-    std::vector<std::uint64_t> Used;
 };
 
 } // namespace

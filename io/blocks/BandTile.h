@@ -21,6 +21,17 @@ public:
                                 NoDataClash& clash) const = 0;
 };
 
+/// The library's cell types.
+inline constexpr unsigned char cellWithData = 0;
+inline constexpr unsigned char cellWithoutData = 1;
+
+/// What cells without data are in a band of a file with the nodata value `blank`. Companions have a word for
+/// them, also among bands that have none.
+template <class P> P pixelWithoutData(JobBand::Source source, P blank) {
+    using Source = JobBand::Source;
+    return source == Source::CellType ? P(cellWithoutData) : source == Source::Alpha ? P() : blank;
+}
+
 /// Pixels without data for the cells of `block`.
 std::unique_ptr<BandTile> makeBandTile(const JobBand& band, const RasterDescription& file,
                                        const CellWindow& block);

@@ -3,7 +3,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <optional>
+#include <type_traits>
 #include <vector>
 
 #include <io/records/OrderKeys.h>
@@ -50,6 +52,27 @@ struct NoDataClash {
     /// Of a type of integers: which of the largest occur, from the largest down, a bit each from the lowest
     /// of the first word on. Empty if none does.
     std::vector<std::uint64_t> usedFromTop;
+
+    /// Notes a pixel with data of a file whose cells without data are `blank`.
+    template <class P> void note(P pixel, P blank) {
+        happened |= pixel == blank;
+        if constexpr (std::is_integral_v<P>) {
+            const auto fromTop = static_cast<unsigned long long>(std::numeric_limits<P>::max()) -
+                                 static_cast<unsigned long long>(pixel);
+            if (fromTop < candidates) {
+                usedFromTop.resize(candidates / 64);
+                usedFromTop[fromTop / 64] |= std::uint64_t(1) << fromTop % 64;
+            }
+        }
+    }
+
+    void add(const NoDataClash& other) {
+        happened |= other.happened;
+        if (usedFromTop.size() < other.usedFromTop.size())
+            usedFromTop.resize(other.usedFromTop.size());
+        for (std::size_t i = 0; i < other.usedFromTop.size(); ++i)
+            usedFromTop[i] |= other.usedFromTop[i];
+    }
 };
 
 } // namespace Tilewright::Io

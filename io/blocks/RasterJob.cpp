@@ -56,12 +56,11 @@ public:
                const std::vector<RasterDescription>& files)
         : Job(job), Lattice(lattice), Source(source), Files(files) {}
 
-    std::size_t blocks() const { return across() * Lattice.squaresDown(BlockLattice::blockSide); }
+    std::size_t blocks() const { return blockCount(Lattice); }
 
     /// Makes a part of a block. True for the part that completes it: then `tiles` are those of the block.
     bool make(std::size_t number, std::size_t part, BlockTiles& tiles) {
-        const CellWindow window =
-            Lattice.square(BlockLattice::blockSide, number % across(), number / across());
+        const CellWindow window = blockWindow(Lattice, number);
         Unfinished& block = begin(number);
         Source.visit({number % across(), number / across(), window}, part, [&](const WindowResult& result) {
             const std::lock_guard guard(block.lock);
@@ -163,6 +162,32 @@ JobResult makeBlocks(const RasterJob& job, const BlockLattice& lattice, WindowSo
 }
 
 } // namespace
+
+std::size_t blockCount(const BlockLattice& lattice) {
+    return lattice.squaresAcross(BlockLattice::blockSide) * lattice.squaresDown(BlockLattice::blockSide);
+}
+
+CellWindow blockWindow(const BlockLattice& lattice, std::size_t number) {
+    const std::uint64_t across = lattice.squaresAcross(BlockLattice::blockSide);
+    return lattice.square(BlockLattice::blockSide, number % across, number / across);
+}
+
+std::optional<CellWindow> partOf(const BlockRange& blocks, const BlockLattice& lattice) {
+    const std::size_t end = std::min(blocks.end, blockCount(lattice));
+    if (blocks.first >= end || end - blocks.first == blockCount(lattice))
+        return std::nullopt;
+    const std::uint64_t across = lattice.squaresAcross(BlockLattice::blockSide);
+    const CellWindow first = blockWindow(lattice, blocks.first);
+    const CellWindow last = blockWindow(lattice, end - 1);
+    const bool isInOneRow = blocks.first / across == (end - 1) / across;
+    // Blocks count from the north, and rows of cells from the south.
+    CellWindow window{0, last.row, lattice.x().cells(), first.row + first.rows - last.row};
+    if (isInOneRow) {
+        window.column = first.column;
+        window.columns = last.column + last.columns - first.column;
+    }
+    return window;
+}
 
 JobResult runJob(const RasterJob& job, const BlockLattice& lattice, const SquareReader& reader,
                  const std::vector<RasterDescription>& descriptions, BlockSink& sink,

@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <vector>
 
 #include <io/blocks/BlockSink.h>
@@ -29,6 +30,12 @@ struct BlockRange {
     /// After the last one; any number beyond the last block of the raster will do.
     std::size_t end = std::numeric_limits<std::size_t>::max();
 };
+
+std::size_t blockCount(const BlockLattice& lattice);
+/// The cells of a block.
+CellWindow blockWindow(const BlockLattice& lattice, std::size_t number);
+/// A window that holds all cells of the blocks; none if they are all of the raster.
+std::optional<CellWindow> partOf(const BlockRange& blocks, const BlockLattice& lattice);
 
 struct RasterJob {
     ReductionPlan plan;

@@ -69,6 +69,7 @@ private:
 
     const PointCloud& Cloud;
     const BlockLattice& Lattice;
+    CellWindow Window;
     std::uint64_t Side;
     std::uint64_t Across;
     std::vector<std::unique_ptr<RecordLayout>> Layouts;
@@ -141,7 +142,8 @@ constexpr std::uint64_t recordsAtATime = 4096;
 
 SortedReader::SortedReader(const PointCloud& cloud, const CloudIndex& index, const BlockLattice& lattice,
                            const PointNeeds& needs, std::uint64_t side, const ReadingPlan& plan)
-    : Cloud(cloud), Lattice(lattice), Side(side), Across(lattice.squaresAcross(side)) {
+    : Cloud(cloud), Lattice(lattice), Window(plan.part.value_or(lattice.whole())), Side(side),
+      Across(lattice.squaresAcross(side)) {
     planParts(index, needs, plan);
     Workspaces<Workspace> spaces([] { return std::make_unique<Workspace>(); });
     std::atomic<std::size_t> done = 0;
@@ -184,8 +186,8 @@ void SortedReader::sortPart(Part& part, const PointNeeds& needs, Workspace& spac
     const RecordLayout layout{format, fieldsIn(format, needs.fields)};
     const std::vector<KeptBytes> kept = keptBytes(layout, compact);
     const std::size_t length = compact.format.recordLength;
-    PointFinder finder(Lattice, Lattice.whole(), needs);
-    const std::uint64_t northernRow = Lattice.y().cells() - 1;
+    PointFinder finder(Lattice, Window, needs);
+    const std::uint64_t northernRow = Lattice.y().cells() - 1 - Window.row;
     space.squares.clear();
     source.visit(part.first, part.count, bytesRead(format, needs),
                  [&](const std::byte* records, std::size_t n) {
@@ -199,7 +201,7 @@ void SortedReader::sortPart(Part& part, const PointNeeds& needs, Workspace& spac
                              copyBytes(to + bytes.to, from + bytes.from, bytes.size);
                          to += length;
                          space.squares.push_back((northernRow - finder.rows()[i]) / Side * Across +
-                                                 finder.columns()[i] / Side);
+                                                 (Window.column + finder.columns()[i]) / Side);
                      }
                      if (space.squares.size() >= part.recordsOfRun)
                          sortRun(part, space);

@@ -61,6 +61,9 @@ struct ReadingPlan {
     std::uint64_t memory = 0;
     std::filesystem::path scratch;
     StepReport report;
+    /// Where the raster is made in parts: the cells whose squares will be asked for. wantedPoints() is not
+    /// known then.
+    std::optional<CellWindow> part = {};
 };
 
 /// Cells along a side of the squares: so few that a square of average density has at most about a million
@@ -70,6 +73,12 @@ TILEWRIGHT_API std::uint64_t chooseSide(const BlockLattice& lattice, std::uint64
 /// How often each record would be read if squares read the stretches of the files, on average; where that is
 /// far above 1 the points are better sorted first.
 TILEWRIGHT_API double readingEffort(const CloudIndex& index, const BlockLattice& lattice, std::uint64_t side);
+
+/// Points that lie in the raster and pass the selection. Looks at all points unless the index and the lattice
+/// leave no doubt.
+TILEWRIGHT_API std::uint64_t countWanted(const PointCloud& cloud, const CloudIndex& index,
+                                         const BlockLattice& lattice, const PointNeeds& needs,
+                                         const ReadingPlan& plan);
 
 /// The index is that of the cloud. Readers keep references to the cloud, the index and the lattice.
 TILEWRIGHT_API std::unique_ptr<SquareReader>

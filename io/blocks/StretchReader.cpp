@@ -34,7 +34,6 @@ private:
         }
     }
     void listStretches();
-    void countWanted(const PointNeeds& needs, const ReadingPlan& plan);
     const PointSource& sourceOf(const Stretch& stretch) const { return *Cloud.sources()[stretch.source]; }
 
     const PointCloud& Cloud;
@@ -61,7 +60,8 @@ StretchReader::StretchReader(const PointCloud& cloud, const CloudIndex& index, c
             layout = RecordLayout{format, fieldsIn(format, needs.fields)};
         }
     listStretches();
-    countWanted(needs, plan);
+    if (!plan.part)
+        Wanted = countWanted(cloud, index, lattice, needs, plan);
 }
 
 void StretchReader::listStretches() {
@@ -84,35 +84,6 @@ void StretchReader::listStretches() {
     forEachEntry([&](std::size_t square, std::uint32_t stretch) { Lists[next[square]++] = stretch; });
 }
 
-void StretchReader::countWanted(const PointNeeds& needs, const ReadingPlan& plan) {
-    // Points that no test can exclude need not be looked at again.
-    const bool allLieInside = std::ranges::all_of(Stretches, [&](const Stretch& stretch) {
-        return Lattice.x().holds(stretch.low[0], stretch.high[0]) &&
-               Lattice.y().holds(stretch.low[1], stretch.high[1]);
-    });
-    if (allLieInside && !needs.areSelective()) {
-        for (const Stretch& stretch : Stretches)
-            Wanted += stretch.count;
-        return;
-    }
-    std::atomic<std::uint64_t> wanted = 0;
-    forEachPiece(plan.threads, Stretches.size(), [&](std::size_t s) {
-        if (plan.report && !plan.report(s, Stretches.size()))
-            throw Interruption();
-        PointFinder finder(Lattice, Lattice.whole(), needs);
-        std::uint64_t found = 0;
-        const Stretch& stretch = Stretches[s];
-        const PointSource& source = sourceOf(stretch);
-        const RecordLayout layout{source.format(), {}};
-        source.visit(stretch.first, stretch.count, bytesRead(source.format(), needs),
-                     [&](const std::byte* records, std::size_t n) {
-                         found += finder.find(layout, records, n).ordinals.size();
-                     });
-        wanted += found;
-    });
-    Wanted = wanted;
-}
-
 void StretchReader::visit(const Square& square, const RecordVisitor& visitor) const {
     forEachStretch(square, [&](const Stretch& stretch, double) {
         const RecordLayout& layout = *Layouts[stretch.source];
@@ -131,6 +102,35 @@ double StretchReader::estimate(const Square& square) const {
 }
 
 } // namespace
+
+std::uint64_t countWanted(const PointCloud& cloud, const CloudIndex& index, const BlockLattice& lattice,
+                          const PointNeeds& needs, const ReadingPlan& plan) {
+    const std::vector<Stretch>& stretches = index.stretches;
+    // Points that no test can exclude need not be looked at again.
+    const bool allLieInside = std::ranges::all_of(stretches, [&](const Stretch& stretch) {
+        return lattice.x().holds(stretch.low[0], stretch.high[0]) &&
+               lattice.y().holds(stretch.low[1], stretch.high[1]);
+    });
+    if (allLieInside && !needs.areSelective())
+        return std::accumulate(stretches.begin(), stretches.end(), std::uint64_t(0),
+                               [](std::uint64_t sum, const Stretch& stretch) { return sum + stretch.count; });
+    std::atomic<std::uint64_t> wanted = 0;
+    forEachPiece(plan.threads, stretches.size(), [&](std::size_t s) {
+        if (plan.report && !plan.report(s, stretches.size()))
+            throw Interruption();
+        PointFinder finder(lattice, lattice.whole(), needs);
+        std::uint64_t found = 0;
+        const Stretch& stretch = stretches[s];
+        const PointSource& source = *cloud.sources()[stretch.source];
+        const RecordLayout layout{source.format(), {}};
+        source.visit(stretch.first, stretch.count, bytesRead(source.format(), needs),
+                     [&](const std::byte* records, std::size_t n) {
+                         found += finder.find(layout, records, n).ordinals.size();
+                     });
+        wanted += found;
+    });
+    return wanted;
+}
 
 std::unique_ptr<SquareReader> makeStretchReader(const PointCloud& cloud, const CloudIndex& index,
                                                 const BlockLattice& lattice, const PointNeeds& needs,

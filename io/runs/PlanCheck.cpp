@@ -127,6 +127,19 @@ std::string faultOfWork(const RunPlan& plan) {
     return "";
 }
 
+/// Each block has to be in one part.
+std::string faultOfParts(const RunPlan& plan) {
+    std::size_t next = 0;
+    for (const BlockRange& part : plan.parts) {
+        if (part.first != next || part.end <= part.first)
+            return "parts that leave blocks out or share some";
+        next = part.end;
+    }
+    if (!plan.parts.empty() && next != blockCount(plan.makeLattice()))
+        return "parts that are not all of the raster";
+    return plan.parts.empty() || !plan.reading.inOnePass ? "" : "one pass for several parts";
+}
+
 std::string faultOfOutputs(const RunPlan& plan) {
     if (plan.outputs.empty())
         return "no output";
@@ -143,7 +156,7 @@ std::string faultOfOutputs(const RunPlan& plan) {
 } // namespace
 
 std::string faultOf(const RunPlan& plan) {
-    for (const auto& fault : {faultOfPoints, faultOfLattice, faultOfWork, faultOfOutputs})
+    for (const auto& fault : {faultOfPoints, faultOfLattice, faultOfWork, faultOfParts, faultOfOutputs})
         if (std::string found = fault(plan); !found.empty())
             return found;
     return "";

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include <io/clouds/IndexFile.h>
 #include <io/clouds/PolygonArea.h>
 #include <io/outputs/NewFile.h>
 #include <io/runs/PlanCheck.h>
@@ -111,7 +110,8 @@ RunPlan readPlan(const fs::path& path) {
     return plan;
 }
 
-PlannedRun openPlan(RunPlan plan, const fs::path& index, const RunProgress& progress) {
+PlannedRun openPlan(RunPlan plan, const fs::path& index, const RunProgress& progress,
+                    const StretchTest& wanted) {
     PlannedRun run;
     const CloudOptions options{plan.reading.scratch, reportOf(progress, "reading"), plan.reading.keepsPages};
     run.cloud = std::make_shared<const PointCloud>(unchangedFiles(plan), options, true);
@@ -122,7 +122,7 @@ PlannedRun openPlan(RunPlan plan, const fs::path& index, const RunProgress& prog
     if (!plan.clip.empty())
         plan.job.plan.needs.clip =
             std::make_shared<const PolygonArea>(readPolygons(plan.clip, plan.geometry.wkt).rings);
-    run.index = readIndex(index, points);
+    run.index = readIndex(index, points, wanted);
     run.plan = std::move(plan);
     return run;
 }

@@ -208,6 +208,11 @@ void list(auto& members, Like<PlannedPicture> auto& picture) {
     members("classes", picture.classes);
 }
 
+void list(auto& members, Like<BlockRange> auto& blocks) {
+    members("first", blocks.first);
+    members("end", blocks.end);
+}
+
 void list(auto& members, Like<RunPlan> auto& plan) {
     members("cloud", plan.cloud);
     members("inputs", plan.inputs);
@@ -224,6 +229,8 @@ void list(auto& members, Like<RunPlan> auto& plan) {
     members("picture", plan.picture);
     members("nodata", plan.nodata);
     members("overwrite", plan.overwrite);
+    members("parts", plan.parts);
+    members("wantedPoints", plan.wantedPoints);
     members("memory", plan.memory);
     members("notes", plan.notes);
 }

@@ -1,7 +1,6 @@
 #include <io/runs/Rastering.h>
 
 #include <algorithm>
-#include <functional>
 
 #include <io/blocks/OnePass.h>
 #include <io/runs/NoDataChoice.h>
@@ -56,26 +55,8 @@ std::unique_ptr<SquareReader> makeReader(const PlannedRun& run, const BlockLatti
     const PlannedReading& reading = plan.reading;
     const auto make = reading.isSorted ? makeSortedReader : makeStretchReader;
     return make(*run.cloud, run.index, lattice, plan.job.plan.needs, reading.side,
-                {plan.job.threads, reading.memory, reading.scratch, reportOf(progress, "sorting", "")});
-}
-
-/// Makes all blocks, as often as it takes.
-using BlockSource = std::function<JobResult(const std::vector<RasterDescription>& files, BlockSink& sink)>;
-
-BlockSource blockSource(const PlannedRun& run, const BlockLattice& lattice, const RunProgress& progress) {
-    const RasterJob& job = run.plan.job;
-    if (!run.plan.reading.inOnePass)
-        return [&, reader = std::shared_ptr<const SquareReader>(makeReader(run, lattice, progress))](
-                   const std::vector<RasterDescription>& files, BlockSink& sink) {
-            return runJob(job, lattice, *reader, files, sink, reportOf(progress, "rastering"));
-        };
-    const auto cells = run.cells ? run.cells
-                                 : std::make_shared<const ReducedCells>(reduceInOnePass(
-                                       *run.cloud, run.index, lattice, {job.plan, {}, job.threads},
-                                       reportOf(progress, "rastering")));
-    return [&, cells](const std::vector<RasterDescription>& files, BlockSink& sink) {
-        return runJob(job, lattice, *cells, files, sink);
-    };
+                {plan.job.threads, reading.memory, reading.scratch, reportOf(progress, "sorting", ""),
+                 partOf(plan.job.blocks, lattice)});
 }
 
 /// Whether no band of a file has points of its own, and so cells without data that others have not.
@@ -133,33 +114,61 @@ void noteCutCells(const RunPlan& plan, RasteredFiles& files) {
     }
 }
 
-/// Rasters until no cell with data has the value of those without: mostly once.
-RasteredFiles rasterAll(const PlannedRun& run, const OutputGuard& guard, const RunProgress& progress) {
-    const RunPlan& plan = run.plan;
-    const BlockLattice lattice = plan.makeLattice();
-    const BlockSource makeBlocks = blockSource(run, lattice, progress);
+} // namespace
+
+BlockMaking makingFromPoints(const PlannedRun& run, const BlockLattice& lattice,
+                             const RunProgress& progress) {
+    const RasterJob& job = run.plan.job;
+    if (!run.plan.reading.inOnePass)
+        return [&, reader = std::shared_ptr<const SquareReader>(makeReader(run, lattice, progress))](
+                   const std::vector<RasterDescription>& files, BlockSink& sink) {
+            return runJob(job, lattice, *reader, files, sink, reportOf(progress, "rastering"));
+        };
+    const auto cells = run.cells ? run.cells
+                                 : std::make_shared<const ReducedCells>(reduceInOnePass(
+                                       *run.cloud, run.index, lattice, {job.plan, {}, job.threads},
+                                       reportOf(progress, "rastering")));
+    return [&, cells](const std::vector<RasterDescription>& files, BlockSink& sink) {
+        return runJob(job, lattice, *cells, files, sink);
+    };
+}
+
+std::vector<RasterDescription> makeWithoutClash(const RunPlan& plan, std::uint64_t cells,
+                                                const FileMaking& make) {
     std::vector<NoDataChoice> choices = choicesFor(plan);
+    std::vector<RasterDescription> files;
+    bool hasMoved = true;
+    while (hasMoved) {
+        files.clear();
+        for (std::size_t f = 0; f < plan.outputs.size(); ++f)
+            files.push_back(describe(plan.outputs[f], choices[f], plan.nodata));
+        hasMoved = moveNoData(plan, make(files), cells, choices);
+    }
+    return files;
+}
+
+RasteredFiles writeFiles(const RunPlan& plan, const OutputGuard& guard, const BlockMaking& make) {
     RasteredFiles files;
-    do {
-        files.writers.clear();
-        files.descriptions.clear();
-        for (std::size_t f = 0; f < plan.outputs.size(); ++f) {
-            files.descriptions.push_back(describe(plan.outputs[f], choices[f], plan.nodata));
-            files.writers.emplace_back(plan.outputs[f].path, files.descriptions.back(), guard);
-        }
-        expectDistinct(allPlaces(plan, files.writers));
-        FileSink sink(files.writers, plan.job.bands);
-        files.result = makeBlocks(files.descriptions, sink);
-    } while (moveNoData(plan, files.result, lattice.cells(), choices));
+    files.descriptions = makeWithoutClash(
+        plan, plan.makeLattice().cells(), [&](const std::vector<RasterDescription>& descriptions) {
+            files.writers.clear();
+            for (std::size_t f = 0; f < plan.outputs.size(); ++f)
+                files.writers.emplace_back(plan.outputs[f].path, descriptions[f], guard);
+            expectDistinct(allPlaces(plan, files.writers));
+            FileSink sink(files.writers, plan.job.bands);
+            files.result = make(descriptions, sink);
+            return files.result;
+        });
     noteTypes(plan, files);
     noteCutCells(plan, files);
     return files;
 }
 
-} // namespace
-
 RasteredFiles rasterFiles(const PlannedRun& run, const OutputGuard& guard, const RunProgress& progress) {
-    return whileUnchanged(*run.cloud, [&] { return rasterAll(run, guard, progress); });
+    return whileUnchanged(*run.cloud, [&] {
+        const BlockLattice lattice = run.plan.makeLattice();
+        return writeFiles(run.plan, guard, makingFromPoints(run, lattice, progress));
+    });
 }
 
 } // namespace Tilewright::Io

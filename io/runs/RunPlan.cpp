@@ -90,8 +90,8 @@ std::string joined(const std::vector<std::string>& conditions) {
 class PlanMaker {
 public:
     PlanMaker(const RasterRequest& request, const OutputStyle& style, const RunInput& input,
-              const CloudIndex& index)
-        : Request(request), Style(style), Input(input), Index(index) {}
+              const CloudIndex& index, bool mayBeOnePass)
+        : Request(request), Style(style), Input(input), Index(index), MayBeOnePass(mayBeOnePass) {}
 
     RunPlan make(const std::vector<WantedBand>& wanted, const PointConditions& selection) {
         planInputs();
@@ -149,7 +149,8 @@ private:
         reading.side = chooseSide(*Lattice, Input.cloud->pointCount());
         const std::optional<std::uint64_t> states = bytesOfStates(points, *Lattice);
         reading.inOnePass =
-            states && *states <= mostBytesOfStates(Request, Input.mappedBytes, Input.cloud->pointCount());
+            MayBeOnePass && states &&
+            *states <= mostBytesOfStates(Request, Input.mappedBytes, Input.cloud->pointCount());
         reading.isSorted = !reading.inOnePass && readingEffort(Index, *Lattice, reading.side) > mostEffort();
         reading.memory = shares.sorting;
         reading.scratch = scratchOf(Request);
@@ -224,6 +225,7 @@ private:
     const OutputStyle& Style;
     const RunInput& Input;
     const CloudIndex& Index;
+    bool MayBeOnePass;
     std::optional<BlockLattice> Lattice;
     RunPlan Plan;
 };
@@ -236,9 +238,10 @@ public:
           Wanted(readBands(request, *Input.cloud)), Selection(readSelection(request, *Input.cloud)),
           FieldsToMeasure(fieldsToMeasure(Wanted, *Input.cloud)) {}
 
-    PlannedRun planMeasured() const {
+    PlannedRun planMeasured(bool mayBeOnePass = true) const {
         return planBy(indexCloud(*Input.cloud, FieldsToMeasure, threadsWanted(Request),
-                                 reportOf(Progress, "measuring"), window()));
+                                 reportOf(Progress, "measuring"), window()),
+                      mayBeOnePass);
     }
 
     /// Plans by what the files state of themselves, reduces the points, and measures them meanwhile. None if
@@ -262,8 +265,8 @@ public:
     }
 
 private:
-    PlannedRun planBy(CloudIndex index) const {
-        RunPlan plan = PlanMaker(Request, Style, Input, index).make(Wanted, Selection);
+    PlannedRun planBy(CloudIndex index, bool mayBeOnePass = true) const {
+        RunPlan plan = PlanMaker(Request, Style, Input, index, mayBeOnePass).make(Wanted, Selection);
         return {std::move(plan), Input.cloud, std::move(index)};
     }
 
@@ -311,6 +314,10 @@ std::uint64_t RunPlan::points() const {
 
 PlannedRun planRun(const RasterRequest& request, const RunProgress& progress) {
     return RunPlanner(request, progress).planMeasured();
+}
+
+PlannedRun planRunInBlocks(const RasterRequest& request, const RunProgress& progress) {
+    return RunPlanner(request, progress).planMeasured(false);
 }
 
 PlannedRun planRunAtOnce(const RasterRequest& request, const RunProgress& progress) {

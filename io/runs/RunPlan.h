@@ -98,6 +98,11 @@ struct RunPlan {
     std::optional<double> nodata;
     bool overwrite = false;
 
+    /// How the blocks are shared out, if they are: all of them, in ascending order.
+    std::vector<BlockRange> parts;
+    /// Points in the raster that pass the selection, where the parts have to add up to them.
+    std::uint64_t wantedPoints = 0;
+
     /// Bytes that the threads take at their peak, roughly.
     std::uint64_t memory = 0;
     /// What the user should know of the plan, one line each.
@@ -124,6 +129,9 @@ TILEWRIGHT_API PlannedRun planRun(const RasterRequest& request, const RunProgres
 /// The same for a plan that is carried out here and now: where one pass over the points is enough for all, it
 /// is done already, and the outputs were checked before.
 TILEWRIGHT_API PlannedRun planRunAtOnce(const RasterRequest& request, const RunProgress& progress = {});
+
+/// The same for a run that is shared out: block by block, as no part needs all points.
+TILEWRIGHT_API PlannedRun planRunInBlocks(const RasterRequest& request, const RunProgress& progress = {});
 
 /// Throws UsageError or OutputError for files that could not be written, or that may not be replaced, as far
 /// as can be known without trying.

@@ -79,7 +79,7 @@ TEST_F(Refusal, WrongUsageAndBadInputHaveExitStatusesOfTheirOwn) {
              {{"raster", "in.las"}, ""},
              {{"rastr", "in.las", "out.tif"},
               "no command 'rastr'; the nearest is raster; see tilewright --help"},
-             {{"in.las", "out.tif"}, "the commands are raster, info"},
+             {{"in.las", "out.tif"}, "the commands are raster, plan, part, join, status, info"},
              {{"help", "rastr"}, "the nearest is raster"},
              {{"raster", "in.las", "out.tif", "--unknown"}, "--unknown; see tilewright raster --help"}})
         expectRefusal(run(arguments), 2, words);

@@ -1,0 +1,83 @@
+/// JobFolder: a run that is shared out in parts, as files that many processes and machines work on.
+///
+/// - `plan.json`: the plan (io/runs/PlanFile.h), with the blocks of each part;
+/// - `index`: where the points lie (io/clouds/IndexFile.h);
+/// - `parts/7`: the pixels of part 7 (io/parts/PixelFile.h);
+/// - `parts/7.json`: its receipt, which is written last;
+/// - `parts/7.failed`: why it failed the last time.
+///
+/// Every file appears complete or not at all, so that a process may end at any moment, and the same part may
+/// be made twice at once: both make the same bytes.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <io/parts/PixelFile.h>
+#include <io/runs/RunPlan.h>
+
+namespace Tilewright::Io {
+
+/// What a file of the raster is like in a part: each part finds a nodata value that none of its cells with
+/// data has.
+struct PartFile {
+    PixelType type = PixelType::Float32;
+    /// None where every pixel stands for itself.
+    std::optional<NoData> nodata;
+    /// Some cell with data has the nodata value all the same, as it is the user's own.
+    bool isShared = false;
+};
+
+struct PartReceipt {
+    /// Digest of the plan that it belongs to.
+    std::uint64_t plan = 0;
+    BlockRange blocks;
+    std::uint64_t points = 0;
+    std::uint64_t filledCells = 0;
+    std::vector<std::uint64_t> cutCells;
+    std::vector<PartFile> files;
+    FileSeal pixels;
+    double seconds = 0.0;
+};
+
+class JobFolder {
+public:
+    explicit JobFolder(std::filesystem::path folder) : Folder(std::move(folder)) {}
+
+    const std::filesystem::path& path() const { return Folder; }
+    std::filesystem::path plan() const { return Folder / "plan.json"; }
+    std::filesystem::path index() const { return Folder / "index"; }
+    std::filesystem::path pixels(std::size_t part) const { return parts() / std::to_string(part); }
+
+    /// Makes the folders. Throws OutputError if that fails, or if they hold a plan already.
+    void create() const;
+    /// Throws InputError for a folder without a plan, and for a plan without parts.
+    RunPlan readPlan() const;
+    std::uint64_t planDigest() const;
+
+    void writeReceipt(std::size_t part, const PartReceipt& receipt) const;
+    /// None if the part is not made, or of another plan.
+    std::optional<PartReceipt> readReceipt(std::size_t part, std::uint64_t planDigest) const;
+
+    /// Keeps the last line of a failure for others to see.
+    void noteFailure(std::size_t part, const std::string& what) const noexcept;
+    void forgetFailure(std::size_t part) const noexcept;
+    /// Empty for none.
+    std::string failure(std::size_t part) const;
+
+    /// Removes the files of the job and what was left of unfinished ones, and the folder if nothing else is
+    /// in it.
+    void remove(std::size_t parts) const;
+
+private:
+    std::filesystem::path parts() const { return Folder / "parts"; }
+    std::filesystem::path receipt(std::size_t part) const;
+    std::filesystem::path failed(std::size_t part) const;
+
+    std::filesystem::path Folder;
+};
+
+} // namespace Tilewright::Io

@@ -1,0 +1,105 @@
+#include <chrono>
+#include <optional>
+
+#include <io/blocks/SquareGeometry.h>
+#include <io/parts/JobFolder.h>
+#include <io/parts/Parts.h>
+#include <io/runs/PlanFile.h>
+#include <io/runs/Rastering.h>
+#include <io/runs/UnchangedCloud.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+bool overlap(std::uint64_t first, std::uint64_t count, std::uint64_t otherFirst, std::uint64_t otherCount) {
+    return first < otherFirst + otherCount && otherFirst < first + count;
+}
+
+/// Whether points of a stretch may lie in a window.
+bool reaches(const Stretch& stretch, const BlockLattice& lattice, const CellWindow& window) {
+    const std::optional<CellWindow> cells = cellsOf(stretch, lattice);
+    return cells && overlap(cells->column, cells->columns, window.column, window.columns) &&
+           overlap(cells->row, cells->rows, window.row, window.rows);
+}
+
+std::uint64_t cellsOf(const BlockRange& blocks, const BlockLattice& lattice) {
+    std::uint64_t cells = 0;
+    for (std::size_t b = blocks.first; b < blocks.end; ++b)
+        cells += blockWindow(lattice, b).cells();
+    return cells;
+}
+
+PlannedRun openPart(RunPlan plan, const JobFolder& folder, std::size_t part, const RunProgress& progress) {
+    plan.job.blocks = plan.parts[part - 1];
+    const BlockLattice lattice = plan.makeLattice();
+    const std::optional<CellWindow> window = partOf(plan.job.blocks, lattice);
+    StretchTest wanted;
+    if (window)
+        wanted = [&](const Stretch& stretch) { return reaches(stretch, lattice, *window); };
+    return openPlan(std::move(plan), folder.index(), progress, wanted);
+}
+
+/// The pixels get their name here, and the receipt is for the caller to write.
+PartReceipt makePixels(const PlannedRun& run, const fs::path& path, const RunProgress& progress) {
+    const BlockLattice lattice = run.plan.makeLattice();
+    const BlockMaking make = makingFromPoints(run, lattice, progress);
+    std::optional<PixelFileWriter> writer;
+    JobResult result;
+    const std::vector<RasterDescription> files =
+        makeWithoutClash(run.plan, cellsOf(run.plan.job.blocks, lattice),
+                         [&](const std::vector<RasterDescription>& descriptions) {
+                             writer.emplace(path);
+                             result = make(descriptions, *writer);
+                             return result;
+                         });
+    PartReceipt receipt;
+    receipt.blocks = run.plan.job.blocks;
+    receipt.points = result.points;
+    receipt.filledCells = result.filledCells;
+    receipt.cutCells = result.cutCells;
+    for (std::size_t f = 0; f < files.size(); ++f)
+        receipt.files.push_back(
+            {files[f].type, files[f].nodata, run.plan.nodata && result.clashes[f].happened});
+    receipt.pixels = writer->publish();
+    return receipt;
+}
+
+void make(const JobFolder& folder, RunPlan plan, std::size_t part, std::uint64_t digest,
+          const RunProgress& progress) {
+    const auto start = std::chrono::steady_clock::now();
+    const PlannedRun run = openPart(std::move(plan), folder, part, progress);
+    PartReceipt receipt =
+        whileUnchanged(*run.cloud, [&] { return makePixels(run, folder.pixels(part), progress); });
+    receipt.plan = digest;
+    receipt.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    folder.writeReceipt(part, receipt);
+}
+
+} // namespace
+
+PartOutcome makePart(const fs::path& job, std::uint64_t part, const RunProgress& progress) {
+    const JobFolder folder(job);
+    RunPlan plan = folder.readPlan();
+    const std::uint64_t digest = folder.planDigest();
+    if (part == 0 || part > plan.parts.size())
+        throw UsageError("there is no part " + std::to_string(part) + " of " + job.string() + ", which has " +
+                         std::to_string(plan.parts.size()));
+    if (const auto receipt = folder.readReceipt(part, digest);
+        receipt && isIntact(folder.pixels(part), receipt->pixels))
+        return PartOutcome::WasThere;
+    try {
+        make(folder, std::move(plan), part, digest, progress);
+    } catch (const Interruption&) {
+        throw;
+    } catch (const std::exception& failure) {
+        folder.noteFailure(part, failure.what());
+        throw;
+    }
+    folder.forgetFailure(part);
+    return PartOutcome::Made;
+}
+
+} // namespace Tilewright::Io

@@ -1,0 +1,59 @@
+/// Parts: a raster made in parts that know nothing of one another, on one machine or on many.
+///
+/// planParts() measures the cloud and shares the blocks out; makePart() makes the pixels of one part,
+/// wherever its folder and the cloud can be reached; joinParts() makes the files that runRaster() would have
+/// made.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <io/runs/RasterRun.h>
+#include <tilewright/export.h>
+
+namespace Tilewright::Io {
+
+struct PartsPlanReport {
+    /// Of the whole raster, as for a dry run.
+    RasterReport raster;
+    std::uint64_t parts = 0;
+};
+
+/// Plans `parts` parts of about equal cost, or as many as seem right for 0, and writes the plan into the
+/// folder `job`, which must not hold one already. There are never more parts than blocks. Throws as
+/// runRaster() does.
+TILEWRIGHT_API PartsPlanReport planParts(const RasterRequest& request, const std::filesystem::path& job,
+                                         std::uint64_t parts, const RunProgress& progress = {});
+
+/// The number of parts of a job.
+TILEWRIGHT_API std::uint64_t partCount(const std::filesystem::path& job);
+
+enum class PartOutcome { Made, WasThere };
+
+/// Makes a part; they count from 1. Throws as runRaster() does, and InputError for a cloud that is not the
+/// one that was planned for.
+TILEWRIGHT_API PartOutcome makePart(const std::filesystem::path& job, std::uint64_t part,
+                                    const RunProgress& progress = {});
+
+/// Makes the files, and removes the job unless it is to be kept. Throws InputError if parts are missing or
+/// damaged, and Error if some point is in no part or in two.
+TILEWRIGHT_API RasterReport joinParts(const std::filesystem::path& job, bool keepsJob,
+                                      const RunProgress& progress = {});
+
+struct PartStatus {
+    enum class State { Missing, Failed, Done };
+
+    State state = State::Missing;
+    /// Why it failed.
+    std::string failure;
+    /// That it took.
+    double seconds = 0.0;
+    std::uint64_t points = 0;
+};
+
+/// Of all parts in their order; what their files hold is not looked at.
+TILEWRIGHT_API std::vector<PartStatus> statusOfParts(const std::filesystem::path& job);
+
+} // namespace Tilewright::Io

@@ -1,0 +1,119 @@
+#include <algorithm>
+#include <numeric>
+
+#include <io/blocks/SquareGeometry.h>
+#include <io/clouds/IndexFile.h>
+#include <io/gdal/VirtualFile.h>
+#include <io/parts/JobFolder.h>
+#include <io/parts/Parts.h>
+#include <io/runs/PlanFile.h>
+#include <io/runs/RunSteps.h>
+#include <io/runs/UnchangedCloud.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Of a part, where nobody says how many there are to be.
+constexpr double usualPoints = 50e6;
+/// What a cell costs, counted in points: it is made and written though no point may lie in it.
+constexpr double costOfCell = 0.05;
+
+/// Of each block, counted in points.
+std::vector<double> costsOfBlocks(const RunPlan& plan, const CloudIndex& index, const BlockLattice& lattice) {
+    std::vector<double> costs(blockCount(lattice));
+    for (std::size_t b = 0; b < costs.size(); ++b)
+        costs[b] = costOfCell * static_cast<double>(blockWindow(lattice, b).cells());
+    // Of a cloud in no order nothing is known of where the points are.
+    if (plan.reading.isSorted)
+        return costs;
+    const std::uint64_t across = lattice.squaresAcross(BlockLattice::blockSide);
+    for (const Stretch& stretch : index.stretches) {
+        const std::optional<CellWindow> cells = cellsOf(stretch, lattice);
+        if (!cells)
+            continue;
+        const SquareRange blocks = squaresOf(*cells, lattice, BlockLattice::blockSide);
+        for (std::uint64_t down = blocks.firstDown; down <= blocks.lastDown; ++down)
+            for (std::uint64_t a = blocks.firstAcross; a <= blocks.lastAcross; ++a) {
+                const std::size_t block = down * across + a;
+                costs[block] +=
+                    static_cast<double>(stretch.count) * sharedPart(*cells, blockWindow(lattice, block));
+            }
+    }
+    return costs;
+}
+
+/// Ranges of about equal cost, none empty.
+std::vector<BlockRange> cut(const std::vector<double>& costs, std::uint64_t parts) {
+    const double all = std::accumulate(costs.begin(), costs.end(), 0.0);
+    std::vector<BlockRange> ranges;
+    double before = 0.0;
+    for (std::size_t b = 0; b < costs.size(); ++b) {
+        const double aim = all * static_cast<double>(ranges.size()) / static_cast<double>(parts);
+        const bool isNeeded = costs.size() - b <= parts - ranges.size();
+        if (ranges.empty() || (ranges.size() < parts && (before >= aim || isNeeded))) {
+            if (!ranges.empty())
+                ranges.back().end = b;
+            ranges.push_back({b, costs.size()});
+        }
+        before += costs[b];
+    }
+    return ranges;
+}
+
+/// Whatever the folder in which a part is made.
+void makeAbsolute(fs::path& path) {
+    if (!path.empty() && !isVirtualPath(path))
+        path = fs::absolute(path).lexically_normal();
+}
+
+void makePathsAbsolute(RunPlan& plan) {
+    for (PlannedInput& input : plan.inputs)
+        makeAbsolute(input.path);
+    for (fs::path& path : plan.otherNames)
+        makeAbsolute(path);
+    for (PlannedOutput& output : plan.outputs)
+        makeAbsolute(output.path);
+    makeAbsolute(plan.output);
+    if (fs::path clip = plan.clip; !clip.empty()) {
+        makeAbsolute(clip);
+        plan.clip = clip.string();
+    }
+    makeAbsolute(plan.reading.scratch);
+    if (plan.picture)
+        makeAbsolute(plan.picture->path);
+}
+
+void shareOut(PlannedRun& run, std::uint64_t parts, const RunProgress& progress) {
+    RunPlan& plan = run.plan;
+    const BlockLattice lattice = plan.makeLattice();
+    if (parts == 0)
+        parts = static_cast<std::uint64_t>(static_cast<double>(plan.points()) / usualPoints) + 1;
+    plan.parts =
+        cut(costsOfBlocks(plan, run.index, lattice), std::min<std::uint64_t>(parts, blockCount(lattice)));
+    plan.wantedPoints = countWanted(*run.cloud, run.index, lattice, plan.job.plan.needs,
+                                    {plan.job.threads, 0, {}, reportOf(progress, "counting", ""), {}});
+}
+
+} // namespace
+
+PartsPlanReport planParts(const RasterRequest& request, const fs::path& job, std::uint64_t parts,
+                          const RunProgress& progress) {
+    PlannedRun run = planRunInBlocks(request, progress);
+    checkOutputs(run.plan);
+    whileUnchanged(*run.cloud, [&] {
+        shareOut(run, parts, progress);
+        return true;
+    });
+    makePathsAbsolute(run.plan);
+    const JobFolder folder(job);
+    folder.create();
+    writeIndex(folder.index(), run.index);
+    // Last, as it is what makes the folder a job.
+    writePlan(folder.plan(), run.plan);
+    return {describeRun(run.plan), run.plan.parts.size()};
+}
+
+} // namespace Tilewright::Io
