@@ -5,6 +5,7 @@
 
 #include <io/statistics/Moments.h>
 #include <io/statistics/OrderResults.h>
+#include <io/statistics/SortFew.h>
 #include <tilewright/values/PlainTypes.h>
 
 namespace Tilewright::Io {
@@ -13,16 +14,13 @@ namespace {
 
 using Kind = Statistic::Kind;
 
-/// So few values are sorted as quickly as they are searched.
-constexpr std::size_t fewValues = 32;
-
 /// Brings the values at the given ranks, ascending and counted from `first`, to their places.
 template <class T>
 void select(std::span<T> values, std::uint64_t first, std::span<const std::uint64_t> ranks) {
     if (ranks.empty())
         return;
     if (values.size() <= fewValues) {
-        std::ranges::sort(values);
+        sortFew(values);
         return;
     }
     const std::size_t middle = ranks.size() / 2;
@@ -117,7 +115,9 @@ private:
 
     /// So far as anybody asks for it.
     void arrange(std::span<T> numbers) {
-        if (NeedsRuns || (NeedsRanks && numbers.size() <= fewValues)) {
+        if ((NeedsRuns || NeedsRanks) && numbers.size() <= fewValues) {
+            sortFew(numbers);
+        } else if (NeedsRuns) {
             std::ranges::sort(numbers);
         } else if (NeedsRanks) {
             Ranks.clear();
