@@ -1,6 +1,6 @@
 # Debian packages: `tilewright` with the program, `libtilewright-dev` with what clients of the library build against,
-# `libtilewright-io-dev` with what those of io need besides, GDAL among it, and, from a build with shared libraries, these
-# in packages named after the interface that they keep.
+# `libtilewright-io-dev` with what those of io need besides, GDAL among it, `python3-tilewright` with the module, and,
+# from a build with shared libraries, these in packages named after the interface that they keep.
 set(CPACK_PACKAGE_VENDOR Tilewright)
 set(CPACK_PACKAGE_CONTACT "Tilewright developers")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
@@ -37,6 +37,20 @@ if(TARGET tilewright_program)
   set(CPACK_DEBIAN_PROGRAM_PACKAGE_SUGGESTS pdal)
   set(CPACK_COMPONENT_PROGRAM_DESCRIPTION
     "Reduces files of points to files of pixels, field by field: means, extremes, medians, planes.")
+endif()
+
+if(TARGET tilewright_python)
+  get_property(python_version GLOBAL PROPERTY TILEWRIGHT_PYTHON_VERSION)
+  string(REGEX MATCH "[0-9]+$" python_minor ${python_version})
+  math(EXPR next_minor "${python_minor} + 1")
+  list(APPEND CPACK_COMPONENTS_ALL python)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-tilewright)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+    "python3 (>= ${python_version}), python3 (<< 3.${next_minor}), python3-numpy")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS "python3-xarray, python3-rioxarray, python3-tqdm")
+  set(CPACK_COMPONENT_PYTHON_DESCRIPTION
+    "The engine as a module for Python 3: files or arrays of points to datasets of xarray.")
 endif()
 
 # Adds to what the package of a component depends on.

@@ -67,6 +67,28 @@ if(TARGET tilewright_completions)
   add_dependencies(tilewright_shipped tilewright_completions)
 endif()
 
+if(TARGET tilewright_python)
+  get_property(python_version GLOBAL PROPERTY TILEWRIGHT_PYTHON_VERSION)
+  set(python_dir ${TILEWRIGHT_PYTHON_DIR})
+  if(NOT python_dir)
+    # What the system's packages share between versions of Python is in /usr alone.
+    install(CODE "
+      if(CMAKE_INSTALL_PREFIX STREQUAL \"/usr\")
+        set(tilewright_python_dir lib/python3/dist-packages)
+      elseif(EXISTS /etc/debian_version)
+        set(tilewright_python_dir lib/python${python_version}/dist-packages)
+      else()
+        set(tilewright_python_dir lib/python${python_version}/site-packages)
+      endif()" COMPONENT python)
+    set(python_dir "\${tilewright_python_dir}")
+  endif()
+  set_target_properties(tilewright_python PROPERTIES INSTALL_RPATH "$ORIGIN/../../../../${CMAKE_INSTALL_LIBDIR}")
+  install(TARGETS tilewright_python LIBRARY DESTINATION "${python_dir}/tilewright" COMPONENT python)
+  get_property(python_modules TARGET tilewright_python PROPERTY TILEWRIGHT_MODULES)
+  install(FILES ${python_modules} DESTINATION "${python_dir}/tilewright" COMPONENT python)
+  add_dependencies(tilewright_shipped tilewright_python)
+endif()
+
 configure_package_config_file(
   ${PROJECT_SOURCE_DIR}/cmake/tilewrightConfig.cmake.in ${PROJECT_BINARY_DIR}/tilewrightConfig.cmake
   INSTALL_DESTINATION ${package_dir}

@@ -22,6 +22,7 @@
 #include <io/formats/las/LasHeader.h>
 #include <io/gdal/CoordinateSystem.h>
 #include <io/outputs/OutputGuard.h>
+#include <io/parts/Parts.h>
 #include <io/preview/Preview.h>
 #include <io/rasters/ExistingRaster.h>
 #include <io/rasters/RasterDescription.h>
@@ -35,7 +36,7 @@
 #include <io/records/RecordFormat.h>
 #include <io/records/RecordStore.h>
 #include <io/runs/BandWords.h>
-#include <io/parts/Parts.h>
+#include <io/runs/MemoryRun.h>
 #include <io/runs/PlanFile.h>
 #include <io/runs/RasterRequest.h>
 #include <io/runs/RasterRun.h>

@@ -48,7 +48,7 @@ std::vector<fs::path> entriesOf(const fs::path& folder) {
     for (; !error && entry != fs::directory_iterator(); entry.increment(error))
         entries.push_back(entry->path());
     if (error)
-        throw InputError(folder.string() + ": cannot be listed: " + error.message());
+        throw FileError(folder.string() + ": cannot be listed: " + error.message());
     std::ranges::sort(entries);
     return entries;
 }
@@ -107,8 +107,8 @@ void addFilesOf(const fs::path& path, std::vector<fs::path>& files) {
     std::vector<fs::path> open;
     collectFiles(path, open, files);
     if (files.size() == before)
-        throw InputError(path.string() +
-                         ": has no point files in it, such as .las, .laz, .ply, .xyz or .csv");
+        throw MissingFileError(path.string() +
+                               ": has no point files in it, such as .las, .laz, .ply, .xyz or .csv");
     std::sort(files.begin() + static_cast<std::ptrdiff_t>(before), files.end());
 }
 
@@ -126,13 +126,14 @@ std::vector<fs::path> findPointFiles(const std::vector<std::string>& words) {
             addFilesOf(word, files);
             continue;
         }
+        if (!isPattern(word) && error)
+            throw FileError(word + ": cannot be opened: " + error.message());
         if (!isPattern(word))
-            throw InputError(
-                word + ": cannot be opened: " +
-                (error ? error : std::make_error_code(std::errc::no_such_file_or_directory)).message());
+            throw MissingFileError(word + ": cannot be opened: " +
+                                   std::make_error_code(std::errc::no_such_file_or_directory).message());
         const std::vector<fs::path> found = expandPattern(word);
         if (found.empty())
-            throw InputError(word + ": no file fits this pattern");
+            throw MissingFileError(word + ": no file fits this pattern");
         for (const fs::path& path : found)
             addFilesOf(path, files);
     }

@@ -64,6 +64,14 @@ std::vector<FileState> distinctFiles(std::span<const fs::path> files) {
     return distinct;
 }
 
+std::unique_ptr<PointSource> openFile(const fs::path& path, const ReadOptions& options) {
+    try {
+        return openPartOfCloud(path, options);
+    } catch (const InputError& error) {
+        throw FileError(error.what());
+    }
+}
+
 } // namespace
 
 FileState stateOfInput(const fs::path& path) {
@@ -84,7 +92,7 @@ PointCloud::PointCloud(std::span<const fs::path> files, const CloudOptions& opti
     for (const FileState& file : Files) {
         reading.report = partOf(options.report, before, file.size, all);
         before += file.size;
-        add(openPartOfCloud(file.path, reading), ignoreSystems);
+        add(openFile(file.path, reading), ignoreSystems);
     }
     Fields = commonFields(Sources);
 }

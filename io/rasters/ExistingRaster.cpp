@@ -3,9 +3,11 @@
 #include <array>
 #include <cmath>
 #include <string>
+#include <system_error>
 
 #include <io/gdal/CoordinateSystem.h>
 #include <io/gdal/Gdal.h>
+#include <io/gdal/VirtualFile.h>
 #include <io/system/Errors.h>
 
 namespace Tilewright::Io {
@@ -13,9 +15,12 @@ namespace Tilewright::Io {
 RasterGeometry geometryOf(const std::filesystem::path& raster) {
     const GdalMessages messages;
     const GDALDatasetUniquePtr dataset = openRaster(raster);
+    std::error_code ignored;
+    if (!dataset && !isVirtualPath(raster) && !std::filesystem::exists(raster, ignored))
+        throw MissingFileError(raster.string() + ": there is no such file");
     if (!dataset)
-        throw InputError(raster.string() + ": is not a raster" +
-                         (messages.text().empty() ? "" : " (" + messages.text() + ")"));
+        throw FileError(raster.string() + ": is not a raster" +
+                        (messages.text().empty() ? "" : " (" + messages.text() + ")"));
     // West, width of a pixel, rotation; north, rotation, height of a pixel.
     std::array<double, 6> place = {};
     if (dataset->GetGeoTransform(place.data()) != CE_None)

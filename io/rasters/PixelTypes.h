@@ -66,6 +66,18 @@ template <class T> bool isInRange(double value) {
         return !std::isfinite(value) || std::abs(value) <= double(std::numeric_limits<T>::max());
 }
 
+/// The pixel nearest to a value.
+template <class T> T rounded(float value) {
+    if constexpr (std::is_integral_v<T>) {
+        const double whole = std::floor(static_cast<double>(value) + 0.5);
+        if (!isInRange<T>(whole))
+            return whole < 0 ? std::numeric_limits<T>::min() : std::numeric_limits<T>::max();
+        return static_cast<T>(whole);
+    } else {
+        return static_cast<T>(value);
+    }
+}
+
 /// The nodata value as a pixel, if there is such a pixel. A double loses digits when it becomes a float, but
 /// so did the caller's pixels.
 template <class T> std::optional<T> asPixel(const NoData& nodata) {

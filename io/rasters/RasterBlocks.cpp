@@ -30,17 +30,6 @@ template <class T> bool isBlank(T pixel, T blank) {
     return std::memcmp(&pixel, &blank, sizeof(T)) == 0;
 }
 
-template <class T> T rounded(float value) {
-    if constexpr (std::is_integral_v<T>) {
-        const double whole = std::floor(static_cast<double>(value) + 0.5);
-        if (!isInRange<T>(whole))
-            return whole < 0 ? std::numeric_limits<T>::min() : std::numeric_limits<T>::max();
-        return static_cast<T>(whole);
-    } else {
-        return static_cast<T>(value);
-    }
-}
-
 } // namespace
 
 std::unique_ptr<RasterBlocks> RasterBlocks::over(GDALDataset& dataset, const RasterDescription& description) {

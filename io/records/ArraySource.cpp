@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <iterator>
 #include <stdexcept>
 
 #include <io/records/FieldNames.h>
@@ -49,6 +51,50 @@ void scatter(const ArrayColumn& column, std::uint64_t first, std::size_t n, std:
         copyAsLittleEndian<size>(from, to);
 }
 
+void scatter(const ArrayColumn& column, std::uint64_t first, std::size_t n, std::byte* to,
+             std::size_t length) {
+    switch (column.field.size) {
+    case 1:
+        return scatter<1>(column, first, n, to, length);
+    case 2:
+        return scatter<2>(column, first, n, to, length);
+    case 4:
+        return scatter<4>(column, first, n, to, length);
+    default:
+        return scatter<8>(column, first, n, to, length);
+    }
+}
+
+/// The ends of a column of coordinates.
+struct Ends {
+    double low = PointBounds::infinity;
+    double high = -PointBounds::infinity;
+    bool areFinite = true;
+
+    void add(double value) {
+        low = std::min(low, value);
+        high = std::max(high, value);
+        // Neither NaN nor an infinity is itself then.
+        areFinite &= value - value == 0.0;
+    }
+};
+
+/// Of doubles, which need no decoding.
+Ends endsOfDoubles(const ArrayColumn& column) {
+    Ends ends;
+    const std::byte* from = column.first;
+    for (std::size_t i = 0; i < column.count; ++i, from += column.stride) {
+        double value;
+        std::memcpy(&value, from, sizeof value);
+        ends.add(value);
+    }
+    return ends;
+}
+
+bool areDoubles(const ArrayColumn& column) {
+    return column.field.storage == PointField::Storage::Double && !column.field.scaled;
+}
+
 } // namespace
 
 ArraySource::ArraySource(std::string name, const std::array<ArrayColumn, 3>& coordinates,
@@ -69,31 +115,40 @@ ArraySource::ArraySource(std::string name, const std::array<ArrayColumn, 3>& coo
     for (const ArrayColumn& column : std::span(columns).subspan(3))
         records.fields.push_back(column.field);
     nameCoordinates(records);
-    requireFinitePositions(*this);
+    measure();
+}
+
+void ArraySource::measure() {
+    if (!std::all_of(columns.begin(), columns.begin() + 3, areDoubles)) {
+        requireFinitePositions(*this);
+        box = bounds(0, pointCount());
+        return;
+    }
+    bool areFinite = true;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        const Ends ends = endsOfDoubles(columns[axis]);
+        box.low[axis] = ends.low;
+        box.high[axis] = ends.high;
+        areFinite &= ends.areFinite;
+    }
+    if (!areFinite)
+        requireFinitePositions(*this);
 }
 
 void ArraySource::visitRecords(std::uint64_t first, std::uint64_t n, const RecordVisitor& visitor) const {
+    visitWanted(first, n, ByteSelection::all(records.recordLength), visitor);
+}
+
+void ArraySource::visitWanted(std::uint64_t first, std::uint64_t n, const ByteSelection& wanted,
+                              const RecordVisitor& visitor) const {
     const std::size_t length = records.recordLength;
     const std::uint64_t most = std::max<std::size_t>(pieceBytes / length, 1);
     std::vector<std::byte> piece(static_cast<std::size_t>(std::min(n, most)) * length);
     while (n != 0) {
         const auto now = static_cast<std::size_t>(std::min(n, most));
-        for (const ArrayColumn& column : columns) {
-            std::byte* const to = piece.data() + column.field.position;
-            switch (column.field.size) {
-            case 1:
-                scatter<1>(column, first, now, to, length);
-                break;
-            case 2:
-                scatter<2>(column, first, now, to, length);
-                break;
-            case 4:
-                scatter<4>(column, first, now, to, length);
-                break;
-            default:
-                scatter<8>(column, first, now, to, length);
-            }
-        }
+        for (const ArrayColumn& column : columns)
+            if (wanted.has(column.field.position, column.field.size))
+                scatter(column, first, now, piece.data() + column.field.position, length);
         visitor(piece.data(), now);
         first += now;
         n -= now;

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstddef>
+#include <optional>
 #include <span>
 #include <string>
 #include <type_traits>
@@ -62,14 +63,20 @@ public:
     const RecordFormat& format() const noexcept override { return records; }
     std::uint64_t pointCount() const noexcept override { return columns.front().count; }
     std::string coordinateSystem() const override { return wkt; }
+    /// As they were measured when the source was made.
+    std::optional<PointBounds> statedBounds() const override { return box; }
 
 private:
     void visitRecords(std::uint64_t first, std::uint64_t n, const RecordVisitor& visitor) const override;
+    void visitWanted(std::uint64_t first, std::uint64_t n, const ByteSelection& wanted,
+                     const RecordVisitor& visitor) const override;
+    void measure();
 
     std::string label;
     RecordFormat records;
     std::string wkt;
     std::vector<ArrayColumn> columns; ///< each with its place in the record
+    PointBounds box;
 };
 
 /// Records as they lie, such as an array of structures: nothing is copied.

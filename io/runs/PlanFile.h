@@ -28,9 +28,9 @@ TILEWRIGHT_API void writePlan(const std::filesystem::path& path, const RunPlan& 
 /// Throws InputError for a file that is no plan, or one that contradicts itself.
 TILEWRIGHT_API RunPlan readPlan(const std::filesystem::path& path);
 
-/// Opens the cloud of a plan, with what is `wanted` of the index that was written of it, or all. Throws InputError for files that cannot
-/// be read, that have changed since the plan was made, or that lack what the plan needs of them, and for an
-/// index of other files.
+/// Opens the cloud of a plan, with what is `wanted` of the index that was written of it, or all. Throws
+/// InputError for files that cannot be read, that have changed since the plan was made, or that lack what the
+/// plan needs of them, and for an index of other files.
 TILEWRIGHT_API PlannedRun openPlan(RunPlan plan, const std::filesystem::path& index,
                                    const RunProgress& progress = {}, const StretchTest& wanted = {});
 

@@ -200,6 +200,7 @@ void list(auto& members, Like<PlannedOutput> auto& output) {
     members("description", output.description);
     members("keepsType", output.keepsType);
     members("hasNoData", output.hasNoData);
+    members("prefersNaN", output.prefersNaN);
 }
 
 void list(auto& members, Like<PlannedPicture> auto& picture) {

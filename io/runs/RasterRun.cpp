@@ -40,8 +40,13 @@ RasterReport carryOut(const PlannedRun& run, const RunProgress& progress) {
 }
 
 RasterReport runRaster(const RasterRequest& request, const RunProgress& progress) {
+    return runRaster(nullptr, request, progress);
+}
+
+RasterReport runRaster(const std::shared_ptr<const PointCloud>& cloud, const RasterRequest& request,
+                       const RunProgress& progress) {
     return timed([&] {
-        const PlannedRun run = (request.dryRun ? planRun : planRunAtOnce)(request, progress);
+        const PlannedRun run = planRunBetween({cloud, false}, request, progress);
         checkOutputs(run.plan);
         return request.dryRun ? describeRun(run.plan) : makeFiles(run, progress);
     });

@@ -3,8 +3,10 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string_view>
 
+#include <io/clouds/PointCloud.h>
 #include <io/runs/RasterRequest.h>
 #include <tilewright/export.h>
 
@@ -18,5 +20,9 @@ using RunProgress = std::function<bool(std::string_view step, std::uint64_t done
 /// Reads, rasters and writes. Throws UsageError for a request that makes no sense, Interruption if `progress`
 /// answers false, and Error otherwise, with nothing written.
 TILEWRIGHT_API RasterReport runRaster(const RasterRequest& request, const RunProgress& progress = {});
+
+/// The same for points that are open already, such as arrays: the inputs of the request are not looked at.
+TILEWRIGHT_API RasterReport runRaster(const std::shared_ptr<const PointCloud>& cloud,
+                                      const RasterRequest& request, const RunProgress& progress = {});
 
 } // namespace Tilewright::Io

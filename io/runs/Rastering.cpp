@@ -1,6 +1,7 @@
 #include <io/runs/Rastering.h>
 
 #include <algorithm>
+#include <limits>
 
 #include <io/blocks/OnePass.h>
 #include <io/runs/NoDataChoice.h>
@@ -30,12 +31,19 @@ std::vector<NoDataChoice> choicesFor(const RunPlan& plan) {
     return choices;
 }
 
+bool isMarkedByNaN(const PlannedOutput& output, const NoDataChoice& choice) {
+    return output.prefersNaN && isFloating(choice.type());
+}
+
 RasterDescription describe(const PlannedOutput& output, const NoDataChoice& choice,
                            std::optional<double> nodata) {
     RasterDescription description = output.description;
     description.type = choice.type();
-    if (output.hasNoData)
-        description.nodata = nodata ? std::optional<NoData>(*nodata) : choice.value();
+    if (!output.hasNoData)
+        return description;
+    if (isMarkedByNaN(output, choice))
+        nodata = std::numeric_limits<double>::quiet_NaN();
+    description.nodata = nodata ? std::optional<NoData>(*nodata) : choice.value();
     return description;
 }
 
@@ -70,7 +78,7 @@ bool moveNoData(const RunPlan& plan, const JobResult& result, std::uint64_t cell
                 std::vector<NoDataChoice>& choices) {
     bool hasMoved = false;
     for (std::size_t f = 0; f < choices.size(); ++f) {
-        if (!result.clashes[f].happened || plan.nodata)
+        if (!result.clashes[f].happened || plan.nodata || isMarkedByNaN(plan.outputs[f], choices[f]))
             continue;
         const auto outcome =
             choices[f].avoid(result.clashes[f], result.filledCells == cells && hasAllPoints(plan, f));
@@ -84,7 +92,7 @@ bool moveNoData(const RunPlan& plan, const JobResult& result, std::uint64_t cell
     return hasMoved;
 }
 
-void noteTypes(const RunPlan& plan, RasteredFiles& files) {
+void noteTypes(const RunPlan& plan, RasteredBlocks& files) {
     for (std::size_t f = 0; f < plan.outputs.size(); ++f) {
         const PixelType planned = plan.outputs[f].description.type;
         const PixelType type = files.descriptions[f].type;
@@ -93,13 +101,14 @@ void noteTypes(const RunPlan& plan, RasteredFiles& files) {
             files.notes.push_back("all values of " + std::string(nameOf(planned)) +
                                   " are data, and cells without data need one; so " + path + " has " +
                                   nameOf(type));
-        if (files.result.clashes[f].happened && plan.nodata)
+        const bool isShared = plan.nodata && files.descriptions[f].nodata == NoData(*plan.nodata);
+        if (files.result.clashes[f].happened && isShared)
             files.notes.push_back("cells with data have the nodata value " + exactNumber(*plan.nodata) +
                                   " in " + path);
     }
 }
 
-void noteCutCells(const RunPlan& plan, RasteredFiles& files) {
+void noteCutCells(const RunPlan& plan, RasteredBlocks& files) {
     for (std::size_t b = 0; b < plan.job.bands.size(); ++b) {
         const std::uint64_t cut = files.result.cutCells[b];
         if (cut == 0)
@@ -162,6 +171,22 @@ RasteredFiles writeFiles(const RunPlan& plan, const OutputGuard& guard, const Bl
     noteTypes(plan, files);
     noteCutCells(plan, files);
     return files;
+}
+
+RasteredBlocks rasterBlocks(const PlannedRun& run, const SinkMaking& makeSink, const RunProgress& progress) {
+    return whileUnchanged(*run.cloud, [&] {
+        const BlockLattice lattice = run.plan.makeLattice();
+        const BlockMaking make = makingFromPoints(run, lattice, progress);
+        RasteredBlocks rastered;
+        rastered.descriptions = makeWithoutClash(
+            run.plan, lattice.cells(), [&](const std::vector<RasterDescription>& descriptions) {
+                rastered.result = make(descriptions, *makeSink(descriptions));
+                return rastered.result;
+            });
+        noteTypes(run.plan, rastered);
+        noteCutCells(run.plan, rastered);
+        return rastered;
+    });
 }
 
 RasteredFiles rasterFiles(const PlannedRun& run, const OutputGuard& guard, const RunProgress& progress) {

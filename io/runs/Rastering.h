@@ -1,7 +1,8 @@
-/// Rastering: makes the files of a plan, as often as it takes to find nodata values.
+/// Rastering: makes the pixels of a plan, as often as it takes to find nodata values.
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -11,13 +12,17 @@
 
 namespace Tilewright::Io {
 
-/// Files with all their pixels, under hidden names yet.
-struct RasteredFiles {
+/// What came of the pixels of all outputs.
+struct RasteredBlocks {
     /// With the types and nodata values that it came to.
     std::vector<RasterDescription> descriptions;
-    std::vector<RasterWriter> writers;
     JobResult result;
     std::vector<std::string> notes;
+};
+
+/// Files with all their pixels, under hidden names yet.
+struct RasteredFiles : RasteredBlocks {
+    std::vector<RasterWriter> writers;
 };
 
 /// Makes the blocks of files that have such types and nodata values, and hands them to the sink.
@@ -38,8 +43,15 @@ std::vector<RasterDescription> makeWithoutClash(const RunPlan& plan, std::uint64
 /// Makes the files of the plan from blocks of whatever origin.
 RasteredFiles writeFiles(const RunPlan& plan, const OutputGuard& guard, const BlockMaking& make);
 
+/// Where the pixels of outputs of these descriptions go. Called again for each attempt, after the sink of the
+/// one before is gone.
+using SinkMaking = std::function<std::unique_ptr<BlockSink>(const std::vector<RasterDescription>& files)>;
+
 /// Throws as runJob() does, InputError if a file of the cloud changes meanwhile, and OutputError if no value
 /// is left for cells without data.
+RasteredBlocks rasterBlocks(const PlannedRun& run, const SinkMaking& makeSink, const RunProgress& progress);
+
+/// Throws as rasterBlocks() does.
 RasteredFiles rasterFiles(const PlannedRun& run, const OutputGuard& guard, const RunProgress& progress);
 
 } // namespace Tilewright::Io

@@ -45,6 +45,16 @@ void readClip(const RasterRequest& request, RunInput& input) {
     input.clip = std::make_shared<const PolygonArea>(polygons.rings);
 }
 
+void openFiles(const RasterRequest& request, const RunProgress& progress, RunInput& input) {
+    input.files = findPointFiles(request.inputs);
+    const std::uint64_t bytes = bytesOf(input.files);
+    // Pages of small clouds may stay in memory.
+    const bool keepPages = bytes <= memoryToUse(request) / 8 * 5;
+    const CloudOptions options{scratchOf(request), reportOf(progress, "reading"), keepPages};
+    input.mappedBytes = keepPages ? bytes : 0;
+    input.cloud = std::make_shared<const PointCloud>(input.files, options, !input.system.empty());
+}
+
 } // namespace
 
 OutputStyle styleOf(const RasterRequest& request) {
@@ -64,17 +74,15 @@ fs::path scratchOf(const RasterRequest& request) {
     return folder.empty() ? fs::path(".") : folder;
 }
 
-RunInput openInput(const RasterRequest& request, const RunProgress& progress) {
+RunInput openInput(const RasterRequest& request, const std::shared_ptr<const PointCloud>& cloud,
+                   const RunProgress& progress) {
     RunInput input;
     if (!request.coordinateSystem.empty())
         input.system = coordinateSystemFromUser(request.coordinateSystem);
-    input.files = findPointFiles(request.inputs);
-    const std::uint64_t bytes = bytesOf(input.files);
-    // Pages of small clouds may stay in memory.
-    const bool keepPages = bytes <= memoryToUse(request) / 8 * 5;
-    const CloudOptions options{scratchOf(request), reportOf(progress, "reading"), keepPages};
-    input.mappedBytes = keepPages ? bytes : 0;
-    input.cloud = std::make_shared<const PointCloud>(input.files, options, !input.system.empty());
+    if (cloud)
+        input.cloud = cloud;
+    else
+        openFiles(request, progress, input);
     if (input.system.empty())
         input.system = input.cloud->coordinateSystem();
     if (!request.like.empty()) {

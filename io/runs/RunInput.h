@@ -47,7 +47,10 @@ struct RunInput {
 
 /// Throws InputError for files that cannot be read, that have no points, or that are in another coordinate
 /// system than the raster that the request names as a model.
-RunInput openInput(const RasterRequest& request, const RunProgress& progress);
+///
+/// `cloud` are points that are open already, in place of the inputs of the request; null for those.
+RunInput openInput(const RasterRequest& request, const std::shared_ptr<const PointCloud>& cloud,
+                   const RunProgress& progress);
 
 /// Where what does not fit into memory goes.
 std::filesystem::path scratchOf(const RasterRequest& request);

@@ -90,8 +90,9 @@ std::string joined(const std::vector<std::string>& conditions) {
 class PlanMaker {
 public:
     PlanMaker(const RasterRequest& request, const OutputStyle& style, const RunInput& input,
-              const CloudIndex& index, bool mayBeOnePass)
-        : Request(request), Style(style), Input(input), Index(index), MayBeOnePass(mayBeOnePass) {}
+              const CloudIndex& index, bool mayBeOnePass, bool inMemory)
+        : Request(request), Style(style), Input(input), Index(index), MayBeOnePass(mayBeOnePass),
+          InMemory(inMemory) {}
 
     RunPlan make(const std::vector<WantedBand>& wanted, const PointConditions& selection) {
         planInputs();
@@ -180,8 +181,9 @@ private:
                 Plan.job.bands.back().file = Plan.outputs.size();
                 Plan.job.bands.back().number = static_cast<std::size_t>(&band - file.bands.data());
             }
-            Plan.outputs.push_back({bandFileName(Request.output, file.name, files.size()), describe(file),
-                                    Style.type.has_value(), file.hasNoData});
+            const std::string path =
+                InMemory ? file.name : bandFileName(Request.output, file.name, files.size());
+            Plan.outputs.push_back({path, describe(file), Style.type.has_value(), file.hasNoData, InMemory});
         }
         if (!Request.preview.empty())
             Plan.picture = pictureOf(files.front().bands.front(), Request.preview);
@@ -226,6 +228,7 @@ private:
     const RunInput& Input;
     const CloudIndex& Index;
     bool MayBeOnePass;
+    bool InMemory;
     std::optional<BlockLattice> Lattice;
     RunPlan Plan;
 };
@@ -233,9 +236,10 @@ private:
 /// Plans for an open cloud.
 class RunPlanner {
 public:
-    RunPlanner(const RasterRequest& request, const RunProgress& progress)
-        : Request(request), Progress(progress), Style(styleOf(request)), Input(openInput(request, progress)),
-          Wanted(readBands(request, *Input.cloud)), Selection(readSelection(request, *Input.cloud)),
+    RunPlanner(const RunEnds& ends, const RasterRequest& request, const RunProgress& progress)
+        : Request(request), Progress(progress), InMemory(ends.inMemory), Style(styleOf(request)),
+          Input(openInput(request, ends.cloud, progress)), Wanted(readBands(request, *Input.cloud)),
+          Selection(readSelection(request, *Input.cloud)),
           FieldsToMeasure(fieldsToMeasure(Wanted, *Input.cloud)) {}
 
     PlannedRun planMeasured(bool mayBeOnePass = true) const {
@@ -250,7 +254,8 @@ public:
         const std::optional<PlannedRun> guess = planStated();
         if (!guess || !guess->plan.reading.inOnePass)
             return std::nullopt;
-        checkOutputs(guess->plan);
+        if (!InMemory)
+            checkOutputs(guess->plan);
         const auto cells = std::make_shared<const ReducedCells>(reduceCloud(*guess));
         CloudIndex index = guess->index;
         if (index.skippedPoints == 0)
@@ -266,7 +271,8 @@ public:
 
 private:
     PlannedRun planBy(CloudIndex index, bool mayBeOnePass = true) const {
-        RunPlan plan = PlanMaker(Request, Style, Input, index, mayBeOnePass).make(Wanted, Selection);
+        RunPlan plan =
+            PlanMaker(Request, Style, Input, index, mayBeOnePass, InMemory).make(Wanted, Selection);
         return {std::move(plan), Input.cloud, std::move(index)};
     }
 
@@ -296,6 +302,7 @@ private:
 
     const RasterRequest& Request;
     const RunProgress& Progress;
+    bool InMemory;
     OutputStyle Style;
     RunInput Input;
     std::vector<WantedBand> Wanted;
@@ -313,16 +320,20 @@ std::uint64_t RunPlan::points() const {
 }
 
 PlannedRun planRun(const RasterRequest& request, const RunProgress& progress) {
-    return RunPlanner(request, progress).planMeasured();
+    return RunPlanner({}, request, progress).planMeasured();
 }
 
 PlannedRun planRunInBlocks(const RasterRequest& request, const RunProgress& progress) {
-    return RunPlanner(request, progress).planMeasured(false);
+    return RunPlanner({}, request, progress).planMeasured(false);
 }
 
 PlannedRun planRunAtOnce(const RasterRequest& request, const RunProgress& progress) {
-    RunPlanner planner(request, progress);
-    std::optional<PlannedRun> run = planner.planInOnePass();
+    return planRunBetween({}, request, progress);
+}
+
+PlannedRun planRunBetween(const RunEnds& ends, const RasterRequest& request, const RunProgress& progress) {
+    const RunPlanner planner(ends, request, progress);
+    std::optional<PlannedRun> run = request.dryRun ? std::nullopt : planner.planInOnePass();
     return run ? std::move(*run) : planner.planMeasured();
 }
 

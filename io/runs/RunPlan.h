@@ -43,6 +43,8 @@ struct PlannedOutput {
     bool keepsType = false;
     /// Whether cells without data are marked by a value.
     bool hasNoData = true;
+    /// That value is NaN where the type has one, whatever the user's own: floating numbers in memory.
+    bool prefersNaN = false;
 };
 
 /// A picture of the first band of the first file.
@@ -132,6 +134,16 @@ TILEWRIGHT_API PlannedRun planRunAtOnce(const RasterRequest& request, const RunP
 
 /// The same for a run that is shared out: block by block, as no part needs all points.
 TILEWRIGHT_API PlannedRun planRunInBlocks(const RasterRequest& request, const RunProgress& progress = {});
+/// Where a run begins and ends if not at files.
+struct RunEnds {
+    /// Points that are open already, in place of the inputs of the request.
+    std::shared_ptr<const PointCloud> cloud;
+    /// The outputs are not files: their paths are the names of the bands.
+    bool inMemory = false;
+};
+
+/// The same for other ends; of a dry run as planRun() does.
+PlannedRun planRunBetween(const RunEnds& ends, const RasterRequest& request, const RunProgress& progress);
 
 /// Throws UsageError or OutputError for files that could not be written, or that may not be replaced, as far
 /// as can be known without trying.

@@ -29,9 +29,7 @@ void describeBands(const PlannedOutput& output, RasterReport& report) {
 }
 
 void reportBand(const RasterDescription& file, const BandStatistics& statistics, BandReport& report) {
-    report.type = nameOf(file.type);
-    if (file.nodata)
-        report.nodata = asNumber(*file.nodata);
+    describeFile(file, report);
     report.filled = statistics.count;
     report.filledHoles = statistics.filledHoles;
     if (statistics.count != 0) {
@@ -65,7 +63,13 @@ RasterReport describeRun(const RunPlan& plan) {
     return report;
 }
 
-RasterReport reportOn(const RunPlan& plan, const RasteredFiles& files) {
+void describeFile(const RasterDescription& file, BandReport& band) {
+    band.type = nameOf(file.type);
+    if (file.nodata)
+        band.nodata = asNumber(*file.nodata);
+}
+
+RasterReport reportOnBlocks(const RunPlan& plan, const RasteredBlocks& files) {
     RasterReport report = describeRun(plan);
     report.dryRun = false;
     report.sorted = plan.reading.isSorted;
@@ -77,6 +81,11 @@ RasterReport reportOn(const RunPlan& plan, const RasteredFiles& files) {
             !plan.selections.empty() ? "no point passes the selection; all cells are empty"
             : !plan.clip.empty()     ? "no point lies within the polygons; all cells are empty"
                                      : "no point lies within the bounds; all cells are empty");
+    return report;
+}
+
+RasterReport reportOn(const RunPlan& plan, const RasteredFiles& files) {
+    RasterReport report = reportOnBlocks(plan, files);
     for (std::size_t b = 0; b < plan.job.bands.size(); ++b) {
         const JobBand& band = plan.job.bands[b];
         reportBand(files.descriptions[band.file], files.writers[band.file].statistics(band.number),

@@ -6,6 +6,12 @@
 
 namespace Tilewright::Io {
 
+/// All but what the pixels of the bands are like.
+RasterReport reportOnBlocks(const RunPlan& plan, const RasteredBlocks& rastered);
+
+/// The type and the nodata value of a band, as they came to be.
+void describeFile(const RasterDescription& file, BandReport& band);
+
 /// Of files that are finished.
 RasterReport reportOn(const RunPlan& plan, const RasteredFiles& files);
 

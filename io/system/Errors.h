@@ -21,6 +21,18 @@ public:
     using Error::Error;
 };
 
+/// A file that cannot be opened as what it is asked for.
+class TILEWRIGHT_API FileError : public InputError {
+public:
+    using InputError::InputError;
+};
+
+/// A file that is not there, or a pattern that none fits.
+class TILEWRIGHT_API MissingFileError : public FileError {
+public:
+    using FileError::FileError;
+};
+
 /// A result that cannot be written.
 class TILEWRIGHT_API OutputError : public Error {
 public:

@@ -1,6 +1,7 @@
 #include <io/system/FileState.h>
 
 #include <cerrno>
+#include <string>
 #include <system_error>
 
 #include <sys/stat.h>
@@ -11,8 +12,13 @@ namespace Tilewright::Io {
 
 FileState stateOf(const std::filesystem::path& path) {
     struct stat status = {};
-    if (::stat(path.c_str(), &status) != 0)
-        throw InputError(path.string() + ": cannot be opened: " + std::generic_category().message(errno));
+    if (::stat(path.c_str(), &status) != 0) {
+        const std::string text =
+            path.string() + ": cannot be opened: " + std::generic_category().message(errno);
+        if (errno == ENOENT)
+            throw MissingFileError(text);
+        throw FileError(text);
+    }
     return {path,
             status.st_dev,
             status.st_ino,

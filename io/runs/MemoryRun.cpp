@@ -1,0 +1,177 @@
+#include <io/runs/MemoryRun.h>
+
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <new>
+
+#include <io/outputs/HiddenFolder.h>
+#include <io/rasters/HoleFilling.h>
+#include <io/rasters/PixelTypes.h>
+#include <io/runs/NoDataChoice.h>
+#include <io/runs/PixelTypeNames.h>
+#include <io/runs/Rastering.h>
+#include <io/runs/Resources.h>
+#include <io/runs/RunReport.h>
+#include <io/system/NumberText.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Files are made by the plan; in memory their options mean nothing.
+RasterRequest withoutFiles(RasterRequest request) {
+    request.output.clear();
+    request.driver.clear();
+    request.creationOptions.clear();
+    request.preview.clear();
+    request.stack = request.overviews = request.dryRun = false;
+    if (request.scratch.empty())
+        request.scratch = fs::temp_directory_path().string();
+    return request;
+}
+
+/// Bytes that programs can have without swapping.
+std::uint64_t availableMemory() {
+    std::ifstream file("/proc/meminfo");
+    std::string name, unit;
+    std::uint64_t kilobytes = 0;
+    while (file >> name >> kilobytes && std::getline(file, unit))
+        if (name == "MemAvailable:")
+            return kilobytes << 10U;
+    return std::numeric_limits<std::uint64_t>::max();
+}
+
+void checkRoom(const RasterReport& planned) {
+    const std::uint64_t available = availableMemory();
+    if (planned.outputBytes > available)
+        throw MemoryError("a raster of " + std::to_string(planned.columns) + " x " +
+                          std::to_string(planned.rows) + " cells takes " +
+                          readableBytes(planned.outputBytes) + ", and " + readableBytes(available) +
+                          " of memory are free");
+}
+
+void checkNoData(const MemoryOutput& output) {
+    const RasterDescription& description = output.description;
+    const bool isPixel = !description.nodata || withPixelType(description.type, [&]<class T>(T) {
+        return asPixel<T>(*description.nodata).has_value();
+    });
+    if (!isPixel)
+        throw UsageError(output.name + ": the nodata value " + exactNumber(asNumber(*description.nodata)) +
+                         " is not a value of " + nameOf(description.type));
+}
+
+/// Arrays for all outputs, empty yet, and a sink into them.
+std::unique_ptr<BlockSink> openArrays(const RunPlan& plan, const std::vector<RasterDescription>& descriptions,
+                                      std::vector<MemoryOutput>& outputs) {
+    const PixelWindow whole{0, 0, plan.geometry.width, plan.geometry.height};
+    outputs.clear();
+    for (std::size_t f = 0; f < descriptions.size(); ++f) {
+        MemoryOutput& output =
+            outputs.emplace_back(MemoryOutput{plan.outputs[f].path.string(), descriptions[f], {}});
+        checkNoData(output);
+        for (std::size_t b = 0; b < descriptions[f].bands.size(); ++b)
+            output.bands.push_back(withPixelType(descriptions[f].type, [&]<class T>(T) {
+                return PixelArray(std::vector<T>(whole.pixels()));
+            }));
+    }
+    std::vector<MemorySink::Band> bands;
+    for (const JobBand& band : plan.job.bands)
+        bands.push_back({std::visit([](auto& pixels) { return PixelRoom(std::span(pixels)); },
+                                    outputs[band.file].bands[band.number]),
+                         descriptions[band.file].nodata});
+    return std::make_unique<MemorySink>(whole, std::move(bands));
+}
+
+/// Fills the holes of one band, as they are filled in files. Holes are where `isHole` says so of a pixel.
+template <class T, class IsHole>
+void fillBand(const RasterDescription& raster, std::vector<T>& pixels, const IsHole& isHole,
+              const fs::path& folder) {
+    constexpr float hole = std::numeric_limits<float>::quiet_NaN();
+    const std::uint64_t width = raster.geometry.width, height = raster.geometry.height;
+    const auto rowsAtATime = static_cast<std::uint64_t>(raster.blockSize);
+    const auto endOf = [=](std::uint64_t row) { return std::min(row + rowsAtATime, height) * width; };
+    const BandWithHoles band = {width, height, rowsAtATime,
+                                [&](std::uint64_t row, float* rows) {
+                                    for (std::uint64_t i = row * width; i < endOf(row); ++i)
+                                        *rows++ = isHole(i) ? hole : static_cast<float>(pixels[i]);
+                                },
+                                [&](std::uint64_t row, const float* rows) {
+                                    for (std::uint64_t i = row * width; i < endOf(row); ++i, ++rows)
+                                        if (isHole(i) && !std::isnan(*rows))
+                                            pixels[i] = rounded<T>(*rows);
+                                }};
+    const double diagonal = std::hypot(static_cast<double>(width), static_cast<double>(height));
+    fillHoles(band, std::min(raster.fillDistance, diagonal), folder);
+}
+
+/// NaN is the same as NaN.
+template <class T> bool isSame(T a, T b) { return a == b || (a != a && b != b); }
+
+/// Bands with a nodata value have holes of their own; the holes of colours are where alpha is 0.
+template <class T> void fillOutput(MemoryOutput& output, std::vector<T>& pixels, const fs::path& folder) {
+    const RasterDescription& raster = output.description;
+    if (raster.nodata) {
+        const T blank = *asPixel<T>(*raster.nodata);
+        fillBand(
+            raster, pixels, [&](std::uint64_t i) { return isSame(pixels[i], blank); }, folder);
+        return;
+    }
+    if (raster.bands.back().colour != BandColour::Alpha || raster.bands.size() == 1)
+        return;
+    const auto& alpha = std::get<std::vector<T>>(output.bands.back());
+    fillBand(
+        raster, pixels, [&](std::uint64_t i) { return alpha[i] == T(); }, folder);
+}
+
+void fillOutputs(std::vector<MemoryOutput>& outputs, const fs::path& scratch) {
+    const LockedFolder folder(scratch / ".tilewright-fill-");
+    for (MemoryOutput& output : outputs)
+        for (PixelArray& band : output.bands)
+            std::visit([&](auto& pixels) { fillOutput(output, pixels, folder.path()); }, band);
+}
+
+RasterReport reportOn(const PlannedRun& run, const RasteredBlocks& rastered) {
+    RasterReport report = reportOnBlocks(run.plan, rastered);
+    for (std::size_t b = 0; b < run.plan.job.bands.size(); ++b)
+        describeFile(rastered.descriptions[run.plan.job.bands[b].file], report.bands[b]);
+    return report;
+}
+
+MemoryRaster makeRaster(const std::shared_ptr<const PointCloud>& cloud, const RasterRequest& request,
+                        const RunProgress& progress) {
+    const PlannedRun run = planRunBetween({cloud, true}, request, progress);
+    checkRoom(describeRun(run.plan));
+    MemoryRaster raster;
+    const RasteredBlocks rastered = rasterBlocks(
+        run,
+        [&](const std::vector<RasterDescription>& descriptions) {
+            return openArrays(run.plan, descriptions, raster.outputs);
+        },
+        progress);
+    if (request.fill > 0.0)
+        fillOutputs(raster.outputs, request.scratch);
+    raster.report = reportOn(run, rastered);
+    return raster;
+}
+
+} // namespace
+
+MemoryRaster rasterInMemory(const std::shared_ptr<const PointCloud>& cloud, RasterRequest request,
+                            const RunProgress& progress) {
+    const auto start = std::chrono::steady_clock::now();
+    try {
+        MemoryRaster raster = makeRaster(cloud, withoutFiles(std::move(request)), progress);
+        raster.report.seconds =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        return raster;
+    } catch (const std::bad_alloc&) {
+        throw MemoryError("the raster does not fit into the memory");
+    }
+}
+
+} // namespace Tilewright::Io
