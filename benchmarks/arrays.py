@@ -98,9 +98,9 @@ def main():
     x, y = chance.uniform(0, SIDE, (2, options.points))
     z = chance.normal(100, 20, options.points)
     before = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
-    tilewright.raster({"X": x, "Y": y, "Z": z}, 1.0, "Height:Median", threads=2)
+    tilewright.raster({"X": x, "Y": y, "Z": z}, 1.0, "Height:Median", threads=2, memory="256M")
     after = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
-    print(f"memory   {(after - before) / 1024:.0f} MiB beside the arrays of {3 * x.nbytes / 2**20:.0f} MiB")
+    print(f"memory   {(after - before) / 1024:.0f} MiB of 256 beside the arrays of {3 * x.nbytes / 2**20:.0f} MiB")
     compare("Mean", numpy_means, x, y, z, options.runs, 0.5)
     compare("Median", numpy_medians, x, y, z, options.runs, 4)
     if options.scipy:

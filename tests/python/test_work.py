@@ -15,10 +15,14 @@ import pytest
 import tilewright
 
 
+# Everything takes far longer then.
+SANITIZED = "LD_PRELOAD" in os.environ
+
+
 @pytest.fixture(scope="module")
 def many():
     chance = np.random.default_rng(5)
-    n = 3_000_000
+    n = 200_000 if SANITIZED else 3_000_000
     return {"X": chance.uniform(0, 800, n), "Y": chance.uniform(0, 800, n), "Z": chance.normal(0, 9, n)}
 
 
@@ -91,6 +95,6 @@ def test_ctrl_c(call, tmp_path):
     word, when = process.stdout.readline().split()
     assert word == "interrupted"
     # A second, and what a busy machine adds.
-    assert float(when) - sent < 2.5
+    assert float(when) - sent < (20.0 if SANITIZED else 2.5)
     assert process.wait() == 0
     assert not list(tmp_path.iterdir())
