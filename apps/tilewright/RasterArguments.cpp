@@ -174,6 +174,17 @@ void addPointOptions(CLI::App& command, Io::RasterRequest& options) {
               "Use only points in the polygons of this vector file, transformed to the system of the cloud; "
               "without --bounds the raster covers no more than their box",
               [&options](const Words& words) { options.clip = words[0]; });
+    addOption(
+        command, "--ground", "FILE", 1,
+        "A raster of the ground, which gives the field HeightAboveGround to bands and conditions; points "
+        "without ground below are left out",
+        [&options](const Words& words) { options.ground = words[0]; });
+    addOption(
+        command, "--ground-classes", "CLASSES", 1,
+        "The same with the ground found first, from points of these classes, for example 2,9: their mean "
+        "height per cell, with holes filled",
+        [&options](const Words& words) { options.groundClasses = words[0]; })
+        ->excludes("--ground");
     addOption(command, "--bounds,--te", "WEST SOUTH EAST NORTH", 4,
               "Use only points in this rectangle; those on its upper edges are outside",
               [&options](const Words& words) { options.bounds = readBounds(words); });

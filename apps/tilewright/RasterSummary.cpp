@@ -33,6 +33,8 @@ void printPoints(std::ostream& out, const Io::RasterReport& report) {
     else
         out << ", " << report.rastered << " of them selected, each in its cell";
     out << "\n";
+    if (report.withoutGround != 0)
+        out << counted(report.withoutGround, "point") << " without ground below left out\n";
 }
 
 void printGrid(std::ostream& out, const Io::RasterReport& report) {
@@ -106,6 +108,7 @@ void printJson(std::ostream& out, const Io::RasterReport& report) {
                 {"files", report.files},
                 {"points", report.points},
                 {"rastered", report.rastered},
+                {"withoutGround", report.withoutGround},
                 {"columns", report.columns},
                 {"rows", report.rows},
                 {"cell", report.cell},

@@ -127,6 +127,7 @@ public:
     }
 
     std::uint64_t points() const { return Points; }
+    std::uint64_t pointsWithoutGround() const { return Finder.withoutGround(); }
     const PointMeasures& measures() const { return Measures; }
 
 private:
@@ -193,6 +194,7 @@ ReducedCells reduceInOnePass(const PointCloud& cloud, const CloudIndex& index, c
     result.measures = PointMeasures(job.fieldsToMeasure);
     readers.forEach([&](const PieceReader& reader) {
         result.points += reader.points();
+        result.pointsWithoutGround += reader.pointsWithoutGround();
         result.measures.add(reader.measures());
     });
     states.finish(result);

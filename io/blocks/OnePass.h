@@ -27,6 +27,7 @@ struct ReducedCells {
     std::vector<Quill::ArrayPtr> values;
     /// Points that lie in the raster and pass the selection.
     std::uint64_t points = 0;
+    std::uint64_t pointsWithoutGround = 0;
     /// Of all points that were read.
     PointMeasures measures;
 };

@@ -70,7 +70,7 @@ private:
 
 /// The axis of a column of coordinates.
 std::size_t axisOf(const PointColumn& column) {
-    return column.kind == Kind::X ? 0 : column.kind == Kind::Y ? 1 : 2;
+    return column.kind == Kind::X ? 0 : column.kind == Kind::Y ? 1 : column.kind == Kind::Z ? 2 : 3;
 }
 
 template <class V> void decode(const PointColumn& column, const FoundPoints& points, std::span<V> values) {
@@ -134,7 +134,7 @@ public:
 private:
     void fill(const FoundPoints& points, std::span<T> values) {
         if constexpr (std::is_same_v<T, point>) {
-            const auto& [x, y, z] = points.coordinates;
+            const auto& [x, y, z, above] = points.coordinates;
             for (std::size_t i = 0; i < values.size(); ++i)
                 values[i] = {x[i], y[i], z[i]};
         } else if constexpr (std::is_same_v<T, unsigned long long>) {

@@ -21,7 +21,7 @@ namespace Tilewright::Io {
 
 /// Values that any number of reductions can share.
 struct PointColumn {
-    enum class Kind { Positions, X, Y, Z, Attribute };
+    enum class Kind { Positions, X, Y, Z, Attribute, HeightAboveGround };
 
     Kind kind = Kind::Attribute;
     /// Which of PointNeeds::fields.
@@ -67,8 +67,8 @@ struct FoundPoints {
     const std::byte* records = nullptr;
     /// Which of the records they are.
     std::span<const std::uint32_t> ordinals;
-    /// Of each its x, y and z.
-    std::array<const double*, 3> coordinates = {};
+    /// Of each its x, y, z and the height above the ground; the last one is null without a ground.
+    std::array<const double*, 4> coordinates = {};
 };
 
 class ColumnStore;

@@ -1,11 +1,13 @@
 #include <io/blocks/PointFinder.h>
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <limits>
 #include <numeric>
 
 #include <io/clouds/PolygonArea.h>
+#include <io/rasters/GroundSurface.h>
 
 namespace Tilewright::Io {
 
@@ -24,12 +26,20 @@ CoordinateBox boxOf(const BlockLattice& lattice, const CellWindow& window) {
              low(lattice.y(), window.row + window.rows) + 0.04 * lattice.y().cellSize()}};
 }
 
-PointConditions conditionsOf(const PointNeeds& needs, bool ofAttributes, bool areSelected) {
+/// What is known of a point when a condition is tested.
+enum class Stage { Attributes, Places, HeightsAboveGround };
+
+Stage stageOf(const PointCondition& condition) {
+    return isOfAttributes(condition)                                           ? Stage::Attributes
+           : condition.quantity == PointCondition::Quantity::HeightAboveGround ? Stage::HeightsAboveGround
+                                                                               : Stage::Places;
+}
+
+PointConditions conditionsOf(const PointNeeds& needs, Stage stage, bool areSelected) {
     PointConditions some;
     if (!areSelected)
-        std::ranges::copy_if(needs.selection, std::back_inserter(some), [=](const PointCondition& condition) {
-            return isOfAttributes(condition) == ofAttributes;
-        });
+        std::ranges::copy_if(needs.selection, std::back_inserter(some),
+                             [=](const PointCondition& condition) { return stageOf(condition) == stage; });
     return some;
 }
 
@@ -38,8 +48,11 @@ PointConditions conditionsOf(const PointNeeds& needs, bool ofAttributes, bool ar
 PointFinder::PointFinder(const BlockLattice& lattice, const CellWindow& window, const PointNeeds& needs,
                          bool areSelected)
     : Lattice(lattice), Window(window), Box(boxOf(lattice, window)),
-      IsWhole(window.cells() == lattice.cells()), Attributes(conditionsOf(needs, true, areSelected)),
-      Places(conditionsOf(needs, false, areSelected)), Clip(areSelected ? nullptr : needs.clip.get()) {}
+      IsWhole(window.cells() == lattice.cells()),
+      Attributes(conditionsOf(needs, Stage::Attributes, areSelected)),
+      Places(conditionsOf(needs, Stage::Places, areSelected)),
+      HeightsAboveGround(conditionsOf(needs, Stage::HeightsAboveGround, areSelected)),
+      Clip(areSelected ? nullptr : needs.clip.get()), Ground(needs.ground.get()) {}
 
 const FoundPoints& PointFinder::find(const RecordLayout& layout, const std::byte* records,
                                      std::size_t count) {
@@ -57,10 +70,7 @@ const FoundPoints& PointFinder::find(const RecordLayout& layout, const std::byte
     if (!locate(found) || !IsWhole)
         found = keepInWindow(found);
     found = dropByPlace(layout.format, records, found);
-    Found = {&layout,
-             records,
-             std::span(Ordinals.data(), found),
-             {Coordinates[0].data(), Coordinates[1].data(), Coordinates[2].data()}};
+    Found = {&layout, records, std::span(Ordinals.data(), found), coordinates()};
     return Found;
 }
 
@@ -139,8 +149,8 @@ std::size_t PointFinder::keepInWindow(std::size_t found) {
 
 void PointFinder::move(std::size_t from, std::size_t to) {
     Ordinals[to] = Ordinals[from];
-    for (std::vector<double>& axis : Coordinates)
-        axis[to] = axis[from];
+    for (std::size_t axis = 0; axis < (Ground ? 4U : 3U); ++axis)
+        Coordinates[axis][to] = Coordinates[axis][from];
 }
 
 std::size_t PointFinder::dropByPlace(const RecordFormat& format, const std::byte* records,
@@ -150,13 +160,36 @@ std::size_t PointFinder::dropByPlace(const RecordFormat& format, const std::byte
         Clip->drop(Coordinates[0].data(), Coordinates[1].data(), found, Passes.data());
         found = keepPassed(found, Passes.data());
     }
-    if (Places.isNeeded())
-        found = keepPassed(found,
-                           Places({format,
-                                   records,
-                                   std::span(Ordinals.data(), found),
-                                   {Coordinates[0].data(), Coordinates[1].data(), Coordinates[2].data()}}));
+    found = dropBy(Places, format, records, found);
+    if (Ground)
+        found = dropBy(HeightsAboveGround, format, records, dropWithoutGround(found));
     return found;
+}
+
+std::size_t PointFinder::dropBy(ConditionTest& test, const RecordFormat& format, const std::byte* records,
+                                std::size_t found) {
+    if (!test.isNeeded())
+        return found;
+    return keepPassed(found, test({format, records, std::span(Ordinals.data(), found), coordinates()}));
+}
+
+std::size_t PointFinder::dropWithoutGround(std::size_t found) {
+    Ground->subtract(Coordinates[0].data(), Coordinates[1].data(), Coordinates[2].data(), found,
+                     Coordinates[3].data());
+    Passes.resize(found);
+    std::size_t lost = 0;
+    for (std::size_t i = 0; i < found; ++i) {
+        Passes[i] = std::isnan(Coordinates[3][i]) ? 0 : 1;
+        lost += 1U - Passes[i];
+    }
+    const std::size_t kept = lost == 0 ? found : keepPassed(found, Passes.data());
+    WithoutGround += found - kept;
+    return kept;
+}
+
+std::array<const double*, 4> PointFinder::coordinates() const {
+    return {Coordinates[0].data(), Coordinates[1].data(), Coordinates[2].data(),
+            Ground ? Coordinates[3].data() : nullptr};
 }
 
 /// Keeps the points that have a 1.

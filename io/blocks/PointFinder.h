@@ -25,6 +25,9 @@ public:
     std::span<const std::uint32_t> columns() const { return {Columns.data(), Found.ordinals.size()}; }
     std::span<const std::uint32_t> rows() const { return {Rows.data(), Found.ordinals.size()}; }
 
+    /// Points that were left out for want of ground below them.
+    std::uint64_t withoutGround() const { return WithoutGround; }
+
     /// Appends the cell of each point that was found last: its number in the window, row by row from the
     /// south. The window must have fewer than 2^32 cells.
     void appendCells(std::vector<std::uint32_t>& cells) const;
@@ -36,6 +39,10 @@ private:
     bool locate(std::size_t found);
     std::size_t keepInWindow(std::size_t found);
     std::size_t dropByPlace(const RecordFormat& format, const std::byte* records, std::size_t found);
+    std::size_t dropBy(ConditionTest& test, const RecordFormat& format, const std::byte* records,
+                       std::size_t found);
+    std::size_t dropWithoutGround(std::size_t found);
+    std::array<const double*, 4> coordinates() const;
     std::size_t keepPassed(std::size_t found, const unsigned char* passes);
     void move(std::size_t from, std::size_t to);
 
@@ -47,10 +54,14 @@ private:
     /// What can be told before the coordinates are decoded, and what can't.
     ConditionTest Attributes;
     ConditionTest Places;
+    ConditionTest HeightsAboveGround;
     const PolygonArea* Clip;
+    const GroundSurface* Ground;
+    std::uint64_t WithoutGround = 0;
     std::vector<unsigned char> Passes;
     FoundPoints Found;
-    std::array<std::vector<double>, 3> Coordinates;
+    /// The last one is the height above the ground.
+    std::array<std::vector<double>, 4> Coordinates;
     /// How clear of edges, and of the end of the raster, the points are.
     std::vector<double> Margins;
     std::vector<std::uint32_t> Ordinals;

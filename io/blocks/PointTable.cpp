@@ -34,11 +34,12 @@ FoundPoints PointTable::choose(Subset& subset, const FoundPoints& found, std::si
     subset.ordinals.resize(count);
     for (std::vector<double>& axis : subset.coordinates)
         axis.resize(count);
+    const std::size_t axes = found.coordinates[3] ? 4 : 3;
     std::size_t kept = 0;
     for (std::size_t i = 0; i < count; ++i) {
         cells[before + kept] = from[i];
         subset.ordinals[kept] = found.ordinals[i];
-        for (std::size_t axis = 0; axis < 3; ++axis)
+        for (std::size_t axis = 0; axis < axes; ++axis)
             subset.coordinates[axis][kept] = found.coordinates[axis][i];
         kept += passes[i];
     }
@@ -46,7 +47,8 @@ FoundPoints PointTable::choose(Subset& subset, const FoundPoints& found, std::si
     return {found.layout,
             found.records,
             std::span(subset.ordinals.data(), kept),
-            {subset.coordinates[0].data(), subset.coordinates[1].data(), subset.coordinates[2].data()}};
+            {subset.coordinates[0].data(), subset.coordinates[1].data(), subset.coordinates[2].data(),
+             axes == 4 ? subset.coordinates[3].data() : nullptr}};
 }
 
 void PointTable::clear() {

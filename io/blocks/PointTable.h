@@ -42,7 +42,7 @@ private:
 
         ConditionTest test;
         std::vector<std::uint32_t> ordinals;
-        std::array<std::vector<double>, 3> coordinates;
+        std::array<std::vector<double>, 4> coordinates;
     };
 
     FoundPoints choose(Subset& subset, const FoundPoints& found, std::size_t number);

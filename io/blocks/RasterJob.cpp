@@ -193,13 +193,17 @@ JobResult runJob(const RasterJob& job, const BlockLattice& lattice, const Square
                  const std::vector<RasterDescription>& descriptions, BlockSink& sink,
                  const StepReport& report) {
     SquareMaker source(job, lattice, reader, report);
-    return makeBlocks(job, lattice, source, descriptions, sink);
+    JobResult result = makeBlocks(job, lattice, source, descriptions, sink);
+    result.pointsWithoutGround = reader.pointsWithoutGround();
+    return result;
 }
 
 JobResult runJob(const RasterJob& job, const BlockLattice& lattice, const ReducedCells& cells,
                  const std::vector<RasterDescription>& descriptions, BlockSink& sink) {
     CellSource source(job, lattice, cells);
-    return makeBlocks(job, lattice, source, descriptions, sink);
+    JobResult result = makeBlocks(job, lattice, source, descriptions, sink);
+    result.pointsWithoutGround = cells.pointsWithoutGround;
+    return result;
 }
 
 } // namespace Tilewright::Io

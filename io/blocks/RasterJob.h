@@ -59,6 +59,8 @@ struct ReducedCells;
 struct JobResult {
     std::uint64_t points = 0;
     std::uint64_t filledCells = 0;
+    /// Points that were left out, as there is no ground below them.
+    std::uint64_t pointsWithoutGround = 0;
     /// For each file.
     std::vector<NoDataClash> clashes;
     /// For each band, the cells whose values lay beyond what pixels can be.

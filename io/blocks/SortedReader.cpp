@@ -27,6 +27,7 @@ public:
     double estimate(const Square& square) const override;
     bool needsSelection() const override { return false; }
     std::uint64_t wantedPoints() const override { return Wanted; }
+    std::uint64_t pointsWithoutGround() const override { return WithoutGround; }
 
 private:
     /// The first record of a square in a run.
@@ -76,6 +77,7 @@ private:
     std::vector<Part> Parts;
     std::unique_ptr<ScratchFile> Scratch;
     std::atomic<std::uint64_t> Wanted = 0;
+    std::atomic<std::uint64_t> WithoutGround = 0;
 };
 
 /// The records of `format` cut down to their positions and the given fields.
@@ -206,6 +208,7 @@ void SortedReader::sortPart(Part& part, const PointNeeds& needs, Workspace& spac
                      if (space.squares.size() >= part.recordsOfRun)
                          sortRun(part, space);
                  });
+    WithoutGround += finder.withoutGround();
     sortRun(part, space);
 }
 

@@ -53,6 +53,8 @@ public:
     virtual bool needsSelection() const = 0;
     /// Points that lie in the raster and pass the selection.
     virtual std::uint64_t wantedPoints() const = 0;
+    /// Points that would be among them if there were ground below them.
+    virtual std::uint64_t pointsWithoutGround() const { return 0; }
 };
 
 struct ReadingPlan {
@@ -74,11 +76,18 @@ TILEWRIGHT_API std::uint64_t chooseSide(const BlockLattice& lattice, std::uint64
 /// far above 1 the points are better sorted first.
 TILEWRIGHT_API double readingEffort(const CloudIndex& index, const BlockLattice& lattice, std::uint64_t side);
 
-/// Points that lie in the raster and pass the selection. Looks at all points unless the index and the lattice
+struct PointCounts {
+    /// Points that lie in the raster and pass the selection.
+    std::uint64_t wanted = 0;
+    /// Those that would be among them if there were ground below them.
+    std::uint64_t withoutGround = 0;
+};
+
+/// Looks at all points unless the index and the lattice
 /// leave no doubt.
-TILEWRIGHT_API std::uint64_t countWanted(const PointCloud& cloud, const CloudIndex& index,
-                                         const BlockLattice& lattice, const PointNeeds& needs,
-                                         const ReadingPlan& plan);
+TILEWRIGHT_API PointCounts countWanted(const PointCloud& cloud, const CloudIndex& index,
+                                       const BlockLattice& lattice, const PointNeeds& needs,
+                                       const ReadingPlan& plan);
 
 /// The index is that of the cloud. Readers keep references to the cloud, the index and the lattice.
 TILEWRIGHT_API std::unique_ptr<SquareReader>

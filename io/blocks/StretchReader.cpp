@@ -21,7 +21,8 @@ public:
     void visit(const Square& square, const RecordVisitor& visitor) const override;
     double estimate(const Square& square) const override;
     bool needsSelection() const override { return true; }
-    std::uint64_t wantedPoints() const override { return Wanted; }
+    std::uint64_t wantedPoints() const override { return Counts.wanted; }
+    std::uint64_t pointsWithoutGround() const override { return Counts.withoutGround; }
 
 private:
     template <class Visitor> void forEachStretch(const Square& square, Visitor&& visit) const {
@@ -47,7 +48,7 @@ private:
     std::vector<std::uint32_t> Lists;
     /// Of each source; those without stretches have none.
     std::vector<std::optional<RecordLayout>> Layouts;
-    std::uint64_t Wanted = 0;
+    PointCounts Counts;
 };
 
 StretchReader::StretchReader(const PointCloud& cloud, const CloudIndex& index, const BlockLattice& lattice,
@@ -61,7 +62,7 @@ StretchReader::StretchReader(const PointCloud& cloud, const CloudIndex& index, c
         }
     listStretches();
     if (!plan.part)
-        Wanted = countWanted(cloud, index, lattice, needs, plan);
+        Counts = countWanted(cloud, index, lattice, needs, plan);
 }
 
 void StretchReader::listStretches() {
@@ -103,8 +104,8 @@ double StretchReader::estimate(const Square& square) const {
 
 } // namespace
 
-std::uint64_t countWanted(const PointCloud& cloud, const CloudIndex& index, const BlockLattice& lattice,
-                          const PointNeeds& needs, const ReadingPlan& plan) {
+PointCounts countWanted(const PointCloud& cloud, const CloudIndex& index, const BlockLattice& lattice,
+                        const PointNeeds& needs, const ReadingPlan& plan) {
     const std::vector<Stretch>& stretches = index.stretches;
     // Points that no test can exclude need not be looked at again.
     const bool allLieInside = std::ranges::all_of(stretches, [&](const Stretch& stretch) {
@@ -112,9 +113,11 @@ std::uint64_t countWanted(const PointCloud& cloud, const CloudIndex& index, cons
                lattice.y().holds(stretch.low[1], stretch.high[1]);
     });
     if (allLieInside && !needs.areSelective())
-        return std::accumulate(stretches.begin(), stretches.end(), std::uint64_t(0),
-                               [](std::uint64_t sum, const Stretch& stretch) { return sum + stretch.count; });
+        return {
+            std::accumulate(stretches.begin(), stretches.end(), std::uint64_t(0),
+                            [](std::uint64_t sum, const Stretch& stretch) { return sum + stretch.count; })};
     std::atomic<std::uint64_t> wanted = 0;
+    std::atomic<std::uint64_t> withoutGround = 0;
     forEachPiece(plan.threads, stretches.size(), [&](std::size_t s) {
         if (plan.report && !plan.report(s, stretches.size()))
             throw Interruption();
@@ -128,8 +131,9 @@ std::uint64_t countWanted(const PointCloud& cloud, const CloudIndex& index, cons
                          found += finder.find(layout, records, n).ordinals.size();
                      });
         wanted += found;
+        withoutGround += finder.withoutGround();
     });
-    return wanted;
+    return {wanted, withoutGround};
 }
 
 std::unique_ptr<SquareReader> makeStretchReader(const PointCloud& cloud, const CloudIndex& index,

@@ -96,7 +96,8 @@ public:
     explicit CoordinateTest(const PointCondition& condition)
         : Axis(condition.quantity == Quantity::X   ? 0
                : condition.quantity == Quantity::Y ? 1
-                                                   : 2),
+               : condition.quantity == Quantity::Z ? 2
+                                                   : 3),
           Wanted(condition) {}
 
     void drop(const PointBatch& batch, unsigned char* passes) override {
@@ -151,6 +152,7 @@ std::unique_ptr<ConditionTest::Test> makeTest(const PointCondition& condition) {
     case Quantity::X:
     case Quantity::Y:
     case Quantity::Z:
+    case Quantity::HeightAboveGround:
         break;
     }
     return std::make_unique<CoordinateTest>(condition);

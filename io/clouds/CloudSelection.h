@@ -23,6 +23,7 @@ struct PointCondition {
         X,
         Y,
         Z,
+        HeightAboveGround,
         /// A point of one of the `returns`.
         Returns
     };
@@ -47,6 +48,7 @@ using PointConditions = std::vector<PointCondition>;
 /// The attributes that tell of which return a point is.
 inline constexpr std::array<const char*, 2> returnFields = {"ReturnNumber", "NumberOfReturns"};
 
+class GroundSurface;
 class PolygonArea;
 
 /// What is read of a point, and which points are.
@@ -56,9 +58,11 @@ struct PointNeeds {
     PointConditions selection;
     /// Where points have to lie; null for anywhere.
     std::shared_ptr<const PolygonArea> clip = {};
+    /// Whose heights are known above the ground; points without ground don't count. Null where nobody asks.
+    std::shared_ptr<const GroundSurface> ground = {};
 
     /// Whether some points may not count.
-    bool areSelective() const { return !selection.empty() || clip; }
+    bool areSelective() const { return !selection.empty() || clip || ground; }
 
     bool operator==(const PointNeeds&) const = default;
 };
@@ -75,8 +79,9 @@ struct PointBatch {
     const std::byte* records;
     /// Which of them, ascending.
     std::span<const std::uint32_t> ordinals;
-    /// Of each its x, y and z; null for conditions of attributes alone.
-    std::array<const double*, 3> coordinates = {};
+    /// Of each its x, y, z and the height above the ground; null for conditions of attributes alone, the last
+    /// one also without a ground.
+    std::array<const double*, 4> coordinates = {};
 };
 
 /// Tests points by conditions. For one thread.

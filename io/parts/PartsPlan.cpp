@@ -74,12 +74,18 @@ void makePathsAbsolute(RunPlan& plan) {
         makeAbsolute(input.path);
     for (fs::path& path : plan.otherNames)
         makeAbsolute(path);
+    for (PlannedInput& file : plan.otherFiles)
+        makeAbsolute(file.path);
     for (PlannedOutput& output : plan.outputs)
         makeAbsolute(output.path);
     makeAbsolute(plan.output);
     if (fs::path clip = plan.clip; !clip.empty()) {
         makeAbsolute(clip);
         plan.clip = clip.string();
+    }
+    if (fs::path ground = plan.ground; !ground.empty()) {
+        makeAbsolute(ground);
+        plan.ground = ground.string();
     }
     makeAbsolute(plan.reading.scratch);
     if (plan.picture)
@@ -94,13 +100,17 @@ void shareOut(PlannedRun& run, std::uint64_t parts, const RunProgress& progress)
     plan.parts =
         cut(costsOfBlocks(plan, run.index, lattice), std::min<std::uint64_t>(parts, blockCount(lattice)));
     plan.wantedPoints = countWanted(*run.cloud, run.index, lattice, plan.job.plan.needs,
-                                    {plan.job.threads, 0, {}, reportOf(progress, "counting", ""), {}});
+                                    {plan.job.threads, 0, {}, reportOf(progress, "counting", ""), {}})
+                            .wanted;
 }
 
 } // namespace
 
 PartsPlanReport planParts(const RasterRequest& request, const fs::path& job, std::uint64_t parts,
                           const RunProgress& progress) {
+    if (!request.groundClasses.empty())
+        throw UsageError("a part does not know the ground in others, so that --ground-classes has none; make "
+                         "the ground first, for --ground");
     PlannedRun run = planRunInBlocks(request, progress);
     checkOutputs(run.plan);
     whileUnchanged(*run.cloud, [&] {

@@ -112,6 +112,9 @@ private:
                        ? std::nullopt
                        : std::optional(Index.ranges[static_cast<std::size_t>(found - Measured.begin())]);
         }
+        // Whatever the ground may be.
+        if (band.field == fieldAboveGround)
+            return FieldRange{-2.0 * libraryBound, 2.0 * libraryBound};
         const std::size_t axis = band.field == "X" ? 0 : band.field == "Y" ? 1 : 2;
         FieldRange range;
         range.least = Index.bounds.low[axis];
@@ -169,6 +172,10 @@ private:
                                                      {0, {directionZ, band.filter->number}, {}});
             else
                 reduceNumbers(band, {Column::Kind::Z, 0, FieldType::Double}, planned.job);
+        } else if (band.field == fieldAboveGround) {
+            planned.quantity = Quantity::Height;
+            planned.type = typeOfCoordinates(*band.filter, typeOfHeights());
+            reduceNumbers(band, {Column::Kind::HeightAboveGround, 0, FieldType::Double}, planned.job);
         } else if (isPosition(band.field)) {
             planned.quantity = Quantity::Coordinate;
             planned.type = typeOfCoordinates(*band.filter, PixelType::Float64);

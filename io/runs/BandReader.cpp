@@ -91,7 +91,7 @@ constexpr std::array<BandWord, 8> words = {{{"count", Kind::Count},
 /// Collects the bands in the order of the options.
 class BandReader {
 public:
-    explicit BandReader(const PointCloud& cloud) : Cloud(cloud) {}
+    BandReader(const PointCloud& cloud, bool hasGround) : Cloud(cloud), HasGround(hasGround) {}
 
     void addBand(const std::string& text) {
         const auto [band, condition] = splitCondition(text);
@@ -101,7 +101,8 @@ public:
         if (equals == 0)
             throw UsageError("the band '" + text + "' has an empty name");
         if (condition) {
-            Conditions = readConditions("the condition of the band '" + text + "'", *condition, Cloud);
+            Conditions =
+                readConditions("the condition of the band '" + text + "'", *condition, Cloud, HasGround);
             Suffix = name.empty() ? std::string("-").append(plainWord(*condition)) : "";
         }
         addAllOf(what, name, text);
@@ -166,13 +167,17 @@ private:
             throw UsageError("the band '" + text +
                              "' asks for nothing; the heights are Height, X and Y the coordinates");
         const ChosenFilter chosen = requireFilter(word, text);
-        if (!isPosition(field))
+        const bool isAboveGround = HasGround && field == heightAboveGround;
+        if (field == heightAboveGround && !HasGround && !Cloud.findField(field))
+            throw UsageError("the band '" + text +
+                             "' asks for heights above the ground, which --ground or --ground-classes gives");
+        if (!isPosition(field) && !isAboveGround)
             requireField(Cloud, field);
         if (!suits(*chosen.filter, field))
             throw UsageError("the band '" + text +
                              "' makes no sense: a plane is fitted through heights alone");
-        append({Kind::Field, name.empty() ? field + "-" + chosen.name : name, text, field, chosen.filter,
-                chosen.statistic});
+        append({Kind::Field, name.empty() ? field + "-" + chosen.name : name, text,
+                isAboveGround ? fieldAboveGround : field, chosen.filter, chosen.statistic});
     }
 
     void addColours(const ChosenFilter& chosen, const std::string& text, const std::string& name) {
@@ -210,6 +215,7 @@ private:
     }
 
     const PointCloud& Cloud;
+    bool HasGround;
     std::vector<WantedBand> Bands;
     /// Of the band at hand, and what they add to a name that the user didn't choose.
     PointConditions Conditions;
@@ -219,7 +225,8 @@ private:
 } // namespace
 
 bool isPosition(const std::string& field) {
-    return field == "Height" || field == "X" || field == "Y" || field == "Positions";
+    return field == "Height" || field == "X" || field == "Y" || field == "Positions" ||
+           field == fieldAboveGround;
 }
 
 const CloudField& requireField(const PointCloud& cloud, const std::string& name) {
@@ -233,7 +240,7 @@ const CloudField& requireField(const PointCloud& cloud, const std::string& name)
 }
 
 std::vector<WantedBand> readBands(const RasterRequest& options, const PointCloud& cloud) {
-    BandReader reader(cloud);
+    BandReader reader(cloud, hasGround(options));
     for (const std::string& text : options.bands)
         reader.addBand(text);
     for (const std::string& text : options.requests) {

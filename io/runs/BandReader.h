@@ -44,6 +44,9 @@ inline constexpr std::array<const char*, 3> colourChannels = {"Red", "Green", "B
 /// Whether a field is of the positions, and no attribute.
 bool isPosition(const std::string& field);
 
+/// The field of a band of heights above the ground; no attribute can have a colon in the name of a band.
+inline constexpr const char* fieldAboveGround = "Height:AboveGround";
+
 /// Throws InputError, with the fields there are, if the cloud doesn't have this one.
 const CloudField& requireField(const PointCloud& cloud, const std::string& name);
 

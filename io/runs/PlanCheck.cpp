@@ -32,6 +32,16 @@ bool isConditionSound(const PointCondition& condition) {
     return std::ranges::all_of(condition.ranges, [](const auto& range) { return range[0] <= range[1]; });
 }
 
+bool needsGround(const ReductionPlan& plan) {
+    const auto isAbove = [](const PointConditions& conditions) {
+        return std::ranges::find(conditions, PointCondition::Quantity::HeightAboveGround,
+                                 &PointCondition::quantity) != conditions.end();
+    };
+    return std::ranges::find(plan.columns, PointColumn::Kind::HeightAboveGround, &PointColumn::kind) !=
+               plan.columns.end() ||
+           isAbove(plan.needs.selection) || std::ranges::any_of(plan.subsets, isAbove);
+}
+
 /// Whether the attributes that tell its points are read.
 bool isSubsetSound(const PointConditions& conditions, const PointNeeds& needs) {
     return std::ranges::all_of(conditions, isConditionSound) &&
@@ -87,8 +97,11 @@ std::string faultOfPoints(const RunPlan& plan) {
         if (__builtin_add_overflow(points, input.points, &points))
             return "more points than can be counted";
     const ReductionPlan& work = plan.job.plan;
-    if (!std::ranges::all_of(work.needs.selection, isConditionSound))
+    if (!std::ranges::all_of(work.needs.selection, isConditionSound) ||
+        !std::ranges::all_of(plan.groundPoints, isConditionSound))
         return "a selection by ranges that are none";
+    if (plan.ground.empty() && plan.groundPoints.empty() && needsGround(work))
+        return "heights above a ground that there is not";
     if (!std::ranges::all_of(work.subsets, [&](const PointConditions& conditions) {
             return isSubsetSound(conditions, work.needs);
         }))

@@ -7,6 +7,7 @@
 #include <io/outputs/NewFile.h>
 #include <io/runs/PlanCheck.h>
 #include <io/runs/PlanMembers.h>
+#include <io/runs/RunInput.h>
 #include <io/runs/RunSteps.h>
 #include <io/system/InputFile.h>
 
@@ -57,7 +58,8 @@ std::vector<fs::path> unchangedFiles(const RunPlan& plan) {
 }
 
 /// All attributes that are looked at, with the types that are expected of them. Those of returns are of any.
-std::vector<CloudField> fieldsOf(const ReductionPlan& plan) {
+std::vector<CloudField> fieldsOf(const RunPlan& run) {
+    const ReductionPlan& plan = run.job.plan;
     std::vector<CloudField> fields = plan.needs.fields;
     const auto add = [&](const PointConditions& conditions) {
         for (const PointCondition& condition : conditions)
@@ -65,6 +67,7 @@ std::vector<CloudField> fieldsOf(const ReductionPlan& plan) {
                 fields.push_back(condition.field);
     };
     add(plan.needs.selection);
+    add(run.groundPoints);
     std::ranges::for_each(plan.subsets, add);
     return fields;
 }
@@ -78,7 +81,7 @@ void checkCloud(const RunPlan& plan, const PointCloud& cloud) {
         if (cloud.sources()[i]->pointCount() != plan.inputs[i].points)
             throw InputError(plan.inputs[i].path.string() + ": has other points than the plan says");
     }
-    for (const CloudField& field : fieldsOf(plan.job.plan)) {
+    for (const CloudField& field : fieldsOf(plan)) {
         const CloudField* const found = cloud.findField(field.name);
         if (!found || found->type != field.type)
             throw InputError(cloud.name() + ": has no field '" + field.name + "' of the type in the plan");
@@ -122,6 +125,9 @@ PlannedRun openPlan(RunPlan plan, const fs::path& index, const RunProgress& prog
     if (!plan.clip.empty())
         plan.job.plan.needs.clip =
             std::make_shared<const PolygonArea>(readPolygons(plan.clip, plan.geometry.wkt).rings);
+    if (!plan.ground.empty())
+        plan.job.plan.needs.ground =
+            openGround(plan.ground, plan.geometry.wkt, bytesForGround(plan.reading.memory));
     run.index = readIndex(index, points, wanted);
     run.plan = std::move(plan);
     return run;

@@ -20,10 +20,10 @@ template <> struct KindWords<Resampling> {
     static constexpr std::array words = {"by type", "average", "mode"};
 };
 template <> struct KindWords<PointColumn::Kind> {
-    static constexpr std::array words = {"positions", "x", "y", "z", "attribute"};
+    static constexpr std::array words = {"positions", "x", "y", "z", "attribute", "height above ground"};
 };
 template <> struct KindWords<PointCondition::Quantity> {
-    static constexpr std::array words = {"attribute", "x", "y", "z", "returns"};
+    static constexpr std::array words = {"attribute", "x", "y", "z", "height above ground", "returns"};
 };
 template <> struct KindWords<OrderKeys> {
     static constexpr std::array words = {"none", "numbers", "reversed numbers", "integers",
@@ -220,6 +220,8 @@ void list(auto& members, Like<RunPlan> auto& plan) {
     members("otherNames", plan.otherNames);
     members("selections", plan.selections);
     members("clip", plan.clip);
+    members("ground", plan.ground);
+    members("groundPoints", plan.groundPoints);
     members("otherFiles", plan.otherFiles);
     members("lattice", plan.lattice);
     members("geometry", plan.geometry);

@@ -26,6 +26,10 @@ struct TILEWRIGHT_API RasterRequest {
     std::string returns;
     /// A vector file with polygons that points have to lie in, or FILE:LAYER; empty for anywhere.
     std::string clip;
+    /// A raster of the ground, or the classes of points that are ground, "2,9": either gives heights above
+    /// it.
+    std::string ground;
+    std::string groundClasses;
     /// West, south, east, north; points on the upper edges are outside.
     std::optional<std::array<double, 4>> bounds;
     unsigned sparseLimit = 0;
@@ -94,6 +98,8 @@ struct TILEWRIGHT_API RasterReport {
     std::uint64_t points = 0;
     /// Those that pass the selection and lie within the bounds; all of them are in the raster.
     std::uint64_t rastered = 0;
+    /// Those that are not among them only because there is no ground below them.
+    std::uint64_t withoutGround = 0;
     std::uint64_t columns = 0;
     std::uint64_t rows = 0;
     std::array<double, 2> cell = {};

@@ -8,15 +8,27 @@
 #include <io/runs/Rastering.h>
 #include <io/runs/RunPlan.h>
 #include <io/runs/RunReport.h>
+#include <io/system/Errors.h>
 
 namespace Tilewright::Io {
 
 namespace {
 
+/// Files that are read besides the cloud.
+void expectUnchanged(const std::vector<PlannedInput>& files) {
+    for (const PlannedInput& file : files) {
+        const FileState state = stateOfInput(file.path);
+        if (state.size != file.bytes || state.modified != file.modified)
+            throw InputError(file.path.string() +
+                             ": was changed while it was read; try again when it is complete");
+    }
+}
+
 /// Nothing appears under its name before everything is complete.
 RasterReport makeFiles(const PlannedRun& run, const RunProgress& progress) {
     const OutputGuard guard = guardOf(run.plan);
     RasteredFiles files = rasterFiles(run, guard, progress);
+    expectUnchanged(run.plan.otherFiles);
     finishFiles(run.plan, files, guard, progress);
     return reportOn(run.plan, files);
 }
@@ -31,7 +43,8 @@ template <class Make> RasterReport timed(const Make& make) {
 } // namespace
 
 RasterReport carryOut(const PlannedRun& run, const RunProgress& progress) {
-    if (!run.plan.clip.empty() && !run.plan.job.plan.needs.clip)
+    const PointNeeds& needs = run.plan.job.plan.needs;
+    if ((!run.plan.clip.empty() && !needs.clip) || (!run.plan.ground.empty() && !needs.ground))
         throw std::invalid_argument("a plan that was read has to be opened first");
     return timed([&] {
         checkOutputs(run.plan);

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include <io/blocks/OnePass.h>
+#include <io/runs/GroundOfClasses.h>
 #include <io/runs/NoDataChoice.h>
 #include <io/runs/OutputCheck.h>
 #include <io/runs/PixelRange.h>
@@ -127,6 +128,13 @@ void noteCutCells(const RunPlan& plan, RasteredBlocks& files) {
 
 BlockMaking makingFromPoints(const PlannedRun& run, const BlockLattice& lattice,
                              const RunProgress& progress) {
+    if (!run.cells && !run.plan.groundPoints.empty() && !run.plan.job.plan.needs.ground) {
+        const auto complete = std::make_shared<PlannedRun>(run);
+        complete->plan.job.plan = withGround(run, progress);
+        return
+            [complete, make = makingFromPoints(*complete, lattice, progress)](
+                const std::vector<RasterDescription>& files, BlockSink& sink) { return make(files, sink); };
+    }
     const RasterJob& job = run.plan.job;
     if (!run.plan.reading.inOnePass)
         return [&, reader = std::shared_ptr<const SquareReader>(makeReader(run, lattice, progress))](

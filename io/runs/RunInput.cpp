@@ -1,5 +1,7 @@
 #include <io/runs/RunInput.h>
 
+#include <algorithm>
+
 #include <io/clouds/FileSearch.h>
 #include <io/gdal/CoordinateSystem.h>
 #include <io/preview/Preview.h>
@@ -25,14 +27,17 @@ std::uint64_t bytesOf(const std::vector<fs::path>& files) {
     return bytes;
 }
 
-/// The system of a cloud that is to lie on the cells of another raster. One of the two may say nothing about
-/// heights.
+/// One of the two may say nothing about heights.
+bool areCompatible(const std::string& a, const std::string& b) {
+    return isSameCoordinateSystem(a, b) ||
+           (isSameWithoutHeights(a, b) && (verticalUnitOf(a).empty() || verticalUnitOf(b).empty()));
+}
+
+/// The system of a cloud that is to lie on the cells of another raster.
 std::string systemLike(const RasterGeometry& like, const RunInput& input, const RasterRequest& request) {
     if (like.wkt.empty() || !request.coordinateSystem.empty())
         return input.system;
-    const bool isPartly = isSameWithoutHeights(input.system, like.wkt) &&
-                          (verticalUnitOf(input.system).empty() || verticalUnitOf(like.wkt).empty());
-    if (!input.system.empty() && !isPartly && !isSameCoordinateSystem(input.system, like.wkt))
+    if (!input.system.empty() && !areCompatible(input.system, like.wkt))
         throw InputError(input.cloud->name() + " is in " + systemName(input.system) + ", and " +
                          request.like + " in " + systemName(like.wkt) + "; --srs would override both");
     return input.system.empty() || verticalUnitOf(input.system).empty() ? like.wkt : input.system;
@@ -56,6 +61,27 @@ void openFiles(const RasterRequest& request, const RunProgress& progress, RunInp
 }
 
 } // namespace
+
+std::uint64_t bytesForGround(std::uint64_t memory) {
+    constexpr std::uint64_t always = std::uint64_t(48) << 20;
+    return std::max(memory / 4, always);
+}
+
+std::shared_ptr<const GroundSurface> openGround(const std::string& raster, const std::string& system,
+                                                std::uint64_t mostBytes) {
+    auto ground = std::make_shared<const GroundSurface>(raster, mostBytes);
+    const std::string& own = ground->geometry().wkt;
+    if (own.empty() && !system.empty())
+        throw InputError(raster + ": names no coordinate system, and the cloud is in " + systemName(system) +
+                         "; gdal_edit.py -a_srs would name the raster's");
+    if (system.empty() && !own.empty())
+        throw InputError(raster + ": is in " + systemName(own) +
+                         ", and the cloud names no system; --srs would say which it is");
+    if (!own.empty() && !areCompatible(system, own))
+        throw InputError(raster + ": is in " + systemName(own) + ", and the cloud in " + systemName(system) +
+                         "; gdalwarp would bring the raster there");
+    return ground;
+}
 
 OutputStyle styleOf(const RasterRequest& request) {
     OutputStyle style;
@@ -91,6 +117,13 @@ RunInput openInput(const RasterRequest& request, const std::shared_ptr<const Poi
     }
     if (!request.clip.empty())
         readClip(request, input);
+    if (!request.ground.empty() && !request.groundClasses.empty())
+        throw UsageError("--ground and --ground-classes exclude each other");
+    if (!request.ground.empty()) {
+        input.otherFiles.push_back(stateOfInput(request.ground));
+        input.ground = openGround(request.ground, input.system,
+                                  bytesForGround(memoryToUse(request) - input.mappedBytes));
+    }
     if (input.cloud->pointCount() == 0 && !request.bounds && !input.like)
         throw InputError(input.cloud->name() + " has no points");
     return input;

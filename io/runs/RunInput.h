@@ -10,6 +10,7 @@
 
 #include <io/clouds/PointCloud.h>
 #include <io/clouds/PolygonArea.h>
+#include <io/rasters/GroundSurface.h>
 #include <io/rasters/RasterDescription.h>
 #include <io/runs/RasterRequest.h>
 #include <io/runs/RasterRun.h>
@@ -37,6 +38,8 @@ struct RunInput {
     std::optional<RasterGeometry> like;
     /// Where points have to lie; null for anywhere.
     std::shared_ptr<const PolygonArea> clip;
+    /// The ground of a file; null without one.
+    std::shared_ptr<const GroundSurface> ground;
     /// Files besides those of the cloud, as they were before they were read.
     std::vector<FileState> otherFiles;
     /// What the user should know of them, one line each.
@@ -51,6 +54,14 @@ struct RunInput {
 /// `cloud` are points that are open already, in place of the inputs of the request; null for those.
 RunInput openInput(const RasterRequest& request, const std::shared_ptr<const PointCloud>& cloud,
                    const RunProgress& progress);
+
+/// Opens a raster of ground below a cloud in that system, with no more than `mostBytes` in memory. Throws
+/// InputError for one in another system, or in none.
+std::shared_ptr<const GroundSurface> openGround(const std::string& raster, const std::string& system,
+                                                std::uint64_t mostBytes);
+
+/// Of the memory of a run what a raster of ground may take.
+std::uint64_t bytesForGround(std::uint64_t memory);
 
 /// Where what does not fit into memory goes.
 std::filesystem::path scratchOf(const RasterRequest& request);

@@ -8,6 +8,7 @@
 #include <io/gdal/CoordinateSystem.h>
 #include <io/rasters/RasterFormat.h>
 #include <io/runs/BandPlan.h>
+#include <io/runs/GroundOfClasses.h>
 #include <io/runs/PixelTypeNames.h>
 #include <io/runs/Resources.h>
 #include <io/runs/RunInput.h>
@@ -16,6 +17,7 @@
 #include <io/runs/SelectionText.h>
 #include <io/runs/UnchangedCloud.h>
 #include <io/system/Errors.h>
+#include <io/system/NumberText.h>
 
 namespace Tilewright::Io {
 
@@ -100,6 +102,7 @@ public:
         BandPlan bands = planBands(wanted, *Input.cloud, Index, Style.type);
         bands.points.needs.selection = selection;
         bands.points.needs.clip = Input.clip;
+        bands.points.needs.ground = Input.ground;
         planResources(bands.points, shareOut(Request, bands, Input.mappedBytes));
         Plan.job.plan = std::move(bands.points);
         Plan.job.sparseLimit = Request.sparseLimit;
@@ -131,6 +134,8 @@ private:
                 Plan.otherNames.push_back(path);
         Plan.selections = selectionsOf(Request);
         Plan.clip = Request.clip;
+        Plan.ground = Request.ground;
+        Plan.groundPoints = readGroundClasses(Request, *Input.cloud);
         for (const FileState& file : Input.otherFiles)
             Plan.otherFiles.push_back({file.path, file.size, file.modified, 0});
         Plan.notes.insert(Plan.notes.end(), Input.notes.begin(), Input.notes.end());
@@ -161,6 +166,19 @@ private:
         // Half of what sorting may take can still be in use.
         Plan.job.memoryForPlanes = shares.sorting / (reading.isSorted ? 2 : 1);
         Plan.memory = reading.inOnePass ? *states : shares.working;
+        if (!Plan.groundPoints.empty())
+            planGround();
+    }
+
+    void planGround() {
+        const std::uint64_t bytes = bytesOfGround(*Lattice);
+        const std::uint64_t most = memoryToUse(Request) / 2;
+        if (bytes > most)
+            throw InputError("to find the ground below " + std::to_string(Lattice->cells()) +
+                             " cells takes " + readableBytes(bytes) +
+                             " of memory, of which --memory leaves " + readableBytes(most) +
+                             "; choose larger cells or more memory, or make the ground first, for --ground");
+        Plan.memory = std::max(Plan.memory, bytes);
     }
 
     /// How often records may be read before it is cheaper to sort them. Compressed ones are decoded each
@@ -213,6 +231,10 @@ private:
             description.metadata.emplace_back("SELECTION", joined(Plan.selections));
         if (!Plan.clip.empty())
             description.metadata.emplace_back("CLIP", Plan.clip);
+        if (!Plan.ground.empty())
+            description.metadata.emplace_back("GROUND", Plan.ground);
+        if (!Plan.groundPoints.empty())
+            description.metadata.emplace_back("GROUND", Request.groundClasses + "@Classification");
         if (Request.sparseLimit != 0)
             description.metadata.emplace_back("SPARSE_LIMIT", std::to_string(Request.sparseLimit));
         description.blockSize = static_cast<int>(BlockLattice::blockSide);
@@ -295,7 +317,7 @@ private:
     ReducedCells reduceCloud(const PlannedRun& run) const {
         return whileUnchanged(*run.cloud, [&] {
             return reduceInOnePass(*run.cloud, run.index, run.plan.makeLattice(),
-                                   {run.plan.job.plan, FieldsToMeasure, run.plan.job.threads},
+                                   {withGround(run, Progress), FieldsToMeasure, run.plan.job.threads},
                                    reportOf(Progress, "rastering"));
         });
     }

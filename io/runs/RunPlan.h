@@ -81,6 +81,10 @@ struct RunPlan {
     std::vector<std::string> selections;
     /// The polygons that points have to lie in, as RasterRequest::clip.
     std::string clip;
+    /// The raster of the ground, as RasterRequest::ground.
+    std::string ground;
+    /// What the points of the ground have to meet that is found first; empty for none.
+    PointConditions groundPoints;
     /// Files that the plan depends on besides those of the cloud; they have no points.
     std::vector<PlannedInput> otherFiles;
 

@@ -74,13 +74,15 @@ RasterReport reportOnBlocks(const RunPlan& plan, const RasteredBlocks& files) {
     report.dryRun = false;
     report.sorted = plan.reading.isSorted;
     report.rastered = files.result.points;
+    report.withoutGround = files.result.pointsWithoutGround;
     report.filled = files.result.filledCells;
     report.notes.insert(report.notes.end(), files.notes.begin(), files.notes.end());
     if (files.result.points == 0)
         report.notes.emplace_back(
-            !plan.selections.empty() ? "no point passes the selection; all cells are empty"
-            : !plan.clip.empty()     ? "no point lies within the polygons; all cells are empty"
-                                     : "no point lies within the bounds; all cells are empty");
+            files.result.pointsWithoutGround != 0 ? "no point has ground below it; all cells are empty"
+            : !plan.selections.empty()            ? "no point passes the selection; all cells are empty"
+            : !plan.clip.empty()                  ? "no point lies within the polygons; all cells are empty"
+                                                  : "no point lies within the bounds; all cells are empty");
     return report;
 }
 

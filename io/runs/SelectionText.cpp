@@ -130,7 +130,8 @@ PointCondition conditionOnReturns(unsigned groups, const PointCloud& cloud) {
     return condition;
 }
 
-PointCondition readRanges(const std::string& place, const std::string& text, const PointCloud& cloud) {
+PointCondition readRanges(const std::string& place, const std::string& text, const PointCloud& cloud,
+                          bool hasGround) {
     const std::size_t at = text.find('@');
     if (at == std::string::npos || at == 0 || at + 1 == text.size())
         throw UsageError(place + " is not of the form RANGES@FIELD, for example 2,9@Classification, and "
@@ -145,7 +146,13 @@ PointCondition readRanges(const std::string& place, const std::string& text, con
     if (axis != axes.end()) {
         condition.quantity = axis->second;
         domain.field = name;
+    } else if (name == heightAboveGround && hasGround) {
+        condition.quantity = Quantity::HeightAboveGround;
+        domain.field = name;
     } else {
+        if (name == heightAboveGround && !cloud.findField(name))
+            throw UsageError(place +
+                             " asks for heights above the ground, which --ground or --ground-classes gives");
         condition.field = requireField(cloud, name);
         domain = domainOf(condition.field);
     }
@@ -153,23 +160,26 @@ PointCondition readRanges(const std::string& place, const std::string& text, con
     return condition;
 }
 
-PointCondition readCondition(const std::string& place, const std::string& text, const PointCloud& cloud) {
+PointCondition readCondition(const std::string& place, const std::string& text, const PointCloud& cloud,
+                             bool hasGround) {
     const std::string whole = trimmed(text);
     const bool excludes = whole.starts_with('!');
     const std::string what = excludes ? trimmed(whole.substr(1)) : whole;
     const std::optional<unsigned> groups = readReturnWords(what);
-    PointCondition condition = groups ? conditionOnReturns(*groups, cloud) : readRanges(place, what, cloud);
+    PointCondition condition =
+        groups ? conditionOnReturns(*groups, cloud) : readRanges(place, what, cloud, hasGround);
     condition.excludes = excludes;
     return condition;
 }
 
 } // namespace
 
-PointConditions readConditions(const std::string& place, const std::string& text, const PointCloud& cloud) {
+PointConditions readConditions(const std::string& place, const std::string& text, const PointCloud& cloud,
+                               bool hasGround) {
     PointConditions conditions;
     for (std::size_t begin = 0; begin <= text.size();) {
         const std::size_t end = std::min(text.find('&', begin), text.size());
-        conditions.push_back(readCondition(place, text.substr(begin, end - begin), cloud));
+        conditions.push_back(readCondition(place, text.substr(begin, end - begin), cloud, hasGround));
         begin = end + 1;
     }
     return conditions;
@@ -179,7 +189,7 @@ PointConditions readSelection(const RasterRequest& request, const PointCloud& cl
     PointConditions all;
     for (const std::string& text : request.selections)
         if (!text.empty())
-            std::ranges::copy(readConditions("the selection '" + text + "'", text, cloud),
+            std::ranges::copy(readConditions("the selection '" + text + "'", text, cloud, hasGround(request)),
                               std::back_inserter(all));
     if (request.returns.empty())
         return all;
@@ -189,6 +199,17 @@ PointConditions readSelection(const RasterRequest& request, const PointCloud& cl
                          "' are not some of first, last, only and intermediate, with commas between them");
     all.push_back(conditionOnReturns(*groups, cloud));
     return all;
+}
+
+bool hasGround(const RasterRequest& request) {
+    return !request.ground.empty() || !request.groundClasses.empty();
+}
+
+PointConditions readGroundClasses(const RasterRequest& request, const PointCloud& cloud) {
+    if (request.groundClasses.empty())
+        return {};
+    return {readRanges("the ground class list '" + request.groundClasses + "'",
+                       request.groundClasses + "@Classification", cloud, false)};
 }
 
 } // namespace Tilewright::Io

@@ -74,6 +74,35 @@ TEST_F(PlanFileTest, IsCarriedOutAsTheRunItself) {
     }
 }
 
+TEST_F(PlanFileTest, NeedsTheFilesOfPolygonsAndGround) {
+    RasterRequest ground = Request;
+    ground.bands = {"Height:Mean"};
+    ground.output = (Top / "ground.tif").string();
+    ground.preview.clear();
+    runRaster(ground);
+    const fs::path area = Top / "area.csv";
+    saveAs(area, "id,WKT\n1,\"POLYGON((10 10,250 20,200 190,10 10))\"\n");
+    Request.clip = area.string();
+    Request.preview.clear();
+    Request.bands = {"HeightAboveGround:Median[:50@HeightAboveGround]", "HeightAboveGround:Mean"};
+    for (const bool isFound : {false, true}) {
+        Request.ground = isFound ? "" : ground.output;
+        Request.groundClasses = isFound ? "0" : "";
+        const RasterReport direct = runRaster(Request);
+        const auto expected = takeOutputs();
+        write(planRun(Request));
+        const RasterReport report = carryOut(openPlan(readPlan(Plan), Index));
+        EXPECT_EQ(takeOutputs(), expected);
+        EXPECT_EQ(report.rastered, direct.rastered);
+        EXPECT_EQ(report.withoutGround, direct.withoutGround);
+    }
+    RunPlan unopened = readPlan(Plan);
+    EXPECT_THROW(carryOut({unopened, nullptr, {}}), std::invalid_argument);
+    saveAs(area, "id,WKT\n1,\"POLYGON((10 10,250 20,200 191,10 10))\"\n");
+    EXPECT_EQ(messageOf([&] { static_cast<void>(openPlan(readPlan(Plan), Index)); }),
+              area.string() + ": has changed since the plan was made; make a new plan");
+}
+
 TEST_F(PlanFileTest, GivesBackEveryNumberAndText) {
     RunPlan plan = planRun(Request).plan;
     plan.lattice[0].low = 0x1.fffffffffffffp-1022;

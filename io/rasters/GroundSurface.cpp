@@ -1,0 +1,203 @@
+#include <io/rasters/GroundSurface.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <string>
+
+#include <io/gdal/Gdal.h>
+#include <io/rasters/ExistingRaster.h>
+#include <io/system/Errors.h>
+
+namespace Tilewright::Io {
+
+namespace {
+
+constexpr double nothing = std::numeric_limits<double>::quiet_NaN();
+
+/// Between four centres, of which the first is in the north-west and the last in the south-east.
+double blend(double a, double b, double c, double d, double toEast, double toSouth) {
+    const double north = a + toEast * (b - a);
+    const double south = c + toEast * (d - c);
+    return north + toSouth * (south - north);
+}
+
+} // namespace
+
+/// The first band of a raster.
+class GroundSurface::File {
+public:
+    explicit File(const std::filesystem::path& path) : Name(path.string()), Data(openRaster(path)) {
+        if (!Data || Data->GetRasterCount() == 0)
+            throw InputError(Name + ": is not a raster");
+        std::array<double, 6> place = {};
+        Data->GetGeoTransform(place.data());
+        IsSouthUp = place[5] > 0.0;
+        GDALRasterBand& band = *Data->GetRasterBand(1);
+        int isThere = 0;
+        Scale = band.GetScale(&isThere);
+        Scale = isThere != 0 ? Scale : 1.0;
+        Offset = band.GetOffset(&isThere);
+        Offset = isThere != 0 ? Offset : 0.0;
+    }
+
+    /// Rows are counted from the north.
+    void read(std::uint64_t column, std::uint64_t row, std::uint64_t columns, std::uint64_t rows,
+              std::vector<double>& heights) {
+        const GdalMessages messages;
+        const auto firstRow =
+            IsSouthUp ? static_cast<std::uint64_t>(Data->GetRasterYSize()) - row - rows : row;
+        std::vector<unsigned char> isData(columns * rows);
+        const auto transfer = [&](GDALRasterBand& band, void* room, GDALDataType type) {
+            return band.RasterIO(GF_Read, static_cast<int>(column), static_cast<int>(firstRow),
+                                 static_cast<int>(columns), static_cast<int>(rows), room,
+                                 static_cast<int>(columns), static_cast<int>(rows), type, 0, 0, nullptr);
+        };
+        heights.resize(columns * rows);
+        GDALRasterBand& band = *Data->GetRasterBand(1);
+        if (transfer(band, heights.data(), GDT_Float64) != CE_None ||
+            transfer(*band.GetMaskBand(), isData.data(), GDT_Byte) != CE_None)
+            throw InputError(Name + ": cannot be read: " + messages.text());
+        for (std::size_t i = 0; i < heights.size(); ++i)
+            heights[i] = isData[i] != 0 && std::isfinite(heights[i]) ? heights[i] * Scale + Offset : nothing;
+        for (std::uint64_t r = 0; IsSouthUp && r < rows / 2; ++r)
+            std::swap_ranges(heights.begin() + static_cast<std::ptrdiff_t>(r * columns),
+                             heights.begin() + static_cast<std::ptrdiff_t>((r + 1) * columns),
+                             heights.begin() + static_cast<std::ptrdiff_t>((rows - 1 - r) * columns));
+    }
+
+    const std::string& name() const { return Name; }
+
+private:
+    std::string Name;
+    GDALDatasetUniquePtr Data;
+    bool IsSouthUp = false;
+    double Scale = 1.0;
+    double Offset = 0.0;
+};
+
+GroundSurface::GroundSurface(const std::filesystem::path& raster, std::uint64_t mostBytes)
+    : Geometry(geometryOf(raster)), TilesAcross((Geometry.width + tileSide - 1) / tileSide),
+      Source(std::make_unique<File>(raster)), MostBytes(mostBytes),
+      Tiles(TilesAcross * ((Geometry.height + tileSide - 1) / tileSide)) {}
+
+GroundSurface::GroundSurface(const RasterGeometry& geometry, std::span<const double> heights)
+    : Geometry(geometry), TilesAcross((Geometry.width + tileSide - 1) / tileSide),
+      Tiles(TilesAcross * ((Geometry.height + tileSide - 1) / tileSide)) {
+    for (std::size_t number = 0; number < Tiles.size(); ++number) {
+        auto tile = std::make_unique<Tile>(tileSide * tileSide, nothing);
+        const std::uint64_t column = number % TilesAcross * tileSide, row = number / TilesAcross * tileSide;
+        const std::uint64_t columns = std::min(tileSide, Geometry.width - column);
+        for (std::uint64_t r = row; r < std::min(row + tileSide, Geometry.height); ++r)
+            std::ranges::copy(heights.subspan(r * Geometry.width + column, columns),
+                              tile->begin() + static_cast<std::ptrdiff_t>((r - row) * tileSide));
+        Tiles[number] = tile.release();
+    }
+}
+
+GroundSurface::~GroundSurface() {
+    for (const std::atomic<const Tile*>& tile : Tiles)
+        delete tile.load();
+}
+
+const GroundSurface::Tile& GroundSurface::load(std::size_t number) const {
+    const std::lock_guard guard(Lock);
+    // Another thread may have been quicker.
+    if (const Tile* const tile = Tiles[number])
+        return *tile;
+    Bytes += tileSide * tileSide * sizeof(double);
+    if (Bytes > MostBytes)
+        throw InputError(Source->name() +
+                         ": the ground below the points takes more memory than --memory "
+                         "leaves, " +
+                         std::to_string(MostBytes >> 20) + " MiB; give more, or bounds");
+    const std::uint64_t column = number % TilesAcross * tileSide, row = number / TilesAcross * tileSide;
+    const std::uint64_t columns = std::min(tileSide, Geometry.width - column);
+    const std::uint64_t rows = std::min(tileSide, Geometry.height - row);
+    std::vector<double> heights;
+    Source->read(column, row, columns, rows, heights);
+    auto tile = std::make_unique<Tile>(tileSide * tileSide, nothing);
+    for (std::uint64_t r = 0; r < rows; ++r)
+        std::copy_n(heights.begin() + static_cast<std::ptrdiff_t>(r * columns), columns,
+                    tile->begin() + static_cast<std::ptrdiff_t>(r * tileSide));
+    Tiles[number] = tile.get();
+    return *tile.release();
+}
+
+const GroundSurface::Tile& GroundSurface::tile(std::size_t number) const {
+    const Tile* const found = Tiles[number].load(std::memory_order_acquire);
+    return found ? *found : load(number);
+}
+
+double GroundSurface::pixel(std::uint64_t column, std::uint64_t row) const {
+    return tile(row / tileSide * TilesAcross +
+                column / tileSide)[row % tileSide * tileSide + column % tileSide];
+}
+
+double GroundSurface::heightAt(double x, double y) const {
+    const double across = (x - Geometry.west) * (1.0 / Geometry.pixelWidth);
+    const double down = (Geometry.north - y) * (1.0 / Geometry.pixelHeight);
+    if (!(across >= 0.0 && across <= static_cast<double>(Geometry.width) && down >= 0.0 &&
+          down <= static_cast<double>(Geometry.height)))
+        return nothing;
+    // From centre to centre; beyond the outermost ones there are no others.
+    const double fromFirst = std::clamp(across - 0.5, 0.0, static_cast<double>(Geometry.width - 1));
+    const double fromTop = std::clamp(down - 0.5, 0.0, static_cast<double>(Geometry.height - 1));
+    const auto column = static_cast<std::uint64_t>(fromFirst), row = static_cast<std::uint64_t>(fromTop);
+    const double toEast = fromFirst - static_cast<double>(column),
+                 toSouth = fromTop - static_cast<double>(row);
+    const std::uint64_t east = std::min(column + 1, Geometry.width - 1);
+    const std::uint64_t south = std::min(row + 1, Geometry.height - 1);
+    const std::array<double, 4> heights = {pixel(column, row), pixel(east, row), pixel(column, south),
+                                           pixel(east, south)};
+    const std::array<double, 4> weights = {(1.0 - toEast) * (1.0 - toSouth), toEast * (1.0 - toSouth),
+                                           (1.0 - toEast) * toSouth, toEast * toSouth};
+    const double height =
+        heights[0] * weights[0] + heights[1] * weights[1] + heights[2] * weights[2] + heights[3] * weights[3];
+    if (!std::isnan(height)) [[likely]]
+        return height;
+    // The cell that the point lies in has the largest of the weights.
+    if (std::isnan(heights[(toSouth >= 0.5 ? 2U : 0U) + (toEast >= 0.5 ? 1U : 0U)]))
+        return nothing;
+    double sum = 0.0, weight = 0.0;
+    for (std::size_t i = 0; i < 4; ++i)
+        if (!std::isnan(heights[i])) {
+            sum += heights[i] * weights[i];
+            weight += weights[i];
+        }
+    return sum / weight;
+}
+
+void GroundSurface::subtract(const double* x, const double* y, const double* z, std::size_t count,
+                             double* above) const {
+    const double columnsPerUnit = 1.0 / Geometry.pixelWidth, rowsPerUnit = 1.0 / Geometry.pixelHeight;
+    const auto lastColumn = static_cast<double>(Geometry.width - 1);
+    const auto lastRow = static_cast<double>(Geometry.height - 1);
+    std::size_t number = Tiles.size();
+    const double* pixels = nullptr;
+    for (std::size_t i = 0; i < count; ++i) {
+        const double fromFirst = (x[i] - Geometry.west) * columnsPerUnit - 0.5;
+        const double fromTop = (Geometry.north - y[i]) * rowsPerUnit - 0.5;
+        above[i] = nothing;
+        // Mostly all four cells are those of one tile, the one that had the last point.
+        if (fromFirst >= 0.0 && fromFirst < lastColumn && fromTop >= 0.0 && fromTop < lastRow) {
+            const auto column = static_cast<std::uint32_t>(fromFirst),
+                       row = static_cast<std::uint32_t>(fromTop);
+            const std::size_t here = row / tileSide * TilesAcross + column / tileSide;
+            const std::size_t columnIn = column % tileSide, rowIn = row % tileSide;
+            if (columnIn + 1 < tileSide && rowIn + 1 < tileSide) {
+                if (here != number) {
+                    pixels = tile(here).data();
+                    number = here;
+                }
+                const double* const at = pixels + rowIn * tileSide + columnIn;
+                above[i] = z[i] - blend(at[0], at[1], at[tileSide], at[tileSide + 1], fromFirst - column,
+                                        fromTop - row);
+            }
+        }
+        if (std::isnan(above[i])) [[unlikely]]
+            above[i] = z[i] - heightAt(x[i], y[i]);
+    }
+}
+
+} // namespace Tilewright::Io
