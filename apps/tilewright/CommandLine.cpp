@@ -13,6 +13,7 @@
 namespace Tilewright::App {
 
 const std::string oneOrTwoNumbers = "X [Y]";
+const std::string numberAndMethod = "N [METHOD]";
 const std::string bandLabel = "BAND";
 const std::string requestLabel = "REQUEST";
 
@@ -84,6 +85,13 @@ bool isFurtherValue(const CLI::Option& option, const std::string& word) {
     std::error_code ignored;
     return (label == bandLabel || label == requestLabel) && Io::looksLikeBand(word) &&
            !std::filesystem::exists(word, ignored);
+}
+
+/// Whether a word that follows the value of an option belongs to it.
+bool isSecondWord(const CLI::Option& option, const std::string& word) {
+    const std::string& label = option.get_type_name();
+    return (label == oneOrTwoNumbers && Io::parseDouble(word)) ||
+           (label == numberAndMethod && (word == "idw" || word == "nearest" || word == "tin"));
 }
 
 /// Appends text word by word, with a line break and an indent when a line is full.
@@ -176,8 +184,7 @@ Words plainWords(const CLI::App& app, Words words) {
             words[i] = *named.value;
         else if (++i == words.size())
             break;
-        const bool mayTakeTwo = named.option->get_type_name() == oneOrTwoNumbers;
-        if (mayTakeTwo && !named.value && i + 1 < words.size() && Io::parseDouble(words[i + 1])) {
+        if (!named.value && i + 1 < words.size() && isSecondWord(*named.option, words[i + 1])) {
             plain.push_back(words[i] + " " + words[i + 1]);
             ++i;
             continue;

@@ -28,6 +28,8 @@ CLI::Option* addPositionals(CLI::App& command, const std::string& name, const st
 /// The label of an option that takes one number or two. The second word belongs to it if it is a number, even
 /// if a file has that name.
 extern const std::string oneOrTwoNumbers;
+/// A number, and perhaps a word for the way to fill holes.
+extern const std::string numberAndMethod;
 
 /// The labels of the options whose value is a band. More bands may follow the first one.
 extern const std::string bandLabel;

@@ -79,11 +79,14 @@ std::string readPixelType(const std::string& word) {
     return *found;
 }
 
-double readFill(const std::string& word) {
-    const double cells = readNumbers("--fill", {word})[0];
-    if (cells < 0.0)
+/// A number, and perhaps a method after a blank.
+void readFill(const std::string& word, Io::RasterRequest& options) {
+    const std::size_t blank = word.find(' ');
+    options.fill = readNumbers("--fill", {word.substr(0, blank)})[0];
+    if (blank != std::string::npos)
+        options.fillMethod = word.substr(blank + 1);
+    if (options.fill < 0.0)
         throw CLI::ValidationError("--fill", "expected a number of cells, 0 or more, not " + word);
-    return cells;
 }
 
 double readNodata(const std::string& word) {
@@ -208,8 +211,10 @@ void addGridOptions(CLI::App& command, Io::RasterRequest& options) {
                   options.sparseLimit =
                       static_cast<unsigned>(readCount("--sparse-limit", words[0], 0, 4294967295U));
               });
-    addOption(command, "--fill", "N", 1, "Fill holes up to this many cells from data",
-              [&options](const Words& words) { options.fill = readFill(words[0]); });
+    addOption(command, "--fill", numberAndMethod, 1,
+              "Fill holes up to this many cells from data, by means weighted by distance (idw, the default), "
+              "by the nearest or by triangles (tin)",
+              [&options](const Words& words) { readFill(words[0], options); });
 }
 
 void addOutputOptions(CLI::App& command, Io::RasterRequest& options) {

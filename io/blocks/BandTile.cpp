@@ -80,6 +80,8 @@ public:
         case Source::CellType:
             place(result, [&](std::uint64_t) { return pixelOf<P>(cellWithData, 1.0); });
             return;
+        case Source::Filled:
+            return;
         case Source::Alpha:
             place(result, [&](std::uint64_t) { return pixelOf<P>(255, Band.scale); });
             return;
@@ -108,7 +110,7 @@ private:
                            (window.column - Block.column);
             for (std::uint64_t column = 0; column < window.columns; ++column) {
                 const std::uint64_t at = result.place(column, row);
-                if (!result.hasData(at, Band.subset))
+                if (!Band.reachesOut && !result.hasData(at, Band.subset))
                     continue;
                 const MaybePixel nearest = pixel(at);
                 if (!nearest) {

@@ -29,7 +29,8 @@ inline constexpr unsigned char cellWithoutData = 1;
 /// them, also among bands that have none.
 template <class P> P pixelWithoutData(JobBand::Source source, P blank) {
     using Source = JobBand::Source;
-    return source == Source::CellType ? P(cellWithoutData) : source == Source::Alpha ? P() : blank;
+    const bool isZero = source == Source::Alpha || source == Source::Filled;
+    return source == Source::CellType ? P(cellWithoutData) : isZero ? P() : blank;
 }
 
 /// Pixels without data for the cells of `block`.
@@ -38,8 +39,9 @@ std::unique_ptr<BandTile> makeBandTile(const JobBand& band, const RasterDescript
 
 /// Whether a band has something to write where there are no points at all.
 inline bool marksEmptyBlocks(const JobBand& band, const RasterDescription& file) {
-    return band.source == JobBand::Source::CellType ||
-           (band.source == JobBand::Source::Alpha && file.nodata.has_value());
+    using Source = JobBand::Source;
+    const bool isZero = band.source == Source::Alpha || band.source == Source::Filled;
+    return band.source == Source::CellType || (isZero && file.nodata.has_value());
 }
 
 } // namespace Tilewright::Io

@@ -216,7 +216,8 @@ std::unique_ptr<DenseCell::Reduction> makeReduction(const PointColumn& column,
 DenseCell::DenseCell(const ReductionPlan& plan) : Plan(plan), Counts(plan.subsets.size() + 1, 0) {
     for (std::size_t r = 0; r < plan.reductions.size(); ++r) {
         const ReductionPlan::Reduction& reduction = plan.reductions[r];
-        if (goesByOrder(reduction.statistic.kind))
+        if (goesByOrder(reduction.statistic.kind) ||
+            reduction.statistic.kind == Statistic::Kind::InverseDistance)
             continue;
         auto made = makeReduction(plan.columns[reduction.column], reduction);
         NeedsAllPoints |= made == nullptr;

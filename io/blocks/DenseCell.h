@@ -31,7 +31,7 @@ public:
 
     /// After the last pass: the number of all points, and of those of each subset.
     std::span<const std::uint32_t> counts() const { return Counts; }
-    /// After the last pass: an array of one value per reduction.
+    /// After the last pass: an array of one value per reduction, null for one that looks at other cells too.
     std::vector<Quill::ArrayPtr> results() const;
 
     /// What becomes of the values of one column: one result, or several from the same passes.

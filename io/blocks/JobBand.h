@@ -23,7 +23,9 @@ struct JobBand {
         Density,
         CellType,
         /// 255 times the scale for cells with data, else 0.
-        Alpha
+        Alpha,
+        /// 0: which pixels were filled is known when files are closed.
+        Filled
     };
 
     Source source = Source::Reduction;
@@ -31,6 +33,8 @@ struct JobBand {
     std::size_t reduction = 0;
     /// Of a reduction to points.
     std::optional<int> component;
+    /// Cells without points may have results too; which have one is told by the results.
+    bool reachesOut = false;
     /// The results are keys; the pixels are the numbers that they are keys of.
     OrderKeys keys = OrderKeys::None;
     /// A pixel is value * scale, rounded where pixels are integers and cut to their range.

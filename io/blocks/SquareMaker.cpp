@@ -34,7 +34,7 @@ void SquareMaker::visit(const Block& block, std::size_t part, const Visit& visit
 
 void SquareMaker::makeSquare(const Square& square, const Visit& visit) {
     const double expected = Reader.estimate(square);
-    if (expected == 0.0)
+    if (expected == 0.0 && !Nearby.reaches(square.window))
         return;
     // Estimates are estimates.
     const bool isTooMuch = expected > 0.8 * static_cast<double>(Job.pointsOfWindow);
@@ -62,7 +62,7 @@ void SquareMaker::makeWindow(const Square& square, const Visit& visit) {
     WindowPoints points(Reader, Lattice, Job.plan, square);
     const bool isCell = square.window.cells() == 1;
     if (points.load(isCell ? Job.pointsOfCell : Job.pointsOfWindow)) {
-        if (points.points().size() != 0)
+        if (points.points().size() != 0 || Nearby.reaches(square.window))
             reduceWindow(points, square.window, visit);
     } else if (isCell) {
         makeCell(square, visit);
@@ -87,6 +87,9 @@ void SquareMaker::reduceWindow(WindowPoints& points, const CellWindow& window, c
     for (std::size_t subset = 1; subset < cells.size(); ++subset)
         result.subsetCounts.push_back(cells[subset].counts());
     result.values.resize(Job.plan.reductions.size());
+    Nearby.reduce(window, result.values);
+    if (points.points().size() == 0)
+        return handOn(result, 0, visit);
     reduceByStatistics(points.points(), cells, result);
     const std::vector<Quill::ArrayPtr> columns = points.takeColumns();
     const Quill::UniformCartesianArray nodes = nodesOf(window, Lattice);
@@ -141,6 +144,7 @@ void SquareMaker::makeCell(const Square& square, const Visit& visit) {
     WindowResult result{square.window, 0, 1, cell.counts().first(1), cell.results(), Job.sparseLimit};
     for (std::size_t subset = 1; subset < cell.counts().size(); ++subset)
         result.subsetCounts.push_back(cell.counts().subspan(subset, 1));
+    Nearby.reduce(square.window, result.values);
     handOn(result, count, visit);
 }
 

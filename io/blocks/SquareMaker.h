@@ -7,6 +7,7 @@
 #include <atomic>
 #include <mutex>
 
+#include <io/blocks/NearbyReduction.h>
 #include <io/blocks/RasterJob.h>
 #include <io/blocks/SquareReader.h>
 #include <io/blocks/WindowPoints.h>
@@ -20,7 +21,8 @@ public:
     /// What is referred to must outlive the object.
     SquareMaker(const RasterJob& job, const BlockLattice& lattice, const SquareReader& reader,
                 const StepReport& report)
-        : Job(job), Lattice(lattice), Reader(reader), Report(report) {}
+        : Job(job), Lattice(lattice), Reader(reader), Report(report),
+          Nearby(job, lattice, reader, [this] { goOn(); }) {}
 
     std::size_t partsOfBlock() const override { return squaresAlong() * squaresAlong(); }
     void visit(const Block& block, std::size_t part, const Visit& visit) override;
@@ -45,6 +47,7 @@ private:
     const BlockLattice& Lattice;
     const SquareReader& Reader;
     const StepReport& Report;
+    NearbyReduction Nearby;
     std::mutex RoomForPlanes;
     std::atomic<bool> Stopped = false;
     std::atomic<std::uint64_t> Points = 0;

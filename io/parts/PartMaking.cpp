@@ -1,6 +1,7 @@
 #include <chrono>
 #include <optional>
 
+#include <io/blocks/NearbyReduction.h>
 #include <io/blocks/SquareGeometry.h>
 #include <io/parts/JobFolder.h>
 #include <io/parts/Parts.h>
@@ -35,7 +36,9 @@ std::uint64_t cellsOf(const BlockRange& blocks, const BlockLattice& lattice) {
 PlannedRun openPart(RunPlan plan, const JobFolder& folder, std::size_t part, const RunProgress& progress) {
     plan.job.blocks = plan.parts[part - 1];
     const BlockLattice lattice = plan.makeLattice();
-    const std::optional<CellWindow> window = partOf(plan.job.blocks, lattice);
+    std::optional<CellWindow> window = partOf(plan.job.blocks, lattice);
+    if (window)
+        window = windowWithReach(*window, plan.job.plan, lattice);
     StretchTest wanted;
     if (window)
         wanted = [&](const Stretch& stretch) { return reaches(stretch, lattice, *window); };

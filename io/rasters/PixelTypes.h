@@ -67,9 +67,9 @@ template <class T> bool isInRange(double value) {
 }
 
 /// The pixel nearest to a value.
-template <class T> T rounded(float value) {
+template <class T> T rounded(double value) {
     if constexpr (std::is_integral_v<T>) {
-        const double whole = std::floor(static_cast<double>(value) + 0.5);
+        const double whole = std::floor(value + 0.5);
         if (!isInRange<T>(whole))
             return whole < 0 ? std::numeric_limits<T>::min() : std::numeric_limits<T>::max();
         return static_cast<T>(whole);

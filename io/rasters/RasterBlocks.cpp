@@ -42,7 +42,9 @@ template <class T>
 RasterBlocksOf<T>::RasterBlocksOf(GDALDataset& dataset, const RasterDescription& description)
     : dataset(dataset), width(description.geometry.width), height(description.geometry.height),
       bands(description.bands.size()), alphaBand(alphaBandOf(description)),
-      alphaIsMask(alphaBand && !description.nodata) {
+      alphaIsMask(alphaBand && !description.nodata), filling(description.filling) {
+    for (const BandDescription& band : description.bands)
+        isCategory.push_back(band.isCategory);
     int blockSize[2];
     dataset.GetRasterBand(1)->GetBlockSize(&blockSize[0], &blockSize[1]);
     blockWidth = static_cast<std::uint64_t>(blockSize[0]);
@@ -223,14 +225,18 @@ template <class T> void RasterBlocksOf<T>::write(std::size_t band, std::uint64_t
     expect(outcome, messages, "cannot be written");
 }
 
-template <class T> void RasterBlocksOf<T>::fill(double distance, const std::filesystem::path& folder) {
+template <class T>
+void RasterBlocksOf<T>::fill(double distance, const std::filesystem::path& folder,
+                             const FilledVisitor& visit) {
     // No two pixels are farther apart. With a larger distance GDAL would search beyond the edges, step by
     // step.
     distance = std::min(distance, std::hypot(static_cast<double>(width), static_cast<double>(height)));
     bool any = false;
     for (std::size_t band = 0; band < bands; ++band)
         if (band != alphaBand && hasHoles(band)) {
-            fillBand(band, distance, folder);
+            fillBand(band, distance, folder, visit);
+            // What was marked in other bands of the same blocks.
+            flush();
             any = true;
         }
     if (!any)
@@ -238,7 +244,7 @@ template <class T> void RasterBlocksOf<T>::fill(double distance, const std::file
     // Alpha comes last, because it marks the holes of the others. Without it, filled colours would be
     // invisible.
     if (alphaIsMask)
-        fillBand(*alphaBand, distance, folder);
+        fillBand(*alphaBand, distance, folder, visit);
     for (std::uint64_t unit = 0; unit < written.size(); ++unit) {
         if (!written[unit])
             continue;
@@ -250,14 +256,22 @@ template <class T> void RasterBlocksOf<T>::fill(double distance, const std::file
 }
 
 template <class T>
-void RasterBlocksOf<T>::fillBand(std::size_t band, double distance, const std::filesystem::path& folder) {
+void RasterBlocksOf<T>::mark(std::size_t band, const PixelRectangle& place,
+                             const std::vector<char>& isFilled) {
+    const Planes ones(isFilled.begin(), isFilled.end());
+    write(band, place.column, place.row, place.columns, place.rows, ones.data());
+}
+
+template <class T>
+void RasterBlocksOf<T>::fillBand(std::size_t band, double distance, const std::filesystem::path& folder,
+                                 const FilledVisitor& visit) {
     const BandWithHoles holes = {
         width, height, blockHeight,
-        [&](std::uint64_t row, float* rows) { copyHoles(band, row / blockHeight * blocksAcross, rows); },
-        [&](std::uint64_t row, const float* rows) {
-            copyFilled(band, row / blockHeight * blocksAcross, rows);
+        [&](std::uint64_t row, double* rows) { copyHoles(band, row / blockHeight * blocksAcross, rows); },
+        [&](std::uint64_t row, const double* rows) {
+            copyFilled(band, row / blockHeight * blocksAcross, rows, visit);
         }};
-    fillHoles(holes, distance, folder);
+    fillHoles(holes, isCategory[band] ? Filling::Nearest : filling, distance, folder);
 }
 
 /// Reads a block and marks its pixels without data.
@@ -272,8 +286,8 @@ void RasterBlocksOf<T>::readWithHoles(std::size_t band, std::uint64_t block, Pla
         isHole[i] = alphaIsMask ? mask[i] == T() : plane[i] == *nodata || isBlank(plane[i], *nodata);
 }
 
-template <class T> void RasterBlocksOf<T>::copyHoles(std::size_t band, std::uint64_t first, float* rows) {
-    constexpr float hole = std::numeric_limits<float>::quiet_NaN();
+template <class T> void RasterBlocksOf<T>::copyHoles(std::size_t band, std::uint64_t first, double* rows) {
+    constexpr double hole = std::numeric_limits<double>::quiet_NaN();
     Planes plane(blockWidth * blockHeight);
     std::vector<char> isHole(plane.size());
     for (std::uint64_t block = first; block < first + blocksAcross; ++block) {
@@ -282,25 +296,28 @@ template <class T> void RasterBlocksOf<T>::copyHoles(std::size_t band, std::uint
         for (std::uint64_t row = 0; row < place.rows; ++row)
             for (std::uint64_t column = 0; column < place.columns; ++column) {
                 const std::size_t i = row * blockWidth + column;
-                rows[row * width + place.column + column] = isHole[i] ? hole : static_cast<float>(plane[i]);
+                rows[row * width + place.column + column] = isHole[i] ? hole : static_cast<double>(plane[i]);
             }
     }
 }
 
 template <class T>
-void RasterBlocksOf<T>::copyFilled(std::size_t band, std::uint64_t first, const float* rows) {
+void RasterBlocksOf<T>::copyFilled(std::size_t band, std::uint64_t first, const double* rows,
+                                   const FilledVisitor& visit) {
     Planes plane(blockWidth * blockHeight);
     std::vector<char> isHole(plane.size());
     for (std::uint64_t block = first; block < first + blocksAcross; ++block) {
         const Rectangle place = rectangleOf(block);
         readWithHoles(band, block, plane, isHole);
         bool changed = false;
+        std::vector<char> isFilled(place.columns * place.rows);
         for (std::uint64_t row = 0; row < place.rows; ++row)
             for (std::uint64_t column = 0; column < place.columns; ++column) {
                 const std::size_t i = row * blockWidth + column;
-                const float value = rows[row * width + place.column + column];
+                const double value = rows[row * width + place.column + column];
                 if (isHole[i] && !std::isnan(value)) {
                     plane[i] = rounded<T>(value);
+                    isFilled[row * place.columns + column] = 1;
                     changed = true;
                     ++filledHoles[band];
                 }
@@ -308,6 +325,8 @@ void RasterBlocksOf<T>::copyFilled(std::size_t band, std::uint64_t first, const 
         if (changed) {
             written[unitOf(band, block)] = true;
             write(band, block, plane.data());
+            if (visit)
+                visit(band, place, isFilled);
         }
     }
 }

@@ -14,6 +14,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -27,6 +28,11 @@
 
 namespace Tilewright::Io {
 
+/// Pixels from (column, row) on.
+struct PixelRectangle {
+    std::uint64_t column, row, columns, rows;
+};
+
 /// All operations throw std::runtime_error with GDAL's reason if the file cannot grow.
 class RasterBlocks {
 public:
@@ -37,9 +43,14 @@ public:
 
     /// Writes all incomplete blocks.
     virtual void flush() = 0;
+    /// Is told of a rectangle of pixels which of them were filled, row by row, in a band.
+    using FilledVisitor =
+        std::function<void(std::size_t band, const PixelRectangle& place, const std::vector<char>& isFilled)>;
     /// Fills pixels without data up to `distance` pixels from data. Makes its working files in `folder`.
     /// flush() has to be called before.
-    virtual void fill(double distance, const std::filesystem::path& folder) = 0;
+    virtual void fill(double distance, const std::filesystem::path& folder, const FilledVisitor& visit) = 0;
+    /// Writes 1 for the pixels that were filled, else 0.
+    virtual void mark(std::size_t band, const PixelRectangle& place, const std::vector<char>& isFilled) = 0;
     /// Covers everything that has been written to the file.
     virtual BandStatistics statistics(std::size_t band) const = 0;
 };
@@ -52,7 +63,8 @@ public:
     void write(std::size_t band, std::uint64_t column, std::uint64_t row, std::uint64_t columns,
                std::uint64_t rows, const T* values);
     void flush() override;
-    void fill(double distance, const std::filesystem::path& folder) override;
+    void fill(double distance, const std::filesystem::path& folder, const FilledVisitor& visit) override;
+    void mark(std::size_t band, const PixelRectangle& place, const std::vector<char>& isFilled) override;
     BandStatistics statistics(std::size_t band) const override;
 
 private:
@@ -63,9 +75,7 @@ private:
         Planes planes;
         std::uint64_t missing;
     };
-    struct Rectangle {
-        std::uint64_t column, row, columns, rows;
-    };
+    using Rectangle = PixelRectangle;
 
     std::uint64_t unitOf(std::size_t band, std::uint64_t block) const {
         return bandsPerUnit == 1 ? band * blocks + block : block;
@@ -88,11 +98,12 @@ private:
                   std::uint64_t stride) const;
     void tally(std::uint64_t unit, const Planes& planes);
 
-    void fillBand(std::size_t band, double distance, const std::filesystem::path& folder);
+    void fillBand(std::size_t band, double distance, const std::filesystem::path& folder,
+                  const FilledVisitor& visit);
     void readWithHoles(std::size_t band, std::uint64_t block, Planes& plane, std::vector<char>& isHole);
-    /// Reads the row of blocks that begins with block `first`, in single precision, NaN for holes.
-    void copyHoles(std::size_t band, std::uint64_t first, float* rows);
-    void copyFilled(std::size_t band, std::uint64_t first, const float* rows);
+    /// Reads the row of blocks that begins with block `first`, NaN for holes.
+    void copyHoles(std::size_t band, std::uint64_t first, double* rows);
+    void copyFilled(std::size_t band, std::uint64_t first, const double* rows, const FilledVisitor& visit);
 
     GDALDataset& dataset;
     std::uint64_t width;
@@ -109,6 +120,8 @@ private:
     std::optional<std::size_t> alphaBand;
     /// Without a nodata value, alpha says where data are.
     bool alphaIsMask;
+    Filling filling;
+    std::vector<bool> isCategory; ///< by band
 
     std::map<std::uint64_t, Unit> waiting;
     Planes scratch;

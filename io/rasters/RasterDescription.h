@@ -51,6 +51,13 @@ enum class Resampling {
     Mode
 };
 
+/// What pixels without data are filled with.
+enum class Filling {
+    InverseDistance, ///< a mean of their surroundings, weighted by distance, in single precision
+    Nearest,         ///< the value of the nearest pixel
+    Triangles        ///< the plane through the corners of their triangle (Delaunay) of pixels with data
+};
+
 enum class BandColour { Undefined, Gray, Red, Green, Blue, Alpha };
 
 struct BandDescription {
@@ -58,6 +65,8 @@ struct BandDescription {
     std::string unit; ///< unit of the values; empty for none
     BandColour colour = BandColour::Undefined;
     std::vector<std::pair<std::string, std::string>> metadata; ///< keys and texts of the band
+    /// Values between two others mean nothing, so that holes are filled by the nearest alone.
+    bool isCategory = false;
 };
 
 struct RasterDescription {
@@ -74,10 +83,11 @@ struct RasterDescription {
     std::vector<std::string> creationOptions;
     bool overviews = false; ///< a Cloud Optimized GeoTIFF always has them
     Resampling resampling = Resampling::ByType;
-    /// Fills pixels without data up to this many pixels from data with a mean of their surroundings, weighted
-    /// by distance, in single precision; 0 fills none. In a file without nodata, pixels whose alpha is 0 have
+    /// Fills pixels without data up to this many pixels from data, or inside of triangles with no longer
+    /// edges; 0 fills none. In a file without nodata, pixels whose alpha is 0 have
     /// no data, and filled ones become opaque.
     double fillDistance = 0;
+    Filling filling = Filling::InverseDistance;
 };
 
 /// Statistics of the finite pixels with data, all zero if there are none. Filled holes count. In a file

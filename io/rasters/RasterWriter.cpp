@@ -109,10 +109,18 @@ public:
     void write(std::size_t band, std::uint64_t column, std::uint64_t row, std::uint64_t columns,
                std::uint64_t rows, std::span<const T> values);
     void addMetadata(const std::string& key, const std::string& text);
+    void markFilled(std::size_t band, Output& other, std::size_t marked) { marks = {band, &other, marked}; }
     void close();
     BandStatistics statistics(std::size_t band) const;
 
 private:
+    /// Where it is marked which pixels of a band were filled.
+    struct Marks {
+        std::size_t band = 0;
+        Output* output = nullptr;
+        std::size_t marked = 0;
+    };
+
     /// Filling a compressed file in place would leave gaps between its blocks.
     bool isMadeByCopy() const {
         const bool filledLater = description.fillDistance > 0 && !description.creationOptions.empty();
@@ -136,6 +144,7 @@ private:
     GDALDatasetUniquePtr dataset;
     std::unique_ptr<RasterBlocks> blocks;
     std::vector<BandStatistics> bandStatistics;
+    Marks marks;
     std::string failure;
     bool closed = false;
 };
@@ -210,7 +219,12 @@ void RasterWriter::Output::finishBlocks() {
     const ThreadOption noSideFiles("GDAL_PAM_ENABLED", "NO");
     blocks->flush();
     if (description.fillDistance > 0)
-        blocks->fill(description.fillDistance, folder.workFolder());
+        blocks->fill(
+            description.fillDistance, folder.workFolder(),
+            [this](std::size_t band, const PixelRectangle& place, const std::vector<char>& isFilled) {
+                if (marks.output && marks.band == band)
+                    marks.output->blocks->mark(marks.marked, place, isFilled);
+            });
     for (std::size_t i = 0; i < description.bands.size(); ++i) {
         bandStatistics.push_back(blocks->statistics(i));
         setStatistics(*dataset->GetRasterBand(static_cast<int>(i) + 1), bandStatistics.back(),
@@ -285,6 +299,10 @@ void RasterWriter::write(std::size_t band, std::uint64_t column, std::uint64_t r
 
 void RasterWriter::addMetadata(const std::string& key, const std::string& text) {
     output->addMetadata(key, text);
+}
+
+void RasterWriter::markFilled(std::size_t band, RasterWriter& other, std::size_t marked) {
+    output->markFilled(band, *other.output, marked);
 }
 
 void RasterWriter::close() { output->close(); }

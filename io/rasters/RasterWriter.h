@@ -69,6 +69,10 @@ public:
     /// Adds a key and text to the metadata of the file. Must come before close().
     void addMetadata(const std::string& key, const std::string& text);
 
+    /// Pixels of `band` that are filled on closing become 1 in band `marked` of `other`, which is open as
+    /// long as this writer, or is this writer. Must come before close().
+    void markFilled(std::size_t band, RasterWriter& other, std::size_t marked);
+
     /// Finishes the hidden file with its statistics and overviews. Throws OutputError if any of it did not
     /// reach the disk. May be repeated.
     void close();

@@ -122,6 +122,12 @@ constexpr auto ofBands = std::to_array<BandFilter>({
             Form::Limit, "Above(X)"),
     statistic("Above(Mean)", Sort::AboveMean, Result::Single, Dimension::Number,
               "share of the points whose value is greater than the mean", "0 to 1"),
+    written(
+        statistic("IDW", Sort::InverseDistance, Result::Single, Dimension::Value,
+                  "mean of the points within R of the centre of the cell, also those of other cells; "
+                  "IDW(R) has the power P = 2",
+                  "sum of v / d^P over sum of 1 / d^P; a point at the centre gives its value (Shepard 1968)"),
+        Form::Radius, "IDW(R,P)"),
     plane,
 });
 

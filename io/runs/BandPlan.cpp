@@ -93,6 +93,8 @@ private:
             return addFile(band, PixelType::Byte, JobBand::Source::CellType, false);
         case Kind::Alpha:
             return addFile(band, PixelType::Byte, JobBand::Source::Alpha, false);
+        case Kind::Filled:
+            return addFile(band, PixelType::Byte, JobBand::Source::Filled, false);
         case Kind::Rgb:
             return planColours(band);
         }
@@ -198,6 +200,7 @@ private:
     void reduceNumbers(const WantedBand& band, Column column, JobBand& job) {
         if (band.statistic.kind != Statistic::Kind::None) {
             column.hasHeights = goesByHeight(band.statistic.kind);
+            job.reachesOut = band.statistic.kind == Statistic::Kind::InverseDistance;
             job.reduction = addReduction(column, {0, {}, band.statistic});
             return;
         }

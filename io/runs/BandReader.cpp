@@ -79,13 +79,14 @@ struct BandWord {
     Kind kind;
 };
 
-constexpr std::array<BandWord, 8> words = {{{"count", Kind::Count},
+constexpr std::array<BandWord, 9> words = {{{"count", Kind::Count},
                                             {"rgb", Kind::Rgb},
                                             {"density", Kind::Density},
                                             {"Density", Kind::Density},
                                             {"celltype", Kind::CellType},
                                             {"CellType", Kind::CellType},
                                             {"alpha", Kind::Alpha},
+                                            {"filled", Kind::Filled},
                                             {"Alpha", Kind::Alpha}}};
 
 /// Collects the bands in the order of the options.
@@ -117,7 +118,7 @@ public:
         if (parts.size() != 2 && parts.size() != 3)
             throw UsageError(
                 "the band '" + text +
-                "' is neither of the form FIELD:FILTER nor count, rgb, density, celltype or alpha");
+                "' is neither of the form FIELD:FILTER nor count, rgb, density, celltype, alpha or filled");
         if (parts[0] == "rgb" && parts.size() == 2)
             return addColours(requireFilter(parts[1], text), text, name);
         const std::string field = parts[0] == "Z" ? "Height" : parts[0];
@@ -181,7 +182,8 @@ private:
     }
 
     void addColours(const ChosenFilter& chosen, const std::string& text, const std::string& name) {
-        if (chosen.filter->dimension != BandFilter::Dimension::Value || chosen.filter->isPlane)
+        if (chosen.filter->dimension != BandFilter::Dimension::Value || chosen.filter->isPlane ||
+            chosen.statistic.kind == Statistic::Kind::InverseDistance)
             throw UsageError("the band '" + text + "' makes no sense: " + chosen.filter->word +
                              " gives no colour");
         for (const char* const channel : colourChannels)

@@ -19,7 +19,7 @@ namespace Tilewright::Io {
 
 /// A band as it was asked for.
 struct WantedBand {
-    enum class Kind { Field, Request, Count, Density, CellType, Alpha, Rgb };
+    enum class Kind { Field, Request, Count, Density, CellType, Alpha, Filled, Rgb };
 
     Kind kind = Kind::Field;
     /// Unique among the bands.

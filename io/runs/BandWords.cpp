@@ -103,11 +103,12 @@ std::vector<BandRow> bandTable() {
     rows.push_back({"density", "the same in the library's 16 bits", "UInt16", ""});
     rows.push_back({"celltype", "0 for cells with data, else 1", "Byte", ""});
     rows.push_back({"alpha", "255 for cells with data, else 0", "Byte", ""});
+    rows.push_back({"filled", "1 where the value of the first band came by --fill, else 0", "Byte", ""});
     return rows;
 }
 
 const std::vector<std::string>& bandWords() {
-    static const std::vector<std::string> words = {"count", "rgb", "density", "celltype", "alpha"};
+    static const std::vector<std::string> words = {"count", "rgb", "density", "celltype", "alpha", "filled"};
     return words;
 }
 

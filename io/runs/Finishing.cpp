@@ -1,5 +1,6 @@
 #include <io/runs/Finishing.h>
 
+#include <algorithm>
 #include <optional>
 
 #include <io/preview/Preview.h>
@@ -25,17 +26,32 @@ void checkBits(const RasterDescription& file, const RasterWriter& writer) {
     }
 }
 
+/// Bands of what was filled tell it of the first band that is none of them. Gives the file of that one, which
+/// has to be closed before the others.
+std::size_t markFilled(const RunPlan& plan, std::vector<RasterWriter>& writers) {
+    const auto isMark = [](const JobBand& band) { return band.source == JobBand::Source::Filled; };
+    const auto first = std::ranges::find_if_not(plan.job.bands, isMark);
+    if (first == plan.job.bands.end())
+        return 0;
+    for (const JobBand& band : plan.job.bands)
+        if (isMark(band))
+            writers[first->file].markFilled(first->number, writers[band.file], band.number);
+    return first->file;
+}
+
 } // namespace
 
 void finishFiles(const RunPlan& plan, RasteredFiles& files, const OutputGuard& guard,
                  const RunProgress& progress) {
     const StepReport report = reportOf(progress, "finishing", "");
-    for (std::size_t f = 0; f < files.writers.size(); ++f) {
+    const std::size_t first = markFilled(plan, files.writers);
+    for (std::size_t i = 0; i < files.writers.size(); ++i) {
+        const std::size_t f = i == 0 ? first : i - (i <= first ? 1 : 0);
         RasterWriter& writer = files.writers[f];
         writer.addMetadata("RASTERED_POINTS", std::to_string(files.result.points));
         writer.close();
         checkBits(files.descriptions[f], writer);
-        if (report && !report(f, files.writers.size()))
+        if (report && !report(i, files.writers.size()))
             throw Interruption();
     }
     std::optional<PendingPreview> preview;

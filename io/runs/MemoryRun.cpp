@@ -88,51 +88,71 @@ std::unique_ptr<BlockSink> openArrays(const RunPlan& plan, const std::vector<Ras
 }
 
 /// Fills the holes of one band, as they are filled in files. Holes are where `isHole` says so of a pixel.
+/// Gives which pixels were filled.
 template <class T, class IsHole>
-void fillBand(const RasterDescription& raster, std::vector<T>& pixels, const IsHole& isHole,
-              const fs::path& folder) {
-    constexpr float hole = std::numeric_limits<float>::quiet_NaN();
+std::vector<char> fillBand(const RasterDescription& raster, Filling filling, std::vector<T>& pixels,
+                           const IsHole& isHole, const fs::path& folder) {
+    constexpr double hole = std::numeric_limits<double>::quiet_NaN();
+    std::vector<char> isFilled(pixels.size());
     const std::uint64_t width = raster.geometry.width, height = raster.geometry.height;
     const auto rowsAtATime = static_cast<std::uint64_t>(raster.blockSize);
     const auto endOf = [=](std::uint64_t row) { return std::min(row + rowsAtATime, height) * width; };
     const BandWithHoles band = {width, height, rowsAtATime,
-                                [&](std::uint64_t row, float* rows) {
+                                [&](std::uint64_t row, double* rows) {
                                     for (std::uint64_t i = row * width; i < endOf(row); ++i)
-                                        *rows++ = isHole(i) ? hole : static_cast<float>(pixels[i]);
+                                        *rows++ = isHole(i) ? hole : static_cast<double>(pixels[i]);
                                 },
-                                [&](std::uint64_t row, const float* rows) {
+                                [&](std::uint64_t row, const double* rows) {
                                     for (std::uint64_t i = row * width; i < endOf(row); ++i, ++rows)
-                                        if (isHole(i) && !std::isnan(*rows))
+                                        if (isHole(i) && !std::isnan(*rows)) {
                                             pixels[i] = rounded<T>(*rows);
+                                            isFilled[i] = 1;
+                                        }
                                 }};
     const double diagonal = std::hypot(static_cast<double>(width), static_cast<double>(height));
-    fillHoles(band, std::min(raster.fillDistance, diagonal), folder);
+    fillHoles(band, filling, std::min(raster.fillDistance, diagonal), folder);
+    return isFilled;
 }
 
 /// NaN is the same as NaN.
 template <class T> bool isSame(T a, T b) { return a == b || (a != a && b != b); }
 
 /// Bands with a nodata value have holes of their own; the holes of colours are where alpha is 0.
-template <class T> void fillOutput(MemoryOutput& output, std::vector<T>& pixels, const fs::path& folder) {
+template <class T>
+std::vector<char> fillOutput(MemoryOutput& output, std::size_t number, std::vector<T>& pixels,
+                             const fs::path& folder) {
     const RasterDescription& raster = output.description;
+    const Filling filling = raster.bands[number].isCategory ? Filling::Nearest : raster.filling;
     if (raster.nodata) {
         const T blank = *asPixel<T>(*raster.nodata);
-        fillBand(
-            raster, pixels, [&](std::uint64_t i) { return isSame(pixels[i], blank); }, folder);
-        return;
+        return fillBand(
+            raster, filling, pixels, [&](std::uint64_t i) { return isSame(pixels[i], blank); }, folder);
     }
     if (raster.bands.back().colour != BandColour::Alpha || raster.bands.size() == 1)
-        return;
+        return std::vector<char>(pixels.size());
     const auto& alpha = std::get<std::vector<T>>(output.bands.back());
-    fillBand(
-        raster, pixels, [&](std::uint64_t i) { return alpha[i] == T(); }, folder);
+    return fillBand(
+        raster, filling, pixels, [&](std::uint64_t i) { return alpha[i] == T(); }, folder);
 }
 
-void fillOutputs(std::vector<MemoryOutput>& outputs, const fs::path& scratch) {
+/// Marks in the bands of what was filled where the first other band was.
+void fillOutputs(const RunPlan& plan, std::vector<MemoryOutput>& outputs, const fs::path& scratch) {
     const LockedFolder folder(scratch / ".tilewright-fill-");
-    for (MemoryOutput& output : outputs)
-        for (PixelArray& band : output.bands)
-            std::visit([&](auto& pixels) { fillOutput(output, pixels, folder.path()); }, band);
+    const auto isMark = [](const JobBand& band) { return band.source == JobBand::Source::Filled; };
+    const auto first = std::ranges::find_if_not(plan.job.bands, isMark);
+    std::vector<char> marks;
+    for (std::size_t f = 0; f < outputs.size(); ++f)
+        for (std::size_t b = 0; b < outputs[f].bands.size(); ++b) {
+            std::vector<char> isFilled =
+                std::visit([&](auto& pixels) { return fillOutput(outputs[f], b, pixels, folder.path()); },
+                           outputs[f].bands[b]);
+            if (first != plan.job.bands.end() && first->file == f && first->number == b)
+                marks = std::move(isFilled);
+        }
+    for (const JobBand& band : plan.job.bands)
+        if (isMark(band) && !marks.empty())
+            std::visit([&](auto& pixels) { pixels.assign(marks.begin(), marks.end()); },
+                       outputs[band.file].bands[band.number]);
 }
 
 RasterReport reportOn(const PlannedRun& run, const RasteredBlocks& rastered) {
@@ -154,7 +174,7 @@ MemoryRaster makeRaster(const std::shared_ptr<const PointCloud>& cloud, const Ra
         },
         progress);
     if (request.fill > 0.0)
-        fillOutputs(raster.outputs, request.scratch);
+        fillOutputs(run.plan, raster.outputs, request.scratch);
     raster.report = reportOn(run, rastered);
     return raster;
 }

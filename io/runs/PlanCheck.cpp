@@ -51,6 +51,9 @@ bool isSubsetSound(const PointConditions& conditions, const PointNeeds& needs) {
 }
 
 bool isStatisticSound(const Statistic& statistic, const PointColumn& column) {
+    if (statistic.kind == Statistic::Kind::InverseDistance &&
+        !(statistic.number > 0.0 && statistic.power >= 0.0 && statistic.power <= 20.0))
+        return false;
     const bool isPercentile = statistic.kind == Statistic::Kind::Percentile;
     return column.kind != PointColumn::Kind::Positions && column.keys == OrderKeys::None &&
            column.hasHeights == goesByHeight(statistic.kind) && std::isfinite(statistic.number) &&

@@ -16,6 +16,7 @@ template <> struct KindWords<FieldType> {
 template <> struct KindWords<BandColour> {
     static constexpr std::array words = {"undefined", "gray", "red", "green", "blue", "alpha"};
 };
+template <> struct KindWords<Filling> { static constexpr std::array words = {"idw", "nearest", "tin"}; };
 template <> struct KindWords<Resampling> {
     static constexpr std::array words = {"by type", "average", "mode"};
 };
@@ -30,7 +31,7 @@ template <> struct KindWords<OrderKeys> {
                                          "reversed integers"};
 };
 template <> struct KindWords<JobBand::Source> {
-    static constexpr std::array words = {"reduction", "count", "density", "cell type", "alpha"};
+    static constexpr std::array words = {"reduction", "count", "density", "cell type", "alpha", "filled"};
 };
 template <> struct KindWords<DirectionNumber> {
     static constexpr std::array words = {"Xdir", "Ydir", "Zdir", "All", "Fit"};
@@ -151,6 +152,7 @@ void list(auto& members, Like<JobBand> auto& band) {
     members("source", band.source);
     members("reduction", band.reduction);
     members("component", band.component);
+    members("reachesOut", band.reachesOut);
     members("keys", band.keys);
     members("scale", band.scale);
     members("file", band.file);
@@ -182,6 +184,7 @@ void list(auto& members, Like<BandDescription> auto& band) {
     members("unit", band.unit);
     members("colour", band.colour);
     members("metadata", band.metadata);
+    members("isCategory", band.isCategory);
 }
 
 void list(auto& members, Like<RasterDescription> auto& description) {
@@ -193,6 +196,7 @@ void list(auto& members, Like<RasterDescription> auto& description) {
     members("overviews", description.overviews);
     members("resampling", description.resampling);
     members("fillDistance", description.fillDistance);
+    members("filling", description.filling);
 }
 
 void list(auto& members, Like<PlannedOutput> auto& output) {

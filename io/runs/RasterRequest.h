@@ -66,6 +66,8 @@ struct TILEWRIGHT_API RasterRequest {
     bool overviews = false;
     /// Holes up to so many cells from data are filled; 0 for none.
     double fill = 0.0;
+    /// "idw", "nearest" or "tin". Categories are filled by the nearest in any case.
+    std::string fillMethod = "idw";
     /// A picture of the first band; empty for none.
     std::string preview;
 

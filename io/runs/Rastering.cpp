@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include <io/blocks/NearbyReduction.h>
 #include <io/blocks/OnePass.h>
 #include <io/runs/GroundOfClasses.h>
 #include <io/runs/NoDataChoice.h>
@@ -62,10 +63,12 @@ std::unique_ptr<SquareReader> makeReader(const PlannedRun& run, const BlockLatti
                                          const RunProgress& progress) {
     const RunPlan& plan = run.plan;
     const PlannedReading& reading = plan.reading;
+    std::optional<CellWindow> part = partOf(plan.job.blocks, lattice);
+    if (part)
+        part = windowWithReach(*part, plan.job.plan, lattice);
     const auto make = reading.isSorted ? makeSortedReader : makeStretchReader;
     return make(*run.cloud, run.index, lattice, plan.job.plan.needs, reading.side,
-                {plan.job.threads, reading.memory, reading.scratch, reportOf(progress, "sorting", ""),
-                 partOf(plan.job.blocks, lattice)});
+                {plan.job.threads, reading.memory, reading.scratch, reportOf(progress, "sorting", ""), part});
 }
 
 /// Whether no band of a file has points of its own, and so cells without data that others have not.

@@ -32,6 +32,11 @@ ThreadNeeds needsOfThread(const BandPlan& plan) {
             return goesByOrder(reduction.statistic.kind);
         }))
         perPoint += sizeof(double);
+    // Coordinates and values of the points around, twice while they are loaded, and the lists of cells.
+    if (std::ranges::any_of(plan.points.reductions, [](const ReductionPlan::Reduction& reduction) {
+            return reduction.statistic.kind == Statistic::Kind::InverseDistance;
+        }))
+        perPoint += 6.0 * sizeof(double) + 20.0;
     // The library's arrays, and the tiles of a few blocks that wait to be written.
     const double perCell = 16.0 + 4.0 * sizeof(double) * static_cast<double>(plan.points.reductions.size());
     constexpr auto cells = static_cast<double>(BlockLattice::blockSide * BlockLattice::blockSide);

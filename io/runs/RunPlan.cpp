@@ -4,12 +4,14 @@
 #include <iterator>
 #include <map>
 
+#include <io/blocks/NearbyReduction.h>
 #include <io/blocks/OnePass.h>
 #include <io/gdal/CoordinateSystem.h>
 #include <io/rasters/RasterFormat.h>
 #include <io/runs/BandPlan.h>
 #include <io/runs/GroundOfClasses.h>
 #include <io/runs/PixelTypeNames.h>
+#include <io/runs/PlanMembers.h>
 #include <io/runs/Resources.h>
 #include <io/runs/RunInput.h>
 #include <io/runs/RunLattice.h>
@@ -63,6 +65,31 @@ std::string unitOf(const PlannedBand& band, const std::string& system) {
     return unitOfResult(*band.filter, unit);
 }
 
+/// Whether values between two others mean nothing.
+bool isCategory(const PlannedBand& band) {
+    using Kind = Statistic::Kind;
+    if (!band.filter || band.filter->result != BandFilter::Result::OneOfThem)
+        return false;
+    const Kind kind = band.filter->statistic;
+    const bool isOfOnePoint = goesByHeight(kind) || kind == Kind::First || kind == Kind::Last;
+    const bool isWhole = band.type != PixelType::Float32 && band.type != PixelType::Float64;
+    return kind == Kind::Mode || band.quantity == Quantity::Class || (isOfOnePoint && isWhole);
+}
+
+Filling fillingOf(const RasterRequest& request) {
+    const auto& words = KindWords<Filling>::words;
+    const auto found = std::ranges::find(words, request.fillMethod);
+    if (found == words.end())
+        throw UsageError("holes can be filled by idw, nearest or tin, not by '" + request.fillMethod + "'");
+    const auto filling = static_cast<Filling>(found - words.begin());
+    // Every tile is triangulated with what is around it.
+    constexpr double longestEdge = 500.0;
+    if (filling == Filling::Triangles && request.fill > longestEdge)
+        throw UsageError("triangles that fill holes have edges of at most " + exactNumber(longestEdge) +
+                         " cells, not " + exactNumber(request.fill));
+    return filling;
+}
+
 PlannedPicture pictureOf(const PlannedBand& band, const fs::path& path) {
     if (!band.filter)
         return {path};
@@ -103,6 +130,7 @@ public:
         bands.points.needs.selection = selection;
         bands.points.needs.clip = Input.clip;
         bands.points.needs.ground = Input.ground;
+        checkReach(bands.points);
         planResources(bands.points, shareOut(Request, bands, Input.mappedBytes));
         Plan.job.plan = std::move(bands.points);
         Plan.job.sparseLimit = Request.sparseLimit;
@@ -148,6 +176,17 @@ private:
         Plan.geometry = geometry();
         if (const std::optional<std::string> note = noteOnBounds(*Lattice, Request, Input))
             Plan.notes.push_back(*note);
+    }
+
+    /// All points within reach of a cell are in memory with it.
+    void checkReach(const ReductionPlan& points) const {
+        const double reach = mostCellsReached * std::min(Lattice->x().cellSize(), Lattice->y().cellSize());
+        for (const ReductionPlan::Reduction& reduction : points.reductions)
+            if (reduction.statistic.kind == Statistic::Kind::InverseDistance &&
+                reduction.statistic.number > reach)
+                throw UsageError("IDW(" + exactNumber(reduction.statistic.number) + ") reaches beyond " +
+                                 exactNumber(mostCellsReached) +
+                                 " cells; choose a smaller radius or larger cells");
     }
 
     void planResources(const ReductionPlan& points, const Resources& shares) {
@@ -222,8 +261,11 @@ private:
         description.geometry = Plan.geometry;
         description.type = Style.type.value_or(file.bands.front().type);
         for (const PlannedBand& band : file.bands)
-            description.bands.push_back(
-                {band.name, unitOf(band, Input.system), band.colour, {{"REQUEST", band.request}}});
+            description.bands.push_back({band.name,
+                                         unitOf(band, Input.system),
+                                         band.colour,
+                                         {{"REQUEST", band.request}},
+                                         isCategory(band)});
         description.metadata = {{"TIFFTAG_SOFTWARE", "Tilewright " TILEWRIGHT_VERSION},
                                 {"POINTS", std::to_string(Input.cloud->pointCount())},
                                 {"INPUTS", Input.cloud->name()}};
@@ -242,6 +284,7 @@ private:
         description.creationOptions = Request.creationOptions;
         description.overviews = Request.overviews;
         description.fillDistance = Request.fill;
+        description.filling = fillingOf(Request);
         return description;
     }
 

@@ -1,6 +1,7 @@
 #include <io/statistics/OrderStatistics.h>
 
 #include <algorithm>
+#include <array>
 #include <type_traits>
 
 #include <io/statistics/Moments.h>
@@ -80,6 +81,7 @@ public:
             Results.setNone(cell);
             return;
         }
+        findPlaces(numbers.size());
         arrange(numbers);
         const auto [mode, distinct] =
             NeedsRuns ? modeOf(std::span<const T>(numbers)) : std::pair(T(), std::uint32_t(0));
@@ -95,7 +97,7 @@ public:
                 Results.setCount(i, cell, distinct);
                 break;
             default: {
-                const RankedPlace place = placeOf(Results.wanted(i), numbers.size());
+                const RankedPlace& place = Places[i];
                 Results.setBetween(i, cell, numbers[place.low], numbers[place.high], place.share);
             }
             }
@@ -113,6 +115,19 @@ private:
         return values;
     }
 
+    /// They are the same for many cells.
+    void findPlaces(std::size_t count) {
+        if (!NeedsRanks)
+            return;
+        std::vector<RankedPlace>& places = count <= fewValues ? PlacesOfFew[count] : PlacesOfMany;
+        if (places.empty() || count > fewValues) {
+            places.clear();
+            for (std::size_t i = 0; i < Results.size(); ++i)
+                places.push_back(placeOf(Results.wanted(i), count));
+        }
+        Places = places;
+    }
+
     /// So far as anybody asks for it.
     void arrange(std::span<T> numbers) {
         if ((NeedsRuns || NeedsRanks) && numbers.size() <= fewValues) {
@@ -123,9 +138,8 @@ private:
             Ranks.clear();
             for (std::size_t i = 0; i < Results.size(); ++i)
                 if (hasRanks(Results.wanted(i).kind)) {
-                    const RankedPlace place = placeOf(Results.wanted(i), numbers.size());
-                    Ranks.push_back(place.low);
-                    Ranks.push_back(place.high);
+                    Ranks.push_back(Places[i].low);
+                    Ranks.push_back(Places[i].high);
                 }
             std::ranges::sort(Ranks);
             Ranks.erase(std::unique(Ranks.begin(), Ranks.end()), Ranks.end());
@@ -138,6 +152,10 @@ private:
     bool NeedsRanks = false;
     bool NeedsRuns = false;
     std::vector<std::uint64_t> Ranks;
+    /// By the number of values, and those at hand.
+    std::array<std::vector<RankedPlace>, fewValues + 1> PlacesOfFew;
+    std::vector<RankedPlace> PlacesOfMany;
+    std::span<const RankedPlace> Places;
 };
 
 } // namespace

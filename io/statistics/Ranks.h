@@ -49,11 +49,9 @@ inline RankedPlace placeOf(const Statistic& statistic, std::uint64_t count) {
 inline double between(double low, double high, double share) {
     if (share == 0.0 || low == high)
         return low;
-    if (share == 0.5)
-        return std::midpoint(low, high);
     const double distance = high - low;
-    if (std::isinf(distance))
-        return low * (1.0 - share) + high * share;
+    if (share == 0.5 || std::fabs(distance) > std::numeric_limits<double>::max())
+        return share == 0.5 ? std::midpoint(low, high) : low * (1.0 - share) + high * share;
     return share < 0.5 ? low + distance * share : high - distance * (1.0 - share);
 }
 

@@ -76,10 +76,12 @@ TEST_F(BandFiltersTest, WordsWithNumbersMakeNamesForFilesOrOneError) {
                                                                        {"P-0", "P0"},
                                                                        {"Above(5)", "Above5"},
                                                                        {"Above(-2.5e30)", "Above-2.5e30"},
-                                                                       {"Above(Mean)", "AboveMean"}})
+                                                                       {"Above(Mean)", "AboveMean"},
+                                                                       {"IDW(2)", "IDW2"},
+                                                                       {"IDW(0.5,1)", "IDW0.5-1"}})
         EXPECT_EQ(chooseFilter(word).value().name, name);
-    for (const char* const word :
-         {"P101", "P-1", "P5x", "P1e400", "Above()", "Above(nan)", "Above(1,2)", "Above(x)", "Above(inf)"})
+    for (const char* const word : {"P101", "P-1", "P5x", "P1e400", "Above()", "Above(nan)", "Above(1,2)",
+                                   "Above(x)", "Above(inf)", "IDW(0)", "IDW(nan)", "IDW(1,-1)", "IDW(1,2,3)"})
         EXPECT_THROW(chooseFilter(word), UsageError) << word;
     for (const char* const word : {"mean", "P", "Px", "Above", "Above5", "Above(5", "MaxOccurrence", ""})
         EXPECT_FALSE(chooseFilter(word)) << word;

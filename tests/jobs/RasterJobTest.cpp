@@ -258,6 +258,7 @@ protected:
             for (const Statistic& statistic : Statistics) {
                 job.bands.push_back({});
                 job.bands.back().reduction = job.plan.reductions.size();
+                job.bands.back().reachesOut = statistic.kind == Statistic::Kind::InverseDistance;
                 job.plan.reductions.push_back({column, {}, statistic});
             }
         job.plan.columns = Plan.columns;
@@ -313,6 +314,14 @@ TEST_F(DenseCellTest, ComesOutAsIfAllItsPointsWereLoadedAtOnce) {
         EXPECT_EQ(make(direction, 29, false), expected) << direction;
         EXPECT_EQ(make(direction, 1000, true), expected) << direction;
     }
+}
+
+TEST_F(DenseCellTest, AndItsNeighboursAreAddedUpTheSameWayInPieces) {
+    Filters = {};
+    Statistics = {{Statistic::Kind::InverseDistance, 1.5}, {Statistic::Kind::InverseDistance, 0.7, 1.0}};
+    const std::string expected = make(directionX, mostPointsAtATime, false);
+    for (const bool sorted : {false, true})
+        EXPECT_EQ(make(directionX, 500, sorted), expected) << sorted;
 }
 
 TEST_F(DenseCellTest, GetsAPlaneIfThereIsRoomForAllItsPoints) {

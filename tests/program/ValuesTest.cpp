@@ -97,6 +97,56 @@ TEST_F(Values, OfACellAreExactWhateverLiesInAnother) {
     }
 }
 
+TEST_F(Values, OfPointsAroundCountByTheirDistance) {
+    // Beside the centre of the first cell, at that of the third, and within reach of none but its own.
+    saveAs(Folder / "in.csv", "x,y,z\n0.75,0.5,10\n2.5,0.5,30\n2.0,0.5,90\n599.9,0.5,70\n");
+    rasterOf("in.csv", {"--band", "IDW=Height:IDW(1.5)", "b=Height:IDW(1.5,1)", "n=Height:IDW(0.3)", "count",
+                        "--nodata", "200"});
+    const auto valuesOf = [&](const std::string& name) { return readBand("out-" + name + ".tif").values; };
+    const auto expectFirst = [](const std::vector<double>& expected, const std::vector<double>& values) {
+        for (std::size_t i = 0; i < expected.size(); ++i)
+            EXPECT_NEAR(expected[i], values.at(i), 1e-5) << i;
+    };
+    const auto mean = [](double nearer, double a, double other, double b, double third, double c) {
+        return (nearer * a + other * b + third * c) / (a + b + c);
+    };
+    expectFirst({mean(10, 1 / 0.0625, 90, 1 / 2.25, 0, 0), mean(10, 1 / 0.5625, 30, 1, 90, 4), 30,
+                 mean(0, 0, 30, 1, 90, 1 / 2.25), 200},
+                valuesOf("IDW"));
+    expectFirst({mean(10, 4, 90, 1 / 1.5, 0, 0), mean(10, 1 / 0.75, 30, 1, 90, 2)}, valuesOf("b"));
+    expectFirst({10, 200, 30, 200}, valuesOf("n"));
+    EXPECT_FLOAT_EQ(70.0F, static_cast<float>(valuesOf("IDW").at(598)));
+    EXPECT_EQ(200.0, valuesOf("n").at(599)) << "no point is so near";
+    EXPECT_EQ(2.0, valuesOf("count").at(2)) << "the points of the cell, whatever is around";
+}
+
+TEST_F(Values, OfHolesComeFromTheirSurroundingsAndAreMarked) {
+    // A corner of a square, a triangle and a hole that no triangle covers.
+    saveAs(Folder / "in.csv", "x,y,z,Classification\n.5,.5,0,2\n4.5,.5,4,6\n.5,4.5,8,2\n11.5,.5,50,9\n");
+    const std::size_t across = 12;
+    const auto fill = [&](const std::string& method) {
+        rasterOf("in.csv", {"--band", "h=Height:Mean", "c=Classification:Mode", "filled", "--nodata", "99",
+                            "--fill", "6", method});
+        return std::array{readBand("out-h.tif").values, readBand("out-c.tif").values,
+                          readBand("out-filled.tif").values};
+    };
+    const std::size_t bottom = 4 * across;
+    const auto [heights, classes, filled] = fill("tin");
+    EXPECT_NEAR(2.0, heights[bottom + 2], 1e-6);
+    EXPECT_NEAR(1.0 + 2.0, heights[bottom - across + 1], 1e-6);
+    EXPECT_EQ(99.0, heights[bottom + 8]) << "its triangles have longer edges";
+    EXPECT_EQ((std::vector<double>{0, 1, 1, 1, 0, 0}),
+              std::vector<double>(filled.begin() + static_cast<long>(bottom),
+                                  filled.begin() + static_cast<long>(bottom) + 6));
+    EXPECT_EQ(6.0, classes[bottom + 3]) << "never between two classes";
+    const auto nearest = fill("nearest");
+    EXPECT_EQ(4.0, nearest[0][bottom + 3]);
+    EXPECT_EQ(50.0, nearest[0][bottom + 9]);
+    EXPECT_EQ(8.0, nearest[0][1]);
+    EXPECT_EQ(classes, nearest[1]);
+    EXPECT_EQ(1.0, nearest[2][bottom + 8]);
+}
+
 TEST_F(Values, OfSelectedPointsAreThoseWithinTheRanges) {
     saveCells({{1e-7, 2e-7}, {3, 40}, {-5, 6.5}});
     const std::vector<std::pair<std::string, std::vector<double>>> cases = {

@@ -1,0 +1,65 @@
+/// NearbyReduction: means of the points around the centres of cells, those of other cells included.
+///
+/// The points of each cell are added up by themselves, in the order of the cloud, and these sums in the order
+/// of the cells. So it makes no difference how many cells are worked on at a time, nor in which pieces a cell
+/// is read.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+#include <io/blocks/RasterJob.h>
+#include <io/blocks/SquareReader.h>
+#include <io/blocks/WindowPoints.h>
+
+namespace Tilewright::Io {
+
+/// So many cells beyond its own a mean can reach at most.
+inline constexpr double mostCellsReached = 256.0;
+
+/// The cells of a window and those around it whose points have a say in it.
+CellWindow windowWithReach(const CellWindow& window, const ReductionPlan& plan, const BlockLattice& lattice);
+
+class NearbyReduction {
+public:
+    using GoOn = std::function<void()>;
+
+    /// What is referred to must outlive the object. `goOn` is called now and then, and may throw.
+    NearbyReduction(const RasterJob& job, const BlockLattice& lattice, const SquareReader& reader, GoOn goOn);
+
+    /// Whether a window may have results, although no point lies in it.
+    bool reaches(const CellWindow& window) const;
+    /// Adds the results of a window to those of the other reductions.
+    void reduce(const CellWindow& window, std::vector<Quill::ArrayPtr>& values) const;
+
+    class Sums;
+
+private:
+    /// A reduction, and what it needs to know of points.
+    struct Item {
+        std::size_t number;
+        Statistic statistic;
+        ReductionPlan plan;
+        /// In cells.
+        std::uint64_t reachX;
+        std::uint64_t reachY;
+    };
+
+    CellWindow around(const Item& item, const CellWindow& window) const;
+    double estimate(const CellWindow& window) const;
+    template <class Visit> void forEachSquare(const CellWindow& window, const Visit& visit) const;
+    void reduceWindow(const Item& item, const CellWindow& whole, const CellWindow& window,
+                      double* results) const;
+    bool reduceAtOnce(const Item& item, const CellWindow& whole, const CellWindow& window,
+                      double* results) const;
+    void reduceCell(const Item& item, const CellWindow& whole, const CellWindow& cell, double* results) const;
+
+    const RasterJob& Job;
+    const BlockLattice& Lattice;
+    const SquareReader& Reader;
+    GoOn Watch;
+    std::vector<Item> Items;
+};
+
+} // namespace Tilewright::Io
