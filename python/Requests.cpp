@@ -27,6 +27,8 @@ const std::map<std::string, Setter>& setters() {
                                                       {"selections", set(&R::selections)},
                                                       {"returns", set(&R::returns)},
                                                       {"clip", set(&R::clip)},
+                                                      {"ground", set(&R::ground)},
+                                                      {"groundClasses", set(&R::groundClasses)},
                                                       {"bounds", set(&R::bounds)},
                                                       {"sparseLimit", set(&R::sparseLimit)},
                                                       {"alpha", set(&R::alpha)},
@@ -46,6 +48,7 @@ const std::map<std::string, Setter>& setters() {
                                                       {"stack", set(&R::stack)},
                                                       {"overviews", set(&R::overviews)},
                                                       {"fill", set(&R::fill)},
+                                                      {"fillMethod", set(&R::fillMethod)},
                                                       {"preview", set(&R::preview)},
                                                       {"dryRun", set(&R::dryRun)}};
     return all;

@@ -7,7 +7,7 @@ from typing import TYPE_CHECKING, Any, Optional, Union
 
 from . import _engine, _options
 from ._dataset import RESERVED, dataset_of, require_xarray
-from ._options import Bands, Path, Words
+from ._options import Bands, Fill, Ground, Path, Words
 from ._progress import Progress, watcher
 from ._report import Report, report_of
 from ._sources import Source, source_of
@@ -37,13 +37,14 @@ def raster(
     select: Words = None,
     returns: Words = None,
     clip: Optional[Path] = None,
+    ground: Ground = None,
     bounds: Optional[Sequence[float]] = None,
     origin: Optional[Sequence[float]] = None,
     shift: Optional[Sequence[float]] = None,
     like: Optional[Path] = None,
     crs: Any = None,
     sparse_limit: int = 0,
-    fill: Optional[float] = None,
+    fill: Fill = None,
     nodata: Optional[float] = None,
     type: Optional[str] = None,
     alpha: bool = False,
@@ -74,6 +75,9 @@ def raster(
         Use only these returns of a pulse: first, last, only or intermediate.
     clip : path
         Use only points in the polygons of this vector file; FILE:LAYER for one of its layers.
+    ground : path or list of int
+        A raster of the ground, or the classes of the points that are ground, such as ``[2, 9]``. Gives the
+        field HeightAboveGround to bands and selections; points without ground below are left out.
     bounds : (float, float, float, float)
         West, south, east and north; points on the upper edges are outside.
     origin : (float, float)
@@ -86,8 +90,8 @@ def raster(
         The coordinate system, instead of that of the source: ``"EPSG:25832"``, 25832, WKT, a CRS of pyproj.
     sparse_limit : int
         Cells with no more points than this have no data.
-    fill : float
-        Fill holes up to this many cells from data.
+    fill : float or (float, str)
+        Fill holes up to this many cells from data, by ``"idw"``, ``"nearest"`` or ``"tin"``.
     nodata : float
         The value of cells without data, in bands of integers and in files that are made of the dataset.
     type : str
@@ -142,7 +146,7 @@ def raster(
     texts = _options.band_texts(bands)
     _check_names(texts)
     points = source_of(source)
-    selections = _options.points(select, returns, clip, sparse_limit)
+    selections = _options.points(select, returns, clip, ground, sparse_limit)
     keywords = {
         **_files(points),
         **_options.grid(cell, like, bounds, origin, shift),
@@ -178,13 +182,14 @@ def write(
     select: Words = None,
     returns: Words = None,
     clip: Optional[Path] = None,
+    ground: Ground = None,
     bounds: Optional[Sequence[float]] = None,
     origin: Optional[Sequence[float]] = None,
     shift: Optional[Sequence[float]] = None,
     like: Optional[Path] = None,
     crs: Any = None,
     sparse_limit: int = 0,
-    fill: Optional[float] = None,
+    fill: Fill = None,
     nodata: Optional[float] = None,
     type: Optional[str] = None,
     alpha: bool = False,
@@ -212,7 +217,7 @@ def write(
         The points: files or arrays.
     output : path
         The raster to write; several bands become one OUTPUT-BAND each.
-    cell, bands, select, returns, clip, bounds, origin, shift, like, crs, sparse_limit, fill, type, alpha, request
+    cell, bands, select, returns, clip, ground, bounds, origin, shift, like, crs, sparse_limit, fill, type, alpha, request
         As with `raster`.
     nodata : float
         The value of cells without data.
@@ -249,7 +254,7 @@ def write(
     keywords = {
         **_files(points),
         **_options.grid(cell, like, bounds, origin, shift),
-        **_options.points(select, returns, clip, sparse_limit),
+        **_options.points(select, returns, clip, ground, sparse_limit),
         **_options.pixels(fill, nodata, type, crs),
         **_options.work(threads, memory, scratch),
         "bands": _options.band_texts(bands),

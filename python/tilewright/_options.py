@@ -14,9 +14,12 @@ from ._sources import crs_text
 Bands = Union[str, Sequence[str], Mapping[str, str]]
 Words = Union[str, Sequence[str], None]
 Path = Union[str, "os.PathLike[str]"]
+Ground = Union[Path, Sequence[int], None]
+Fill = Union[float, tuple[float, str], None]
 
 LEAST_MEMORY = 64 << 20
 MOST_THREADS = 1024
+FILL_METHODS = ("idw", "nearest", "tin")
 PIXEL_TYPES = ("Byte", "UInt16", "UInt32", "UInt64", "Int32", "Float32", "Float64")
 
 
@@ -131,9 +134,22 @@ def grid(
     }
 
 
-def points(select: Words, returns: Words, clip: Optional[Path], sparse_limit: int) -> dict[str, Any]:
+def _ground(value: Ground) -> dict[str, Any]:
+    """A raster by its path, or the classes of the points that are ground."""
+    if value is None or isinstance(value, (str, bytes, os.PathLike)):
+        return {"ground": path(value)}
+    if not isinstance(value, Iterable):
+        raise TypeError("ground is no path and no sequence of classes")
+    classes = [count("ground", each, 0, 255) for each in value]
+    if not classes:
+        raise ValueError("ground has no classes in it")
+    return {"groundClasses": ",".join(str(each) for each in classes)}
+
+
+def points(select: Words, returns: Words, clip: Optional[Path], ground: Ground, sparse_limit: int) -> dict[str, Any]:
     """Which points count."""
     return {
+        **_ground(ground),
         "selections": words("select", select),
         "returns": ",".join(words("returns", returns)),
         "clip": path(clip),
@@ -150,12 +166,22 @@ def work(threads: Optional[int], memory: Union[int, str, None], scratch: Optiona
     }
 
 
-def pixels(fill: Optional[float], nodata: Optional[float], type_: Optional[str], crs: Any) -> dict[str, Any]:
+def _fill(value: Fill) -> dict[str, Any]:
+    """A distance in cells, or that and a method."""
+    if value is None:
+        return {}
+    distance, method = value if isinstance(value, tuple) and len(value) == 2 else (value, "idw")
+    if finite("fill", distance) < 0.0:
+        raise ValueError(f"expected a number of cells, 0 or more, as fill, not {distance}")
+    if method not in FILL_METHODS:
+        raise ValueError(f"there is no way {method!r} to fill; choose one of {', '.join(FILL_METHODS)}")
+    return {"fill": finite("fill", distance), "fillMethod": method}
+
+
+def pixels(fill: Fill, nodata: Optional[float], type_: Optional[str], crs: Any) -> dict[str, Any]:
     """What the pixels are like."""
-    if fill is not None and finite("fill", fill) < 0.0:
-        raise ValueError(f"expected a number of cells, 0 or more, as fill, not {fill}")
     return {
-        "fill": None if fill is None else finite("fill", fill),
+        **_fill(fill),
         "nodata": None if nodata is None else number("nodata", nodata),
         "pixelType": None if type_ is None else pixel_type(type_),
         "coordinateSystem": crs_text(crs),

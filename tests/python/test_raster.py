@@ -43,6 +43,8 @@ def expect_file(variable, path):
          ["--clip", "{folder}/area.geojson", "--bounds", "612020", "5341020", "612120", "5341110"]),
         ({"origin": (0.5, 0.25), "shift": (0.25, 0.0), "sparse_limit": 3, "fill": 2, "nodata": 200},
          ["--origin", "0.5", "0.25", "--shift", "0.25", "0", "--sparse-limit", "3", "--fill", "2", "--nodata", "200"]),
+        ({"ground": [2, 9], "select": "0.5:@HeightAboveGround", "fill": (3, "nearest")},
+         ["--ground-classes", "2,9", "--select", "0.5:@HeightAboveGround", "--fill", "3", "nearest"]),
         ({"memory": "64M", "threads": 1, "type": "float64"}, ["--memory", "64M", "--threads", "1", "--type", "Float64"]),
     ],
 )  # fmt: skip
