@@ -136,7 +136,7 @@ def grid(
 
 def _ground(value: Ground) -> dict[str, Any]:
     """A raster by its path, or the classes of the points that are ground."""
-    if value is None or isinstance(value, (str, bytes, os.PathLike)):
+    if value is None or isinstance(value, (str, os.PathLike)):
         return {"ground": path(value)}
     if not isinstance(value, Iterable):
         raise TypeError("ground is no path and no sequence of classes")

@@ -318,10 +318,10 @@ TEST_F(DenseCellTest, ComesOutAsIfAllItsPointsWereLoadedAtOnce) {
 
 TEST_F(DenseCellTest, AndItsNeighboursAreAddedUpTheSameWayInPieces) {
     Filters = {};
-    Statistics = {{Statistic::Kind::InverseDistance, 1.5}, {Statistic::Kind::InverseDistance, 0.7, 1.0}};
+    // A window that is in pieces is read again for each of its cells, so that this takes its time.
+    Statistics = {{Statistic::Kind::InverseDistance, 0.7}};
     const std::string expected = make(directionX, mostPointsAtATime, false);
-    for (const bool sorted : {false, true})
-        EXPECT_EQ(make(directionX, 500, sorted), expected) << sorted;
+    EXPECT_EQ(make(directionX, 2000, true), expected);
 }
 
 TEST_F(DenseCellTest, GetsAPlaneIfThereIsRoomForAllItsPoints) {
