@@ -200,12 +200,12 @@ private:
 } // namespace
 
 template <class T>
-std::unique_ptr<OrderPasses<T>> makeOrderPasses(std::span<const Statistic> wanted, std::size_t mostRuns) {
+OrderPassesPtr<T> makeOrderPasses(std::span<const Statistic> wanted, std::size_t mostRuns) {
     return std::make_unique<PassesOf<T>>(wanted, mostRuns);
 }
 
 #define TILEWRIGHT_INSTANTIATE(T)                                                                            \
-    template std::unique_ptr<OrderPasses<T>> makeOrderPasses<T>(std::span<const Statistic>, std::size_t);
+    template OrderPassesPtr<T> makeOrderPasses<T>(std::span<const Statistic>, std::size_t);
 TILEWRIGHT_PLAIN_VALUE_TYPES(TILEWRIGHT_INSTANTIATE)
 #undef TILEWRIGHT_INSTANTIATE
 

@@ -28,8 +28,9 @@ public:
     virtual Quill::ArrayPtr result(std::size_t statistic) const = 0;
 };
 
+template <class T> using OrderPassesPtr = std::unique_ptr<OrderPasses<T>>;
+
 /// No more than `mostRuns` different values are kept at a time. T is a plain type of fields.
-template <class T>
-std::unique_ptr<OrderPasses<T>> makeOrderPasses(std::span<const Statistic> wanted, std::size_t mostRuns);
+template <class T> OrderPassesPtr<T> makeOrderPasses(std::span<const Statistic> wanted, std::size_t mostRuns);
 
 } // namespace Tilewright::Io
