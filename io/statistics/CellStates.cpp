@@ -203,10 +203,13 @@ std::unique_ptr<StateReduction<T>> makeStateReduction(const Quill::MultiIndex<3>
 
 template <class T> using StateReductionPtr = std::unique_ptr<StateReduction<T>>;
 
+// A type takes no parentheses.
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define TILEWRIGHT_INSTANTIATE(T)                                                                            \
     template StateReductionPtr<T> makeStateReduction<T>(const Quill::MultiIndex<3>&, const Statistic&);      \
     template StateReductionPtr<ValueAtHeight<T>> makeStateReduction<ValueAtHeight<T>>(                       \
         const Quill::MultiIndex<3>&, const Statistic&);
+// NOLINTEND(bugprone-macro-parentheses)
 TILEWRIGHT_PLAIN_VALUE_TYPES(TILEWRIGHT_INSTANTIATE)
 #undef TILEWRIGHT_INSTANTIATE
 
