@@ -80,7 +80,7 @@ TEST_F(PartsTest, AreTheRasterTogetherHoweverManyTheyAre) {
         fs::remove_all(Top / "whole");
         fs::create_directory(Top / "whole");
         runRaster(into("whole"));
-        for (const std::uint64_t parts : {1, 4, 100})
+        for (const std::uint64_t parts : {1U, 4U, 100U})
             expectSameIn(parts);
     }
 }

@@ -266,7 +266,7 @@ protected:
         job.plan.needs = Plan.needs;
         for (const JobBand::Source source :
              {JobBand::Source::Count, JobBand::Source::Density, JobBand::Source::CellType})
-            for (const std::size_t subset : {0, 2}) {
+            for (const std::size_t subset : {0U, 2U}) {
                 job.bands.push_back({});
                 job.bands.back().source = source;
                 job.bands.back().subset = subset;
