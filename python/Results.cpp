@@ -75,12 +75,12 @@ py::dict reportOf(const Io::RasterReport& report) {
     for (const Io::BandReport& band : report.bands)
         bands.append(bandReportOf(band));
     return py::dict("cloud"_a = report.cloud, "files"_a = report.files, "points"_a = report.points,
-                    "rastered"_a = report.rastered, "columns"_a = report.columns, "rows"_a = report.rows,
-                    "cell"_a = report.cell, "extent"_a = report.extent, "filled"_a = report.filled,
-                    "crs"_a = report.coordinateSystem, "memory"_a = report.memory,
-                    "output_bytes"_a = report.outputBytes, "threads"_a = report.threads,
-                    "sorted"_a = report.sorted, "seconds"_a = report.seconds, "dry_run"_a = report.dryRun,
-                    "bands"_a = bands, "notes"_a = report.notes);
+                    "rastered"_a = report.rastered, "without_ground"_a = report.withoutGround,
+                    "columns"_a = report.columns, "rows"_a = report.rows, "cell"_a = report.cell,
+                    "extent"_a = report.extent, "filled"_a = report.filled, "crs"_a = report.coordinateSystem,
+                    "memory"_a = report.memory, "output_bytes"_a = report.outputBytes,
+                    "threads"_a = report.threads, "sorted"_a = report.sorted, "seconds"_a = report.seconds,
+                    "dry_run"_a = report.dryRun, "bands"_a = bands, "notes"_a = report.notes);
 }
 
 py::dict rasterOf(Io::MemoryRaster&& raster) {

@@ -29,6 +29,42 @@ def _files(source: Source) -> dict[str, Any]:
     return {"inputs": source.words}
 
 
+def _keywords(given: Mapping[str, Any]) -> dict[str, Any]:
+    """What was given to `raster` or `write`, as members of a request; all but the points."""
+
+    def some(*names: str) -> list[Any]:
+        return [given[name] for name in names]
+
+    return {
+        **_options.grid(*some("cell", "like", "bounds", "origin", "shift")),
+        **_options.points(*some("select", "returns", "clip", "ground", "sparse_limit")),
+        **_options.pixels(*some("fill", "nodata", "type", "crs")),
+        **_options.work(*some("threads", "memory", "scratch")),
+        "bands": _options.band_texts(given["bands"]),
+        "requests": _options.words("request", given["request"]),
+        "alpha": bool(given["alpha"]),
+    }
+
+
+def file_keywords(given: Mapping[str, Any]) -> dict[str, Any]:
+    """What was given to `write`, as members of a request; all but the points."""
+    return {
+        **_keywords(given),
+        "output": _options.path(given["output"]),
+        "overwrite": bool(given["overwrite"]),
+        "stack": bool(given["stack"]),
+        "driver": given["format"],
+        "creationOptions": _creation_options(given["options"]),
+        "overviews": bool(given["overviews"]),
+        "preview": _options.path(given["preview"]),
+        "dryRun": bool(given["dry_run"]),
+    }
+
+
+def _selection(keywords: Mapping[str, Any]) -> str:
+    return " & ".join(filter(None, [*keywords["selections"], keywords["returns"]]))
+
+
 def raster(
     source: Any,
     cell: Union[float, tuple[float, float], None] = None,
@@ -142,25 +178,15 @@ def raster(
     >>> ds.y.values
     array([1.5, 0.5])
     """
+    given = locals()
     require_xarray()
-    texts = _options.band_texts(bands)
-    _check_names(texts)
+    keywords = _keywords(given)
+    _check_names(keywords["bands"])
     points = source_of(source)
-    selections = _options.points(select, returns, clip, ground, sparse_limit)
-    keywords = {
-        **_files(points),
-        **_options.grid(cell, like, bounds, origin, shift),
-        **selections,
-        **_options.pixels(fill, nodata, type, crs),
-        **_options.work(threads, memory, scratch),
-        "bands": texts,
-        "requests": _options.words("request", request),
-        "alpha": bool(alpha),
-    }
+    keywords.update(_files(points))
     with watcher(progress) as callback:
         made = _engine.raster(points.arrays, keywords, callback)
-    selection = " & ".join(filter(None, [*selections["selections"], selections["returns"]]))
-    return dataset_of(made, selection, nodata)
+    return dataset_of(made, _selection(keywords), nodata)
 
 
 def _creation_options(options: Union[Mapping[str, Any], Words]) -> list[str]:
@@ -250,24 +276,8 @@ def write(
     ValueError, TypeError
         The request makes no sense, or not for these points.
     """
+    keywords = file_keywords(locals())
     points = source_of(source)
-    keywords = {
-        **_files(points),
-        **_options.grid(cell, like, bounds, origin, shift),
-        **_options.points(select, returns, clip, ground, sparse_limit),
-        **_options.pixels(fill, nodata, type, crs),
-        **_options.work(threads, memory, scratch),
-        "bands": _options.band_texts(bands),
-        "requests": _options.words("request", request),
-        "alpha": bool(alpha),
-        "output": _options.path(output),
-        "overwrite": bool(overwrite),
-        "stack": bool(stack),
-        "driver": format,
-        "creationOptions": _creation_options(options),
-        "overviews": bool(overviews),
-        "preview": _options.path(preview),
-        "dryRun": bool(dry_run),
-    }
+    keywords.update(_files(points))
     with watcher(progress) as callback:
         return report_of(_engine.write(points.arrays, keywords, callback))

@@ -48,6 +48,8 @@ class Report:
         What was rastered; `files` of them, or arrays, with `points` in all.
     rastered : int
         Points that pass the selection and lie within the bounds.
+    without_ground : int
+        Points that are not among them only because there is no ground below them.
     columns, rows : int
         Cells from west to east, and from north to south.
     cell : (float, float)
@@ -78,6 +80,7 @@ class Report:
     files: int
     points: int
     rastered: int
+    without_ground: int
     columns: int
     rows: int
     cell: tuple[float, float]

@@ -83,6 +83,15 @@ def test_files_are_those_of_the_program(scan, program, tmp_path):
     tilewright.write(scan, tmp_path / "b.tif", 2, overwrite=True, options={"COMPRESS": "LZW"})
 
 
+def test_points_without_ground_are_counted(scan, tmp_path):
+    whole = tilewright.write(scan, tmp_path / "whole.tif", 2)
+    west, south, east, north = whole.extent
+    tilewright.write(scan, tmp_path / "ground.tif", 2, "Height:Min", bounds=(west, south, (west + east) / 2, north))
+    report = tilewright.write(scan, tmp_path / "out.tif", 2, ground=tmp_path / "ground.tif")
+    assert report.rastered > 0 and report.without_ground > 0
+    assert report.rastered + report.without_ground == report.points
+
+
 def test_labels(scan):
     ds = tilewright.raster(scan, 2.0, ["Height:Mean", "n=count"], select="2@Classification")
     heights, counts = ds["Height:Mean"], ds["n"]
