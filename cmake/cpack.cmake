@@ -49,6 +49,7 @@ if(TARGET tilewright_python)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
     "python3 (>= ${python_version}), python3 (<< 3.${next_minor}), python3-numpy")
   set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS "python3-xarray, python3-rioxarray, python3-tqdm")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-dask, python3-distributed")
   set(CPACK_COMPONENT_PYTHON_DESCRIPTION
     "The engine as a module for Python 3: files or arrays of points to datasets of xarray.")
 endif()

@@ -159,7 +159,7 @@ void JobFolder::remove(std::size_t count) const {
         for (const fs::directory_entry& entry : fs::directory_iterator(folder, ignored))
             if (entry.path().filename().string().starts_with('.') && entry.is_regular_file(ignored))
                 fs::remove(entry.path(), ignored);
-    for (const fs::path& path : {index(), plan(), parts(), Folder})
+    for (const fs::path& path : {index(), Folder / "request.json", plan(), parts(), Folder})
         fs::remove(path, ignored);
 }
 

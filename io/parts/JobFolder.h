@@ -1,6 +1,7 @@
 /// JobFolder: a run that is shared out in parts, as files that many processes and machines work on.
 ///
 /// - `plan.json`: the plan (io/runs/PlanFile.h), with the blocks of each part;
+/// - `request.json`: what was asked for, where a caller keeps that to know its job again;
 /// - `index`: where the points lie (io/clouds/IndexFile.h);
 /// - `parts/7`: the pixels of part 7 (io/parts/PixelFile.h);
 /// - `parts/7.json`: its receipt, which is written last;

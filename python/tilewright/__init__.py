@@ -13,12 +13,14 @@ array([[2., 7.]], dtype=float32)
 array([[2, 1]], dtype=uint32)
 
 `raster` gives a dataset in memory, `write` makes files of any size as the
-program does, and `open` says what is in files.
+program does, `distributed.raster` makes them on the workers of Dask, and
+`open` says what is in files.
 """
 
+from . import distributed
 from ._calls import raster, write
 from ._cloud import Bounds, Cloud, open
 from ._engine import __version__
 from ._report import BandReport, Report
 
-__all__ = ["BandReport", "Bounds", "Cloud", "Report", "__version__", "open", "raster", "write"]
+__all__ = ["BandReport", "Bounds", "Cloud", "Report", "__version__", "distributed", "open", "raster", "write"]

@@ -24,6 +24,7 @@ def blocks(path):
 def test_the_tour(scan, tmp_path, monkeypatch):
     matplotlib = pytest.importorskip("matplotlib")
     pytest.importorskip("dask.dataframe")
+    pytest.importorskip("distributed")
     matplotlib.use("Agg")
     shutil.copy(scan, tmp_path / "valley.las")
     monkeypatch.chdir(tmp_path)
