@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <iterator>
 #include <limits>
 #include <numeric>
@@ -192,16 +193,29 @@ std::array<const double*, 4> PointFinder::coordinates() const {
             Ground ? Coordinates[3].data() : nullptr};
 }
 
-/// Keeps the points that have a 1.
+/// Keeps the points that have a 1. Mostly it is all of them or none.
 std::size_t PointFinder::keepPassed(std::size_t found, const unsigned char* passes) {
-    std::size_t kept = 0;
-    for (std::size_t i = 0; i < found; ++i) {
-        move(i, kept);
-        Columns[kept] = Columns[i];
-        Rows[kept] = Rows[i];
-        kept += passes[i];
+    const auto* const firstLost = static_cast<const unsigned char*>(std::memchr(passes, 0, found));
+    if (!firstLost)
+        return found;
+    const auto first = static_cast<std::size_t>(firstLost - passes);
+    Kept.resize(found);
+    std::uint32_t* const kept = Kept.data();
+    std::size_t count = 0;
+    for (std::size_t i = first; i < found; ++i) {
+        kept[count] = static_cast<std::uint32_t>(i);
+        count += passes[i];
     }
-    return kept;
+    const auto keep = [&](auto* values) {
+        for (std::size_t i = 0; i < count; ++i)
+            values[first + i] = values[kept[i]];
+    };
+    keep(Ordinals.data());
+    keep(Columns.data());
+    keep(Rows.data());
+    for (std::size_t axis = 0; axis < (Ground ? 4U : 3U); ++axis)
+        keep(Coordinates[axis].data());
+    return first + count;
 }
 
 void PointFinder::appendCells(std::vector<std::uint32_t>& cells) const {

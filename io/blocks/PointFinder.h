@@ -59,6 +59,8 @@ private:
     const GroundSurface* Ground;
     std::uint64_t WithoutGround = 0;
     std::vector<unsigned char> Passes;
+    /// Which points remain.
+    std::vector<std::uint32_t> Kept;
     FoundPoints Found;
     /// The last one is the height above the ground.
     std::array<std::vector<double>, 4> Coordinates;

@@ -1,6 +1,7 @@
 #include <io/clouds/PolygonArea.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 
@@ -50,7 +51,7 @@ std::size_t PolygonArea::placeOf(double distance, double perUnit, std::size_t co
 
 /// So many cells that edges run through few of them, as far as memory allows.
 void PolygonArea::layOut() {
-    constexpr double fewest = 1 << 14, most = 1 << 22, cellsPerTouch = 12.0;
+    constexpr double fewest = 1 << 16, most = 1 << 22, cellsPerTouch = 64.0;
     const double width = Box.high[0] - Box.low[0], height = Box.high[1] - Box.low[1];
     double length = 0.0;
     for (const Edge& edge : Edges)
@@ -78,8 +79,13 @@ std::vector<std::vector<PolygonArea::Touch>> PolygonArea::findTouches() const {
     return touches;
 }
 
-/// The columns with a part of the edge that lies in the row, and one more on either side for roundings.
+/// The columns with a part of the edge that lies in the row, or next to it by no more than roundings.
 PolygonArea::Touch PolygonArea::touchIn(std::size_t row, std::uint32_t number) const {
+    constexpr double share = 0.01, digits = 8.0 * std::numeric_limits<double>::epsilon();
+    const auto slack = [&](std::size_t axis, double perUnit) {
+        const double cell = perUnit > 0.0 ? share / perUnit : 0.0;
+        return cell + digits * std::max(std::fabs(Box.low[axis]), std::fabs(Box.high[axis]));
+    };
     const Edge& edge = Edges[number];
     double from = edge.lowX, to = edge.highX;
     if (edge.highY > edge.lowY) {
@@ -87,13 +93,13 @@ PolygonArea::Touch PolygonArea::touchIn(std::size_t row, std::uint32_t number) c
             const double share = (y - edge.lowY) / (edge.highY - edge.lowY);
             return edge.lowX + std::clamp(share, 0.0, 1.0) * (edge.highX - edge.lowX);
         };
-        from = at(Box.low[1] + (static_cast<double>(row) - 0.01) / RowsPerUnit);
-        to = at(Box.low[1] + (static_cast<double>(row) + 1.01) / RowsPerUnit);
+        const double more = slack(1, RowsPerUnit);
+        from = at(Box.low[1] + static_cast<double>(row) / RowsPerUnit - more);
+        to = at(Box.low[1] + static_cast<double>(row + 1) / RowsPerUnit + more);
     }
-    const std::size_t first = columnOf(std::min(from, to));
-    const std::size_t last = std::min(columnOf(std::max(from, to)) + 1, Columns - 1);
-    return {static_cast<std::uint32_t>(first - (first > 0 ? 1 : 0)), static_cast<std::uint32_t>(last),
-            number};
+    const double more = slack(0, ColumnsPerUnit);
+    return {static_cast<std::uint32_t>(columnOf(std::min(from, to) - more)),
+            static_cast<std::uint32_t>(columnOf(std::max(from, to) + more)), number};
 }
 
 /// Goes along the row from outside, past one run of cells after the other.
@@ -113,7 +119,7 @@ void PolygonArea::makeRow(std::size_t row, std::vector<Touch>& touches) {
         const auto number = static_cast<std::uint32_t>(Runs.size() + firstRun);
         for (; t < touches.size() && touches[t].first <= column; ++t) {
             const Edge& edge = Edges[touches[t].edge];
-            EdgesOfRuns.push_back(touches[t].edge);
+            EdgesOfRuns.push_back({touches[t].first, touches[t].edge});
             polygons += edge.spans(middle) ? edge.step : 0;
             for (; column <= touches[t].last; ++column)
                 cells[column] = number;
@@ -125,15 +131,22 @@ void PolygonArea::makeRow(std::size_t row, std::vector<Touch>& touches) {
 }
 
 bool PolygonArea::covers(double x, double y) const {
+    const std::size_t column = columnOf(x);
+    const std::uint32_t cell = Cells[rowOf(y) * Columns + column];
+    return cell < firstRun ? cell == inside : coversIn(Runs[cell - firstRun], column, x, y);
+}
+
+/// A cell at the rim of the grid is outside or one of a run, so that what lies beyond comes here, or is
+/// outside anyhow.
+bool PolygonArea::coversIn(const Run& run, std::size_t column, double x, double y) const {
     if (!(x >= Box.low[0] && x <= Box.high[0] && y >= Box.low[1] && y <= Box.high[1]))
         return false;
-    const std::uint32_t cell = Cells[rowOf(y) * Columns + columnOf(x)];
-    if (cell < firstRun)
-        return cell == inside;
-    const Run& run = Runs[cell - firstRun];
     int polygons = run.before;
     for (std::size_t e = run.firstEdge; e < run.firstEdge + run.edges; ++e) {
-        const Edge& edge = Edges[EdgesOfRuns[e]];
+        // All that follow are farther to the right.
+        if (EdgesOfRuns[e].column > column)
+            break;
+        const Edge& edge = Edges[EdgesOfRuns[e].edge];
         const auto [left, right] = std::minmax(edge.lowX, edge.highX);
         if (y < edge.lowY || y > edge.highY || x < left)
             continue;
@@ -146,10 +159,36 @@ bool PolygonArea::covers(double x, double y) const {
     return polygons > 0;
 }
 
+/// First all places, without branches, and then what the cells there are.
 void PolygonArea::drop(const double* x, const double* y, std::size_t count, unsigned char* passes) const {
-    for (std::size_t i = 0; i < count; ++i)
-        if (!covers(x[i], y[i]))
-            passes[i] = 0;
+    constexpr std::size_t atATime = 256;
+    std::array<std::uint32_t, atATime> columns;
+    std::array<std::uint32_t, atATime> rows;
+    const auto across = static_cast<std::uint32_t>(Columns);
+    const std::uint32_t* const cells = Cells.data();
+    for (std::size_t first = 0; first < count; first += atATime) {
+        const std::size_t n = std::min(atATime, count - first);
+        findPlaces(x + first, n, Box.low[0], ColumnsPerUnit, Columns, columns.data());
+        findPlaces(y + first, n, Box.low[1], RowsPerUnit, Rows, rows.data());
+        for (std::size_t i = 0; i < n; ++i) {
+            const std::uint32_t cell = cells[rows[i] * across + columns[i]];
+            unsigned isIn = cell & 1U;
+            if (cell >= firstRun)
+                isIn = coversIn(Runs[cell - firstRun], columns[i], x[first + i], y[first + i]) ? 1 : 0;
+            passes[first + i] &= static_cast<unsigned char>(isIn);
+        }
+    }
+}
+
+void PolygonArea::findPlaces(const double* coordinates, std::size_t count, double low, double perUnit,
+                             std::size_t end, std::uint32_t* places) {
+    const auto last = static_cast<double>(end - 1);
+    for (std::size_t i = 0; i < count; ++i) {
+        double place = (coordinates[i] - low) * perUnit;
+        place = place > 0.0 ? place : 0.0;
+        place = place < last ? place : last;
+        places[i] = static_cast<std::uint32_t>(static_cast<std::int32_t>(place));
+    }
 }
 
 } // namespace Tilewright::Io

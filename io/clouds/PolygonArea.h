@@ -45,6 +45,11 @@ private:
         std::size_t firstEdge;
         std::size_t edges;
     };
+    /// Of those of a run, ascending by the first column that they reach.
+    struct EdgeOfRun {
+        std::uint32_t column;
+        std::uint32_t edge;
+    };
     /// Of a row the first and last column that an edge reaches.
     struct Touch {
         std::uint32_t first;
@@ -56,6 +61,10 @@ private:
 
     std::size_t rowOf(double y) const { return placeOf(y - Box.low[1], RowsPerUnit, Rows); }
     std::size_t columnOf(double x) const { return placeOf(x - Box.low[0], ColumnsPerUnit, Columns); }
+    bool coversIn(const Run& run, std::size_t column, double x, double y) const;
+    /// The same as placeOf(), of many.
+    static void findPlaces(const double* coordinates, std::size_t count, double low, double perUnit,
+                           std::size_t end, std::uint32_t* places);
     static std::size_t placeOf(double distance, double perUnit, std::size_t count);
     void addEdges(const PolygonRing& ring);
     void layOut();
@@ -71,7 +80,7 @@ private:
     std::vector<std::uint32_t> Cells;
     std::vector<Run> Runs;
     std::vector<Edge> Edges;
-    std::vector<std::uint32_t> EdgesOfRuns;
+    std::vector<EdgeOfRun> EdgesOfRuns;
 };
 
 } // namespace Tilewright::Io

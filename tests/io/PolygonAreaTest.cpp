@@ -81,17 +81,29 @@ TEST_F(PolygonAreaTest, PointsOnEdgesAreInsideAndThoseInHolesOutside) {
             holes.push_back(hole);
         }
         const PolygonArea area(rings);
+        std::vector<double> xs, ys;
+        std::vector<unsigned char> expected;
         for (long long y = -2; y < extent + size + 2; ++y)
             for (long long x = -2; x < extent + size + 2; ++x) {
                 bool isIn = false;
                 for (std::size_t t = 0; t < outlines.size(); ++t)
                     isIn |= covers(outlines[t], {x, y}) && !isInterior(holes[t], {x, y});
-                ASSERT_EQ(area.covers(512000.0 + 0.25 * static_cast<double>(x),
-                                      5.0e6 + 0.5 * static_cast<double>(y)),
-                          isIn)
-                    << x << " " << y << " of " << triangles;
+                xs.push_back(512000.0 + 0.25 * static_cast<double>(x));
+                ys.push_back(5.0e6 + 0.5 * static_cast<double>(y));
+                expected.push_back(isIn ? 1 : 0);
+                ASSERT_EQ(area.covers(xs.back(), ys.back()), isIn) << x << " " << y << " of " << triangles;
             }
-        EXPECT_FALSE(area.covers(std::numeric_limits<double>::quiet_NaN(), 5.0e6));
+        for (const double nowhere : {std::numeric_limits<double>::quiet_NaN(), 1e300, -1e300}) {
+            xs.insert(xs.end(), {nowhere, xs.front()});
+            ys.insert(ys.end(), {ys.front(), nowhere});
+            expected.insert(expected.end(), {0, 0});
+            EXPECT_FALSE(area.covers(nowhere, 5.0e6));
+        }
+        // What was dropped before stays so.
+        std::vector<unsigned char> passes(xs.size(), 1);
+        expected[xs.size() / 2] = passes[xs.size() / 2] = 0;
+        area.drop(xs.data(), ys.data(), xs.size(), passes.data());
+        EXPECT_EQ(passes, expected);
     }
 }
 
