@@ -81,19 +81,8 @@ GroundSurface::GroundSurface(const std::filesystem::path& raster, std::uint64_t 
       Source(std::make_unique<File>(raster)), MostBytes(mostBytes),
       Tiles(TilesAcross * ((Geometry.height + tileSide - 1) / tileSide)) {}
 
-GroundSurface::GroundSurface(const RasterGeometry& geometry, std::span<const double> heights)
-    : Geometry(geometry), TilesAcross((Geometry.width + tileSide - 1) / tileSide),
-      Tiles(TilesAcross * ((Geometry.height + tileSide - 1) / tileSide)) {
-    for (std::size_t number = 0; number < Tiles.size(); ++number) {
-        auto tile = std::make_unique<Tile>(tileSide * tileSide, nothing);
-        const std::uint64_t column = number % TilesAcross * tileSide, row = number / TilesAcross * tileSide;
-        const std::uint64_t columns = std::min(tileSide, Geometry.width - column);
-        for (std::uint64_t r = row; r < std::min(row + tileSide, Geometry.height); ++r)
-            std::ranges::copy(heights.subspan(r * Geometry.width + column, columns),
-                              tile->begin() + static_cast<std::ptrdiff_t>((r - row) * tileSide));
-        Tiles[number] = tile.release();
-    }
-}
+GroundSurface::GroundSurface(const RasterGeometry& geometry, std::vector<double> heights)
+    : Geometry(geometry), TilesAcross(0), Heights(std::move(heights)) {}
 
 GroundSurface::~GroundSurface() {
     for (const std::atomic<const Tile*>& tile : Tiles)
@@ -130,6 +119,8 @@ const GroundSurface::Tile& GroundSurface::tile(std::size_t number) const {
 }
 
 double GroundSurface::pixel(std::uint64_t column, std::uint64_t row) const {
+    if (!Source)
+        return Heights[row * Geometry.width + column];
     return tile(row / tileSide * TilesAcross +
                 column / tileSide)[row % tileSide * tileSide + column % tileSide];
 }
@@ -168,35 +159,99 @@ double GroundSurface::heightAt(double x, double y) const {
     return sum / weight;
 }
 
+/// Points between centres of cells: of each the first of the four in the north-west, and where it lies among
+/// them.
+struct GroundSurface::Places {
+    static constexpr std::size_t most = 256;
+
+    std::array<std::uint32_t, most> columns;
+    std::array<std::uint32_t, most> rows;
+    std::array<double, most> toEast;
+    std::array<double, most> toSouth;
+
+    /// Where a share is not between 0 and 1, a point is not between four centres.
+    static void find(const double* distances, std::size_t count, double perUnit, std::uint64_t cells,
+                     std::uint32_t* firsts, double* shares) {
+        const auto last = static_cast<double>(cells - 2);
+        for (std::size_t i = 0; i < count; ++i) {
+            const double place = distances[i] * perUnit - 0.5;
+            double first = place > 0.0 ? place : 0.0;
+            first = first < last ? first : last;
+            const auto cell = static_cast<std::int32_t>(first);
+            firsts[i] = static_cast<std::uint32_t>(cell);
+            shares[i] = place - static_cast<double>(cell);
+        }
+    }
+
+    bool areBetween(std::size_t i) const {
+        const double least = std::min(toEast[i], toSouth[i]), greatest = std::max(toEast[i], toSouth[i]);
+        return least >= 0.0 && greatest < 1.0;
+    }
+};
+
 void GroundSurface::subtract(const double* x, const double* y, const double* z, std::size_t count,
                              double* above) const {
-    const double columnsPerUnit = 1.0 / Geometry.pixelWidth, rowsPerUnit = 1.0 / Geometry.pixelHeight;
-    const auto lastColumn = static_cast<double>(Geometry.width - 1);
-    const auto lastRow = static_cast<double>(Geometry.height - 1);
+    // A place is a 32-bit integer, and has neighbours.
+    constexpr std::uint64_t most = std::numeric_limits<std::int32_t>::max();
+    const bool isUsual =
+        Geometry.width >= 2 && Geometry.height >= 2 && Geometry.width <= most && Geometry.height <= most;
+    Places places;
+    std::array<double, Places::most> distances;
+    for (std::size_t first = 0; first < count; first += Places::most) {
+        const std::size_t n = std::min(Places::most, count - first);
+        if (isUsual) {
+            for (std::size_t i = 0; i < n; ++i)
+                distances[i] = x[first + i] - Geometry.west;
+            Places::find(distances.data(), n, 1.0 / Geometry.pixelWidth, Geometry.width,
+                         places.columns.data(), places.toEast.data());
+            for (std::size_t i = 0; i < n; ++i)
+                distances[i] = Geometry.north - y[first + i];
+            Places::find(distances.data(), n, 1.0 / Geometry.pixelHeight, Geometry.height, places.rows.data(),
+                         places.toSouth.data());
+            if (Source)
+                subtractTiles(places, z + first, n, above + first);
+            else
+                subtractHeights(places, z + first, n, above + first);
+        } else {
+            std::fill_n(above + first, n, nothing);
+        }
+        for (std::size_t i = first; i < first + n; ++i)
+            if (std::isnan(above[i])) [[unlikely]]
+                above[i] = z[i] - heightAt(x[i], y[i]);
+    }
+}
+
+void GroundSurface::subtractHeights(const Places& places, const double* z, std::size_t count,
+                                    double* above) const {
+    const std::uint64_t across = Geometry.width;
+    for (std::size_t i = 0; i < count; ++i) {
+        const double* const north = Heights.data() + places.rows[i] * across + places.columns[i];
+        const double* const south = north + across;
+        const double height =
+            blend(north[0], north[1], south[0], south[1], places.toEast[i], places.toSouth[i]);
+        above[i] = places.areBetween(i) ? z[i] - height : nothing;
+    }
+}
+
+/// Mostly all four cells are those of one tile, the one that had the last point. Other points are left to be
+/// looked up one by one.
+void GroundSurface::subtractTiles(const Places& places, const double* z, std::size_t count,
+                                  double* above) const {
     std::size_t number = Tiles.size();
     const double* pixels = nullptr;
     for (std::size_t i = 0; i < count; ++i) {
-        const double fromFirst = (x[i] - Geometry.west) * columnsPerUnit - 0.5;
-        const double fromTop = (Geometry.north - y[i]) * rowsPerUnit - 0.5;
         above[i] = nothing;
-        // Mostly all four cells are those of one tile, the one that had the last point.
-        if (fromFirst >= 0.0 && fromFirst < lastColumn && fromTop >= 0.0 && fromTop < lastRow) {
-            const auto column = static_cast<std::uint32_t>(fromFirst),
-                       row = static_cast<std::uint32_t>(fromTop);
-            const std::size_t here = row / tileSide * TilesAcross + column / tileSide;
-            const std::size_t columnIn = column % tileSide, rowIn = row % tileSide;
-            if (columnIn + 1 < tileSide && rowIn + 1 < tileSide) {
-                if (here != number) {
-                    pixels = tile(here).data();
-                    number = here;
-                }
-                const double* const at = pixels + rowIn * tileSide + columnIn;
-                above[i] = z[i] - blend(at[0], at[1], at[tileSide], at[tileSide + 1], fromFirst - column,
-                                        fromTop - row);
-            }
+        const std::size_t column = places.columns[i] % tileSide, row = places.rows[i] % tileSide;
+        if (column + 1 == tileSide || row + 1 == tileSide || !places.areBetween(i))
+            continue;
+        const std::size_t here = places.rows[i] / tileSide * TilesAcross + places.columns[i] / tileSide;
+        if (here != number) {
+            pixels = tile(here).data();
+            number = here;
         }
-        if (std::isnan(above[i])) [[unlikely]]
-            above[i] = z[i] - heightAt(x[i], y[i]);
+        const double* const north = pixels + row * tileSide + column;
+        const double* const south = north + tileSide;
+        above[i] = z[i] - blend(north[0], north[1], south[0], south[1], places.toEast[i], places.toSouth[i]);
     }
 }
 

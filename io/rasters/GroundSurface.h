@@ -12,7 +12,6 @@
 #include <limits>
 #include <memory>
 #include <mutex>
-#include <span>
 #include <vector>
 
 #include <io/rasters/RasterDescription.h>
@@ -26,7 +25,7 @@ public:
     /// InputError for a file that is no raster in north-up cells.
     GroundSurface(const std::filesystem::path& raster, std::uint64_t mostBytes);
     /// Of heights row by row from the north, NaN where there is none.
-    GroundSurface(const RasterGeometry& geometry, std::span<const double> heights);
+    GroundSurface(const RasterGeometry& geometry, std::vector<double> heights);
     ~GroundSurface();
 
     const RasterGeometry& geometry() const { return Geometry; }
@@ -40,6 +39,10 @@ private:
     using Tile = std::vector<double>;
     class File;
 
+    struct Places;
+
+    void subtractHeights(const Places& places, const double* z, std::size_t count, double* above) const;
+    void subtractTiles(const Places& places, const double* z, std::size_t count, double* above) const;
     double heightAt(double x, double y) const;
     double pixel(std::uint64_t column, std::uint64_t row) const;
     const Tile& tile(std::size_t number) const;
@@ -47,6 +50,8 @@ private:
 
     RasterGeometry Geometry;
     std::uint64_t TilesAcross;
+    /// Row by row from the north, where there is no file.
+    std::vector<double> Heights;
     std::unique_ptr<File> Source;
     std::uint64_t MostBytes = std::numeric_limits<std::uint64_t>::max();
     /// Null for those that nobody asked for.

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 #include <vector>
 
+#include <cpl_string.h>
 #include <gdal_alg.h>
 
 #include <io/blocks/OnePass.h>
@@ -47,6 +49,9 @@ void fillHoles(std::vector<double>& heights, int across, int down) {
     std::vector<float> pixels(heights.size());
     std::ranges::transform(heights, pixels.begin(),
                            [=](double height) { return static_cast<float>(height - base); });
+    // What it notes on the way would go to files in the folder at hand.
+    CPLStringList options;
+    options.SetNameValue("TEMP_FILE_DRIVER", "MEM");
     const GDALDatasetUniquePtr copy(driverFor("MEM").Create("", across, down, 1, GDT_Float32, nullptr));
     if (!copy)
         throw Error("the holes of the ground cannot be filled: " + messages.text());
@@ -57,7 +62,7 @@ void fillHoles(std::vector<double>& heights, int across, int down) {
                              nullptr) == CE_None;
     };
     if (!transfer(GF_Write) ||
-        GDALFillNodata(&band, nullptr, groundReach, 0, 0, nullptr, nullptr, nullptr) != CE_None ||
+        GDALFillNodata(&band, nullptr, groundReach, 0, 0, options.List(), nullptr, nullptr) != CE_None ||
         !transfer(GF_Read))
         throw Error("the holes of the ground cannot be filled: " + messages.text());
     for (std::size_t i = 0; i < heights.size(); ++i)
@@ -86,7 +91,7 @@ std::shared_ptr<const GroundSurface> findGround(const PlannedRun& run, const Run
         heights = heightsOf(cells, lattice);
     }
     fillHoles(heights, static_cast<int>(lattice.x().cells()), static_cast<int>(lattice.y().cells()));
-    return std::make_shared<const GroundSurface>(plan.geometry, heights);
+    return std::make_shared<const GroundSurface>(plan.geometry, std::move(heights));
 }
 
 ReductionPlan withGround(const PlannedRun& run, const RunProgress& progress) {
