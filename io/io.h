@@ -14,6 +14,7 @@
 #include <io/clouds/CloudSummary.h>
 #include <io/clouds/FileSearch.h>
 #include <io/clouds/IndexFile.h>
+#include <io/clouds/IndexFolder.h>
 #include <io/clouds/PointCloud.h>
 #include <io/clouds/PointMeasures.h>
 #include <io/formats/PointFile.h>

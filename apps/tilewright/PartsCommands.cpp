@@ -65,7 +65,8 @@ void addPlan(CLI::App& app, std::ostream& out) {
     command.footer(planExamples);
     const auto complete = addRasterOptions(command, out, arguments);
     command.option_defaults()->group("Parts");
-    addOption(command, "--job", "FOLDER", 1, "The folder of the job, which is made and must not be there yet",
+    addOption(command, "--job", "FOLDER", 1,
+              "The folder of the job; what one that is there knows of the files is used again",
               [state](const Words& words) { state->job = words[0]; });
     addOption(command, "--parts", "N", 1, "How many parts to make of it (default: one per 50 million points)",
               [state](const Words& words) { state->parts = readCount("--parts", words[0], 1, mostParts); });

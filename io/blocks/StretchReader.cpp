@@ -5,6 +5,7 @@
 #include <io/blocks/PointFinder.h>
 #include <io/blocks/SquareGeometry.h>
 #include <io/blocks/SquareReader.h>
+#include <io/clouds/PolygonArea.h>
 #include <io/system/Parallel.h>
 
 namespace Tilewright::Io {
@@ -102,25 +103,37 @@ double StretchReader::estimate(const Square& square) const {
     return points;
 }
 
+bool isApart(const Stretch& stretch, const CoordinateBox& box) {
+    bool isApart = false;
+    for (std::size_t axis = 0; axis < 2; ++axis)
+        isApart |= stretch.high[axis] < box.low[axis] || stretch.low[axis] > box.high[axis];
+    return isApart;
+}
+
+/// How many points of a stretch are wanted, if its box leaves no doubt.
+std::optional<std::uint64_t> countByBox(const Stretch& stretch, const BlockLattice& lattice,
+                                        const PointNeeds& needs) {
+    if (!cellsOf(stretch, lattice) || (needs.clip && isApart(stretch, needs.clip->box())))
+        return 0;
+    const bool isInside = lattice.x().holds(stretch.low[0], stretch.high[0]) &&
+                          lattice.y().holds(stretch.low[1], stretch.high[1]);
+    return isInside && !needs.areSelective() ? std::optional(stretch.count) : std::nullopt;
+}
+
 } // namespace
 
 PointCounts countWanted(const PointCloud& cloud, const CloudIndex& index, const BlockLattice& lattice,
                         const PointNeeds& needs, const ReadingPlan& plan) {
     const std::vector<Stretch>& stretches = index.stretches;
-    // Points that no test can exclude need not be looked at again.
-    const bool allLieInside = std::ranges::all_of(stretches, [&](const Stretch& stretch) {
-        return lattice.x().holds(stretch.low[0], stretch.high[0]) &&
-               lattice.y().holds(stretch.low[1], stretch.high[1]);
-    });
-    if (allLieInside && !needs.areSelective())
-        return {
-            std::accumulate(stretches.begin(), stretches.end(), std::uint64_t(0),
-                            [](std::uint64_t sum, const Stretch& stretch) { return sum + stretch.count; })};
     std::atomic<std::uint64_t> wanted = 0;
     std::atomic<std::uint64_t> withoutGround = 0;
     forEachPiece(plan.threads, stretches.size(), [&](std::size_t s) {
         if (plan.report && !plan.report(s, stretches.size()))
             throw Interruption();
+        if (const std::optional<std::uint64_t> known = countByBox(stretches[s], lattice, needs)) {
+            wanted += *known;
+            return;
+        }
         PointFinder finder(lattice, lattice.whole(), needs);
         std::uint64_t found = 0;
         const Stretch& stretch = stretches[s];

@@ -46,7 +46,25 @@ using IndexWindow = std::optional<CoordinateBox>;
 /// files state, and nothing is known of attributes. None if a file states no bounds.
 TILEWRIGHT_API std::optional<CloudIndex> statedIndex(const PointCloud& cloud, const IndexWindow& window = {});
 
-/// Throws Interruption when `report` answers false; it counts points.
+class IndexFolder;
+
+/// How the points of a cloud are measured.
+struct IndexingPlan {
+    /// Attributes to find the ranges of.
+    std::vector<std::string> fields;
+    unsigned threads = 1;
+    StepReport report;
+    IndexWindow window = {};
+    /// Where the indices of files are kept, in finer stretches than those of a large cloud; null for nowhere.
+    /// Those that are there already, and still right, are not made again.
+    const IndexFolder* folder = nullptr;
+};
+
+/// Throws Interruption when `report` answers false; it counts points. Throws OutputError if an index can't be
+/// kept.
+TILEWRIGHT_API CloudIndex indexCloud(const PointCloud& cloud, const IndexingPlan& plan);
+
+/// The same with nothing kept.
 TILEWRIGHT_API CloudIndex indexCloud(const PointCloud& cloud, const std::vector<std::string>& fieldsToMeasure,
                                      unsigned threads, const StepReport& report,
                                      const IndexWindow& window = {});

@@ -17,10 +17,10 @@ namespace Tilewright::Io {
 namespace {
 
 constexpr std::string_view magic = "TWCINDEX";
-constexpr std::uint32_t version = 1;
-constexpr std::uint64_t headBytes = 80;
-constexpr std::uint64_t rangeBytes = 24;
-constexpr std::uint64_t stretchBytes = 52;
+constexpr std::uint32_t version = 2;
+constexpr std::uint64_t headBytes = 144;
+constexpr std::uint64_t leastFieldBytes = 28;
+constexpr std::uint64_t stretchBytes = 48;
 constexpr std::uint64_t digestBytes = 8;
 constexpr std::size_t bufferBytes = std::size_t(1) << 16;
 
@@ -42,6 +42,11 @@ public:
     template <class T, std::size_t N> void put(const std::array<T, N>& values) {
         for (const T value : values)
             put(value);
+    }
+    void putText(const std::string& text) {
+        put(static_cast<std::uint32_t>(text.size()));
+        for (const char c : text)
+            put(c);
     }
     void finish() {
         flush();
@@ -83,9 +88,11 @@ public:
             value = take<T>();
     }
     std::uint64_t digest() const { return Sum.value(); }
+    /// That are not taken yet.
+    std::uint64_t rest() const { return File.size() - Offset + (End - Begin); }
 
     [[noreturn]] void fail(const std::string& what) const {
-        throw InputError(File.name() + ": can't be used as the index of the cloud: " + what);
+        throw InputError(File.name() + ": can't be used as the index of a file: " + what);
     }
 
 private:
@@ -119,8 +126,19 @@ FieldRange takeRange(IndexInput& in) {
     return range;
 }
 
+std::string takeName(IndexInput& in) {
+    const auto length = in.take<std::uint32_t>();
+    if (length > in.rest())
+        in.fail("it ends too early");
+    std::string name(length, '\0');
+    for (char& c : name)
+        c = in.take<char>();
+    return name;
+}
+
 Stretch takeStretch(IndexInput& in) {
-    Stretch stretch = {in.take<std::uint32_t>(), in.take<std::uint64_t>(), in.take<std::uint64_t>(), {}, {}};
+    const auto first = in.take<std::uint64_t>();
+    Stretch stretch = {0, first, in.take<std::uint64_t>(), {}, {}};
     in.take(stretch.low);
     in.take(stretch.high);
     return stretch;
@@ -130,14 +148,11 @@ Stretch takeStretch(IndexInput& in) {
 /// skipped.
 class CoverageCheck {
 public:
-    CoverageCheck(const IndexInput& in, std::span<const std::uint64_t> points) : In(in), Points(points) {}
+    CoverageCheck(const IndexInput& in, std::uint64_t points) : In(in), Points(points) {}
 
     void add(const Stretch& stretch) {
-        while (Source < stretch.source && Source < Points.size())
-            endSource();
-        if (stretch.source != Source || Source == Points.size() || stretch.count == 0 ||
-            stretch.first < Next || stretch.first > Points[Source] ||
-            stretch.count > Points[Source] - stretch.first)
+        if (stretch.count == 0 || stretch.first < Next || stretch.first > Points ||
+            stretch.count > Points - stretch.first)
             fail();
         for (std::size_t axis = 0; axis < 2; ++axis)
             if (std::isnan(stretch.low[axis]) || std::isnan(stretch.high[axis]))
@@ -147,29 +162,32 @@ public:
     }
 
     void finish(std::uint64_t skippedPoints) {
-        while (Source < Points.size())
-            endSource();
-        if (Skipped != skippedPoints)
+        if (Skipped + (Points - Next) != skippedPoints)
             fail();
     }
 
 private:
-    void endSource() {
-        Skipped += Points[Source] - Next;
-        ++Source;
-        Next = 0;
-    }
-    [[noreturn]] void fail() const { In.fail("its stretches are not those of the files"); }
+    [[noreturn]] void fail() const { In.fail("its stretches are not those of the file"); }
 
     const IndexInput& In;
-    std::span<const std::uint64_t> Points;
-    std::size_t Source = 0;
+    std::uint64_t Points;
     std::uint64_t Next = 0;
     std::uint64_t Skipped = 0;
 };
 
+IndexWindow takeWindow(IndexInput& in) {
+    CoordinateBox box;
+    in.take(box.low);
+    in.take(box.high);
+    constexpr double infinity = PointBounds::infinity;
+    if (box.low[0] == -infinity && box.low[1] == -infinity && box.high[0] == infinity &&
+        box.high[1] == infinity)
+        return std::nullopt;
+    return box;
+}
+
 /// The number of stretches.
-std::uint64_t takeHead(IndexInput& in, CloudIndex& index) {
+std::uint64_t takeHead(IndexInput& in, FileIndex& file) {
     if (in.size() < headBytes + digestBytes)
         in.fail("it is too short");
     for (const char c : magic)
@@ -178,40 +196,59 @@ std::uint64_t takeHead(IndexInput& in, CloudIndex& index) {
     if (const auto found = in.take<std::uint32_t>(); found != version)
         in.fail("its format has the version " + std::to_string(found) + ", and only " +
                 std::to_string(version) + " is known");
-    const auto ranges = in.take<std::uint32_t>();
+    const auto fields = in.take<std::uint32_t>();
     const auto stretches = in.take<std::uint64_t>();
-    const std::uint64_t rest = in.size() - headBytes - digestBytes;
-    if (rest < ranges * rangeBytes || (rest - ranges * rangeBytes) % stretchBytes != 0 ||
-        (rest - ranges * rangeBytes) / stretchBytes != stretches)
+    file.index.skippedPoints = in.take<std::uint64_t>();
+    file.bytes = in.take<std::uint64_t>();
+    file.modified.seconds = in.take<std::int64_t>();
+    file.modified.nanoseconds = in.take<std::int64_t>();
+    file.points = in.take<std::uint64_t>();
+    file.window = takeWindow(in);
+    in.take(file.index.bounds.low);
+    in.take(file.index.bounds.high);
+    if (fields > in.rest() / leastFieldBytes)
+        in.fail("it ends too early");
+    for (std::uint32_t f = 0; f < fields; ++f) {
+        file.index.ranges.push_back(takeRange(in));
+        file.fields.push_back(takeName(in));
+    }
+    if (in.rest() < digestBytes || (in.rest() - digestBytes) % stretchBytes != 0 ||
+        (in.rest() - digestBytes) / stretchBytes != stretches)
         in.fail("its length is not that of " + std::to_string(stretches) + " stretches");
-    index.skippedPoints = in.take<std::uint64_t>();
-    in.take(index.bounds.low);
-    in.take(index.bounds.high);
-    for (std::uint32_t r = 0; r < ranges; ++r)
-        index.ranges.push_back(takeRange(in));
     return stretches;
 }
 
 } // namespace
 
-void writeIndex(const std::filesystem::path& path, const CloudIndex& index) {
+void writeIndex(const std::filesystem::path& path, const FileIndex& file) {
+    constexpr double infinity = PointBounds::infinity;
+    const CloudIndex& index = file.index;
     IndexOutput out(path);
     for (const char c : magic)
         out.put(c);
     out.put(version);
-    out.put(static_cast<std::uint32_t>(index.ranges.size()));
+    out.put(static_cast<std::uint32_t>(file.fields.size()));
     out.put(std::uint64_t(index.stretches.size()));
     out.put(index.skippedPoints);
+    out.put(file.bytes);
+    out.put(file.modified.seconds);
+    out.put(file.modified.nanoseconds);
+    out.put(file.points);
+    const CoordinateBox window =
+        file.window.value_or(CoordinateBox{{-infinity, -infinity}, {infinity, infinity}});
+    out.put(window.low);
+    out.put(window.high);
     out.put(index.bounds.low);
     out.put(index.bounds.high);
-    for (const FieldRange& range : index.ranges) {
+    for (std::size_t f = 0; f < file.fields.size(); ++f) {
+        const FieldRange& range = index.ranges.at(f);
         out.put(range.least);
         out.put(range.greatest);
         out.put((range.hasNaN ? withNaN : 0U) | (range.by257 ? multiplesOf257 : 0U) |
                 (range.by256 ? multiplesOf256 : 0U));
+        out.putText(file.fields[f]);
     }
     for (const Stretch& stretch : index.stretches) {
-        out.put(stretch.source);
         out.put(stretch.first);
         out.put(stretch.count);
         out.put(stretch.low);
@@ -220,23 +257,22 @@ void writeIndex(const std::filesystem::path& path, const CloudIndex& index) {
     out.finish();
 }
 
-CloudIndex readIndex(const std::filesystem::path& path, std::span<const std::uint64_t> pointsOfSources,
-                     const StretchTest& wanted) {
+FileIndex readIndex(const std::filesystem::path& path, const StretchTest& wanted) {
     IndexInput in(path);
-    CloudIndex index;
-    const std::uint64_t stretches = takeHead(in, index);
-    CoverageCheck check(in, pointsOfSources);
+    FileIndex file;
+    const std::uint64_t stretches = takeHead(in, file);
+    CoverageCheck check(in, file.points);
     for (std::uint64_t s = 0; s < stretches; ++s) {
         const Stretch stretch = takeStretch(in);
         check.add(stretch);
         if (!wanted || wanted(stretch))
-            index.stretches.push_back(stretch);
+            file.index.stretches.push_back(stretch);
     }
-    check.finish(index.skippedPoints);
+    check.finish(file.index.skippedPoints);
     const std::uint64_t digest = in.digest();
     if (in.take<std::uint64_t>() != digest)
         in.fail("its bytes are not those that were written");
-    return index;
+    return file;
 }
 
 } // namespace Tilewright::Io

@@ -49,6 +49,8 @@ std::string firstBytes(const ByteSource& file) {
 bool isCompressed(const std::string& head) { return isCompressedLas(std::as_bytes(std::span(head))); }
 
 std::unique_ptr<PointSource> openLas(const fs::path& path, const ReadOptions& options) {
+    if (!options.mapsFiles)
+        return std::make_unique<UnmappedLas>(std::make_unique<ReopenedFile>(path));
     auto file = std::make_unique<LasFile>(path);
     if (options.keepPages)
         file->keepPages();
@@ -74,7 +76,7 @@ std::unique_ptr<PointSource> openVirtual(const fs::path& path, const ReadOptions
 } // namespace
 
 ReadOptions readOptionsOf(const CloudOptions& options) {
-    return {std::make_shared<ScratchSpace>(options.scratch), options.keepPages, options.report};
+    return {std::make_shared<ScratchSpace>(options.scratch), options.keepPages, true, options.report};
 }
 
 std::unique_ptr<PointSource> openPartOfCloud(const fs::path& path, const ReadOptions& options) {

@@ -16,6 +16,8 @@ struct ReadOptions {
     std::shared_ptr<ScratchSpace> scratch;
     /// Whether pages of mapped files may stay in memory.
     bool keepPages = false;
+    /// Whether files may be mapped, of which a process can have some ten thousand.
+    bool mapsFiles = true;
     /// Asked whether to go on; may be empty.
     StepReport report;
 };

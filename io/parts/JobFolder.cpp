@@ -1,5 +1,6 @@
 #include <io/parts/JobFolder.h>
 
+#include <algorithm>
 #include <fstream>
 
 #include <io/outputs/NewFile.h>
@@ -48,6 +49,12 @@ std::string textOf(const fs::path& path) {
     return text;
 }
 
+bool isOurs(const std::string& name) {
+    const bool isIndex = name.size() == 16 && name.find_first_not_of("0123456789abcdef") == std::string::npos;
+    const bool isGround = name.starts_with("ground-") && name.ends_with(".tif");
+    return name.starts_with('.') || isIndex || isGround;
+}
+
 } // namespace
 
 void list(auto& members, Like<PartFile> auto& file) {
@@ -75,18 +82,52 @@ void list(auto& members, Like<PartReceipt> auto& receipt) {
     members("seconds", receipt.seconds);
 }
 
+fs::path JobFolder::ground(std::uint64_t digest) const {
+    return Folder / ("ground-" + std::to_string(digest) + ".tif");
+}
+
 fs::path JobFolder::receipt(std::size_t part) const { return parts() / (std::to_string(part) + ".json"); }
 
 fs::path JobFolder::failed(std::size_t part) const { return parts() / (std::to_string(part) + ".failed"); }
 
 void JobFolder::create() const {
     std::error_code failure;
-    if (fs::exists(plan(), failure))
-        throw OutputError(Folder.string() +
-                          ": is the folder of a job already; remove it or name another one");
-    fs::create_directories(parts(), failure);
-    if (failure)
-        throw OutputError(Folder.string() + ": can't be made: " + failure.message());
+    for (const fs::path& folder : {parts(), index()})
+        if (fs::create_directories(folder, failure); failure)
+            throw OutputError(Folder.string() + ": can't be made: " + failure.message());
+}
+
+void JobFolder::removeIfEmpty() const noexcept {
+    std::error_code ignored;
+    for (const fs::path& folder : {parts(), index(), Folder})
+        fs::remove(folder, ignored);
+}
+
+bool JobFolder::hasReceipts() const {
+    std::error_code failure;
+    return std::ranges::any_of(
+        fs::directory_iterator(parts(), failure),
+        [](const fs::directory_entry& entry) { return entry.path().extension() == ".json"; });
+}
+
+void JobFolder::discardParts() const {
+    std::error_code ignored;
+    for (const fs::directory_entry& entry : fs::directory_iterator(parts(), ignored))
+        fs::remove(entry.path(), ignored);
+}
+
+void JobFolder::writePlan(const RunPlan& written, bool discardsParts) const {
+    std::error_code ignored;
+    if (fs::exists(plan(), ignored)) {
+        if (textOf(plan()) == textOfPlan(written))
+            return;
+        if (!discardsParts && hasReceipts())
+            throw OutputError(Folder.string() +
+                              ": has parts of another plan; remove it, name another folder, or "
+                              "discard them with --overwrite");
+    }
+    discardParts();
+    Io::writePlan(plan(), written);
 }
 
 RunPlan JobFolder::readPlan() const {
@@ -154,12 +195,12 @@ void JobFolder::remove(std::size_t count) const {
     for (std::size_t part = 1; part <= count; ++part)
         for (const fs::path& path : {pixels(part), receipt(part), failed(part)})
             fs::remove(path, ignored);
-    // Hidden files of processes that were killed.
-    for (const fs::path& folder : {parts(), Folder})
+    // Among them the hidden files of processes that were killed.
+    for (const fs::path& folder : {parts(), index(), Folder})
         for (const fs::directory_entry& entry : fs::directory_iterator(folder, ignored))
-            if (entry.path().filename().string().starts_with('.') && entry.is_regular_file(ignored))
+            if (isOurs(entry.path().filename().string()) && entry.is_regular_file(ignored))
                 fs::remove(entry.path(), ignored);
-    for (const fs::path& path : {index(), Folder / "request.json", plan(), parts(), Folder})
+    for (const fs::path& path : {Folder / "request.json", plan(), index(), parts(), Folder})
         fs::remove(path, ignored);
 }
 

@@ -2,10 +2,12 @@
 ///
 /// - `plan.json`: the plan (io/runs/PlanFile.h), with the blocks of each part;
 /// - `request.json`: what was asked for, where a caller keeps that to know its job again;
-/// - `index`: where the points lie (io/clouds/IndexFile.h);
+/// - `index/`: where the points of each file lie (io/clouds/IndexFolder.h);
 /// - `parts/7`: the pixels of part 7 (io/parts/PixelFile.h);
 /// - `parts/7.json`: its receipt, which is written last;
 /// - `parts/7.failed`: why it failed the last time.
+///
+/// - `ground-....tif`: the ground that points of some classes lie on, named by a digest of its heights.
 ///
 /// Every file appears complete or not at all, so that a process may end at any moment, and the same part may
 /// be made twice at once: both make the same bytes.
@@ -17,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include <io/clouds/IndexFolder.h>
 #include <io/parts/PixelFile.h>
 #include <io/runs/RunPlan.h>
 
@@ -50,11 +53,17 @@ public:
 
     const std::filesystem::path& path() const { return Folder; }
     std::filesystem::path plan() const { return Folder / "plan.json"; }
-    std::filesystem::path index() const { return Folder / "index"; }
+    IndexFolder indices() const { return IndexFolder(index()); }
+    std::filesystem::path ground(std::uint64_t digest) const;
     std::filesystem::path pixels(std::size_t part) const { return parts() / std::to_string(part); }
 
-    /// Makes the folders. Throws OutputError if that fails, or if they hold a plan already.
+    /// Makes the folders. Throws OutputError if that fails.
     void create() const;
+    /// Removes the folders if nothing is in them.
+    void removeIfEmpty() const noexcept;
+    /// Nothing changes if the same plan is there already. Throws OutputError if another one is, parts of it
+    /// are made, and `discardsParts` is not set.
+    void writePlan(const RunPlan& plan, bool discardsParts) const;
     /// Throws InputError for a folder without a plan, and for a plan without parts.
     RunPlan readPlan() const;
     std::uint64_t planDigest() const;
@@ -74,7 +83,10 @@ public:
     void remove(std::size_t parts) const;
 
 private:
+    std::filesystem::path index() const { return Folder / "index"; }
     std::filesystem::path parts() const { return Folder / "parts"; }
+    bool hasReceipts() const;
+    void discardParts() const;
     std::filesystem::path receipt(std::size_t part) const;
     std::filesystem::path failed(std::size_t part) const;
 

@@ -42,7 +42,7 @@ PlannedRun openPart(RunPlan plan, const JobFolder& folder, std::size_t part, con
     StretchTest wanted;
     if (window)
         wanted = [&](const Stretch& stretch) { return reaches(stretch, lattice, *window); };
-    return openPlan(std::move(plan), folder.index(), progress, wanted);
+    return openPlan(std::move(plan), folder.indices(), progress, wanted);
 }
 
 /// The pixels get their name here, and the receipt is for the caller to write.
@@ -76,6 +76,7 @@ void make(const JobFolder& folder, RunPlan plan, std::size_t part, std::uint64_t
     const PlannedRun run = openPart(std::move(plan), folder, part, progress);
     PartReceipt receipt =
         whileUnchanged(*run.cloud, [&] { return makePixels(run, folder.pixels(part), progress); });
+    expectUnchanged(run.plan);
     receipt.plan = digest;
     receipt.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     folder.writeReceipt(part, receipt);

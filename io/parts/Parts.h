@@ -22,8 +22,11 @@ struct PartsPlanReport {
 };
 
 /// Plans `parts` parts of about equal cost, or as many as seem right for 0, and writes the plan into the
-/// folder `job`, which must not hold one already. There are never more parts than blocks. Throws as
-/// runRaster() does.
+/// folder `job`. There are never more parts than blocks. Throws as runRaster() does.
+///
+/// What a folder knows already of files that have not changed since is used again, whatever plan it was for
+/// and whether that was finished. Parts that are made stay if the plan turns out the same; if not they are
+/// discarded with RasterRequest::overwrite alone, and OutputError is thrown without.
 TILEWRIGHT_API PartsPlanReport planParts(const RasterRequest& request, const std::filesystem::path& job,
                                          std::uint64_t parts, const RunProgress& progress = {});
 

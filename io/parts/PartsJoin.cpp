@@ -7,6 +7,7 @@
 #include <io/rasters/PixelTypes.h>
 #include <io/runs/Finishing.h>
 #include <io/runs/OutputCheck.h>
+#include <io/runs/PlanFile.h>
 #include <io/runs/Rastering.h>
 #include <io/runs/RunReport.h>
 #include <io/runs/RunSteps.h>
@@ -131,6 +132,7 @@ private:
             for (std::size_t b = 0; b < Sums.cutCells.size(); ++b)
                 Sums.cutCells[b] += receipt.cutCells[b];
         }
+        Sums.pointsWithoutGround = Plan.withoutGround;
         if (Sums.points != Plan.wantedPoints)
             throw Error("the counts don't add up: " + std::to_string(Plan.wantedPoints) +
                         " points were to be rastered, " + std::to_string(Sums.points) +
@@ -171,6 +173,7 @@ RasterReport joinParts(const fs::path& job, bool keepsJob, const RunProgress& pr
     const JobFolder folder(job);
     const RunPlan plan = folder.readPlan();
     const MadeParts parts(folder, plan);
+    expectUnchanged(plan);
     checkOutputs(plan);
     const OutputGuard guard = guardOf(plan);
     RasteredFiles files =

@@ -1,14 +1,16 @@
 #include <algorithm>
+#include <limits>
 #include <numeric>
 
 #include <io/blocks/SquareGeometry.h>
-#include <io/clouds/IndexFile.h>
 #include <io/gdal/VirtualFile.h>
 #include <io/parts/JobFolder.h>
 #include <io/parts/Parts.h>
-#include <io/runs/PlanFile.h>
+#include <io/rasters/RasterWriter.h>
+#include <io/runs/GroundOfClasses.h>
 #include <io/runs/RunSteps.h>
 #include <io/runs/UnchangedCloud.h>
+#include <io/system/Digest.h>
 
 namespace Tilewright::Io {
 
@@ -99,31 +101,82 @@ void shareOut(PlannedRun& run, std::uint64_t parts, const RunProgress& progress)
         parts = static_cast<std::uint64_t>(static_cast<double>(plan.points()) / usualPoints) + 1;
     plan.parts =
         cut(costsOfBlocks(plan, run.index, lattice), std::min<std::uint64_t>(parts, blockCount(lattice)));
-    plan.wantedPoints = countWanted(*run.cloud, run.index, lattice, plan.job.plan.needs,
-                                    {plan.job.threads, 0, {}, reportOf(progress, "counting", ""), {}})
-                            .wanted;
+    const PointCounts counts = countWanted(*run.cloud, run.index, lattice, plan.job.plan.needs,
+                                           {plan.job.threads, 0, {}, reportOf(progress, "counting", ""), {}});
+    plan.wantedPoints = counts.wanted;
+    plan.withoutGround = counts.withoutGround;
+}
+
+FileState writeGround(const fs::path& path, const RasterGeometry& geometry,
+                      const std::vector<double>& heights) {
+    std::error_code ignored;
+    // Its name says what it holds.
+    if (fs::exists(path, ignored))
+        return stateOf(path);
+    RasterDescription description;
+    description.geometry = geometry;
+    description.type = PixelType::Float64;
+    description.nodata = std::numeric_limits<double>::quiet_NaN();
+    description.bands.resize(1);
+    description.bands.front().name = "ground";
+    RasterWriter writer(path, description);
+    constexpr std::uint64_t rowsAtATime = BlockLattice::blockSide;
+    for (std::uint64_t row = 0; row < geometry.height; row += rowsAtATime) {
+        const std::uint64_t rows = std::min(rowsAtATime, geometry.height - row);
+        writer.write<double>(0, 0, row, geometry.width, rows,
+                             std::span(heights).subspan(row * geometry.width, rows * geometry.width));
+    }
+    writer.close();
+    writer.publish();
+    return stateOf(path);
+}
+
+/// The ground below a cell depends on that of others, so that it is made for all parts at once. They read it
+/// like any other raster of ground.
+void makeGround(PlannedRun& run, const JobFolder& folder, const RunProgress& progress) {
+    RunPlan& plan = run.plan;
+    if (plan.groundPoints.empty())
+        return;
+    const std::vector<double> heights = groundHeights(run, progress);
+    Digest sum;
+    sum.add(std::as_bytes(std::span(heights)));
+    const fs::path path = fs::absolute(folder.ground(sum.value())).lexically_normal();
+    const FileState file = writeGround(path, plan.geometry, heights);
+    plan.ground = path.string();
+    plan.otherFiles.push_back({path, file.size, file.modified, 0});
+    plan.groundPoints.clear();
+    plan.job.plan.needs.ground =
+        std::make_shared<const GroundSurface>(path, std::numeric_limits<std::uint64_t>::max());
+}
+
+PlannedRun makePlan(const RasterRequest& request, const JobFolder& folder, std::uint64_t parts,
+                    const RunProgress& progress) {
+    const IndexFolder indices = folder.indices();
+    PlannedRun run = planRunInBlocks(request, progress, &indices);
+    checkOutputs(run.plan);
+    whileUnchanged(*run.cloud, [&] {
+        makeGround(run, folder, progress);
+        shareOut(run, parts, progress);
+        return true;
+    });
+    makePathsAbsolute(run.plan);
+    return run;
 }
 
 } // namespace
 
 PartsPlanReport planParts(const RasterRequest& request, const fs::path& job, std::uint64_t parts,
                           const RunProgress& progress) {
-    if (!request.groundClasses.empty())
-        throw UsageError("a part does not know the ground in others, so that --ground-classes has none; make "
-                         "the ground first, for --ground");
-    PlannedRun run = planRunInBlocks(request, progress);
-    checkOutputs(run.plan);
-    whileUnchanged(*run.cloud, [&] {
-        shareOut(run, parts, progress);
-        return true;
-    });
-    makePathsAbsolute(run.plan);
     const JobFolder folder(job);
     folder.create();
-    writeIndex(folder.index(), run.index);
-    // Last, as it is what makes the folder a job.
-    writePlan(folder.plan(), run.plan);
-    return {describeRun(run.plan), run.plan.parts.size()};
+    try {
+        const PlannedRun run = makePlan(request, folder, parts, progress);
+        folder.writePlan(run.plan, request.overwrite);
+        return {describeRun(run.plan), run.plan.parts.size()};
+    } catch (...) {
+        folder.removeIfEmpty();
+        throw;
+    }
 }
 
 } // namespace Tilewright::Io

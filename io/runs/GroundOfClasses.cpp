@@ -78,7 +78,7 @@ std::uint64_t bytesOfGround(const BlockLattice& lattice) {
     return perCell * lattice.cells();
 }
 
-std::shared_ptr<const GroundSurface> findGround(const PlannedRun& run, const RunProgress& progress) {
+std::vector<double> groundHeights(const PlannedRun& run, const RunProgress& progress) {
     const RunPlan& plan = run.plan;
     const BlockLattice lattice = plan.makeLattice();
     std::vector<double> heights;
@@ -91,7 +91,11 @@ std::shared_ptr<const GroundSurface> findGround(const PlannedRun& run, const Run
         heights = heightsOf(cells, lattice);
     }
     fillHoles(heights, static_cast<int>(lattice.x().cells()), static_cast<int>(lattice.y().cells()));
-    return std::make_shared<const GroundSurface>(plan.geometry, std::move(heights));
+    return heights;
+}
+
+std::shared_ptr<const GroundSurface> findGround(const PlannedRun& run, const RunProgress& progress) {
+    return std::make_shared<const GroundSurface>(run.plan.geometry, groundHeights(run, progress));
 }
 
 ReductionPlan withGround(const PlannedRun& run, const RunProgress& progress) {

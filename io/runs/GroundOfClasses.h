@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include <io/blocks/BlockLattice.h>
 #include <io/rasters/GroundSurface.h>
@@ -16,8 +17,11 @@ inline constexpr double groundReach = 100.0;
 /// Bytes that it takes to find the ground.
 std::uint64_t bytesOfGround(const BlockLattice& lattice);
 
-/// The mean height of the plan's ground points in each cell of its raster, with holes filled. Throws
-/// InputError if there are none.
+/// The mean height of the plan's ground points in each cell of its raster, with holes filled: row by row from
+/// the north, NaN where there is none. Throws InputError if there are no such points.
+std::vector<double> groundHeights(const PlannedRun& run, const RunProgress& progress);
+
+/// The surface of them.
 std::shared_ptr<const GroundSurface> findGround(const PlannedRun& run, const RunProgress& progress);
 
 /// The plan of the reductions with the ground that it needs, which is found first if need be.

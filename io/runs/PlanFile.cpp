@@ -18,7 +18,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* formatName = "tilewright plan";
-constexpr int formatVersion = 1;
+constexpr int formatVersion = 2;
 
 std::string textOf(const fs::path& path) {
     constexpr std::uint64_t longest = std::uint64_t(1) << 30;
@@ -44,17 +44,6 @@ Json parse(const fs::path& path) {
 void expectUnchanged(const PlannedInput& input, const FileState& file) {
     if (input.bytes != file.size || input.modified != file.modified)
         throw InputError(input.path.string() + ": has changed since the plan was made; make a new plan");
-}
-
-std::vector<fs::path> unchangedFiles(const RunPlan& plan) {
-    std::vector<fs::path> files;
-    for (const PlannedInput& file : plan.otherFiles)
-        expectUnchanged(file, stateOfInput(file.path));
-    for (const PlannedInput& input : plan.inputs) {
-        expectUnchanged(input, stateOfInput(input.path));
-        files.push_back(input.path);
-    }
-    return files;
 }
 
 /// All attributes that are looked at, with the types that are expected of them. Those of returns are of any.
@@ -83,20 +72,38 @@ void checkCloud(const RunPlan& plan, const PointCloud& cloud) {
     }
     for (const CloudField& field : fieldsOf(plan)) {
         const CloudField* const found = cloud.findField(field.name);
-        if (!found || found->type != field.type)
+        // Where files differ in type, some of them may have one.
+        const bool isSame = found && (found->type == field.type || field.type == FieldType::Double);
+        if (!isSame && !cloud.sources().empty())
             throw InputError(cloud.name() + ": has no field '" + field.name + "' of the type in the plan");
     }
     for (const std::string& name : attributesOf(plan.job.plan.needs.selection))
-        if (!cloud.findField(name))
+        if (!cloud.findField(name) && !cloud.sources().empty())
             throw InputError(cloud.name() + ": has no field '" + name + "', which the plan selects by");
+}
+
+/// Without what only planning needs: bounds and ranges.
+CloudIndex readIndices(const RunPlan& plan, const PointCloud& cloud, const IndexFolder& indices,
+                       const StretchTest& wanted) {
+    CloudIndex index;
+    for (std::uint32_t i = 0; i < plan.inputs.size(); ++i)
+        for (Stretch& stretch : indices.read(cloud.files()[i], plan.inputs[i].points, wanted)) {
+            stretch.source = i;
+            index.stretches.push_back(stretch);
+        }
+    return index;
 }
 
 } // namespace
 
-void writePlan(const fs::path& path, const RunPlan& plan) {
+std::string textOfPlan(const RunPlan& plan) {
     Json document = {{"format", formatName}, {"version", formatVersion}};
     document.update(JsonWriter::write(plan));
-    const std::string text = document.dump(1) + '\n';
+    return document.dump(1) + '\n';
+}
+
+void writePlan(const fs::path& path, const RunPlan& plan) {
+    const std::string text = textOfPlan(plan);
     NewFile file(path);
     file.write(std::as_bytes(std::span(text)));
     file.publish();
@@ -113,22 +120,33 @@ RunPlan readPlan(const fs::path& path) {
     return plan;
 }
 
-PlannedRun openPlan(RunPlan plan, const fs::path& index, const RunProgress& progress,
+void expectUnchanged(const RunPlan& plan) {
+    for (const std::vector<PlannedInput>* files : {&plan.otherFiles, &plan.inputs})
+        for (const PlannedInput& file : *files)
+            expectUnchanged(file, stateOfInput(file.path));
+}
+
+PlannedRun openPlan(RunPlan plan, const IndexFolder& indices, const RunProgress& progress,
                     const StretchTest& wanted) {
     PlannedRun run;
-    const CloudOptions options{plan.reading.scratch, reportOf(progress, "reading"), plan.reading.keepsPages};
-    run.cloud = std::make_shared<const PointCloud>(unchangedFiles(plan), options, true);
-    checkCloud(plan, *run.cloud);
-    std::vector<std::uint64_t> points;
+    if (wanted)
+        std::erase_if(plan.inputs, [&](const PlannedInput& input) {
+            return !wanted({0, 0, input.points, input.low, input.high});
+        });
+    expectUnchanged(plan);
+    std::vector<fs::path> files;
     for (const PlannedInput& input : plan.inputs)
-        points.push_back(input.points);
+        files.push_back(input.path);
+    const CloudOptions options{plan.reading.scratch, reportOf(progress, "reading"), plan.reading.keepsPages};
+    run.cloud = std::make_shared<const PointCloud>(files, options, true);
+    checkCloud(plan, *run.cloud);
+    run.index = readIndices(plan, *run.cloud, indices, wanted);
     if (!plan.clip.empty())
         plan.job.plan.needs.clip =
             std::make_shared<const PolygonArea>(readPolygons(plan.clip, plan.geometry.wkt).rings);
     if (!plan.ground.empty())
         plan.job.plan.needs.ground =
-            openGround(plan.ground, plan.geometry.wkt, bytesForGround(plan.reading.memory));
-    run.index = readIndex(index, points, wanted);
+            std::make_shared<const GroundSurface>(plan.ground, bytesForGround(plan.reading.memory));
     run.plan = std::move(plan);
     return run;
 }

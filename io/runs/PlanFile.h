@@ -1,7 +1,7 @@
 /// PlanFile: the plan of a run as a file, so that it can be carried out later, elsewhere or in parts.
 ///
 /// The file is a JSON document with the members of RunPlan under their own names, and two that identify it:
-/// `"format": "tilewright plan"` and `"version": 1`. The version changes with whatever an older reader would
+/// `"format": "tilewright plan"` and `"version": 2`. The version changes with whatever an older reader would
 /// misunderstand; members that a reader does not know have no meaning for it.
 ///
 /// - Numbers come back bit for bit. What JSON has no number for is one of the words "inf", "-inf", "nan" and
@@ -15,8 +15,9 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 
-#include <io/clouds/IndexFile.h>
+#include <io/clouds/IndexFolder.h>
 #include <io/runs/RunPlan.h>
 #include <tilewright/export.h>
 
@@ -25,13 +26,22 @@ namespace Tilewright::Io {
 /// Replaces an older file. Throws OutputError if that fails; then the older one stays.
 TILEWRIGHT_API void writePlan(const std::filesystem::path& path, const RunPlan& plan);
 
+/// What the file has.
+std::string textOfPlan(const RunPlan& plan);
+
 /// Throws InputError for a file that is no plan, or one that contradicts itself.
 TILEWRIGHT_API RunPlan readPlan(const std::filesystem::path& path);
 
-/// Opens the cloud of a plan, with what is `wanted` of the index that was written of it, or all. Throws
-/// InputError for files that cannot be read, that have changed since the plan was made, or that lack what the
-/// plan needs of them, and for an index of other files.
-TILEWRIGHT_API PlannedRun openPlan(RunPlan plan, const std::filesystem::path& index,
-                                   const RunProgress& progress = {}, const StretchTest& wanted = {});
+/// Opens the cloud of a plan. Throws InputError for files that cannot be read, that have changed since the
+/// plan was made, or that lack what the plan needs of them, and where the index of one is missing or of
+/// another file.
+///
+/// With `wanted` only the stretches that pass it, and the files that do with all of their points: others are
+/// not looked at, and not among the inputs of the plan that comes back.
+TILEWRIGHT_API PlannedRun openPlan(RunPlan plan, const IndexFolder& indices, const RunProgress& progress = {},
+                                   const StretchTest& wanted = {});
+
+/// Throws InputError if a file of the plan has changed since it was made, as far as its size and time show.
+TILEWRIGHT_API void expectUnchanged(const RunPlan& plan);
 
 } // namespace Tilewright::Io

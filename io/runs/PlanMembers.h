@@ -72,6 +72,8 @@ void list(auto& members, Like<PlannedInput> auto& input) {
     members("bytes", input.bytes);
     members("modified", input.modified);
     members("points", input.points);
+    members("low", input.low);
+    members("high", input.high);
 }
 
 void list(auto& members, Like<LatticeAxis::Request> auto& axis) {
@@ -238,6 +240,7 @@ void list(auto& members, Like<RunPlan> auto& plan) {
     members("overwrite", plan.overwrite);
     members("parts", plan.parts);
     members("wantedPoints", plan.wantedPoints);
+    members("withoutGround", plan.withoutGround);
     members("memory", plan.memory);
     members("notes", plan.notes);
 }

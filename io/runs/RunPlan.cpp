@@ -298,6 +298,18 @@ private:
     RunPlan Plan;
 };
 
+/// Empty boxes for files in which nothing is of interest.
+void noteBoxes(const CloudIndex& index, std::vector<PlannedInput>& inputs) {
+    for (PlannedInput& input : inputs)
+        std::swap(input.low, input.high);
+    for (const Stretch& stretch : index.stretches)
+        for (std::size_t axis = 0; axis < 2; ++axis) {
+            PlannedInput& input = inputs[stretch.source];
+            input.low[axis] = std::min(input.low[axis], stretch.low[axis]);
+            input.high[axis] = std::max(input.high[axis], stretch.high[axis]);
+        }
+}
+
 /// Plans for an open cloud.
 class RunPlanner {
 public:
@@ -307,10 +319,13 @@ public:
           Selection(readSelection(request, *Input.cloud)),
           FieldsToMeasure(fieldsToMeasure(Wanted, *Input.cloud)) {}
 
-    PlannedRun planMeasured(bool mayBeOnePass = true) const {
-        return planBy(indexCloud(*Input.cloud, FieldsToMeasure, threadsWanted(Request),
-                                 reportOf(Progress, "measuring"), window()),
-                      mayBeOnePass);
+    PlannedRun planMeasured(bool mayBeOnePass = true, const IndexFolder* indices = nullptr) const {
+        PlannedRun run =
+            planBy(indexCloud(*Input.cloud, {FieldsToMeasure, threadsWanted(Request),
+                                             reportOf(Progress, "measuring"), window(), indices}),
+                   mayBeOnePass);
+        noteBoxes(run.index, run.plan.inputs);
+        return run;
     }
 
     /// Plans by what the files state of themselves, reduces the points, and measures them meanwhile. None if
@@ -384,12 +399,13 @@ std::uint64_t RunPlan::points() const {
     return sum;
 }
 
-PlannedRun planRun(const RasterRequest& request, const RunProgress& progress) {
-    return RunPlanner({}, request, progress).planMeasured();
+PlannedRun planRun(const RasterRequest& request, const RunProgress& progress, const IndexFolder* indices) {
+    return RunPlanner({}, request, progress).planMeasured(true, indices);
 }
 
-PlannedRun planRunInBlocks(const RasterRequest& request, const RunProgress& progress) {
-    return RunPlanner({}, request, progress).planMeasured(false);
+PlannedRun planRunInBlocks(const RasterRequest& request, const RunProgress& progress,
+                           const IndexFolder* indices) {
+    return RunPlanner({}, request, progress).planMeasured(false, indices);
 }
 
 PlannedRun planRunAtOnce(const RasterRequest& request, const RunProgress& progress) {

@@ -30,6 +30,9 @@ struct PlannedInput {
     std::uint64_t bytes = 0;
     FileTime modified;
     std::uint64_t points = 0;
+    /// Of x and y: where the points lie, so that it need not be opened for what is elsewhere.
+    std::array<double, 2> low = {-PointBounds::infinity, -PointBounds::infinity};
+    std::array<double, 2> high = {PointBounds::infinity, PointBounds::infinity};
 
     bool operator==(const PlannedInput&) const = default;
 };
@@ -81,9 +84,9 @@ struct RunPlan {
     std::vector<std::string> selections;
     /// The polygons that points have to lie in, as RasterRequest::clip.
     std::string clip;
-    /// The raster of the ground, as RasterRequest::ground.
+    /// The raster of the ground: RasterRequest::ground, or what was made of its classes already.
     std::string ground;
-    /// What the points of the ground have to meet that is found first; empty for none.
+    /// What the points of the ground have to meet, if it has to be found first and was not; empty for none.
     PointConditions groundPoints;
     /// Files that the plan depends on besides those of the cloud; they have no points.
     std::vector<PlannedInput> otherFiles;
@@ -108,6 +111,8 @@ struct RunPlan {
     std::vector<BlockRange> parts;
     /// Points in the raster that pass the selection, where the parts have to add up to them.
     std::uint64_t wantedPoints = 0;
+    /// Points that would be among them if there were ground below them.
+    std::uint64_t withoutGround = 0;
 
     /// Bytes that the threads take at their peak, roughly.
     std::uint64_t memory = 0;
@@ -129,15 +134,19 @@ struct PlannedRun {
     std::shared_ptr<const ReducedCells> cells = {};
 };
 
-/// Opens and measures the cloud. Throws as runRaster() does.
-TILEWRIGHT_API PlannedRun planRun(const RasterRequest& request, const RunProgress& progress = {});
+/// Opens and measures the cloud; the indices of its files are kept in a folder that is there, or nowhere.
+/// Throws as runRaster() does.
+TILEWRIGHT_API PlannedRun planRun(const RasterRequest& request, const RunProgress& progress = {},
+                                  const IndexFolder* indices = nullptr);
 
 /// The same for a plan that is carried out here and now: where one pass over the points is enough for all, it
 /// is done already, and the outputs were checked before.
 TILEWRIGHT_API PlannedRun planRunAtOnce(const RasterRequest& request, const RunProgress& progress = {});
 
 /// The same for a run that is shared out: block by block, as no part needs all points.
-TILEWRIGHT_API PlannedRun planRunInBlocks(const RasterRequest& request, const RunProgress& progress = {});
+TILEWRIGHT_API PlannedRun planRunInBlocks(const RasterRequest& request, const RunProgress& progress = {},
+                                          const IndexFolder* indices = nullptr);
+
 /// Where a run begins and ends if not at files.
 struct RunEnds {
     /// Points that are open already, in place of the inputs of the request.

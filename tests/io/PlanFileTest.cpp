@@ -3,7 +3,7 @@
 
 #include <random>
 
-#include <io/clouds/IndexFile.h>
+#include <io/clouds/IndexFolder.h>
 #include <tests/io/FolderTest.h>
 
 namespace Tilewright::Io::Test {
@@ -36,9 +36,9 @@ protected:
         Request.memory = std::uint64_t(1) << 28;
     }
 
-    void write(const PlannedRun& run) const {
-        writePlan(Plan, run.plan);
-        writeIndex(Index, run.index);
+    void write() const {
+        fs::create_directories(Top / "index");
+        writePlan(Plan, planRun(Request, {}, &Index).plan);
     }
 
     /// The bytes of all outputs, which are removed.
@@ -54,7 +54,7 @@ protected:
 
     RasterRequest Request;
     fs::path Plan = Top / "plan.json";
-    fs::path Index = Top / "index";
+    IndexFolder Index = IndexFolder(Top / "index");
 };
 
 TEST_F(PlanFileTest, IsCarriedOutAsTheRunItself) {
@@ -64,7 +64,7 @@ TEST_F(PlanFileTest, IsCarriedOutAsTheRunItself) {
         const RasterReport direct = runRaster(Request);
         const auto expected = takeOutputs();
         ASSERT_EQ(expected.size(), bands == inOnePass ? 5U : 11U) << "the bands and a picture";
-        write(planRun(Request));
+        write();
         const RasterReport report = carryOut(openPlan(readPlan(Plan), Index));
         EXPECT_EQ(takeOutputs(), expected);
         EXPECT_EQ(report.rastered, direct.rastered);
@@ -90,7 +90,7 @@ TEST_F(PlanFileTest, NeedsTheFilesOfPolygonsAndGround) {
         Request.groundClasses = isFound ? "0" : "";
         const RasterReport direct = runRaster(Request);
         const auto expected = takeOutputs();
-        write(planRun(Request));
+        write();
         const RasterReport report = carryOut(openPlan(readPlan(Plan), Index));
         EXPECT_EQ(takeOutputs(), expected);
         EXPECT_EQ(report.rastered, direct.rastered);
@@ -138,7 +138,7 @@ TEST_F(PlanFileTest, GivesBackEveryNumberAndText) {
 }
 
 TEST_F(PlanFileTest, IsRefusedWhenACloudHasChanged) {
-    write(planRun(Request));
+    write();
     const auto open = [&] { static_cast<void>(openPlan(readPlan(Plan), Index)); };
     const fs::path file = Top / "b.las";
     const fs::file_time_type time = fs::last_write_time(file);
@@ -162,7 +162,7 @@ std::string replaced(std::string plan, const std::string& from, const std::strin
 }
 
 TEST_F(PlanFileTest, SaysWhatIsWrongWithIt) {
-    write(planRun(Request));
+    write();
     const std::string sound = textOf(Plan);
     const auto fault = [&](const std::string& text) {
         saveAs(Plan, text);
@@ -170,8 +170,8 @@ TEST_F(PlanFileTest, SaysWhatIsWrongWithIt) {
     };
     EXPECT_EQ(fault("{"), "is no plan of a raster");
     EXPECT_EQ(fault(std::string(100'000, '[')), "is no plan of a raster");
-    EXPECT_EQ(fault(replaced(sound, "\"version\": 1", "\"version\": 2")),
-              "is a plan of another version than 1, the only one that is known");
+    EXPECT_EQ(fault(replaced(sound, "\"version\": 2", "\"version\": 3")),
+              "is a plan of another version than 2, the only one that is known");
     EXPECT_EQ(fault(replaced(sound, "\"points\": 5000", "\"points\": -5000")),
               "the plan.inputs[0].points is not a whole number in its range");
     EXPECT_EQ(fault(replaced(sound, "\"overwrite\"", "\"overwrote\"")), "the plan has no overwrite");
@@ -192,7 +192,7 @@ TEST_F(PlanFileTest, SaysWhatIsWrongWithIt) {
 }
 
 TEST_F(PlanFileTest, ComesBackOrIsRefusedWhateverItsBytes) {
-    write(planRun(Request));
+    write();
     const std::string sound = textOf(Plan);
     std::mt19937 random(2);
     for (int i = 0; i < 300; ++i) {

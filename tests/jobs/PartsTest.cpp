@@ -69,6 +69,13 @@ protected:
             fs::remove(Top / "joined" / name);
     }
 
+    fs::path groundOfJob() const {
+        for (const std::string& name : namesIn(Job))
+            if (name.starts_with("ground-"))
+                return Job / name;
+        return {};
+    }
+
     RasterRequest Request;
     fs::path Job;
 };
@@ -107,7 +114,6 @@ TEST_F(PartsTest, AreMadeOnceOrAgainWhenTheyAreDamaged) {
     saveScan(true);
     runRaster(into("whole"));
     plan(4);
-    EXPECT_THROW(plan(4), OutputError) << "the job is there";
     const auto fault = [&] { return messageOf([&] { joinParts(Job, true); }); };
     EXPECT_THAT(fault(), HasSubstr("parts 1-4 of 4 are missing"));
     EXPECT_THROW(makePart(Job, 0), UsageError);
@@ -156,6 +162,113 @@ TEST_F(PartsTest, AreRefusedForAnotherCloudAndSayWhy) {
     EXPECT_THAT(status[1].failure, HasSubstr("scan.las: has changed"));
     EXPECT_EQ(status[2].state, PartStatus::State::Missing);
     EXPECT_THROW(statusOfParts(Top), InputError);
+}
+
+TEST_F(PartsTest, ArePlannedAgainWithWhatIsKnown) {
+    saveScan(true);
+    plan(4);
+    const std::string first = textOf(Job / "plan.json");
+    const fs::path index = *fs::directory_iterator(Job / "index");
+    const auto indexed = fs::last_write_time(index);
+    makePart(Job, 2);
+    plan(4);
+    EXPECT_EQ(textOf(Job / "plan.json"), first);
+    EXPECT_EQ(makePart(Job, 2), PartOutcome::WasThere);
+    EXPECT_THROW(plan(3), OutputError);
+    EXPECT_EQ(textOf(Job / "plan.json"), first);
+    Request.overwrite = true;
+    plan(3);
+    EXPECT_EQ(makePart(Job, 2), PartOutcome::Made);
+    fs::remove(Job / "plan.json");
+    plan(4);
+    EXPECT_EQ(fs::last_write_time(index), indexed);
+    for (std::uint64_t part = 1; part <= 4; ++part)
+        EXPECT_EQ(makePart(Job, part), PartOutcome::Made);
+    joinParts(Job, false);
+    runRaster(into("whole"));
+    expectSame();
+    EXPECT_FALSE(fs::exists(Job));
+    Request.bands = {"Nonsense:Mean"};
+    EXPECT_THROW(plan(4), InputError);
+    EXPECT_FALSE(fs::exists(Job)) << "nothing was learned";
+}
+
+TEST_F(PartsTest, OpenOnlyTheFilesThatReachIntoThem) {
+    std::vector<fs::path> files;
+    // Beside each other from west to east; the last one has other fields.
+    for (int i = 0; i < 4; ++i) {
+        std::mt19937 random(static_cast<unsigned>(i));
+        LasBuilder las;
+        las.format = i == 3 ? 3 : 1;
+        las.points.assign(5000, {});
+        for (LasPoint& p : las.points)
+            p.xyz = {static_cast<int>(20000 * i + random() % 20000), static_cast<int>(random() % 30000), 7};
+        files.push_back(Top / (std::to_string(i) + ".las"));
+        saveAs(files.back(), las.build());
+    }
+    Request.inputs = {(Top / "*.las").string()};
+    Request.bands = {"Height:Mean", "Intensity:Median", "Height:IDW(20)"};
+    runRaster(into("whole"));
+    // Rows of blocks, so that each part has points of all files; and then one row alone.
+    const std::uint64_t parts = plan(100);
+    for (std::uint64_t part = 1; part <= parts; ++part)
+        makePart(Job, part);
+    joinParts(Job, true);
+    expectSame();
+
+    saveAs(files[3], "gone");
+    for (const char* const name : {"1", "1.json"})
+        fs::remove(Job / "parts" / name);
+    EXPECT_EQ(makePart(Job, 1), PartOutcome::Made) << "the north-west";
+    for (const std::string& name : namesIn(Top / "joined"))
+        fs::remove(Top / "joined" / name);
+    EXPECT_THAT(messageOf([&] { joinParts(Job, true); }), HasSubstr("3.las: has changed since the plan"));
+    EXPECT_EQ(namesIn(Top / "joined"), Names{});
+}
+
+TEST_F(PartsTest, KnowPolygonsAndTheGround) {
+    saveScan(true);
+    RasterRequest ground = Request;
+    ground.bands = {"Height:Mean"};
+    ground.cell = {{4.0, 4.0}};
+    // Some points have none.
+    ground.bounds = {{0.0, 0.0, 500.0, 600.0}};
+    ground.output = (Top / "ground.tif").string();
+    runRaster(ground);
+    const fs::path area = Top / "area.csv";
+    saveAs(area, "id,WKT\n1,\"POLYGON((10 10,560 20,300 590,10 10))\"\n");
+    Request.clip = area.string();
+    Request.bands = {"HeightAboveGround:Median", "HeightAboveGround:Max[:30@HeightAboveGround]", "count"};
+    Request.overwrite = true;
+    for (const bool isFound : {true, false}) {
+        SCOPED_TRACE(isFound);
+        Request.ground = isFound ? "" : ground.output;
+        Request.groundClasses = isFound ? "2" : "";
+        const RasterReport whole = runRaster(into("whole"));
+        plan(4);
+        const std::string first = textOf(Job / "plan.json");
+        plan(4);
+        EXPECT_EQ(textOf(Job / "plan.json"), first);
+        for (std::uint64_t part = 1; part <= 4; ++part)
+            makePart(Job, part);
+        const RasterReport joined = joinParts(Job, true);
+        EXPECT_EQ(joined.rastered, whole.rastered);
+        EXPECT_EQ(joined.withoutGround, whole.withoutGround);
+        EXPECT_EQ(whole.withoutGround != 0, !isFound);
+        expectSame();
+        fs::remove(Job / "parts" / "2.json");
+        const fs::path surface = isFound ? groundOfJob() : fs::path(ground.output);
+        for (const fs::path& path : {area, surface}) {
+            const auto time = fs::last_write_time(path);
+            fs::last_write_time(path, time + std::chrono::seconds(1));
+            EXPECT_THAT(messageOf([&] { makePart(Job, 2); }),
+                        HasSubstr(path.filename().string() + ": has changed since the plan"));
+            fs::last_write_time(path, time);
+        }
+        EXPECT_EQ(makePart(Job, 2), PartOutcome::Made);
+        joinParts(Job, false);
+        EXPECT_FALSE(fs::exists(Job));
+    }
 }
 
 TEST_F(PartsTest, StopWhenAskedToAndLeaveNothing) {

@@ -1,5 +1,5 @@
-/// UnmappedLas: an uncompressed LAS file that can't be mapped, as in a virtual file system. It is read a
-/// stretch at a time.
+/// UnmappedLas: an uncompressed LAS file that is not mapped, as in a virtual file system or among thousands.
+/// It is read a stretch at a time.
 #pragma once
 
 #include <memory>
