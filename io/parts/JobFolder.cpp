@@ -113,7 +113,8 @@ bool JobFolder::hasReceipts() const {
 void JobFolder::discardParts() const {
     std::error_code ignored;
     for (const fs::directory_entry& entry : fs::directory_iterator(parts(), ignored))
-        fs::remove(entry.path(), ignored);
+        if (entry.is_regular_file(ignored))
+            fs::remove(entry.path(), ignored);
 }
 
 void JobFolder::writePlan(const RunPlan& written, bool discardsParts) const {
