@@ -175,17 +175,16 @@ std::size_t PointFinder::dropBy(ConditionTest& test, const RecordFormat& format,
 }
 
 std::size_t PointFinder::dropWithoutGround(std::size_t found) {
-    Ground->subtract(Coordinates[0].data(), Coordinates[1].data(), Coordinates[2].data(), found,
-                     Coordinates[3].data());
+    const double* const above = Coordinates[3].data();
+    const std::size_t without = Ground->subtract(Coordinates[0].data(), Coordinates[1].data(),
+                                                 Coordinates[2].data(), found, Coordinates[3].data());
+    WithoutGround += without;
+    if (without == 0)
+        return found;
     Passes.resize(found);
-    std::size_t lost = 0;
-    for (std::size_t i = 0; i < found; ++i) {
-        Passes[i] = std::isnan(Coordinates[3][i]) ? 0 : 1;
-        lost += 1U - Passes[i];
-    }
-    const std::size_t kept = lost == 0 ? found : keepPassed(found, Passes.data());
-    WithoutGround += found - kept;
-    return kept;
+    std::transform(above, above + found, Passes.begin(),
+                   [](double height) { return static_cast<unsigned char>(std::isnan(height) ? 0 : 1); });
+    return keepPassed(found, Passes.data());
 }
 
 std::array<const double*, 4> PointFinder::coordinates() const {

@@ -189,14 +189,15 @@ struct GroundSurface::Places {
     }
 };
 
-void GroundSurface::subtract(const double* x, const double* y, const double* z, std::size_t count,
-                             double* above) const {
+std::size_t GroundSurface::subtract(const double* x, const double* y, const double* z, std::size_t count,
+                                    double* above) const {
     // A place is a 32-bit integer, and has neighbours.
     constexpr std::uint64_t most = std::numeric_limits<std::int32_t>::max();
     const bool isUsual =
         Geometry.width >= 2 && Geometry.height >= 2 && Geometry.width <= most && Geometry.height <= most;
     Places places;
     std::array<double, Places::most> distances;
+    std::size_t without = 0;
     for (std::size_t first = 0; first < count; first += Places::most) {
         const std::size_t n = std::min(Places::most, count - first);
         if (isUsual) {
@@ -216,9 +217,12 @@ void GroundSurface::subtract(const double* x, const double* y, const double* z, 
             std::fill_n(above + first, n, nothing);
         }
         for (std::size_t i = first; i < first + n; ++i)
-            if (std::isnan(above[i])) [[unlikely]]
+            if (std::isnan(above[i])) [[unlikely]] {
                 above[i] = z[i] - heightAt(x[i], y[i]);
+                without += std::isnan(above[i]) ? 1 : 0;
+            }
     }
+    return without;
 }
 
 void GroundSurface::subtractHeights(const Places& places, const double* z, std::size_t count,

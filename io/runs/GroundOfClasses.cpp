@@ -28,13 +28,17 @@ ReductionPlan meanHeights(const PointConditions& groundPoints) {
 /// Row by row from the north, NaN where there are no points.
 std::vector<double> heightsOf(const ReducedCells& cells, const BlockLattice& lattice) {
     const std::size_t across = lattice.x().cells(), down = lattice.y().cells();
-    std::vector<double> heights(across * down, std::numeric_limits<double>::quiet_NaN());
+    std::vector<double> heights(across * down);
     Quill::visitArray<3>(Quill::PlainValueTypes(), cells.values[0],
                          [&]<class O>(const Quill::MemArray<3, O>& means) {
-                             for (std::size_t at = 0; at < heights.size(); ++at)
-                                 if (cells.counts[at] != 0)
-                                     heights[(down - 1 - at / across) * across + at % across] =
-                                         static_cast<double>(means.data[at]);
+                             for (std::size_t row = 0; row < down; ++row) {
+                                 const std::uint32_t* const counts = cells.counts.data() + row * across;
+                                 const O* const from = means.data + row * across;
+                                 double* const to = heights.data() + (down - 1 - row) * across;
+                                 for (std::size_t i = 0; i < across; ++i)
+                                     to[i] = counts[i] != 0 ? static_cast<double>(from[i])
+                                                            : std::numeric_limits<double>::quiet_NaN();
+                             }
                          });
     return heights;
 }
