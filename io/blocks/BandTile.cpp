@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <optional>
 
 #include <io/rasters/PixelTypes.h>
 #include <io/statistics/Statistic.h>
@@ -12,10 +11,12 @@ namespace Tilewright::Io {
 
 namespace {
 
-/// The nearest pixel to a value, and whether that lies beyond all pixels.
+/// The nearest pixel to a value, and whether that lies beyond all pixels or is none. (An optional would go
+/// through memory.)
 template <class P> struct NearestPixel {
     P pixel;
     bool isCut = false;
+    bool isNone = false;
 };
 
 /// For integers the value must be a number.
@@ -97,32 +98,41 @@ public:
     }
 
 private:
-    /// None for a cell that stays without data.
-    using MaybePixel = std::optional<NearestPixel<P>>;
+    /// Of a cell that stays without data.
+    static NearestPixel<P> noPixel() { return {P(), false, true}; }
 
     /// The pixels of the window's cells that have data become `pixel(place)` of their places in the arrays,
-    /// and stay blank where that gives none.
+    /// and stay blank where that is none.
     template <class Pixel> void place(const WindowResult& result, const Pixel& pixel) {
         const CellWindow& window = result.window;
+        const std::uint32_t* const counts = result.countsOf(Band.subset).data();
+        // None for a band that has data where there are no points.
+        const std::uint64_t least = Band.reachesOut ? 0 : std::uint64_t(result.sparseLimit) + 1;
+        std::uint64_t cut = 0;
+        bool isBlank = false;
         for (std::uint64_t row = 0; row < window.rows; ++row) {
             // Rows of the file run from north to south.
             P* const out = Pixels.data() + (Block.row + Block.rows - 1 - (window.row + row)) * Block.columns +
                            (window.column - Block.column);
             for (std::uint64_t column = 0; column < window.columns; ++column) {
                 const std::uint64_t at = result.place(column, row);
-                if (!Band.reachesOut && !result.hasData(at, Band.subset))
+                if (counts[at] < least)
                     continue;
-                const MaybePixel nearest = pixel(at);
-                if (!nearest) {
-                    CutCells += IsMasked ? 0 : 1;
+                const NearestPixel<P> nearest = pixel(at);
+                if (nearest.isNone) {
+                    cut += IsMasked ? 0 : 1;
                     continue;
                 }
-                out[column] = nearest->pixel;
-                CutCells += nearest->isCut ? 1 : 0;
-                if (IsMasked)
-                    Clash.note(nearest->pixel, Blank);
+                out[column] = nearest.pixel;
+                cut += nearest.isCut ? 1 : 0;
+                if constexpr (std::is_floating_point_v<P>)
+                    isBlank |= nearest.pixel == Blank;
+                else if (IsMasked)
+                    Clash.note(nearest.pixel, Blank);
             }
         }
+        CutCells += cut;
+        Clash.happened |= isBlank && IsMasked;
     }
 
     void takeValues(const WindowResult& result) {
@@ -145,18 +155,18 @@ private:
     }
 
     /// No integer represents what is not a number.
-    template <class O> MaybePixel pixelOfNumber(O value) const {
+    template <class O> NearestPixel<P> pixelOfNumber(O value) const {
         if constexpr (std::is_same_v<O, double>)
             if (isNoResult(value))
-                return std::nullopt;
+                return noPixel();
         if constexpr (std::is_floating_point_v<O> && std::is_integral_v<P>)
             if (std::isnan(value))
-                return std::nullopt;
+                return noPixel();
         return pixelOf<P>(value, Band.scale);
     }
 
     /// Of an unsigned integer, which may be a key.
-    MaybePixel pixelOfKey(unsigned long long value) const {
+    NearestPixel<P> pixelOfKey(unsigned long long value) const {
         switch (Band.keys) {
         case OrderKeys::Numbers:
         case OrderKeys::ReversedNumbers:

@@ -25,6 +25,9 @@ public:
     const Statistic& wanted(std::size_t i) const { return Items[i].wanted; }
     Quill::ArrayPtr array(std::size_t i) const { return Items[i].array; }
 
+    /// Whether it is a double, and not one of the values or a number of them.
+    bool isNumber(std::size_t i) const { return Items[i].numbers != nullptr; }
+
     void setValue(std::size_t i, std::size_t cell, T value) const { Items[i].values[cell] = value; }
     void setNumber(std::size_t i, std::size_t cell, double number) const { Items[i].numbers[cell] = number; }
     void setCount(std::size_t i, std::size_t cell, std::uint32_t count) const {

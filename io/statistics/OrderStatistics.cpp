@@ -2,7 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
+#include <limits>
+#include <optional>
 #include <type_traits>
+#include <vector>
 
 #include <io/statistics/Moments.h>
 #include <io/statistics/OrderResults.h>
@@ -61,6 +65,82 @@ template <class T> double shareAboveMean(std::span<const T> values) {
     return static_cast<double>(above) / static_cast<double>(values.size());
 }
 
+/// What is asked of the ranks of so many values, by how it is worked out: which is the same for many cells,
+/// and takes no guess of the processor at each.
+class RankedPlaces {
+public:
+    template <class T> RankedPlaces(const OrderResults<T>& results, std::uint64_t count) {
+        for (std::size_t i = 0; i < results.size(); ++i) {
+            const Statistic& wanted = results.wanted(i);
+            if (!hasRanks(wanted.kind))
+                continue;
+            const RankedPlace place = placeOf(wanted, count);
+            if (!results.isNumber(i))
+                Values.push_back({i, place});
+            else if (place.share == 0.5)
+                Middles.push_back({i, place});
+            else
+                Lines.push_back({i, place, place.share < 0.5 ? place.low : place.high,
+                                 place.share < 0.5 ? place.share : -(1.0 - place.share)});
+        }
+    }
+
+    /// The values are at their ranks as far as these are asked for.
+    template <class T>
+    void setResults(const OrderResults<T>& results, std::size_t cell, std::span<const T> values) const {
+        for (const Line& line : Lines) {
+            const auto low = static_cast<double>(values[line.place.low]);
+            const auto high = static_cast<double>(values[line.place.high]);
+            const double distance = high - low;
+            // The same as between(), for all but infinities and what is nearly as far apart.
+            if (std::fabs(distance) <= std::numeric_limits<double>::max()) [[likely]]
+                results.setNumber(line.item, cell,
+                                  static_cast<double>(values[line.nearer]) + distance * line.way);
+            else
+                results.setNumber(line.item, cell, between(low, high, line.place.share));
+        }
+        for (const auto& [item, place] : Middles)
+            results.setNumber(item, cell,
+                              between(static_cast<double>(values[place.low]),
+                                      static_cast<double>(values[place.high]), 0.5));
+        for (const auto& [item, place] : Values)
+            results.setValue(item, cell, values[place.low]);
+    }
+
+    void listRanks(std::vector<std::uint64_t>& ranks) const {
+        ranks.clear();
+        const auto add = [&](const RankedPlace& place) {
+            ranks.insert(ranks.end(), {place.low, place.high});
+        };
+        for (const Line& line : Lines)
+            add(line.place);
+        for (const auto& [item, place] : Middles)
+            add(place);
+        for (const auto& [item, place] : Values)
+            add(place);
+        std::ranges::sort(ranks);
+        ranks.erase(std::unique(ranks.begin(), ranks.end()), ranks.end());
+    }
+
+private:
+    struct Item {
+        std::size_t item;
+        RankedPlace place;
+    };
+    struct Line {
+        std::size_t item;
+        RankedPlace place;
+        /// The one from which the way is the shorter, and that as a share of the distance.
+        std::uint64_t nearer;
+        double way;
+    };
+
+    std::vector<Line> Lines;
+    std::vector<Item> Middles;
+    /// Those that are one of the values.
+    std::vector<Item> Values;
+};
+
 /// Works on one cell after the other.
 template <class T> class CellOrder {
 public:
@@ -81,26 +161,12 @@ public:
             Results.setNone(cell);
             return;
         }
-        findPlaces(numbers.size());
-        arrange(numbers);
-        const auto [mode, distinct] =
-            NeedsRuns ? modeOf(std::span<const T>(numbers)) : std::pair(T(), std::uint32_t(0));
-        for (std::size_t i = 0; i < Results.size(); ++i)
-            switch (Results.wanted(i).kind) {
-            case Kind::AboveMean:
-                Results.setNumber(i, cell, above);
-                break;
-            case Kind::Mode:
-                Results.setValue(i, cell, mode);
-                break;
-            case Kind::Distinct:
-                Results.setCount(i, cell, distinct);
-                break;
-            default: {
-                const RankedPlace& place = Places[i];
-                Results.setBetween(i, cell, numbers[place.low], numbers[place.high], place.share);
-            }
-            }
+        const RankedPlaces* const places = NeedsRanks ? &placesOf(numbers.size()) : nullptr;
+        arrange(numbers, places);
+        if (places)
+            places->setResults(Results, cell, std::span<const T>(numbers));
+        if (NeedsMean || NeedsRuns)
+            setOthers(cell, std::span<const T>(numbers), above);
     }
 
 private:
@@ -115,36 +181,42 @@ private:
         return values;
     }
 
-    /// They are the same for many cells.
-    void findPlaces(std::size_t count) {
-        if (!NeedsRanks)
-            return;
-        std::vector<RankedPlace>& places = count <= fewValues ? PlacesOfFew[count] : PlacesOfMany;
-        if (places.empty() || count > fewValues) {
-            places.clear();
-            for (std::size_t i = 0; i < Results.size(); ++i)
-                places.push_back(placeOf(Results.wanted(i), count));
-        }
-        Places = places;
+    const RankedPlaces& placesOf(std::size_t count) {
+        std::optional<RankedPlaces>& places = count <= fewValues ? PlacesOfFew[count] : PlacesOfMany;
+        if (!places || count > fewValues)
+            places.emplace(Results, count);
+        return *places;
     }
 
     /// So far as anybody asks for it.
-    void arrange(std::span<T> numbers) {
+    void arrange(std::span<T> numbers, const RankedPlaces* places) {
         if ((NeedsRuns || NeedsRanks) && numbers.size() <= fewValues) {
             sortFew(numbers);
         } else if (NeedsRuns) {
             std::ranges::sort(numbers);
-        } else if (NeedsRanks) {
-            Ranks.clear();
-            for (std::size_t i = 0; i < Results.size(); ++i)
-                if (hasRanks(Results.wanted(i).kind)) {
-                    Ranks.push_back(Places[i].low);
-                    Ranks.push_back(Places[i].high);
-                }
-            std::ranges::sort(Ranks);
-            Ranks.erase(std::unique(Ranks.begin(), Ranks.end()), Ranks.end());
+        } else if (places) {
+            places->listRanks(Ranks);
             select(numbers, 0, std::span<const std::uint64_t>(Ranks));
         }
+    }
+
+    /// What ranks have no part in.
+    void setOthers(std::size_t cell, std::span<const T> numbers, double above) const {
+        const auto [mode, distinct] = NeedsRuns ? modeOf(numbers) : std::pair(T(), std::uint32_t(0));
+        for (std::size_t i = 0; i < Results.size(); ++i)
+            switch (Results.wanted(i).kind) {
+            case Kind::AboveMean:
+                Results.setNumber(i, cell, above);
+                break;
+            case Kind::Mode:
+                Results.setValue(i, cell, mode);
+                break;
+            case Kind::Distinct:
+                Results.setCount(i, cell, distinct);
+                break;
+            default:
+                break;
+            }
     }
 
     const OrderResults<T>& Results;
@@ -152,10 +224,9 @@ private:
     bool NeedsRanks = false;
     bool NeedsRuns = false;
     std::vector<std::uint64_t> Ranks;
-    /// By the number of values, and those at hand.
-    std::array<std::vector<RankedPlace>, fewValues + 1> PlacesOfFew;
-    std::vector<RankedPlace> PlacesOfMany;
-    std::span<const RankedPlace> Places;
+    /// By the number of values.
+    std::array<std::optional<RankedPlaces>, fewValues + 1> PlacesOfFew;
+    std::optional<RankedPlaces> PlacesOfMany;
 };
 
 } // namespace
