@@ -8,8 +8,8 @@
 
 #include <io/blocks/PointTable.h>
 #include <io/blocks/SquareGeometry.h>
-#include <io/blocks/Turnstile.h>
 #include <io/system/Errors.h>
+#include <io/system/OrderedQueue.h>
 #include <io/system/Parallel.h>
 #include <io/system/Workspaces.h>
 
@@ -23,6 +23,8 @@ constexpr std::uint64_t usualPiece = 1 << 15;
 constexpr std::size_t pointsAtATime = 512;
 /// Points that wait for their turn at most.
 constexpr std::size_t mostWaiting = 1 << 18;
+/// Cells that a thread begins or finishes at a time.
+constexpr std::size_t cellsAtATime = 1 << 16;
 
 /// Stretches that lie one after the other.
 struct Piece {
@@ -48,12 +50,16 @@ std::vector<Piece> joinStretches(const std::vector<Stretch>& stretches) {
 /// What the cells have so far.
 class CellStates {
 public:
-    CellStates(const ReductionPlan& plan, const BlockLattice& lattice)
-        : Plan(plan), Counts(plan.subsets.size() + 1, std::vector<std::uint32_t>(lattice.cells(), 0)) {
+    /// On several threads, because much of the time goes into fetching the memory.
+    CellStates(const ReductionPlan& plan, const BlockLattice& lattice, unsigned threads)
+        : Plan(plan), Threads(threads), Counts(plan.subsets.size() + 1), Reductions(plan.reductions.size()) {
         const Quill::MultiIndex<3> sizes(lattice.x().cells(), lattice.y().cells(), 1);
-        for (const ReductionPlan::Reduction& reduction : plan.reductions)
-            Reductions.push_back(
-                makeColumnStore(plan.columns[reduction.column], 0)->makeReduction(sizes, reduction));
+        forEachPiece(threads, Counts.size() + Reductions.size(), [&](std::size_t i) {
+            if (i < Counts.size())
+                Counts[i].resize(lattice.cells());
+            else
+                Reductions[i - Counts.size()] = make(sizes, plan.reductions[i - Counts.size()]);
+        });
     }
 
     void take(const PointTable& points) {
@@ -69,16 +75,32 @@ public:
     }
 
     void finish(ReducedCells& result) {
-        for (std::size_t r = 0; r < Reductions.size(); ++r) {
-            Reductions[r]->finish(0, Counts[Plan.columns[Plan.reductions[r].column].subset]);
-            result.values.push_back(Reductions[r]->results());
-        }
+        const std::size_t cells = Counts.front().size();
+        forEachPiece(Threads, (cells + cellsAtATime - 1) / cellsAtATime, [&](std::size_t i) {
+            const std::size_t first = i * cellsAtATime;
+            for (std::size_t r = 0; r < Reductions.size(); ++r)
+                Reductions[r]->finish(first,
+                                      countsOf(r).subspan(first, std::min(cellsAtATime, cells - first)));
+        });
+        for (const auto& reduction : Reductions)
+            result.values.push_back(reduction->results());
         result.counts = std::move(Counts.front());
         result.subsetCounts.assign(std::move_iterator(Counts.begin() + 1), std::move_iterator(Counts.end()));
     }
 
 private:
+    std::unique_ptr<ColumnReduction> make(const Quill::MultiIndex<3>& sizes,
+                                          const ReductionPlan::Reduction& wanted) const {
+        return makeColumnStore(Plan.columns[wanted.column], 0)->makeReduction(sizes, wanted);
+    }
+
+    /// The points of each cell that a reduction has values of.
+    std::span<const std::uint32_t> countsOf(std::size_t reduction) const {
+        return Counts[Plan.columns[Plan.reductions[reduction].column].subset];
+    }
+
     const ReductionPlan& Plan;
+    unsigned Threads;
     /// Of all points, and of each subset.
     std::vector<std::vector<std::uint32_t>> Counts;
     std::vector<std::unique_ptr<ColumnReduction>> Reductions;
@@ -165,9 +187,11 @@ ReducedCells reduceInOnePass(const PointCloud& cloud, const CloudIndex& index, c
                              const OnePassJob& job, const StepReport& report) {
     const std::vector<Piece> pieces = joinStretches(index.stretches);
     const std::uint64_t points = cloud.pointCount() - index.skippedPoints;
-    CellStates states(job.plan, lattice);
-    Turnstile turns;
-    Workspaces<PieceReader> readers([&] { return std::make_unique<PieceReader>(cloud, lattice, job); });
+    CellStates states(job.plan, lattice, job.threads);
+    using Readers = Workspaces<PieceReader>;
+    Readers readers([&] { return std::make_unique<PieceReader>(cloud, lattice, job); });
+    OrderedQueue<Readers::Loan> queue(2 * std::size_t(job.threads),
+                                      [&](const Readers::Loan& reader) { reader->addTo(states); });
     std::atomic<std::uint64_t> done = 0;
     forEachPiece(
         job.threads, pieces.size(),
@@ -176,20 +200,17 @@ ReducedCells reduceInOnePass(const PointCloud& cloud, const CloudIndex& index, c
                 if (report && !report(done, points))
                     throw Interruption();
             };
-            const auto reader = readers.borrow();
-            bool isIn = false;
-            const auto add = [&] {
-                if (!isIn && !turns.enter(p))
+            Readers::Loan reader = readers.borrow();
+            const auto makeRoom = [&] {
+                if (!queue.waitFor(p))
                     throw Interruption();
-                isIn = true;
                 reader->addTo(states);
             };
-            reader->read(cloud, pieces[p], watch, add);
-            add();
-            turns.leave();
+            reader->read(cloud, pieces[p], watch, makeRoom);
             done += pieces[p].count;
+            queue.put(p, std::move(reader));
         },
-        [&] { turns.close(); });
+        [&] { queue.abandon(); });
     ReducedCells result;
     result.measures = PointMeasures(job.fieldsToMeasure);
     readers.forEach([&](const PieceReader& reader) {

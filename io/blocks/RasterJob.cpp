@@ -6,15 +6,18 @@
 #include <mutex>
 
 #include <io/blocks/BandTile.h>
-#include <io/blocks/BlockQueue.h>
 #include <io/blocks/OnePass.h>
 #include <io/blocks/SquareMaker.h>
 #include <io/system/Errors.h>
+#include <io/system/OrderedQueue.h>
 #include <io/system/Parallel.h>
 
 namespace Tilewright::Io {
 
 namespace {
+
+/// The finished pixels of a block, one tile per band; none where nothing is to be written.
+using BlockTiles = std::vector<std::unique_ptr<BandTile>>;
 
 /// The windows of a raster whose cells are all in memory.
 class CellSource : public WindowSource {
@@ -134,7 +137,7 @@ JobResult makeBlocks(const RasterJob& job, const BlockLattice& lattice, WindowSo
     BlockMaker maker(job, lattice, source, descriptions);
     const std::size_t end = std::min(job.blocks.end, maker.blocks());
     const std::size_t first = std::min(job.blocks.first, end);
-    BlockQueue queue(2 * std::size_t(job.threads), [&](const BlockTiles& tiles) {
+    OrderedQueue<BlockTiles> queue(2 * std::size_t(job.threads), [&](const BlockTiles& tiles) {
         for (std::size_t b = 0; b < tiles.size(); ++b)
             result.cutCells[b] +=
                 tiles[b]->write(sink, b, lattice.y().cells(), result.clashes[job.bands[b].file]);

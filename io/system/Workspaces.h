@@ -18,20 +18,22 @@ public:
     /// Gives the object back when it goes.
     class Loan {
     public:
-        Loan(Workspaces& owner, Workspace& lent) : Owner(owner), Lent(lent) {}
-        Loan(const Loan&) = delete;
-        Loan& operator=(const Loan&) = delete;
+        Loan(Workspaces& owner, Workspace& lent) : Owner(&owner), Lent(&lent) {}
+        Loan(Loan&& other) noexcept : Owner(other.Owner), Lent(std::exchange(other.Lent, nullptr)) {}
+        Loan& operator=(Loan&&) = delete;
         ~Loan() {
-            const std::lock_guard guard(Owner.Lock);
-            Owner.Idle.push_back(&Lent);
+            if (!Lent)
+                return;
+            const std::lock_guard guard(Owner->Lock);
+            Owner->Idle.push_back(Lent);
         }
 
-        Workspace* operator->() const { return &Lent; }
-        Workspace& operator*() const { return Lent; }
+        Workspace* operator->() const { return Lent; }
+        Workspace& operator*() const { return *Lent; }
 
     private:
-        Workspaces& Owner;
-        Workspace& Lent;
+        Workspaces* Owner;
+        Workspace* Lent;
     };
 
     Loan borrow() {
