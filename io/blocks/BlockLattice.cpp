@@ -6,6 +6,7 @@
 #include <string>
 
 #include <io/system/Errors.h>
+#include <io/system/WideVectors.h>
 
 namespace Tilewright::Io {
 
@@ -84,7 +85,7 @@ std::int64_t LatticeAxis::cellNearEdge(double coordinate) const {
     return std::clamp(static_cast<std::int64_t>(edgeAtOrBelow(coordinate) - First), std::int64_t(0), last);
 }
 
-void LatticeAxis::locateAll(std::span<const double> coordinates, std::uint32_t* cells,
+TILEWRIGHT_WIDE_VECTORS void LatticeAxis::locateAll(std::span<const double> coordinates, std::uint32_t* cells,
                             double* margins) const {
     const double firstEdge = FirstEdge;
     const double cellsPerUnit = CellsPerUnit;
@@ -106,7 +107,7 @@ void LatticeAxis::locateAll(std::span<const double> coordinates, std::uint32_t* 
         lowerToEnds(coordinates, margins);
 }
 
-void LatticeAxis::lowerToEnds(std::span<const double> coordinates, double* margins) const {
+TILEWRIGHT_WIDE_VECTORS void LatticeAxis::lowerToEnds(std::span<const double> coordinates, double* margins) const {
     const double low = Low;
     const double high = High;
     for (std::size_t i = 0; i < coordinates.size(); ++i) {
