@@ -37,6 +37,7 @@
 #include <io/records/RecordFormat.h>
 #include <io/records/RecordStore.h>
 #include <io/runs/BandWords.h>
+#include <io/runs/BlockwiseRaster.h>
 #include <io/runs/MemoryRun.h>
 #include <io/runs/PlanFile.h>
 #include <io/runs/RasterRequest.h>

@@ -1,5 +1,6 @@
 #include <python/Results.h>
 
+#include <array>
 #include <memory>
 #include <string>
 #include <utility>
@@ -25,12 +26,13 @@ py::dict bandReportOf(const Io::BandReport& band) {
 }
 
 /// An array of numpy that owns the pixels.
-template <class T> py::array arrayOf(std::vector<T>&& pixels, const Io::RasterGeometry& geometry) {
+template <class T> py::array arrayOf(std::vector<T>&& pixels, std::uint64_t width) {
     auto owned = std::make_unique<std::vector<T>>(std::move(pixels));
     const T* const first = owned->data();
+    const std::uint64_t height = owned->size() / width;
     const py::capsule owner(owned.get(), [](void* all) { delete static_cast<std::vector<T>*>(all); });
     owned.release();
-    return py::array_t<T>({geometry.height, geometry.width}, first, owner);
+    return py::array_t<T>({height, width}, first, owner);
 }
 
 const char* colourName(Io::BandColour colour) {
@@ -55,17 +57,18 @@ std::string requestOf(const Io::BandDescription& band) {
     return "";
 }
 
-py::dict outputOf(Io::MemoryOutput&& output) {
-    py::list arrays, colours;
-    for (std::size_t b = 0; b < output.bands.size(); ++b) {
-        arrays.append(
-            std::visit([&](auto& pixels) { return arrayOf(std::move(pixels), output.description.geometry); },
-                       output.bands[b]));
-        colours.append(colourName(output.description.bands[b].colour));
-    }
+/// Types of numpy in the order of PixelType.
+constexpr std::array<const char*, std::variant_size_v<Io::PixelArray>> dtypes = {"f4", "f8", "u1", "u2",
+                                                                                 "u4", "u8", "i4"};
+
+py::dict outputOf(const Io::MemoryOutput& output) {
+    py::list colours;
+    for (const Io::BandDescription& band : output.description.bands)
+        colours.append(colourName(band.colour));
     const Io::BandDescription& first = output.description.bands.front();
     return py::dict("name"_a = output.name, "request"_a = requestOf(first), "unit"_a = first.unit,
-                    "nodata"_a = output.description.nodata, "colours"_a = colours, "arrays"_a = arrays);
+                    "nodata"_a = output.description.nodata, "colours"_a = colours,
+                    "dtype"_a = py::dtype(dtypes[static_cast<std::size_t>(output.description.type)]));
 }
 
 } // namespace
@@ -83,11 +86,22 @@ py::dict reportOf(const Io::RasterReport& report) {
                     "dry_run"_a = report.dryRun, "bands"_a = bands, "notes"_a = report.notes);
 }
 
+py::list arraysOf(Io::MemoryOutput&& output, std::uint64_t width) {
+    py::list arrays;
+    for (Io::PixelArray& band : output.bands)
+        arrays.append(std::visit([&](auto& pixels) { return arrayOf(std::move(pixels), width); }, band));
+    return arrays;
+}
+
 py::dict rasterOf(Io::MemoryRaster&& raster) {
     py::list outputs;
     const Io::RasterGeometry geometry = raster.outputs.front().description.geometry;
-    for (Io::MemoryOutput& output : raster.outputs)
-        outputs.append(outputOf(std::move(output)));
+    for (Io::MemoryOutput& output : raster.outputs) {
+        py::dict described = outputOf(output);
+        if (!output.bands.empty())
+            described["arrays"] = arraysOf(std::move(output), geometry.width);
+        outputs.append(described);
+    }
     return py::dict("report"_a = reportOf(raster.report), "outputs"_a = outputs,
                     "geometry"_a =
                         py::dict("width"_a = geometry.width, "height"_a = geometry.height,

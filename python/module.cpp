@@ -14,6 +14,7 @@
 #include <io/system/Errors.h>
 #include <io/system/NumberText.h>
 #include <python/Arrays.h>
+#include <python/Blocks.h>
 #include <python/Parts.h>
 #include <python/Requests.h>
 #include <python/Results.h>
@@ -165,6 +166,7 @@ PYBIND11_MODULE(_engine, m) {
         .def("measure_bounds", &OpenFiles::measureBounds, "threads"_a);
     m.def("raster", &raster, "arrays"_a, "keywords"_a, "progress"_a);
     m.def("write", &write, "arrays"_a, "keywords"_a, "progress"_a);
+    addBlocks(m);
     addParts(m);
     m.def("parse_bytes", &Io::parseBytes, "text"_a);
     m.def("crs_from_user", &Io::coordinateSystemFromUser, "text"_a);

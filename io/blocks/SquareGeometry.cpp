@@ -34,6 +34,12 @@ SquareRange squaresOf(const CellWindow& cells, const BlockLattice& lattice, std:
             (northernRow - (cells.row + cells.rows - 1)) / side, (northernRow - cells.row) / side};
 }
 
+bool reaches(const Stretch& stretch, const BlockLattice& lattice, const CellWindow& window) {
+    const std::optional<CellWindow> cells = cellsOf(stretch, lattice);
+    return cells && overlapOf(cells->column, cells->columns, window.column, window.columns) != 0 &&
+           overlapOf(cells->row, cells->rows, window.row, window.rows) != 0;
+}
+
 double sharedPart(const CellWindow& part, const CellWindow& other) {
     return static_cast<double>(overlapOf(part.column, part.columns, other.column, other.columns)) *
            static_cast<double>(overlapOf(part.row, part.rows, other.row, other.rows)) /

@@ -27,6 +27,9 @@ SquareRange squaresOf(const CellWindow& cells, const BlockLattice& lattice, std:
 /// The cells that a stretch can reach; none where it misses the raster.
 std::optional<CellWindow> cellsOf(const Stretch& stretch, const BlockLattice& lattice);
 
+/// Whether points of a stretch may lie in a window.
+bool reaches(const Stretch& stretch, const BlockLattice& lattice, const CellWindow& window);
+
 /// The share of a window's cells that lie in another one.
 double sharedPart(const CellWindow& part, const CellWindow& other);
 

@@ -15,17 +15,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool overlap(std::uint64_t first, std::uint64_t count, std::uint64_t otherFirst, std::uint64_t otherCount) {
-    return first < otherFirst + otherCount && otherFirst < first + count;
-}
-
-/// Whether points of a stretch may lie in a window.
-bool reaches(const Stretch& stretch, const BlockLattice& lattice, const CellWindow& window) {
-    const std::optional<CellWindow> cells = cellsOf(stretch, lattice);
-    return cells && overlap(cells->column, cells->columns, window.column, window.columns) &&
-           overlap(cells->row, cells->rows, window.row, window.rows);
-}
-
 std::uint64_t cellsOf(const BlockRange& blocks, const BlockLattice& lattice) {
     std::uint64_t cells = 0;
     for (std::size_t b = blocks.first; b < blocks.end; ++b)

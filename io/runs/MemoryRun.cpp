@@ -10,8 +10,7 @@
 #include <io/outputs/HiddenFolder.h>
 #include <io/rasters/HoleFilling.h>
 #include <io/rasters/PixelTypes.h>
-#include <io/runs/NoDataChoice.h>
-#include <io/runs/PixelTypeNames.h>
+#include <io/runs/MemoryOutputs.h>
 #include <io/runs/Rastering.h>
 #include <io/runs/Resources.h>
 #include <io/runs/RunReport.h>
@@ -22,18 +21,6 @@ namespace Tilewright::Io {
 namespace {
 
 namespace fs = std::filesystem;
-
-/// Files are made by the plan; in memory their options mean nothing.
-RasterRequest withoutFiles(RasterRequest request) {
-    request.output.clear();
-    request.driver.clear();
-    request.creationOptions.clear();
-    request.preview.clear();
-    request.stack = request.overviews = request.dryRun = false;
-    if (request.scratch.empty())
-        request.scratch = fs::temp_directory_path().string();
-    return request;
-}
 
 /// Bytes that programs can have without swapping.
 std::uint64_t availableMemory() {
@@ -53,38 +40,6 @@ void checkRoom(const RasterReport& planned) {
                           std::to_string(planned.rows) + " cells takes " +
                           readableBytes(planned.outputBytes) + ", and " + readableBytes(available) +
                           " of memory are free");
-}
-
-void checkNoData(const MemoryOutput& output) {
-    const RasterDescription& description = output.description;
-    const bool isPixel = !description.nodata || withPixelType(description.type, [&]<class T>(T) {
-        return asPixel<T>(*description.nodata).has_value();
-    });
-    if (!isPixel)
-        throw UsageError(output.name + ": the nodata value " + exactNumber(asNumber(*description.nodata)) +
-                         " is not a value of " + nameOf(description.type));
-}
-
-/// Arrays for all outputs, empty yet, and a sink into them.
-std::unique_ptr<BlockSink> openArrays(const RunPlan& plan, const std::vector<RasterDescription>& descriptions,
-                                      std::vector<MemoryOutput>& outputs) {
-    const PixelWindow whole{0, 0, plan.geometry.width, plan.geometry.height};
-    outputs.clear();
-    for (std::size_t f = 0; f < descriptions.size(); ++f) {
-        MemoryOutput& output =
-            outputs.emplace_back(MemoryOutput{plan.outputs[f].path.string(), descriptions[f], {}});
-        checkNoData(output);
-        for (std::size_t b = 0; b < descriptions[f].bands.size(); ++b)
-            output.bands.push_back(withPixelType(descriptions[f].type, [&]<class T>(T) {
-                return PixelArray(std::vector<T>(whole.pixels()));
-            }));
-    }
-    std::vector<MemorySink::Band> bands;
-    for (const JobBand& band : plan.job.bands)
-        bands.push_back({std::visit([](auto& pixels) { return PixelRoom(std::span(pixels)); },
-                                    outputs[band.file].bands[band.number]),
-                         descriptions[band.file].nodata});
-    return std::make_unique<MemorySink>(whole, std::move(bands));
 }
 
 /// Fills the holes of one band, as they are filled in files. Holes are where `isHole` says so of a pixel.
@@ -170,7 +125,8 @@ MemoryRaster makeRaster(const std::shared_ptr<const PointCloud>& cloud, const Ra
     const RasteredBlocks rastered = rasterBlocks(
         run,
         [&](const std::vector<RasterDescription>& descriptions) {
-            return openArrays(run.plan, descriptions, raster.outputs);
+            const PixelWindow whole{0, 0, run.plan.geometry.width, run.plan.geometry.height};
+            return openArrays(run.plan, descriptions, whole, raster.outputs);
         },
         progress);
     if (request.fill > 0.0)

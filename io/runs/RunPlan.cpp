@@ -418,4 +418,8 @@ PlannedRun planRunBetween(const RunEnds& ends, const RasterRequest& request, con
     return run ? std::move(*run) : planner.planMeasured();
 }
 
+PlannedRun planRunInBlocks(const RunEnds& ends, const RasterRequest& request, const RunProgress& progress) {
+    return RunPlanner(ends, request, progress).planMeasured(false);
+}
+
 } // namespace Tilewright::Io

@@ -158,6 +158,9 @@ struct RunEnds {
 /// The same for other ends; of a dry run as planRun() does.
 PlannedRun planRunBetween(const RunEnds& ends, const RasterRequest& request, const RunProgress& progress);
 
+/// The same block by block.
+PlannedRun planRunInBlocks(const RunEnds& ends, const RasterRequest& request, const RunProgress& progress);
+
 /// Throws UsageError or OutputError for files that could not be written, or that may not be replaced, as far
 /// as can be known without trying.
 TILEWRIGHT_API void checkOutputs(const RunPlan& plan);

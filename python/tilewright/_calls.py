@@ -7,6 +7,7 @@ from typing import TYPE_CHECKING, Any, Optional, Union
 
 from . import _engine, _options
 from ._dataset import RESERVED, dataset_of, require_xarray
+from ._lazy import Chunks, lay_out
 from ._options import Bands, Fill, Ground, Path, Words
 from ._progress import Progress, watcher
 from ._report import Report, report_of
@@ -89,6 +90,7 @@ def raster(
     memory: Union[int, str, None] = None,
     scratch: Optional[Path] = None,
     progress: Progress = None,
+    chunks: Chunks = None,
 ) -> xr.Dataset:
     """Make a raster of points, in memory.
 
@@ -146,6 +148,11 @@ def raster(
     progress : bool or callable
         True for a bar, or a function that is called with the step, how much of it is done, how much there
         is, and the unit of both. An exception in it stops the work.
+    chunks : dict, int or "auto"
+        Give arrays of Dask, whose blocks are made when they are computed: ``{}`` for the blocks that take the
+        least work, ``{"y": 1024, "x": 1024}``, a number or ``"auto"`` as with xarray. The points are only
+        measured now. Integers have a value for no data that is chosen before the first of them is known: a
+        block in which a cell with data has that value is an OSError. Not with `fill`.
 
     Returns
     -------
@@ -164,7 +171,7 @@ def raster(
     MemoryError
         The raster does not fit into memory; `write` makes files of any size.
     ImportError
-        xarray is not installed.
+        xarray is not installed, or Dask for `chunks`.
 
     Examples
     --------
@@ -185,7 +192,10 @@ def raster(
     points = source_of(source)
     keywords.update(_files(points))
     with watcher(progress) as callback:
-        made = _engine.raster(points.arrays, keywords, callback)
+        if chunks is None:
+            made = _engine.raster(points.engine_arrays(), keywords, callback)
+        else:
+            made = lay_out(points, keywords, chunks, callback)
     return dataset_of(made, _selection(keywords), nodata)
 
 
@@ -280,4 +290,4 @@ def write(
     points = source_of(source)
     keywords.update(_files(points))
     with watcher(progress) as callback:
-        return report_of(_engine.write(points.arrays, keywords, callback))
+        return report_of(_engine.write(points.engine_arrays(), keywords, callback))

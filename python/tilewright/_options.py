@@ -117,6 +117,17 @@ def path(value: Optional[Path]) -> Optional[str]:
     return None if value is None else os.fsdecode(os.path.expanduser(os.fspath(value)))
 
 
+def absolute(keywords: dict[str, Any]) -> dict[str, Any]:
+    """A request whose paths mean the same in every folder."""
+
+    def whole(word: str) -> str:
+        return word if "://" in word else os.path.abspath(word)
+
+    paths = ("output", "like", "clip", "ground", "preview", "scratch")
+    moved = {name: whole(keywords[name]) for name in paths if keywords.get(name)}
+    return {**keywords, **moved, "inputs": [whole(word) for word in keywords["inputs"]]}
+
+
 def grid(
     cell: Any, like: Optional[Path], bounds: Any, origin: Any, shift: Any
 ) -> dict[str, Any]:

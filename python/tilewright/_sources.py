@@ -41,11 +41,23 @@ SCAN_FIELDS = {
 }
 
 
+class Columns(NamedTuple):
+    """Columns of one cloud, X, Y and Z first and then the others, and its coordinate system as WKT."""
+
+    name: str
+    coordinates: list[tuple[str, Numbers]]
+    attributes: list[tuple[str, Numbers]]
+    crs: str
+
+
 class Source(NamedTuple):
     """Words that stand for files, or arrays."""
 
     words: list[str]
-    arrays: Optional[list[_engine.PointArrays]]
+    arrays: Optional[list[Columns]]
+
+    def engine_arrays(self) -> Optional[list[_engine.PointArrays]]:
+        return None if self.arrays is None else [_engine.PointArrays(*columns) for columns in self.arrays]
 
 
 def source_of(points: Any) -> Source:
@@ -78,7 +90,7 @@ def _has_axes(item: Any) -> bool:
     return not isinstance(item, tuple) and all(hasattr(item, axis) for axis in "xyz")
 
 
-def _arrays_of(points: Any) -> _engine.PointArrays:
+def _arrays_of(points: Any) -> Columns:
     if isinstance(points, Mapping):
         return _from_columns({str(name): _column(str(name), values) for name, values in points.items()})
     if isinstance(points, np.ndarray) and points.dtype.names is not None:
@@ -95,7 +107,7 @@ def _arrays_of(points: Any) -> _engine.PointArrays:
     )
 
 
-def _from_structure(points: Numbers) -> _engine.PointArrays:
+def _from_structure(points: Numbers) -> Columns:
     if points.ndim != 1:
         raise ValueError(f"a structured array of points has one dimension, not {points.ndim}")
     names = points.dtype.names or ()
@@ -103,7 +115,7 @@ def _from_structure(points: Numbers) -> _engine.PointArrays:
     return _from_columns({name: _column(name, values) for name, values in columns.items()})
 
 
-def _from_table(points: Any) -> _engine.PointArrays:
+def _from_table(points: Any) -> Columns:
     table = _as_array("points", points)
     if table.ndim != 2 or table.shape[1] != 3:
         hint = "; transposed it would" if table.ndim == 2 and table.shape[0] == 3 else ""
@@ -111,7 +123,7 @@ def _from_table(points: Any) -> _engine.PointArrays:
     return _from_columns({name: _column(name, table[:, axis]) for axis, name in enumerate(AXES)})
 
 
-def _from_object(points: Any) -> _engine.PointArrays:
+def _from_object(points: Any) -> Columns:
     """Points with x, y and z; the other dimensions of those that name them, as the objects of scans do."""
     columns = {name: _column(name, getattr(points, name.lower())) for name in AXES}
     dimensions = getattr(getattr(points, "point_format", None), "dimension_names", ())
@@ -131,7 +143,7 @@ def _crs_of_object(points: Any) -> str:
     return crs_text(crs) or ""
 
 
-def _from_frame(frame: Any) -> _engine.PointArrays:
+def _from_frame(frame: Any) -> Columns:
     columns: dict[str, Numbers] = {}
     if hasattr(frame, "iloc"):
         names = [str(name) for name in frame.columns]
@@ -189,7 +201,7 @@ def _chunk_values(name: str, chunk: Any) -> Numbers:
     return np.frombuffer(memory, dtype=dtype)[chunk.offset : chunk.offset + size]
 
 
-def _from_columns(columns: dict[str, Numbers], crs: str = "") -> _engine.PointArrays:
+def _from_columns(columns: dict[str, Numbers], crs: str = "") -> Columns:
     axes = {axis: axis if axis in columns else axis.lower() for axis in AXES}
     missing = [axis for axis, name in axes.items() if name not in columns]
     if missing:
@@ -202,7 +214,7 @@ def _from_columns(columns: dict[str, Numbers], crs: str = "") -> _engine.PointAr
             raise ValueError(f"the column {name} has {length} values, and {first} has {lengths[first]}")
     coordinates = [(axis, columns[name]) for axis, name in axes.items()]
     attributes = [(name, values) for name, values in columns.items() if name not in axes.values()]
-    return _engine.PointArrays("the cloud", coordinates, attributes, crs)
+    return Columns("the cloud", coordinates, attributes, crs)
 
 
 def _are_numbers(values: Numbers) -> bool:

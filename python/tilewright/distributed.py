@@ -17,7 +17,7 @@ from typing import TYPE_CHECKING, Any, NamedTuple, Optional, Union, cast
 
 from . import _engine, _tasks
 from ._calls import file_keywords, write
-from ._options import LEAST_MEMORY, Bands, Path, count, path
+from ._options import LEAST_MEMORY, Bands, Path, absolute, count, path
 from ._progress import Callback, Progress, watcher
 from ._report import Report
 from ._sources import source_of
@@ -96,10 +96,6 @@ def _slots(client: Client) -> _Slots:
     return _Slots(sum(used.values()), threads, memory, {RESOURCE: 1} if are_declared else None)
 
 
-def _absolute(word: str) -> str:
-    return word if "://" in word else os.path.abspath(word)
-
-
 def _keywords_of(source: Any, arguments: Mapping[str, Any], slots: _Slots) -> dict[str, Any]:
     """The request, wherever it is carried out."""
     points = source_of(source)
@@ -107,11 +103,7 @@ def _keywords_of(source: Any, arguments: Mapping[str, Any], slots: _Slots) -> di
         raise TypeError("the workers read files; tilewright.write takes arrays, and tilewright.raster with chunks= too")
     if not points.words:
         raise ValueError("there is no file to read")
-    keywords = file_keywords(arguments)
-    for name in ("output", "like", "clip", "ground", "preview", "scratch"):
-        if keywords.get(name):
-            keywords[name] = _absolute(keywords[name])
-    keywords["inputs"] = [_absolute(word) for word in points.words]
+    keywords = absolute({**file_keywords(arguments), "inputs": points.words})
     keywords["threads"] = keywords["threads"] or slots.threads
     keywords["memory"] = keywords["memory"] or slots.memory
     return keywords
@@ -279,7 +271,7 @@ def raster(
     client = _client(client)
     slots = _slots(client)
     keywords = _keywords_of(source, arguments, slots)
-    folder = _absolute(path(job) or keywords["output"] + ".job")
+    folder = os.path.abspath(path(job) or keywords["output"] + ".job")
     begin = time.monotonic()
     run = _submit(client, keywords, folder, parts, bool(keep), retries, slots)
     if not wait:

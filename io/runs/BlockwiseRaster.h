@@ -1,0 +1,58 @@
+/// BlockwiseRaster: a raster in memory whose blocks are made when they are asked for.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include <io/blocks/BlockSink.h>
+#include <io/clouds/PointCloud.h>
+#include <io/runs/MemoryRun.h>
+#include <io/runs/RasterRequest.h>
+#include <io/runs/RasterRun.h>
+#include <io/runs/RunPlan.h>
+#include <tilewright/export.h>
+
+namespace Tilewright::Io {
+
+/// Blocks from the north-western one of the raster, counted from 0; one after the last of each.
+struct BlockRectangle {
+    std::uint64_t west = 0;
+    std::uint64_t north = 0;
+    std::uint64_t east = 0;
+    std::uint64_t south = 0;
+};
+
+/// Measures the cloud once, and then makes any blocks in any order, from several threads at once if need be.
+/// Their pixels are those that rasterInMemory() gives, with one difference: which value stands for no data is
+/// decided before the first pixel is known, so that it is the first that would be tried.
+class TILEWRIGHT_API BlockwiseRaster {
+public:
+    /// The cloud may be null for the inputs of the request. Each call of make() works on one thread; the
+    /// memory of the request is for as many of them as its threads. Throws as rasterInMemory() does, and
+    /// UsageError for holes to be filled, as they reach into other blocks.
+    BlockwiseRaster(const std::shared_ptr<const PointCloud>& cloud, RasterRequest request,
+                    const RunProgress& progress = {});
+
+    const PointCloud& cloud() const { return *Run.cloud; }
+    std::uint64_t blocksAcross() const;
+    std::uint64_t blocksDown() const;
+    /// Whether each call of make() reads the whole cloud, as its points lie in no order; all blocks of some
+    /// rows are best made in one call then.
+    bool readsAllPoints() const { return Run.plan.reading.isSorted; }
+
+    /// The report and the outputs, without pixels. Counts the points of the raster.
+    MemoryRaster describe(const RunProgress& progress = {}) const;
+
+    /// Makes these blocks of all outputs. Throws OutputError if a cell with data has the value that stands
+    /// for no data, unless that was the user's choice, and InputError if a file has changed.
+    std::vector<MemoryOutput> make(const BlockRectangle& blocks, const RunProgress& progress = {}) const;
+
+private:
+    void makeRange(const BlockRange& blocks, BlockSink& sink, const RunProgress& progress) const;
+
+    PlannedRun Run;
+    std::vector<RasterDescription> Files;
+};
+
+} // namespace Tilewright::Io
