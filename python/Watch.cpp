@@ -15,7 +15,7 @@ namespace Tilewright::Python {
 
 namespace {
 
-/// How often the calling thread looks up.
+/// The time between two looks of the calling thread at signals and progress.
 constexpr std::chrono::milliseconds interval(100);
 
 struct Step {

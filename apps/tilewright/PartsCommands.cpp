@@ -201,7 +201,7 @@ const char* nameOf(Io::PartStatus::State state) {
 struct Progress {
     std::uint64_t done = 0;
     std::uint64_t failed = 0;
-    /// For all that is not done, one part after the other.
+    /// To make all missing parts one after the other.
     std::optional<double> secondsLeft;
 };
 

@@ -33,7 +33,7 @@ struct JobBand {
     std::size_t reduction = 0;
     /// Of a reduction to points.
     std::optional<int> component;
-    /// Cells without points may have results too; which have one is told by the results.
+    /// Cells without points may have results too. Each result shows whether there is one.
     bool reachesOut = false;
     /// The results are keys; the pixels are the numbers that they are keys of.
     OrderKeys keys = OrderKeys::None;

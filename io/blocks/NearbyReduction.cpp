@@ -11,7 +11,7 @@ class NearbyReduction::Sums {
 public:
     void take(double squaredDistance, double value, const Statistic& wanted) {
         ++Count;
-        // Relative to the radius, lest it runs over.
+        // Relative to the radius, so that powers do not overflow.
         const double nearness = wanted.number * wanted.number / squaredDistance;
         const double weight = wanted.power == 2.0 ? nearness : std::pow(nearness, wanted.power / 2.0);
         if (squaredDistance == 0.0 || std::isinf(weight)) {

@@ -10,7 +10,7 @@ namespace Tilewright::Io {
 
 struct OrderedGroup {
     std::size_t column = 0;
-    /// Their numbers in the plan, and what they are.
+    /// The numbers of the reductions in the plan, and their statistics.
     std::vector<std::size_t> reductions = {};
     std::vector<Statistic> wanted = {};
 };

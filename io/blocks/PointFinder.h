@@ -51,7 +51,7 @@ private:
     CoordinateBox Box;
     /// The window is the raster: hardly a point is outside.
     bool IsWhole;
-    /// What can be told before the coordinates are decoded, and what can't.
+    /// Conditions by when they can be tested: before the coordinates are decoded, and after.
     ConditionTest Attributes;
     ConditionTest Places;
     ConditionTest HeightsAboveGround;

@@ -29,7 +29,7 @@ FoundPoints PointTable::choose(Subset& subset, const FoundPoints& found, std::si
     std::vector<std::uint32_t>& cells = Cells[number];
     const std::size_t before = cells.size();
     const std::uint32_t* const from = Cells[0].data() + Cells[0].size() - count;
-    // Room for all of them: what is written for a point that fails is written over.
+    // Room for all of them: the next point overwrites what was written for one that fails.
     cells.resize(before + count);
     subset.ordinals.resize(count);
     for (std::vector<double>& axis : subset.coordinates)

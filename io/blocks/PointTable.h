@@ -36,7 +36,7 @@ public:
     const Stores& columns() const { return Columns; }
 
 private:
-    /// What a subset is told by, and its points among those that were found last.
+    /// The conditions of a subset, and its points among those that were found last.
     struct Subset {
         explicit Subset(const PointConditions& conditions) : test(conditions) {}
 

@@ -14,7 +14,7 @@
 
 namespace Tilewright::Io {
 
-/// Something that may hold of a point.
+/// A condition that a point may meet.
 struct PointCondition {
     enum class Quantity {
         /// A value of `field` in the ranges.
@@ -36,7 +36,7 @@ struct PointCondition {
     /// within 1e-9 count too.
     std::vector<std::array<double, 2>> ranges = {};
     unsigned returns = 0;
-    /// Whether it is the other points of which the condition holds.
+    /// Turns the condition round: all other points meet it.
     bool excludes = false;
 
     bool operator==(const PointCondition&) const = default;
@@ -45,7 +45,7 @@ struct PointCondition {
 /// All of them have to hold.
 using PointConditions = std::vector<PointCondition>;
 
-/// The attributes that tell of which return a point is.
+/// The attributes that identify the return of a point.
 inline constexpr std::array<const char*, 2> returnFields = {"ReturnNumber", "NumberOfReturns"};
 
 class GroundSurface;
@@ -58,7 +58,8 @@ struct PointNeeds {
     PointConditions selection;
     /// Where points have to lie; null for anywhere.
     std::shared_ptr<const PolygonArea> clip = {};
-    /// Whose heights are known above the ground; points without ground don't count. Null where nobody asks.
+    /// The ground that heights are measured from; points without ground below them are left out. Null if no
+    /// heights above the ground are wanted.
     std::shared_ptr<const GroundSurface> ground = {};
 
     /// Whether some points may not count.

@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Maps are quicker than reads by a little, but each takes from what a process can have of them.
+/// Maps are a little faster than reads, but a process can have only so many of them.
 constexpr std::size_t mostMappedFiles = 256;
 
 /// Makes what a file reports of itself a report on all of them, in bytes. `before` are those of the files

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <memory>
 
-#include <cpl_conv.h>
 #include <cpl_vsi.h>
 #include <ogr_spatialref.h>
 #include <ogrsf_frmts.h>
@@ -21,16 +20,6 @@ namespace {
 bool exists(const std::string& path) {
     VSIStatBufL status;
     return VSIStatL(path.c_str(), &status) == 0;
-}
-
-std::string wktOf(const OGRSpatialReference* system) {
-    const std::array<const char*, 2> options = {"FORMAT=WKT2_2019", nullptr};
-    char* text = nullptr;
-    if (system && system->exportToWkt(&text, options.data()) != OGRERR_NONE)
-        text = nullptr;
-    const std::string wkt = text ? coordinateSystemFromWkt(text) : std::string();
-    CPLFree(text);
-    return wkt;
 }
 
 class PolygonReader {
@@ -91,10 +80,10 @@ private:
         return *only;
     }
 
-    /// None where the coordinates are those of the system already, which would not survive it bit for bit.
+    /// Plans none for coordinates that are in the system already: it would change their last bits.
     void planTransformation(const std::string& system) {
         std::string own = wktOf(Layer.GetSpatialRef());
-        // What GeoPackages without a system name.
+        // GeoPackage has such names for the lack of a system.
         if (systemName(own).starts_with("Undefined "))
             own.clear();
         if (own.empty() && !system.empty())
@@ -108,7 +97,7 @@ private:
         OGRSpatialReference from, to;
         const bool areRead =
             from.importFromWkt(own.c_str()) == OGRERR_NONE && to.importFromWkt(system.c_str()) == OGRERR_NONE;
-        // Of heights there are none.
+        // Polygons have no heights to transform.
         from.StripVertical();
         to.StripVertical();
         from.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
@@ -150,7 +139,7 @@ private:
             fail("has a polygon with coordinates that are no numbers");
     }
 
-    /// What a repair leaves of lines and points has no area.
+    /// A repair may leave lines and points, which have no area.
     void addParts(const OGRGeometry& geometry) {
         if (OGR_GT_IsSubClassOf(wkbFlatten(geometry.getGeometryType()), wkbGeometryCollection)) {
             for (const OGRGeometry* const part : *geometry.toGeometryCollection())

@@ -1,12 +1,10 @@
 #include <io/formats/VectorReader.h>
 
 #include <algorithm>
-#include <array>
 #include <limits>
 #include <optional>
 #include <utility>
 
-#include <cpl_conv.h>
 #include <ogr_spatialref.h>
 #include <ogrsf_frmts.h>
 
@@ -33,17 +31,6 @@ std::optional<Number> valueOf(const OGRFeature& feature, int place) {
     if (feature.GetFieldDefnRef(place)->GetType() == OFTReal)
         return feature.GetFieldAsDouble(place);
     return static_cast<long long>(feature.GetFieldAsInteger64(place));
-}
-
-std::string wktOf(OGRLayer& layer) {
-    const OGRSpatialReference* const system = layer.GetSpatialRef();
-    const std::array<const char*, 2> options = {"FORMAT=WKT2_2019", nullptr};
-    char* text = nullptr;
-    if (system && system->exportToWkt(&text, options.data()) != OGRERR_NONE)
-        text = nullptr;
-    const std::string wkt = text ? coordinateSystemFromWkt(text) : std::string();
-    CPLFree(text);
-    return wkt;
 }
 
 class VectorReader {
@@ -100,7 +87,7 @@ private:
         if (layers.empty())
             fail("has no layer of points" + others);
         for (OGRLayer* const layer : layers) {
-            const std::string own = wktOf(*layer);
+            const std::string own = wktOf(layer->GetSpatialRef());
             if (system.empty())
                 system = own;
             else if (!own.empty() && !isSameCoordinateSystem(own, system))

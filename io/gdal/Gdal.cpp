@@ -1,12 +1,16 @@
 #include <io/gdal/Gdal.h>
 
 #include <algorithm>
+#include <array>
 #include <mutex>
 #include <stdexcept>
 
 #include <cpl_conv.h>
 #include <cpl_string.h>
 #include <gdal_frmts.h>
+#include <ogr_spatialref.h>
+
+#include <io/gdal/CoordinateSystem.h>
 
 namespace Tilewright::Io {
 
@@ -95,6 +99,16 @@ GDALDatasetUniquePtr openRaster(const std::filesystem::path& path) {
         dataset.reset(GDALDataset::Open(path.c_str(), GDAL_OF_RASTER | GDAL_OF_VERBOSE_ERROR));
     }
     return dataset;
+}
+
+std::string wktOf(const OGRSpatialReference* system) {
+    constexpr std::array<const char*, 2> options = {"FORMAT=WKT2_2019", nullptr};
+    char* text = nullptr;
+    if (system && system->exportToWkt(&text, options.data()) != OGRERR_NONE)
+        text = nullptr;
+    std::string wkt = text ? coordinateSystemFromWkt(text) : std::string();
+    CPLFree(text);
+    return wkt;
 }
 
 void makeRoomForBlocks(GDALDataset& dataset) {

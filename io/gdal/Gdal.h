@@ -55,6 +55,9 @@ GDALDriver& driverFor(const std::string& name);
 
 void registerAllDrivers();
 
+/// A coordinate system as WKT2 in one line; empty for null, and for one that has no such text.
+std::string wktOf(const OGRSpatialReference* system);
+
 /// Null if the file is not a raster.
 GDALDatasetUniquePtr openRaster(const std::filesystem::path& path);
 

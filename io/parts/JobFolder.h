@@ -29,7 +29,7 @@ namespace Tilewright::Io {
 /// data has.
 struct PartFile {
     PixelType type = PixelType::Float32;
-    /// None where every pixel stands for itself.
+    /// None in a file without a nodata value.
     std::optional<NoData> nodata;
     /// Some cell with data has the nodata value all the same, as it is the user's own.
     bool isShared = false;

@@ -28,7 +28,7 @@ std::vector<double> costsOfBlocks(const RunPlan& plan, const CloudIndex& index, 
     std::vector<double> costs(blockCount(lattice));
     for (std::size_t b = 0; b < costs.size(); ++b)
         costs[b] = costOfCell * static_cast<double>(blockWindow(lattice, b).cells());
-    // Of a cloud in no order nothing is known of where the points are.
+    // The index of a cloud in no order does not show where its points are.
     if (plan.reading.isSorted)
         return costs;
     const std::uint64_t across = lattice.squaresAcross(BlockLattice::blockSide);

@@ -7,7 +7,7 @@
 /// - for each band of each block that has data: band (4), pixel type (4), column and row of the
 ///   north-western pixel, columns and rows (8 each), and the pixels row by row.
 ///
-/// The file does not end with anything: its length and its digest are in the receipt of the part.
+/// There is no trailer: the length of the file and its digest are in the receipt of the part.
 #pragma once
 
 #include <cstdint>

@@ -5,7 +5,6 @@
 #include <string>
 #include <system_error>
 
-#include <io/gdal/CoordinateSystem.h>
 #include <io/gdal/Gdal.h>
 #include <io/gdal/VirtualFile.h>
 #include <io/system/Errors.h>
@@ -35,13 +34,7 @@ RasterGeometry geometryOf(const std::filesystem::path& raster) {
     geometry.north = height < 0.0 ? north : north + height * static_cast<double>(geometry.height);
     geometry.pixelWidth = width;
     geometry.pixelHeight = std::fabs(height);
-    if (const OGRSpatialReference* const system = dataset->GetSpatialRef()) {
-        constexpr std::array<const char*, 2> options = {"FORMAT=WKT2", nullptr};
-        char* text = nullptr;
-        if (system->exportToWkt(&text, options.data()) == OGRERR_NONE)
-            geometry.wkt = coordinateSystemFromWkt(text);
-        CPLFree(text);
-    }
+    geometry.wkt = wktOf(dataset->GetSpatialRef());
     return geometry;
 }
 

@@ -30,8 +30,9 @@ public:
 
     const RasterGeometry& geometry() const { return Geometry; }
 
-    /// Puts the heights of points above the ground to `above`; NaN where there is no ground. Gives the number
-    /// of those. Throws InputError where the file can't be read, or for more than may be in memory.
+    /// Stores the heights of points above the ground in `above`, NaN where there is no ground. Gives the
+    /// number of points without ground. Throws InputError where the file can't be read, or for more than may
+    /// be in memory.
     std::size_t subtract(const double* x, const double* y, const double* z, std::size_t count,
                          double* above) const;
 

@@ -100,8 +100,8 @@ struct NearestInColumn {
     }
 };
 
-/// Of the pixels of a row the nearest value, above and in the row before those below, the western before the
-/// eastern.
+/// Gives each hole of a row the nearest value. Of several equally near ones those in the row and above it go
+/// before those below, and then western ones before eastern ones.
 void fillRow(const NearestInColumn& above, const NearestInColumn& below, double distance, double* row) {
     const std::size_t width = above.values.size();
     const std::size_t reach = static_cast<std::size_t>(std::min(distance, static_cast<double>(width)));

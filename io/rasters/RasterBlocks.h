@@ -43,7 +43,7 @@ public:
 
     /// Writes all incomplete blocks.
     virtual void flush() = 0;
-    /// Is told of a rectangle of pixels which of them were filled, row by row, in a band.
+    /// Receives which pixels of a rectangle of a band were filled, row by row.
     using FilledVisitor =
         std::function<void(std::size_t band, const PixelRectangle& place, const std::vector<char>& isFilled)>;
     /// Fills pixels without data up to `distance` pixels from data. Makes its working files in `folder`.

@@ -140,7 +140,7 @@ bool fitsFloat(FieldType type) {
 
 using Words = std::vector<std::string_view>;
 
-/// What stands after the word of a filter with numbers; none if that makes another word.
+/// The numbers that follow the word of a filter, as texts; none if what follows makes it another word.
 std::optional<Words> wordsAfter(std::string_view rest, Form form) {
     constexpr std::string_view numeric = "+-.0123456789";
     if (form == Form::Percent)

@@ -33,15 +33,15 @@ struct BandFilter {
         Count
     };
 
-    /// What multiplying all values by a factor and moving them by an offset does to the result, and its unit.
+    /// How the result changes when all values are scaled by a factor and shifted by an offset, and its unit.
     enum class Dimension {
-        /// Is multiplied and moved as they are, and has their unit.
+        /// Scales and shifts with the values, and has their unit.
         Value,
-        /// Is multiplied as they are, not moved, and has their unit.
+        /// Scales with the values, does not shift, and has their unit.
         Difference,
-        /// Is multiplied as they are, moved by the offset of each of them, and has their unit.
+        /// Scales with the values, shifts by the offset once per value, and has their unit.
         Total,
-        /// Is multiplied by the square of the factor and not moved; has the square of their unit.
+        /// Scales with the square of the factor, does not shift, and has the square of their unit.
         Square,
         /// Stays; has no unit.
         Number

@@ -114,7 +114,7 @@ private:
                        ? std::nullopt
                        : std::optional(Index.ranges[static_cast<std::size_t>(found - Measured.begin())]);
         }
-        // Whatever the ground may be.
+        // The ground may be anywhere within the bounds too.
         if (band.field == fieldAboveGround)
             return FieldRange{-2.0 * libraryBound, 2.0 * libraryBound};
         const std::size_t axis = band.field == "X" ? 0 : band.field == "Y" ? 1 : 2;

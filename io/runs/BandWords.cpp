@@ -28,7 +28,7 @@ std::vector<std::string> wordsOf(std::span<const BandFilter> filters) {
     return words;
 }
 
-/// With a number that many want.
+/// The filter as a band might have it, with a usual number where it takes one.
 std::string exampleOf(const BandFilter& filter) {
     switch (filter.form) {
     case BandFilter::Form::Percent:

@@ -27,7 +27,7 @@ struct BandRow {
     std::string formula;
 };
 
-/// All bands. F stands for a field.
+/// Every kind of band, with F in the place of a field.
 TILEWRIGHT_API std::vector<BandRow> bandTable();
 
 /// Whether a word is a band, to judge by its looks: FIELD:FILTER or a word for a band, with or without a name

@@ -26,8 +26,8 @@ void checkBits(const RasterDescription& file, const RasterWriter& writer) {
     }
 }
 
-/// Bands of what was filled tell it of the first band that is none of them. Gives the file of that one, which
-/// has to be closed before the others.
+/// Makes each band `filled` show the filled pixels of the first band of another kind. Gives the file of that
+/// one, which has to be closed before the others.
 std::size_t markFilled(const RunPlan& plan, std::vector<RasterWriter>& writers) {
     const auto isMark = [](const JobBand& band) { return band.source == JobBand::Source::Filled; };
     const auto first = std::ranges::find_if_not(plan.job.bands, isMark);

@@ -53,7 +53,7 @@ void fillHoles(std::vector<double>& heights, int across, int down) {
     std::vector<float> pixels(heights.size());
     std::ranges::transform(heights, pixels.begin(),
                            [=](double height) { return static_cast<float>(height - base); });
-    // What it notes on the way would go to files in the folder at hand.
+    // GDAL would put its working files into the current folder.
     CPLStringList options;
     options.SetNameValue("TEMP_FILE_DRIVER", "MEM");
     const GDALDatasetUniquePtr copy(driverFor("MEM").Create("", across, down, 1, GDT_Float32, nullptr));

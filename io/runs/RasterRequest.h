@@ -83,7 +83,7 @@ struct TILEWRIGHT_API BandReport {
     /// GDAL's name of the pixel type.
     std::string type;
     std::string unit;
-    /// Of cells without data; none where every value stands for itself.
+    /// The value of cells without data; none in a band that has no such value.
     std::optional<double> nodata;
     std::uint64_t filled = 0;
     /// Cells without data that were given some, as they lie near others.

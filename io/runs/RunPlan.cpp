@@ -82,7 +82,7 @@ Filling fillingOf(const RasterRequest& request) {
     if (found == words.end())
         throw UsageError("holes can be filled by idw, nearest or tin, not by '" + request.fillMethod + "'");
     const auto filling = static_cast<Filling>(found - words.begin());
-    // Every tile is triangulated with what is around it.
+    // Every tile is triangulated together with a rim as wide as the longest edge.
     constexpr double longestEdge = 500.0;
     if (filling == Filling::Triangles && request.fill > longestEdge)
         throw UsageError("triangles that fill holes have edges of at most " + exactNumber(longestEdge) +
@@ -93,7 +93,7 @@ Filling fillingOf(const RasterRequest& request) {
 PlannedPicture pictureOf(const PlannedBand& band, const fs::path& path) {
     if (!band.filter)
         return {path};
-    // Between classes, as a mean is, there is none.
+    // There are no classes between classes, as a mean would be.
     return {path, band.quantity == Quantity::Height && band.filter->dimension == BandFilter::Dimension::Value,
             band.quantity == Quantity::Class && band.filter->result == BandFilter::Result::OneOfThem};
 }
@@ -150,7 +150,7 @@ private:
             ++others[path];
         for (std::size_t i = 0; i < cloud.sources().size(); ++i) {
             const PointSource& source = *cloud.sources()[i];
-            // What is no file has a name alone.
+            // Points in memory have a name, but no file.
             const FileState file = cloud.files().empty() ? FileState{source.name()} : cloud.files()[i];
             Plan.inputs.push_back({file.path, file.size, file.modified, source.pointCount()});
             --others[file.path];

@@ -14,7 +14,8 @@ namespace {
 
 using Kind = Statistic::Kind;
 
-/// A state is told of the statistic once it is asked for its result, and of the number of its points.
+/// To save memory, a state keeps neither its statistic nor the number of its points: both are passed in when
+/// its result is asked for.
 template <class State> class StatesOf final : public StateReduction<typename State::Value> {
     using Value = typename State::Value;
     using Result = typename State::Result;
@@ -32,7 +33,8 @@ public:
 
     void finish(std::uint64_t firstCell, std::span<const std::uint32_t> counts) override {
         const State* const states = States.data() + firstCell;
-        // What the pointer leads to is found by its type each time, which takes longer than a result.
+        // Through the pointer itself each access would find the array by its type, which costs more than a
+        // result.
         Result* const results = Results->data + firstCell;
         for (std::size_t i = 0; i < counts.size(); ++i)
             results[i] = counts[i] != 0 ? states[i].result(Wanted, counts[i]) : Result();

@@ -20,7 +20,7 @@ public:
         Sum = sum;
     }
 
-    /// What is lost of an infinity is not a number.
+    /// What additions to an infinite sum cut off is not a number.
     double result() const { return std::isfinite(Sum) ? Sum + Lost : Sum; }
 
 private:

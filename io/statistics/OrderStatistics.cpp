@@ -188,7 +188,7 @@ private:
         return *places;
     }
 
-    /// So far as anybody asks for it.
+    /// Orders the values as far as the wanted statistics need it.
     void arrange(std::span<T> numbers, const RankedPlaces* places) {
         if ((NeedsRuns || NeedsRanks) && numbers.size() <= fewValues) {
             sortFew(numbers);
@@ -200,7 +200,7 @@ private:
         }
     }
 
-    /// What ranks have no part in.
+    /// The statistics that do not go by ranks.
     void setOthers(std::size_t cell, std::span<const T> numbers, double above) const {
         const auto [mode, distinct] = NeedsRuns ? modeOf(numbers) : std::pair(T(), std::uint32_t(0));
         for (std::size_t i = 0; i < Results.size(); ++i)
