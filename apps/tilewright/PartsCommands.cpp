@@ -169,21 +169,25 @@ void addJoin(CLI::App& app, std::ostream& out) {
     struct State {
         Words words;
         bool keepsJob = false;
+        bool asVrt = false;
         bool json = false;
         bool quiet = false;
     };
     const auto state = std::make_shared<State>();
     CLI::App& command = *app.add_subcommand("join", "Put the parts of a raster together");
-    command.footer("Examples:\n  tilewright join job");
+    command.footer("Examples:\n  tilewright join job\n  tilewright join --vrt job");
     addPositionals(command, "job", "JOB", "The folder of the job, which goes when the raster is complete",
                    state->words);
     command.add_flag("--keep", state->keepsJob, "Keep the folder of the job");
+    command.add_flag("--vrt", state->asVrt,
+                     "Leave the pixels in the folder of the job, which stays, and write VRTs of them");
     command.add_flag("--json", state->json, "Print the summary as JSON");
     command.add_flag("-q,--quiet", state->quiet, "Show no progress, and no summary except as JSON");
     command.callback([&out, state] {
         ProgressBar bar(state->quiet);
-        const Io::RasterReport report =
-            Io::joinParts(onlyJob("join", state->words), state->keepsJob, progressOn(bar));
+        const std::string& job = onlyJob("join", state->words);
+        const Io::RasterReport report = state->asVrt ? Io::joinPartsAsVrt(job, progressOn(bar))
+                                                     : Io::joinParts(job, state->keepsJob, progressOn(bar));
         printNotes(report);
         if (state->json)
             printJson(out, report);

@@ -86,6 +86,10 @@ fs::path JobFolder::ground(std::uint64_t digest) const {
     return Folder / ("ground-" + std::to_string(digest) + ".tif");
 }
 
+fs::path JobFolder::raster(std::size_t part, std::size_t output) const {
+    return parts() / (std::to_string(part) + "-" + std::to_string(output + 1) + ".tif");
+}
+
 fs::path JobFolder::receipt(std::size_t part) const { return parts() / (std::to_string(part) + ".json"); }
 
 fs::path JobFolder::failed(std::size_t part) const { return parts() / (std::to_string(part) + ".failed"); }

@@ -5,7 +5,8 @@
 /// - `index/`: where the points of each file lie (io/clouds/IndexFolder.h);
 /// - `parts/7`: the pixels of part 7 (io/parts/PixelFile.h);
 /// - `parts/7.json`: its receipt, which is written last;
-/// - `parts/7.failed`: why it failed the last time.
+/// - `parts/7.failed`: why it failed the last time;
+/// - `parts/7-1.tif`: its pixels in the first output, where the outputs are put together from the parts;
 ///
 /// - `ground-....tif`: the ground that points of some classes lie on, named by a digest of its heights.
 ///
@@ -56,6 +57,9 @@ public:
     IndexFolder indices() const { return IndexFolder(index()); }
     std::filesystem::path ground(std::uint64_t digest) const;
     std::filesystem::path pixels(std::size_t part) const { return parts() / std::to_string(part); }
+
+    /// The pixels of a part in an output, as a raster of its own: `parts/7-1.tif` of the first.
+    std::filesystem::path raster(std::size_t part, std::size_t output) const;
 
     /// Makes the folders. Throws OutputError if that fails.
     void create() const;

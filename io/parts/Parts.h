@@ -45,6 +45,12 @@ TILEWRIGHT_API PartOutcome makePart(const std::filesystem::path& job, std::uint6
 TILEWRIGHT_API RasterReport joinParts(const std::filesystem::path& job, bool keepsJob,
                                       const RunProgress& progress = {});
 
+/// The same with the pixels left to the parts: each becomes GeoTIFFs in the folder of the job, which stays,
+/// and the outputs are VRTs of them. They have the names that were planned, with the extension .vrt. Throws
+/// UsageError for what takes the whole raster at once: filled holes and a picture.
+TILEWRIGHT_API RasterReport joinPartsAsVrt(const std::filesystem::path& job,
+                                           const RunProgress& progress = {});
+
 struct PartStatus {
     enum class State { Missing, Failed, Done };
 

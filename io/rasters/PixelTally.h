@@ -22,6 +22,14 @@ struct PixelTally {
     /// The tally of `count` zeros.
     static PixelTally zeros(std::uint64_t count) { return {count, 0, 0, 0, 0}; }
 
+    static PixelTally of(const BandStatistics& statistics) {
+        if (statistics.count == 0)
+            return {};
+        const auto count = static_cast<double>(statistics.count);
+        return {statistics.count, statistics.least, statistics.greatest, statistics.mean * count,
+                statistics.deviation * statistics.deviation * count};
+    }
+
     double mean() const { return sum / static_cast<double>(count); }
 
     /// Adds another tally. The last digits depend on the order.

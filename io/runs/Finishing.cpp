@@ -14,18 +14,6 @@ namespace Tilewright::Io {
 
 namespace {
 
-/// A driver would cut pixels to their bits without a word.
-void checkBits(const RasterDescription& file, const RasterWriter& writer) {
-    const auto bits = rangeOfBits(file.type, nameOf(file.type), file.creationOptions);
-    for (std::size_t b = 0; bits && b < file.bands.size(); ++b) {
-        const BandStatistics statistics = writer.statistics(b);
-        if (statistics.count != 0 && !(bits->holds(statistics.least) && bits->holds(statistics.greatest)))
-            throw OutputError(writer.path().string() + ": NBITS can't hold the band " + file.bands[b].name +
-                              ", which has values from " + exactNumber(statistics.least) + " to " +
-                              exactNumber(statistics.greatest));
-    }
-}
-
 /// Makes each band `filled` show the filled pixels of the first band of another kind. Gives the file of that
 /// one, which has to be closed before the others.
 std::size_t markFilled(const RunPlan& plan, std::vector<RasterWriter>& writers) {
@@ -40,6 +28,18 @@ std::size_t markFilled(const RunPlan& plan, std::vector<RasterWriter>& writers) 
 }
 
 } // namespace
+
+void checkBits(const RasterDescription& file, const RasterWriter& writer) {
+    // A driver would cut pixels to their bits without a word.
+    const auto bits = rangeOfBits(file.type, nameOf(file.type), file.creationOptions);
+    for (std::size_t b = 0; bits && b < file.bands.size(); ++b) {
+        const BandStatistics statistics = writer.statistics(b);
+        if (statistics.count != 0 && !(bits->holds(statistics.least) && bits->holds(statistics.greatest)))
+            throw OutputError(writer.path().string() + ": NBITS can't hold the band " + file.bands[b].name +
+                              ", which has values from " + exactNumber(statistics.least) + " to " +
+                              exactNumber(statistics.greatest));
+    }
+}
 
 void finishFiles(const RunPlan& plan, RasteredFiles& files, const OutputGuard& guard,
                  const RunProgress& progress) {

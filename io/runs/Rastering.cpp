@@ -167,6 +167,11 @@ std::vector<RasterDescription> makeWithoutClash(const RunPlan& plan, std::uint64
     return files;
 }
 
+void addNotes(const RunPlan& plan, RasteredBlocks& rastered) {
+    noteTypes(plan, rastered);
+    noteCutCells(plan, rastered);
+}
+
 RasteredFiles writeFiles(const RunPlan& plan, const OutputGuard& guard, const BlockMaking& make) {
     RasteredFiles files;
     files.descriptions = makeWithoutClash(
@@ -179,8 +184,7 @@ RasteredFiles writeFiles(const RunPlan& plan, const OutputGuard& guard, const Bl
             files.result = make(descriptions, sink);
             return files.result;
         });
-    noteTypes(plan, files);
-    noteCutCells(plan, files);
+    addNotes(plan, files);
     return files;
 }
 
@@ -194,8 +198,7 @@ RasteredBlocks rasterBlocks(const PlannedRun& run, const SinkMaking& makeSink, c
                 rastered.result = make(descriptions, *makeSink(descriptions));
                 return rastered.result;
             });
-        noteTypes(run.plan, rastered);
-        noteCutCells(run.plan, rastered);
+        addNotes(run.plan, rastered);
         return rastered;
     });
 }

@@ -40,6 +40,9 @@ using FileMaking = std::function<JobResult(const std::vector<RasterDescription>&
 std::vector<RasterDescription> makeWithoutClash(const RunPlan& plan, std::uint64_t cells,
                                                 const FileMaking& make);
 
+/// Adds what the user should know of the pixels.
+void addNotes(const RunPlan& plan, RasteredBlocks& rastered);
+
 /// Makes the files of the plan from blocks of whatever origin.
 RasteredFiles writeFiles(const RunPlan& plan, const OutputGuard& guard, const BlockMaking& make);
 

@@ -86,14 +86,22 @@ RasterReport reportOnBlocks(const RunPlan& plan, const RasteredBlocks& files) {
     return report;
 }
 
-RasterReport reportOn(const RunPlan& plan, const RasteredFiles& files) {
-    RasterReport report = reportOnBlocks(plan, files);
+RasterReport reportOn(const RunPlan& plan, const RasteredBlocks& rastered,
+                      const std::vector<std::vector<BandStatistics>>& statistics) {
+    RasterReport report = reportOnBlocks(plan, rastered);
     for (std::size_t b = 0; b < plan.job.bands.size(); ++b) {
         const JobBand& band = plan.job.bands[b];
-        reportBand(files.descriptions[band.file], files.writers[band.file].statistics(band.number),
-                   report.bands[b]);
+        reportBand(rastered.descriptions[band.file], statistics[band.file][band.number], report.bands[b]);
     }
     return report;
+}
+
+RasterReport reportOn(const RunPlan& plan, const RasteredFiles& files) {
+    std::vector<std::vector<BandStatistics>> statistics(files.writers.size());
+    for (std::size_t f = 0; f < files.writers.size(); ++f)
+        for (std::size_t b = 0; b < files.descriptions[f].bands.size(); ++b)
+            statistics[f].push_back(files.writers[f].statistics(b));
+    return reportOn(plan, files, statistics);
 }
 
 } // namespace Tilewright::Io

@@ -1,9 +1,12 @@
 // A raster made in parts, whatever happens to them, against the raster made at once.
 #include <io/parts/Parts.h>
 
+#include <array>
 #include <random>
+#include <sstream>
 #include <thread>
 
+#include <gdal_priv.h>
 #include <gmock/gmock.h>
 
 #include <io/system/Errors.h>
@@ -269,6 +272,77 @@ TEST_F(PartsTest, KnowPolygonsAndTheGround) {
         joinParts(Job, false);
         EXPECT_FALSE(fs::exists(Job));
     }
+}
+
+/// All pixels as numbers, and what is said of them.
+std::string rasterText(const fs::path& path) {
+    const GDALDatasetUniquePtr data(GDALDataset::Open(path.c_str(), GDAL_OF_RASTER | GDAL_OF_VERBOSE_ERROR));
+    if (!data)
+        return "none";
+    std::ostringstream text;
+    text.precision(17);
+    std::array<double, 6> place;
+    data->GetGeoTransform(place.data());
+    for (const double number : place)
+        text << number << ' ';
+    const int width = data->GetRasterXSize(), height = data->GetRasterYSize();
+    text << width << 'x' << height << data->GetProjectionRef() << '\n';
+    for (const char* const key : {"POINTS", "RASTERED_POINTS", "TIFFTAG_SOFTWARE", "AREA_OR_POINT"})
+        text << key << data->GetMetadataItem(key) << '\n';
+    std::vector<double> pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+    for (GDALRasterBand* const band : data->GetBands()) {
+        text << band->GetDescription() << band->GetUnitType() << band->GetRasterDataType()
+             << band->GetColorInterpretation() << band->GetMetadataItem("REQUEST") << '\n';
+        int hasNoData = 0;
+        const double nodata = band->GetNoDataValue(&hasNoData);
+        text << hasNoData << ' ' << nodata << '\n';
+        std::array<double, 4> statistics = {};
+        EXPECT_EQ(
+            band->GetStatistics(FALSE, FALSE, &statistics[0], &statistics[1], &statistics[2], &statistics[3]),
+            CE_None);
+        text << static_cast<float>(statistics[0]) << ' ' << static_cast<float>(statistics[1]) << ' '
+             << static_cast<float>(statistics[2]) << ' ' << static_cast<float>(statistics[3]) << '\n';
+        EXPECT_EQ(band->RasterIO(GF_Read, 0, 0, width, height, pixels.data(), width, height, GDT_Float64, 0,
+                                 0, nullptr),
+                  CE_None);
+        for (const double pixel : pixels)
+            text << pixel << ' ';
+    }
+    return text.str();
+}
+
+TEST_F(PartsTest, MayStayWhereTheyAre) {
+    saveScan(true);
+    Request.bounds = {{30.0, 0.0, 570.0, 600.0}};
+    for (const bool isStack : {false, true}) {
+        Request.stack = isStack;
+        Request.overwrite = true;
+        runRaster(into("whole"));
+        // Parts that begin and end within rows of blocks.
+        const std::uint64_t parts = plan(isStack ? 2 : 5);
+        for (std::uint64_t part = 1; part <= parts; ++part)
+            makePart(Job, part);
+        joinPartsAsVrt(Job);
+        const RasterReport report = joinPartsAsVrt(Job);
+        EXPECT_EQ(report.rastered, runRaster(into("whole")).rastered);
+        std::size_t count = 0;
+        for (const std::string& name : namesIn(Top / "whole")) {
+            fs::path vrt = Top / "joined" / name;
+            vrt.replace_extension(".vrt");
+            EXPECT_EQ(rasterText(vrt), rasterText(Top / "whole" / name)) << name;
+            ++count;
+        }
+        EXPECT_EQ(count, isStack ? 1U : Request.bands.size());
+        for (const char* const folder : {"whole", "joined"}) {
+            fs::remove_all(Top / folder);
+            fs::create_directory(Top / folder);
+        }
+    }
+    Request.fill = 2.0;
+    plan(5);
+    for (std::uint64_t part = 1; part <= 5; ++part)
+        makePart(Job, part);
+    EXPECT_THROW(joinPartsAsVrt(Job), UsageError);
 }
 
 TEST_F(PartsTest, StopWhenAskedToAndLeaveNothing) {
