@@ -66,7 +66,11 @@ public:
             .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
         return path;
     }
-    ReadOptions options() const { return {std::make_shared<ScratchSpace>(folder), false, {}}; }
+    ReadOptions options() const {
+        ReadOptions options;
+        options.scratch = std::make_shared<ScratchSpace>(folder);
+        return options;
+    }
 
 private:
     fs::path folder;
