@@ -49,6 +49,9 @@ namespace {
 
 using Sums = NearbyReduction::Sums;
 
+/// Of memory, which the points of a window have at least.
+constexpr std::uint64_t bytesOfPoint = 64;
+
 /// Points with what a mean needs to know of each.
 struct NearbyPoints {
     std::span<const double> x;
@@ -129,6 +132,11 @@ CellWindow windowWithReach(const CellWindow& window, const ReductionPlan& plan, 
     return expanded(window, reachX, reachY, lattice);
 }
 
+/// Of those from which a point may reach a cell, the cell itself included.
+std::uint64_t NearbyReduction::cellsAround(const Item& item) {
+    return (2 * item.reachX + 1) * (2 * item.reachY + 1);
+}
+
 CellWindow NearbyReduction::around(const Item& item, const CellWindow& window) const {
     return expanded(window, item.reachX, item.reachY, Lattice);
 }
@@ -166,41 +174,47 @@ bool NearbyReduction::reaches(const CellWindow& window) const {
                                [&](const Item& item) { return estimate(around(item, window)) != 0.0; });
 }
 
-void NearbyReduction::reduce(const CellWindow& window, std::vector<Quill::ArrayPtr>& values) const {
-    for (const Item& item : Items) {
-        const Larder::Ref<Quill::MemArray<3, double>> array(
-            Quill::MultiIndex<3>(window.columns, window.rows, 1));
-        reduceWindow(item, window, window, array->data);
-        values[item.number] = array;
+void NearbyMeans::addTo(const CellWindow& part, std::vector<Quill::ArrayPtr>& values) const {
+    for (const auto& [number, means] : Items) {
+        const Larder::Ref<Quill::MemArray<3, double>> array(Quill::MultiIndex<3>(part.columns, part.rows, 1));
+        double* to = array->data;
+        for (std::uint64_t row = part.row; row < part.row + part.rows; ++row, to += part.columns)
+            std::copy_n(means.data() + (row - Window.row) * Window.columns + part.column - Window.column,
+                        part.columns, to);
+        values[number] = array;
     }
 }
 
-/// `results` are those of the whole window; halves the part of it that is at hand while it has too many
-/// points around.
-void NearbyReduction::reduceWindow(const Item& item, const CellWindow& whole, const CellWindow& window,
-                                   double* results) const {
+NearbyMeans NearbyReduction::reduce(const CellWindow& window) const {
+    NearbyMeans means(window);
+    for (const Item& item : Items)
+        reduceWindow(item, window, {window, means.add(item.number)});
+    return means;
+}
+
+/// Halves the window while it has too many points around, and too many cells to read these in pieces.
+void NearbyReduction::reduceWindow(const Item& item, const CellWindow& window, const Room& room) const {
     Watch();
     const double expected = estimate(around(item, window));
-    if (expected <= 0.8 * static_cast<double>(Job.pointsOfWindow) &&
-        reduceAtOnce(item, whole, window, results))
+    if (expected <= 0.8 * static_cast<double>(Job.pointsOfWindow) && reduceAtOnce(item, window, room))
         return;
-    if (window.cells() == 1)
-        return reduceCell(item, whole, window, results);
+    const std::uint64_t bytes = window.cells() * cellsAround(item) * sizeof(Sums);
+    if (window.cells() == 1 || bytes <= Job.pointsOfWindow * bytesOfPoint)
+        return reduceInPieces(item, window, room);
     CellWindow half = window;
     const bool isWide = window.columns >= window.rows;
     std::uint64_t& begin = isWide ? half.column : half.row;
     std::uint64_t& count = isWide ? half.columns : half.rows;
     const std::uint64_t all = count;
     count = all / 2;
-    reduceWindow(item, whole, half, results);
+    reduceWindow(item, half, room);
     begin += count;
     count = all - count;
-    reduceWindow(item, whole, half, results);
+    reduceWindow(item, half, room);
 }
 
 /// False if there are too many points around.
-bool NearbyReduction::reduceAtOnce(const Item& item, const CellWindow& whole, const CellWindow& window,
-                                   double* results) const {
+bool NearbyReduction::reduceAtOnce(const Item& item, const CellWindow& window, const Room& room) const {
     const CellWindow near = around(item, window);
     std::vector<Square> parts;
     forEachSquare(near, [&](const Square& part) { parts.push_back(part); });
@@ -244,42 +258,53 @@ bool NearbyReduction::reduceAtOnce(const Item& item, const CellWindow& whole, co
     });
     for (std::uint64_t row = 0; row < window.rows; ++row)
         for (std::uint64_t column = 0; column < window.columns; ++column)
-            results[(window.row - whole.row + row) * whole.columns + window.column - whole.column + column] =
+            room.of(window.column + column, window.row + row) =
                 sums[row * window.columns + column].result(Job.sparseLimit);
     return true;
 }
 
-/// Of a single cell, whose neighbours are read one after the other, and in pieces.
-void NearbyReduction::reduceCell(const Item& item, const CellWindow& whole, const CellWindow& cell,
-                                 double* results) const {
-    constexpr std::uint64_t longestPiece = 1 << 16;
-    const double centreX = Lattice.x().centre(static_cast<std::int64_t>(cell.column));
-    const double centreY = Lattice.y().centre(static_cast<std::int64_t>(cell.row));
+/// Reads the points around piece by piece and keeps none of them, but sums for each cell and each cell around
+/// it.
+void NearbyReduction::reduceInPieces(const Item& item, const CellWindow& window, const Room& room) const {
+    constexpr std::uint64_t longestPiece = 1 << 14;
+    const std::vector<double> centresX = centresOf(Lattice.x(), window.column, window.columns);
+    const std::vector<double> centresY = centresOf(Lattice.y(), window.row, window.rows);
     const double squaredRadius = item.statistic.number * item.statistic.number;
-    const CellWindow near = around(item, cell);
-    Sums sums;
-    for (std::uint64_t row = 0; row < near.rows; ++row)
-        for (std::uint64_t column = 0; column < near.columns; ++column) {
-            Sums ofCell;
-            const CellWindow neighbour = {near.column + column, near.row + row, 1, 1};
-            forEachSquare(neighbour, [&](const Square& square) {
-                WindowPoints(Reader, Lattice, item.plan, square)
-                    .visitPieces(std::min(longestPiece, Job.pointsOfCell), [&](const PointTable& table) {
-                        Watch();
-                        const NearbyPoints points = pointsOf(table);
-                        for (std::size_t i = 0; i < points.x.size(); ++i) {
-                            const double dx = points.x[i] - centreX;
-                            const double dy = points.y[i] - centreY;
-                            const double squared = dx * dx + dy * dy;
-                            if (squared <= squaredRadius)
-                                ofCell.take(squared, points.values[i], item.statistic);
-                        }
-                    });
+    const std::uint64_t across = 2 * item.reachX + 1, perCell = cellsAround(item);
+    std::vector<Sums> sums(window.cells() * perCell);
+    const auto take = [&](std::uint64_t column, std::uint64_t row, double x, double y, double value) {
+        const CellRange columns = reached(column, item.reachX, window.column, window.columns);
+        const CellRange rows = reached(row, item.reachY, window.row, window.rows);
+        for (std::uint64_t r = rows.first; r < rows.end; ++r)
+            for (std::uint64_t c = columns.first; c < columns.end; ++c) {
+                const std::uint64_t cell = (r - window.row) * window.columns + c - window.column;
+                const std::uint64_t place = (row + item.reachY - r) * across + column + item.reachX - c;
+                const double dx = x - centresX[c - window.column];
+                const double dy = y - centresY[r - window.row];
+                const double squared = dx * dx + dy * dy;
+                if (squared <= squaredRadius)
+                    sums[cell * perCell + place].take(squared, value, item.statistic);
+            }
+    };
+    forEachSquare(around(item, window), [&](const Square& part) {
+        WindowPoints(Reader, Lattice, item.plan, part)
+            .visitPieces(std::min(longestPiece, Job.pointsOfCell), [&](const PointTable& table) {
+                Watch();
+                const NearbyPoints points = pointsOf(table);
+                const std::span<const std::uint32_t> cells = table.cellsOfColumn(2);
+                for (std::size_t i = 0; i < points.x.size(); ++i)
+                    take(part.window.column + cells[i] % part.window.columns,
+                         part.window.row + cells[i] / part.window.columns, points.x[i], points.y[i],
+                         points.values[i]);
             });
-            sums.add(ofCell);
-        }
-    results[(cell.row - whole.row) * whole.columns + cell.column - whole.column] =
-        sums.result(Job.sparseLimit);
+    });
+    for (std::uint64_t cell = 0; cell < window.cells(); ++cell) {
+        Sums all;
+        for (std::uint64_t place = 0; place < perCell; ++place)
+            all.add(sums[cell * perCell + place]);
+        room.of(window.column + cell % window.columns, window.row + cell / window.columns) =
+            all.result(Job.sparseLimit);
+    }
 }
 
 } // namespace Tilewright::Io

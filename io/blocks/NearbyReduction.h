@@ -7,6 +7,8 @@
 
 #include <cstdint>
 #include <functional>
+#include <span>
+#include <utility>
 #include <vector>
 
 #include <io/blocks/RasterJob.h>
@@ -21,6 +23,23 @@ inline constexpr double mostCellsReached = 256.0;
 /// The cells of a window and those around it whose points have a say in it.
 CellWindow windowWithReach(const CellWindow& window, const ReductionPlan& plan, const BlockLattice& lattice);
 
+/// What the cells of a window came to, for each reduction of that kind.
+class NearbyMeans {
+public:
+    explicit NearbyMeans(const CellWindow& window) : Window(window) {}
+
+    /// The room for the means of a reduction, row by row from the south.
+    std::span<double> add(std::size_t reduction) {
+        return Items.emplace_back(reduction, std::vector<double>(Window.cells())).second;
+    }
+    /// Adds those of a part of the window to what other reductions made of the part.
+    void addTo(const CellWindow& part, std::vector<Quill::ArrayPtr>& values) const;
+
+private:
+    CellWindow Window;
+    std::vector<std::pair<std::size_t, std::vector<double>>> Items;
+};
+
 class NearbyReduction {
 public:
     using GoOn = std::function<void()>;
@@ -30,8 +49,7 @@ public:
 
     /// Whether a window may have results, although no point lies in it.
     bool reaches(const CellWindow& window) const;
-    /// Adds the results of a window to those of the other reductions.
-    void reduce(const CellWindow& window, std::vector<Quill::ArrayPtr>& values) const;
+    NearbyMeans reduce(const CellWindow& window) const;
 
     class Sums;
 
@@ -46,14 +64,23 @@ private:
         std::uint64_t reachY;
     };
 
+    static std::uint64_t cellsAround(const Item& item);
     CellWindow around(const Item& item, const CellWindow& window) const;
     double estimate(const CellWindow& window) const;
     template <class Visit> void forEachSquare(const CellWindow& window, const Visit& visit) const;
-    void reduceWindow(const Item& item, const CellWindow& whole, const CellWindow& window,
-                      double* results) const;
-    bool reduceAtOnce(const Item& item, const CellWindow& whole, const CellWindow& window,
-                      double* results) const;
-    void reduceCell(const Item& item, const CellWindow& whole, const CellWindow& cell, double* results) const;
+    /// Where the results of a window go among those of a whole one.
+    struct Room {
+        CellWindow whole;
+        std::span<double> results;
+
+        double& of(std::uint64_t column, std::uint64_t row) const {
+            return results[(row - whole.row) * whole.columns + column - whole.column];
+        }
+    };
+
+    void reduceWindow(const Item& item, const CellWindow& window, const Room& room) const;
+    bool reduceAtOnce(const Item& item, const CellWindow& window, const Room& room) const;
+    void reduceInPieces(const Item& item, const CellWindow& window, const Room& room) const;
 
     const RasterJob& Job;
     const BlockLattice& Lattice;

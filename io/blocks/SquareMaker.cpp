@@ -29,45 +29,53 @@ void SquareMaker::visit(const Block& block, std::size_t part, const Visit& visit
     const std::uint64_t across = block.across * squaresAlong() + part % squaresAlong();
     const std::uint64_t down = block.down * squaresAlong() + part / squaresAlong();
     if (across < Lattice.squaresAcross(Reader.side()) && down < Lattice.squaresDown(Reader.side()))
-        makeSquare({across, down, Lattice.square(Reader.side(), across, down)}, visit);
+        makeWhole({across, down, Lattice.square(Reader.side(), across, down)}, visit);
 }
 
-void SquareMaker::makeSquare(const Square& square, const Visit& visit) {
+/// What looks at other squares too does so once, into however many windows this one is cut.
+void SquareMaker::makeWhole(const Square& square, const Visit& visit) {
+    if (Reader.estimate(square) == 0.0 && !Nearby.reaches(square.window))
+        return;
+    const NearbyMeans nearby = Nearby.reduce(square.window);
+    makeSquare(square, {visit, nearby});
+}
+
+void SquareMaker::makeSquare(const Square& square, const Target& target) {
     const double expected = Reader.estimate(square);
     if (expected == 0.0 && !Nearby.reaches(square.window))
         return;
     // Estimates are estimates.
     const bool isTooMuch = expected > 0.8 * static_cast<double>(Job.pointsOfWindow);
     if (isTooMuch && square.window.cells() > 1)
-        halve(square, visit);
+        halve(square, target);
     else
-        makeWindow(square, visit);
+        makeWindow(square, target);
 }
 
-void SquareMaker::halve(const Square& square, const Visit& visit) {
+void SquareMaker::halve(const Square& square, const Target& target) {
     Square half = square;
     const bool isWide = square.window.columns >= square.window.rows;
     std::uint64_t& begin = isWide ? half.window.column : half.window.row;
     std::uint64_t& count = isWide ? half.window.columns : half.window.rows;
     const std::uint64_t whole = count;
     count = whole / 2;
-    makeSquare(half, visit);
+    makeSquare(half, target);
     begin += count;
     count = whole - count;
-    makeSquare(half, visit);
+    makeSquare(half, target);
 }
 
-void SquareMaker::makeWindow(const Square& square, const Visit& visit) {
+void SquareMaker::makeWindow(const Square& square, const Target& target) {
     goOn();
     WindowPoints points(Reader, Lattice, Job.plan, square);
     const bool isCell = square.window.cells() == 1;
     if (points.load(isCell ? Job.pointsOfCell : Job.pointsOfWindow)) {
         if (points.points().size() != 0 || Nearby.reaches(square.window))
-            reduceWindow(points, square.window, visit);
+            reduceWindow(points, square.window, target);
     } else if (isCell) {
-        makeCell(square, visit);
+        makeCell(square, target);
     } else {
-        halve(square, visit);
+        halve(square, target);
     }
 }
 
@@ -76,7 +84,7 @@ void SquareMaker::goOn() const {
         throw Interruption();
 }
 
-void SquareMaker::reduceWindow(WindowPoints& points, const CellWindow& window, const Visit& visit) {
+void SquareMaker::reduceWindow(WindowPoints& points, const CellWindow& window, const Target& target) {
     // Of all points, and of each subset.
     std::vector<CellLists> cells;
     cells.reserve(Job.plan.subsets.size() + 1);
@@ -87,9 +95,9 @@ void SquareMaker::reduceWindow(WindowPoints& points, const CellWindow& window, c
     for (std::size_t subset = 1; subset < cells.size(); ++subset)
         result.subsetCounts.push_back(cells[subset].counts());
     result.values.resize(Job.plan.reductions.size());
-    Nearby.reduce(window, result.values);
+    target.nearby.addTo(window, result.values);
     if (points.points().size() == 0)
-        return handOn(result, 0, visit);
+        return handOn(result, 0, target.visit);
     reduceByStatistics(points.points(), cells, result);
     const std::vector<Quill::ArrayPtr> columns = points.takeColumns();
     const Quill::UniformCartesianArray nodes = nodesOf(window, Lattice);
@@ -101,7 +109,7 @@ void SquareMaker::reduceWindow(WindowPoints& points, const CellWindow& window, c
         const CellLists& ofColumn = cells[Job.plan.columns[reduction.column].subset];
         result.values[r] = reduceCells(ofColumn, columns[reduction.column], reduction.wanted, &nodes);
     }
-    handOn(result, points.points().size(), visit);
+    handOn(result, points.points().size(), target.visit);
 }
 
 /// `cells` are those of all points and of each subset.
@@ -133,10 +141,10 @@ void SquareMaker::reduceByStatistics(const PointTable& points, const std::vector
 }
 
 /// A cell with more points than are loaded at a time.
-void SquareMaker::makeCell(const Square& square, const Visit& visit) {
+void SquareMaker::makeCell(const Square& square, const Target& target) {
     DenseCell cell(Job.plan);
     if (cell.needsAllPoints())
-        return makeCellAtOnce(square, visit);
+        return makeCellAtOnce(square, target);
     std::uint64_t count = 0;
     do
         count = visitPieces(square, [&](const PointTable& points) { cell.take(points); });
@@ -144,8 +152,8 @@ void SquareMaker::makeCell(const Square& square, const Visit& visit) {
     WindowResult result{square.window, 0, 1, cell.counts().first(1), cell.results(), Job.sparseLimit};
     for (std::size_t subset = 1; subset < cell.counts().size(); ++subset)
         result.subsetCounts.push_back(cell.counts().subspan(subset, 1));
-    Nearby.reduce(square.window, result.values);
-    handOn(result, count, visit);
+    target.nearby.addTo(square.window, result.values);
+    handOn(result, count, target.visit);
 }
 
 std::uint64_t SquareMaker::visitPieces(const Square& square, const WindowPoints::PieceVisitor& take) const {
@@ -158,7 +166,7 @@ std::uint64_t SquareMaker::visitPieces(const Square& square, const WindowPoints:
 }
 
 /// A plane needs all points together, if there is room for them.
-void SquareMaker::makeCellAtOnce(const Square& square, const Visit& visit) {
+void SquareMaker::makeCellAtOnce(const Square& square, const Target& target) {
     // Ordinals, cells and what the fit makes of the points: copies of them, distances, centred columns.
     constexpr std::uint64_t bytesForFit = 160;
     constexpr std::uint64_t bytesOfColumn = sizeof(Orrery::PhysicalSpace::point);
@@ -172,7 +180,7 @@ void SquareMaker::makeCellAtOnce(const Square& square, const Visit& visit) {
     const std::lock_guard guard(RoomForPlanes);
     WindowPoints points(Reader, Lattice, Job.plan, square);
     points.load();
-    reduceWindow(points, square.window, visit);
+    reduceWindow(points, square.window, target);
 }
 
 /// Checks the counts first.

@@ -30,15 +30,22 @@ public:
     void stop() override { Stopped = true; }
 
 private:
+    /// Where the windows of a square go, and what is known of it already.
+    struct Target {
+        const Visit& visit;
+        const NearbyMeans& nearby;
+    };
+
     std::size_t squaresAlong() const { return BlockLattice::blockSide / Reader.side(); }
-    void makeSquare(const Square& square, const Visit& visit);
-    void halve(const Square& square, const Visit& visit);
-    void makeWindow(const Square& square, const Visit& visit);
-    void reduceWindow(WindowPoints& points, const CellWindow& window, const Visit& visit);
+    void makeWhole(const Square& square, const Visit& visit);
+    void makeSquare(const Square& square, const Target& target);
+    void halve(const Square& square, const Target& target);
+    void makeWindow(const Square& square, const Target& target);
+    void reduceWindow(WindowPoints& points, const CellWindow& window, const Target& target);
     void reduceByStatistics(const PointTable& points, const std::vector<CellLists>& cells,
                             WindowResult& result) const;
-    void makeCell(const Square& square, const Visit& visit);
-    void makeCellAtOnce(const Square& square, const Visit& visit);
+    void makeCell(const Square& square, const Target& target);
+    void makeCellAtOnce(const Square& square, const Target& target);
     std::uint64_t visitPieces(const Square& square, const WindowPoints::PieceVisitor& take) const;
     void handOn(const WindowResult& result, std::uint64_t points, const Visit& visit);
     void goOn() const;
