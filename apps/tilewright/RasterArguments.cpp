@@ -132,8 +132,8 @@ void checkFragments(const std::string& word) {
 /// A band with two or three lines about it.
 void printBands(std::ostream& out) {
     const std::string indent(20, ' ');
-    out << "Bands, where F is Height, X, Y or a field that tilewright info lists. Quote what has "
-           "parentheses.\n";
+    out << "Bands, where F is Height, X, Y, a field that tilewright info lists, or HeightAboveGround with "
+           "--ground or\n--ground-classes. Quote what has parentheses.\n";
     for (const Io::BandRow& row : Io::bandTable()) {
         out << "\n"
             << row.band << std::string(row.band.size() < 19 ? 20 - row.band.size() : 1, ' ') << row.meaning
@@ -150,7 +150,8 @@ void addBandOptions(CLI::App& command, Io::RasterRequest& options) {
         "What a band shows: FIELD:FILTER, for example Height:Mean or Height:P95, or count, density, rgb, "
         "celltype or alpha; NAME= in front names the band, and [CONDITION] after it makes it of those points "
         "alone that meet a condition of --select, for example Height:Mean[2@Classification]. Fields are "
-        "Height, X, Y and those that tilewright info lists; --band help lists the filters. Takes several "
+        "Height, X, Y, those that tilewright info lists, and HeightAboveGround with --ground or "
+        "--ground-classes; --band help lists the filters. Takes several "
         "bands; repeatable (default Height:Mean)",
         options.bands);
     addRepeatable(

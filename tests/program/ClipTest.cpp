@@ -101,6 +101,23 @@ TEST_F(Clip, IsTheSameOnAnyWayThroughTheCloud) {
     }
 }
 
+TEST_F(Clip, OfAnOctreeIsThatOfItsPoints) {
+    saveLayers("area.gpkg", 0,
+               {{"a", "POLYGON((612003 5341002,612009 5341003,612006 5341009.5,612003 5341002))"},
+                {"far", "POLYGON((612040 5341002,612041 5341002,612041 5341003,612040 5341002))"}});
+    const std::string samples = TILEWRIGHT_TEST_DATA "/laz/";
+    for (const std::string name : {"pf7.copc", "pf7"})
+        ASSERT_EQ(0, run({"raster", samples + name + ".laz", name + ".tif", "--clip", "area.gpkg:a", "--band",
+                          "count", "Height:Max", "Height:Median"})
+                         .status);
+    for (const std::string band : {"-count.tif", "-Height-Max.tif", "-Height-Median.tif"})
+        EXPECT_EQ(readBand("pf7" + band).values, readBand("pf7.copc" + band).values) << band;
+    const Outcome far =
+        run({"raster", samples + "pf7.copc.laz", "out.tif", "--clip", "area.gpkg:far", "--band", "count"});
+    EXPECT_EQ(1, far.status);
+    EXPECT_NE(std::string::npos, far.err.find("no points near the polygons")) << far.err;
+}
+
 TEST_F(Clip, IsRefusedWhereThePolygonsCannotBeMeant) {
     saveLayers("area.gpkg", 32632, {{"a", square}, {"b", square}});
     saveLayers("lines.gpkg", 32632, {{"a", "LINESTRING(0 0,1 1)"}});

@@ -175,6 +175,9 @@ TEST_F(SelfDescription, TheTableOfBandsIsTheSameEverywhere) {
     std::string document = textOf(TILEWRIGHT_PROGRAM_GUIDE);
     std::erase(document, '`');
     const std::string help = outputOf({"raster", "--band", "help"});
+    const std::string onDemand = "or HeightAboveGround with --ground or --ground-classes";
+    EXPECT_NE(std::string::npos, document.find(onDemand));
+    EXPECT_NE(std::string::npos, std::regex_replace(help, std::regex("\n"), " ").find(onDemand)) << help;
     for (const Io::BandRow& row : Io::bandTable()) {
         EXPECT_NE(std::string::npos, document.find("| " + row.band + " | " + row.meaning + " | " +
                                                    row.pixels + " | " + row.formula + " |"))
