@@ -50,7 +50,8 @@ const std::map<std::string, Setter>& setters() {
                                                       {"fill", set(&R::fill)},
                                                       {"fillMethod", set(&R::fillMethod)},
                                                       {"preview", set(&R::preview)},
-                                                      {"dryRun", set(&R::dryRun)}};
+                                                      {"dryRun", set(&R::dryRun)},
+                                                      {"shownAs", set(&R::shownAs)}};
     return all;
 }
 

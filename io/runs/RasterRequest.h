@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <tilewright/export.h>
@@ -73,6 +74,10 @@ struct TILEWRIGHT_API RasterRequest {
 
     /// Stops once everything is known that can be known before the work.
     bool dryRun = false;
+
+    /// Paths that begin with the first text of a pair are written down as if that were the second: what they
+    /// are called by whoever asks from another folder.
+    std::vector<std::pair<std::string, std::string>> shownAs;
 };
 
 struct TILEWRIGHT_API BandReport {

@@ -142,9 +142,16 @@ public:
     }
 
 private:
+    std::string shown(const std::string& path) const {
+        for (const auto& [beginning, name] : Request.shownAs)
+            if (path.starts_with(beginning))
+                return name + path.substr(beginning.size());
+        return path;
+    }
+
     void planInputs() {
         const PointCloud& cloud = *Input.cloud;
-        Plan.cloud = cloud.name();
+        Plan.cloud = shown(cloud.name());
         std::map<fs::path, int> others;
         for (const fs::path& path : Input.files)
             ++others[path];
@@ -268,13 +275,13 @@ private:
                                          isCategory(band)});
         description.metadata = {{"TIFFTAG_SOFTWARE", "Tilewright " TILEWRIGHT_VERSION},
                                 {"POINTS", std::to_string(Input.cloud->pointCount())},
-                                {"INPUTS", Input.cloud->name()}};
+                                {"INPUTS", Plan.cloud}};
         if (!Plan.selections.empty())
             description.metadata.emplace_back("SELECTION", joined(Plan.selections));
         if (!Plan.clip.empty())
-            description.metadata.emplace_back("CLIP", Plan.clip);
+            description.metadata.emplace_back("CLIP", shown(Plan.clip));
         if (!Plan.ground.empty())
-            description.metadata.emplace_back("GROUND", Plan.ground);
+            description.metadata.emplace_back("GROUND", shown(Plan.ground));
         if (!Plan.groundPoints.empty())
             description.metadata.emplace_back("GROUND", Request.groundClasses + "@Classification");
         if (Request.sparseLimit != 0)

@@ -75,7 +75,7 @@ class Raster:
                 if self._states is None:
                     self._states = states
                 elif self._states != states:
-                    raise ValueError("the files have changed since the raster was laid out; call tilewright.raster again")
+                    raise ValueError("the files have changed since the raster was laid out; lay it out again")
                 self._blocks = blocks
             return self._blocks
 

@@ -5,6 +5,7 @@ from __future__ import annotations
 import math
 import numbers
 import os
+import re
 from collections.abc import Iterable, Mapping, Sequence
 from typing import Any, Optional, Union
 
@@ -117,15 +118,28 @@ def path(value: Optional[Path]) -> Optional[str]:
     return None if value is None else os.fsdecode(os.path.expanduser(os.fspath(value)))
 
 
+def _whole(word: str) -> str:
+    """The absolute path, with a slash at its end if there was one."""
+    return os.path.join(os.path.abspath(word), "") if word.endswith("/") else os.path.abspath(word)
+
+
 def absolute(keywords: dict[str, Any]) -> dict[str, Any]:
-    """A request whose paths mean the same in every folder."""
+    """A request whose paths mean the same in every folder, and are still written down as they were given."""
+    shown: dict[str, str] = {}
 
     def whole(word: str) -> str:
-        return word if "://" in word else os.path.abspath(word)
+        if "://" in word or os.path.isabs(word):
+            return word
+        plain = re.split(r"[*?[]", word)[0]
+        # Of a pattern the folders before it stand for all that fits.
+        named = word.rstrip("/") if plain == word else plain[: plain.rfind("/") + 1]
+        shown[_whole(named or "./")] = named
+        return os.path.abspath(word)
 
     paths = ("output", "like", "clip", "ground", "preview", "scratch")
-    moved = {name: whole(keywords[name]) for name in paths if keywords.get(name)}
-    return {**keywords, **moved, "inputs": [whole(word) for word in keywords["inputs"]]}
+    moved: dict[str, Any] = {name: whole(keywords[name]) for name in paths if keywords.get(name)}
+    moved["inputs"] = [whole(word) for word in keywords["inputs"]]
+    return {**keywords, **moved, "shownAs": sorted(shown.items(), key=lambda pair: -len(pair[0]))}
 
 
 def grid(

@@ -14,8 +14,8 @@ from ._report import Report, report_of
 
 # What was asked for, beside the plan of a job.
 REQUEST = "request.json"
-# May differ when a job is taken up again: the files are the same.
-MEANS = ("threads", "memory", "scratch")
+# May differ when a job is taken up again: the pixels are the same.
+MEANS = ("threads", "memory", "scratch", "shownAs")
 
 
 def topic_of(key: str) -> str:

@@ -174,7 +174,8 @@ def _submit(
         submit(_tasks.make, f"part-#-{number}", plan, job, number, wanted, retries=retries)
         for number in range(1, wanted + 1)
     ]
-    return _Run(client, f"tilewright-{token}", plan, made, submit(_tasks.join, "join-#", made, job, keep, retries=retries))
+    join = submit(_tasks.join, "join-#", made, job, keep, retries=retries)
+    return _Run(client, f"tilewright-{token}", plan, made, join)
 
 
 def _client(client: Optional[Client]) -> Client:

@@ -1,15 +1,18 @@
 """Parts as tasks of Dask: the files of the program, whatever happens to the workers."""
 
 import os
+import shutil
 import signal
 import subprocess
 import sys
 import time
+from pathlib import Path
 
 import numpy as np
 import pytest
 
 import tilewright
+from test_raster import AREA
 
 distributed = pytest.importorskip("distributed")
 
@@ -46,19 +49,24 @@ def wait_for_receipts(job, future):
     assert not future.done()
 
 
-def test_files_are_those_of_the_program(client, scan, program, tmp_path):
+def test_files_are_those_of_the_program(client, scan, program, tmp_path, monkeypatch):
+    # The workers are in another folder.
+    monkeypatch.chdir(tmp_path)
+    Path("tiles").mkdir()
+    shutil.copy(scan, "tiles")
+    Path("area.geojson").write_text(AREA)
     steps = []
     words = ["--cell", "0.5", "--band", "Height:Mean", "--band", "rgb", "--fill", "2", "--select", "2@Classification"]
-    program("raster", scan, tmp_path / "a.tif", *words)
+    program("raster", "./tiles", "a.tif", "--clip", "area.geojson", *words)
     report = tilewright.distributed.raster(
-        scan, tmp_path / "b.tif", 0.5, ["Height:Mean", "rgb"], fill=2, select="2@Classification", client=client,
-        progress=lambda *step: steps.append(step),
+        "./tiles", "b.tif", 0.5, ["Height:Mean", "rgb"], fill=2, select="2@Classification", clip="area.geojson",
+        client=client, progress=lambda *step: steps.append(step),
     )  # fmt: skip
     for band in ("Height-Mean", "rgb"):
-        assert (tmp_path / f"a-{band}.tif").read_bytes() == (tmp_path / f"b-{band}.tif").read_bytes()
+        assert Path(f"a-{band}.tif").read_bytes() == Path(f"b-{band}.tif").read_bytes()
     assert report.paths == (str(tmp_path / "b-Height-Mean.tif"), str(tmp_path / "b-rgb.tif"))
     assert ("making", 8, 8, "tasks") in steps
-    assert not (tmp_path / "b.tif.job").exists()
+    assert not Path("b.tif.job").exists()
 
 
 def test_a_worker_is_lost(client, scan, whole, tmp_path):
