@@ -63,9 +63,18 @@ private:
         std::vector<std::uint32_t> places;
     };
 
+    /// The records of a square in a run.
+    struct Piece {
+        std::uint64_t square;
+        const Run* run;
+        std::uint64_t first;
+        std::uint64_t count;
+    };
+
     void planParts(const CloudIndex& index, const PointNeeds& needs, const ReadingPlan& plan);
     void sortPart(Part& part, const PointNeeds& needs, Workspace& space);
     void sortRun(Part& part, Workspace& space);
+    void listPieces();
     template <class Visitor> void forEachPiece(const Square& square, Visitor&& visit) const;
 
     const PointCloud& Cloud;
@@ -75,6 +84,9 @@ private:
     std::uint64_t Across;
     std::vector<std::unique_ptr<RecordLayout>> Layouts;
     std::vector<Part> Parts;
+    /// By their squares, and those of a square in the order of the cloud: there may be thousands of runs, of
+    /// which hardly any has records of a given square.
+    std::vector<Piece> Pieces;
     std::unique_ptr<ScratchFile> Scratch;
     std::atomic<std::uint64_t> Wanted = 0;
     std::atomic<std::uint64_t> WithoutGround = 0;
@@ -155,6 +167,7 @@ SortedReader::SortedReader(const PointCloud& cloud, const CloudIndex& index, con
         sortPart(Parts[p], needs, *spaces.borrow());
         ++done;
     });
+    listPieces();
 }
 
 void SortedReader::planParts(const CloudIndex& index, const PointNeeds& needs, const ReadingPlan& plan) {
@@ -243,15 +256,23 @@ void SortedReader::sortRun(Part& part, Workspace& space) {
     space.squares.clear();
 }
 
+void SortedReader::listPieces() {
+    for (Part& part : Parts)
+        for (Run& run : part.runs) {
+            for (std::size_t b = 0; b + 1 < run.begins.size(); ++b)
+                Pieces.push_back({run.begins[b].square, &run, run.begins[b].record,
+                                  run.begins[b + 1].record - run.begins[b].record});
+            run.begins = {};
+        }
+    std::ranges::stable_sort(Pieces, {}, &Piece::square);
+}
+
 /// Calls `visit(run, first, count)` for the records of a square in each run.
 template <class Visitor> void SortedReader::forEachPiece(const Square& square, Visitor&& visit) const {
     const std::uint64_t number = square.down * Across + square.across;
-    for (const Part& part : Parts)
-        for (const Run& run : part.runs) {
-            const auto begin = std::ranges::lower_bound(run.begins, number, {}, &Begin::square);
-            if (begin != run.begins.end() && begin->square == number && begin + 1 != run.begins.end())
-                visit(run, begin->record, (begin + 1)->record - begin->record);
-        }
+    for (auto piece = std::ranges::lower_bound(Pieces, number, {}, &Piece::square);
+         piece != Pieces.end() && piece->square == number; ++piece)
+        visit(*piece->run, piece->first, piece->count);
 }
 
 void SortedReader::visit(const Square& square, const RecordVisitor& visitor) const {

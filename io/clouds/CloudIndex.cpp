@@ -18,7 +18,7 @@ constexpr std::uint64_t usualStretch = 8192;
 /// Longer stretches keep the index of a huge cloud small.
 constexpr std::uint64_t mostStretches = std::uint64_t(1) << 18;
 /// Of a file whose index is kept: a part of the raster reads those of its own files only.
-constexpr std::uint64_t mostStretchesOfFile = 1024;
+constexpr std::uint64_t mostStretchesOfFile = 4096;
 /// That are in memory where indices are kept.
 constexpr std::uint64_t mostStretchesInMemory = std::uint64_t(1) << 22;
 /// Points that a thread takes at a time.

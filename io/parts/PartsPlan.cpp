@@ -23,26 +23,36 @@ constexpr double usualPoints = 50e6;
 /// What a cell costs, counted in points: it is made and written though no point may lie in it.
 constexpr double costOfCell = 0.05;
 
-/// Of each block, counted in points.
-std::vector<double> costsOfBlocks(const RunPlan& plan, const CloudIndex& index, const BlockLattice& lattice) {
-    std::vector<double> costs(blockCount(lattice));
-    for (std::size_t b = 0; b < costs.size(); ++b)
-        costs[b] = costOfCell * static_cast<double>(blockWindow(lattice, b).cells());
-    // The index of a cloud in no order does not show where its points are.
-    if (plan.reading.isSorted)
-        return costs;
+/// Of each block, counted in points. Stretches are spread over the blocks that they reach into: only the
+/// corners of each are noted at first, as a stretch of a cloud in no order reaches into all of them.
+std::vector<double> costsOfBlocks(const CloudIndex& index, const BlockLattice& lattice) {
     const std::uint64_t across = lattice.squaresAcross(BlockLattice::blockSide);
+    const std::uint64_t down = lattice.squaresDown(BlockLattice::blockSide);
+    std::vector<double> changes((across + 1) * (down + 1));
     for (const Stretch& stretch : index.stretches) {
         const std::optional<CellWindow> cells = cellsOf(stretch, lattice);
         if (!cells)
             continue;
         const SquareRange blocks = squaresOf(*cells, lattice, BlockLattice::blockSide);
-        for (std::uint64_t down = blocks.firstDown; down <= blocks.lastDown; ++down)
-            for (std::uint64_t a = blocks.firstAcross; a <= blocks.lastAcross; ++a) {
-                const std::size_t block = down * across + a;
-                costs[block] +=
-                    static_cast<double>(stretch.count) * sharedPart(*cells, blockWindow(lattice, block));
-            }
+        const double each = static_cast<double>(stretch.count) / static_cast<double>(blocks.count());
+        double* const first = changes.data() + blocks.firstDown * (across + 1);
+        double* const end = changes.data() + (blocks.lastDown + 1) * (across + 1);
+        first[blocks.firstAcross] += each;
+        first[blocks.lastAcross + 1] -= each;
+        end[blocks.firstAcross] -= each;
+        end[blocks.lastAcross + 1] += each;
+    }
+    std::vector<double> costs(blockCount(lattice));
+    std::vector<double> above(across);
+    for (std::uint64_t d = 0; d < down; ++d) {
+        double row = 0.0;
+        for (std::uint64_t a = 0; a < across; ++a) {
+            row += changes[d * (across + 1) + a];
+            above[a] += row;
+            const std::size_t block = d * across + a;
+            const auto cells = static_cast<double>(blockWindow(lattice, block).cells());
+            costs[block] = costOfCell * cells + std::max(above[a], 0.0);
+        }
     }
     return costs;
 }
@@ -99,8 +109,7 @@ void shareOut(PlannedRun& run, std::uint64_t parts, const RunProgress& progress)
     const BlockLattice lattice = plan.makeLattice();
     if (parts == 0)
         parts = static_cast<std::uint64_t>(static_cast<double>(plan.points()) / usualPoints) + 1;
-    plan.parts =
-        cut(costsOfBlocks(plan, run.index, lattice), std::min<std::uint64_t>(parts, blockCount(lattice)));
+    plan.parts = cut(costsOfBlocks(run.index, lattice), std::min<std::uint64_t>(parts, blockCount(lattice)));
     const PointCounts counts = countWanted(*run.cloud, run.index, lattice, plan.job.plan.needs,
                                            {plan.job.threads, 0, {}, reportOf(progress, "counting", ""), {}});
     plan.wantedPoints = counts.wanted;
