@@ -29,6 +29,13 @@ py::tuple plan(const py::dict& keywords, const fs::path& job, std::uint64_t part
     return py::make_tuple(reportOf(planned.raster), planned.parts);
 }
 
+void measure(const py::dict& keywords, const fs::path& job, std::uint64_t share, std::uint64_t shares,
+             const py::object& progress) {
+    const Io::RasterRequest request = requestOf(keywords);
+    doWatched(progress,
+              [&](const Io::RunProgress& report) { Io::measureShare(request, job, share, shares, report); });
+}
+
 bool make(const fs::path& job, std::uint64_t part, const py::object& progress) {
     Io::PartOutcome outcome{};
     doWatched(progress, [&](const Io::RunProgress& report) { outcome = Io::makePart(job, part, report); });
@@ -66,6 +73,7 @@ py::list statusOf(const fs::path& job) {
 
 void addParts(py::module_& module) {
     module.def("plan_parts", &plan, "keywords"_a, "job"_a, "parts"_a, "progress"_a);
+    module.def("measure_share", &measure, "keywords"_a, "job"_a, "share"_a, "shares"_a, "progress"_a);
     module.def("make_part", &make, "job"_a, "part"_a, "progress"_a);
     module.def("join_parts", &join, "job"_a, "keep"_a, "progress"_a);
     module.def("part_count", &Io::partCount, "job"_a, py::call_guard<py::gil_scoped_release>());

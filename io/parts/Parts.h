@@ -30,6 +30,12 @@ struct PartsPlanReport {
 TILEWRIGHT_API PartsPlanReport planParts(const RasterRequest& request, const std::filesystem::path& job,
                                          std::uint64_t parts, const RunProgress& progress = {});
 
+/// Measures a share of the cloud's files for the plan to come, which then needs no pass over them: every
+/// `shares`-th one from number `share` on, counted from 1. Shares may be measured at once, by many processes.
+/// What is wrong with the request or the files is left for planParts() to say. Throws Interruption.
+TILEWRIGHT_API void measureShare(const RasterRequest& request, const std::filesystem::path& job,
+                                 std::uint64_t share, std::uint64_t shares, const RunProgress& progress = {});
+
 /// The number of parts of a job.
 TILEWRIGHT_API std::uint64_t partCount(const std::filesystem::path& job);
 

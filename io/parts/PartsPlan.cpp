@@ -3,6 +3,7 @@
 #include <numeric>
 
 #include <io/blocks/SquareGeometry.h>
+#include <io/clouds/FileSearch.h>
 #include <io/gdal/VirtualFile.h>
 #include <io/parts/JobFolder.h>
 #include <io/parts/Parts.h>
@@ -185,6 +186,28 @@ PartsPlanReport planParts(const RasterRequest& request, const fs::path& job, std
     } catch (...) {
         folder.removeIfEmpty();
         throw;
+    }
+}
+
+void measureShare(const RasterRequest& request, const fs::path& job, std::uint64_t share,
+                  std::uint64_t shares, const RunProgress& progress) {
+    const JobFolder folder(job);
+    try {
+        const std::vector<fs::path> files = findPointFiles(request.inputs);
+        RasterRequest own = request;
+        own.inputs.clear();
+        for (std::uint64_t i = share - 1; i < files.size(); i += shares)
+            own.inputs.push_back(files[i].string());
+        if (own.inputs.empty())
+            return;
+        folder.create();
+        const IndexFolder indices = folder.indices();
+        planRunInBlocks(own, progress, &indices);
+    } catch (const Interruption&) {
+        throw;
+    } catch (const Error&) {
+        // Some of the files may make no sense by themselves.
+        folder.removeIfEmpty();
     }
 }
 

@@ -130,7 +130,7 @@ def absolute(keywords: dict[str, Any]) -> dict[str, Any]:
     def whole(word: str) -> str:
         if "://" in word or os.path.isabs(word):
             return word
-        plain = re.split(r"[*?[]", word)[0]
+        plain = re.split(r"[*?]", word)[0]
         # Of a pattern the folders before it stand for all that fits.
         named = word.rstrip("/") if plain == word else plain[: plain.rfind("/") + 1]
         shown[_whole(named or "./")] = named

@@ -48,6 +48,10 @@ def _watch(key: str, topic: str = "") -> Callback:
     return look
 
 
+def _is_planned(job: str) -> bool:
+    return os.path.exists(os.path.join(job, "plan.json"))
+
+
 def _expect_version(version: str) -> None:
     if version != _engine.__version__:
         raise RuntimeError(f"a worker has tilewright {_engine.__version__}, and the client {version}")
@@ -67,11 +71,18 @@ def _expect_request(job: str, asked: dict[str, Any]) -> None:
         )
 
 
-def plan(keywords: dict[str, Any], job: str, parts: int, key: str, version: str) -> int:
+def index(keywords: dict[str, Any], job: str, number: int, tasks: int, key: str, version: str) -> None:
+    """Measures every so many-th file from `number` on, unless the job is planned already."""
+    _expect_version(version)
+    if not _is_planned(job):
+        _engine.measure_share(keywords, job, number, tasks, _watch(key))
+
+
+def plan(measured: list[None], keywords: dict[str, Any], job: str, parts: int, key: str, version: str) -> int:
     """The number of parts of the job, which is planned unless it was before."""
     _expect_version(version)
     asked = {name: value for name, value in keywords.items() if name not in MEANS and value not in (None, "", [])}
-    if os.path.exists(os.path.join(job, "plan.json")):
+    if _is_planned(job):
         _expect_request(job, asked)
         return _engine.part_count(job)
     os.makedirs(job, exist_ok=True)
@@ -83,9 +94,8 @@ def plan(keywords: dict[str, Any], job: str, parts: int, key: str, version: str)
     except BaseException:
         # An empty folder beside the output would be a riddle.
         os.remove(request)
-        for folder in (os.path.join(job, "parts"), job):
-            with suppress(OSError):
-                os.rmdir(folder)
+        with suppress(OSError):
+            os.rmdir(job)
         raise
 
 

@@ -115,12 +115,13 @@ class _Run:
 
     client: Client
     name: str
+    indices: Sequence[Future]
     plan: Future
     parts: Sequence[Future]
     join: Future
 
     def cancel(self) -> None:
-        self.client.cancel([self.join, *self.parts, self.plan])
+        self.client.cancel([self.join, *self.parts, self.plan, *self.indices])
 
     def follow(self, callback: Optional[Callback]) -> Report:
         """Waits for the end, and tells of it."""
@@ -134,6 +135,7 @@ class _Run:
         if callback:
             self.client.subscribe_topic(self.name, hear)
         try:
+            self._wait_for(self.indices, lambda done: tell("indexing", done, len(self.indices), "tasks"))
             self._wait_for([self.plan], lambda _: [tell(*step) for step in heard])
             heard.clear()
             self._wait_for(self.parts, lambda done: tell("making", done, len(self.parts), "tasks"))
@@ -169,13 +171,16 @@ def _submit(
         means = {"key": key, "pure": False, "retries": retries, "resources": slots.resources}
         return cast("Future", client.submit(function, *arguments, key, version, **means))
 
-    plan = submit(_tasks.plan, "plan-#", keywords, job, wanted)
+    numbers = range(1, wanted + 1)
+    indices = [
+        submit(_tasks.index, f"index-#-{number}", keywords, job, number, wanted, retries=retries) for number in numbers
+    ]
+    plan = submit(_tasks.plan, "plan-#", indices, keywords, job, wanted)
     made = [
-        submit(_tasks.make, f"part-#-{number}", plan, job, number, wanted, retries=retries)
-        for number in range(1, wanted + 1)
+        submit(_tasks.make, f"part-#-{number}", plan, job, number, wanted, retries=retries) for number in numbers
     ]
     join = submit(_tasks.join, "join-#", made, job, keep, retries=retries)
-    return _Run(client, f"tilewright-{token}", plan, made, join)
+    return _Run(client, f"tilewright-{token}", indices, plan, made, join)
 
 
 def _client(client: Optional[Client]) -> Client:
@@ -220,8 +225,8 @@ def raster(
 ) -> Union[Report, Future]:
     """Make a raster of files of points on the workers of Dask.
 
-    The files that come out are those of `tilewright.write`, byte for byte. One task plans the raster, others make its
-    parts, and a last one joins them. If a worker is lost, others make its parts. Whatever ends the work before it is
+    The files that come out are those of `tilewright.write`, byte for byte. Some tasks look where the points of their
+    files lie, one plans the raster, others make its parts, and a last one joins them. If a worker is lost, others make its parts. Whatever ends the work before it is
     done, a failure, Ctrl-C or a cancelled future, leaves the parts that are made in the folder of the job, and the
     same call takes them up again.
 
@@ -247,8 +252,8 @@ def raster(
     wait : bool
         False to get a future of the report at once; to cancel it is to stop the work.
     progress : bool or callable
-        As with `tilewright.raster`. The dashboard of Dask shows the tasks as tilewright-plan, tilewright-part and
-        tilewright-join.
+        As with `tilewright.raster`. The dashboard of Dask shows the tasks as tilewright-index, tilewright-plan,
+        tilewright-part and tilewright-join.
     **options
         All other keywords of `tilewright.write`. `threads` and `memory` hold for each part. By default a part takes
         one slot: workers that declare the resource ``tilewright`` have as many slots as that, others one per thread,
@@ -283,6 +288,8 @@ def raster(
     except Exception as error:
         is_planned = run.plan.status == "finished"
         run.cancel()
+        if isinstance(error, ModuleNotFoundError) and error.name == "tilewright":
+            raise ImportError("the workers have no module tilewright; install it where they run") from error
         if not is_planned or type(error) not in (OSError, FileNotFoundError, ValueError, MemoryError):
             raise
         raise type(error)(f"{error} (the same call goes on with the job in {folder}; without it, anew)") from error

@@ -54,6 +54,11 @@ def test_files_are_those_of_the_program(client, scan, program, tmp_path, monkeyp
     monkeypatch.chdir(tmp_path)
     Path("tiles").mkdir()
     shutil.copy(scan, "tiles")
+    tilewright.distributed.raster("tiles", "alone.tif", 2, client=client)
+    program("raster", "tiles", "expected.tif", "--cell", "2", "--band", "Height:Mean")
+    assert Path("alone.tif").read_bytes() == Path("expected.tif").read_bytes()
+    for number in range(10):
+        shutil.copy(scan, f"tiles/copy-{number}.las")
     Path("area.geojson").write_text(AREA)
     steps = []
     words = ["--cell", "0.5", "--band", "Height:Mean", "--band", "rgb", "--fill", "2", "--select", "2@Classification"]
@@ -65,7 +70,7 @@ def test_files_are_those_of_the_program(client, scan, program, tmp_path, monkeyp
     for band in ("Height-Mean", "rgb"):
         assert Path(f"a-{band}.tif").read_bytes() == Path(f"b-{band}.tif").read_bytes()
     assert report.paths == (str(tmp_path / "b-Height-Mean.tif"), str(tmp_path / "b-rgb.tif"))
-    assert ("making", 8, 8, "tasks") in steps
+    assert ("indexing", 8, 8, "tasks") in steps and ("making", 8, 8, "tasks") in steps
     assert not Path("b.tif.job").exists()
 
 
