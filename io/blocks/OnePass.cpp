@@ -12,6 +12,7 @@
 #include <io/system/OrderedQueue.h>
 #include <io/system/Parallel.h>
 #include <io/system/Workspaces.h>
+#include <tilewright/filters/takeByCell.h>
 
 namespace Tilewright::Io {
 
@@ -64,10 +65,11 @@ public:
 
     void take(const PointTable& points) {
         for (std::size_t subset = 0; subset < Counts.size(); ++subset)
-            for (const std::uint32_t cell : points.cells(subset))
-                if (++Counts[subset][cell] == 0)
+            takeByCell(points.cells(subset), Counts[subset].data(), [](std::uint32_t& count, std::size_t) {
+                if (++count == 0)
                     throw InputError(
                         "more than 4294967295 points lie in a single cell; choose smaller cells");
+            });
         for (std::size_t r = 0; r < Reductions.size(); ++r) {
             const std::size_t column = Plan.reductions[r].column;
             points.columns()[column]->reduce(points.cellsOfColumn(column), *Reductions[r]);

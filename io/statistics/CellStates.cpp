@@ -6,6 +6,7 @@
 #include <vector>
 
 #include <io/statistics/Moments.h>
+#include <tilewright/filters/takeByCell.h>
 #include <tilewright/values/PlainTypes.h>
 
 namespace Tilewright::Io {
@@ -26,9 +27,7 @@ public:
           Results(Larder::Ref<Quill::MemArray<3, Result>>(sizes)) {}
 
     void take(std::span<const std::uint32_t> cells, const Value* values) override {
-        State* const states = States.data();
-        for (std::size_t i = 0; i < cells.size(); ++i)
-            states[cells[i]].take(values[i]);
+        takeByCell(cells, States.data(), [=](State& state, std::size_t i) { state.take(values[i]); });
     }
 
     void finish(std::uint64_t firstCell, std::span<const std::uint32_t> counts) override {

@@ -7,6 +7,7 @@
 #include <tilewright/filters/ExtremumOperators.h>
 #include <tilewright/filters/MaxOccurrenceOperator.h>
 #include <tilewright/filters/MeanOperator.h>
+#include <tilewright/filters/takeByCell.h>
 #include <tilewright/values/PlainTypes.h>
 
 namespace Tilewright {
@@ -40,9 +41,8 @@ public:
     }
 
     void take(std::span<const std::uint32_t> cells, const typename FilterT::value_type* values) override {
-        Value* const results = this->values();
-        for (std::size_t i = 0; i < cells.size(); ++i)
-            Steps::take(results[cells[i]], FilterT::readValue(values[i]));
+        takeByCell(cells, this->values(),
+                   [=](Value& result, std::size_t i) { Steps::take(result, FilterT::readValue(values[i])); });
     }
 
     void finish(std::uint64_t firstCell, std::span<const std::uint32_t> counts) override {
