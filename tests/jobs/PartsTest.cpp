@@ -345,6 +345,32 @@ TEST_F(PartsTest, MayStayWhereTheyAre) {
     EXPECT_THROW(joinPartsAsVrt(Job), UsageError);
 }
 
+TEST_F(PartsTest, FindTheFilesMeasuredThatWereSharedOut) {
+    saveScan(true);
+    for (const char* const name : {"second.las", "third.las"}) {
+        fs::copy_file(Top / "scan.las", Top / name);
+        Request.inputs.push_back((Top / name).string());
+    }
+    measureShare(into("joined"), Job, 2, 2);
+    EXPECT_EQ(namesIn(Job / "index").size(), 1U);
+    measureShare(into("joined"), Job, 1, 2);
+    measureShare(into("joined"), Job, 4, 4);
+    EXPECT_EQ(namesIn(Job / "index").size(), 3U);
+    std::set<std::string> steps;
+    planParts(into("joined"), Job, 4, [&](std::string_view step, auto done, auto...) {
+        if (done != 0)
+            steps.emplace(step);
+        return true;
+    });
+    EXPECT_EQ(steps.count("measuring"), 0U);
+    // Whatever is wrong shows when it is planned.
+    Request.bands = {"Nope:Mean"};
+    fs::remove_all(Job);
+    measureShare(into("joined"), Job, 1, 1);
+    EXPECT_FALSE(fs::exists(Job));
+    EXPECT_THROW(planParts(into("joined"), Job, 4), InputError);
+}
+
 TEST_F(PartsTest, StopWhenAskedToAndLeaveNothing) {
     saveScan(true);
     plan(3);
