@@ -71,6 +71,12 @@ def _expect_request(job: str, asked: dict[str, Any]) -> None:
         )
 
 
+def request(keywords: dict[str, Any], key: str, version: str) -> dict[str, Any]:
+    """What was asked for, with the names of perhaps thousands of files, for the other tasks to get from here."""
+    _expect_version(version)
+    return keywords
+
+
 def index(keywords: dict[str, Any], job: str, number: int, tasks: int, key: str, version: str) -> None:
     """Measures every so many-th file from `number` on, unless the job is planned already."""
     _expect_version(version)
@@ -86,14 +92,14 @@ def plan(measured: list[None], keywords: dict[str, Any], job: str, parts: int, k
         _expect_request(job, asked)
         return _engine.part_count(job)
     os.makedirs(job, exist_ok=True)
-    request = os.path.join(job, REQUEST)
-    with open(request, "w", encoding="utf-8") as file:
+    note = os.path.join(job, REQUEST)
+    with open(note, "w", encoding="utf-8") as file:
         json.dump(asked, file, indent=1)
     try:
         return _engine.plan_parts(keywords, job, parts, _watch(key, topic_of(key)))[1]
     except BaseException:
         # An empty folder beside the output would be a riddle.
-        os.remove(request)
+        os.remove(note)
         with suppress(OSError):
             os.rmdir(job)
         raise

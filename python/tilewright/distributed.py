@@ -172,10 +172,11 @@ def _submit(
         return cast("Future", client.submit(function, *arguments, key, version, **means))
 
     numbers = range(1, wanted + 1)
+    request = submit(_tasks.request, "request-#", keywords)
     indices = [
-        submit(_tasks.index, f"index-#-{number}", keywords, job, number, wanted, retries=retries) for number in numbers
+        submit(_tasks.index, f"index-#-{number}", request, job, number, wanted, retries=retries) for number in numbers
     ]
-    plan = submit(_tasks.plan, "plan-#", indices, keywords, job, wanted)
+    plan = submit(_tasks.plan, "plan-#", indices, request, job, wanted)
     made = [
         submit(_tasks.make, f"part-#-{number}", plan, job, number, wanted, retries=retries) for number in numbers
     ]
