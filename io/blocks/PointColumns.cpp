@@ -181,8 +181,11 @@ public:
         const std::size_t count = points.ordinals.size();
         Plain.resize(count);
         decode(Column, points, std::span(Plain));
+        const std::size_t size = Values.size();
+        Values.resize(size + count);
+        const double* const heights = points.coordinates[2];
         for (std::size_t i = 0; i < count; ++i)
-            Values.push_back({points.coordinates[2][i], Plain[i]});
+            Values[size + i] = {heights[i], Plain[i]};
     }
 
     std::unique_ptr<ColumnReduction> makeReduction(const Quill::MultiIndex<3>& sizes,

@@ -2,10 +2,29 @@
 
 namespace Tilewright::Io {
 
+namespace {
+
+/// The coordinates that columns of a subset are made of.
+std::array<bool, 4> axesOf(const ReductionPlan& plan, std::size_t subset) {
+    using Kind = PointColumn::Kind;
+    std::array<bool, 4> axes = {};
+    for (const PointColumn& column : plan.columns)
+        if (column.subset == subset) {
+            const bool isPosition = column.kind == Kind::Positions;
+            axes[0] |= isPosition || column.kind == Kind::X;
+            axes[1] |= isPosition || column.kind == Kind::Y;
+            axes[2] |= isPosition || column.kind == Kind::Z || column.hasHeights;
+            axes[3] |= column.kind == Kind::HeightAboveGround;
+        }
+    return axes;
+}
+
+} // namespace
+
 PointTable::PointTable(const ReductionPlan& plan, std::size_t expected)
     : Plan(&plan), Cells(plan.subsets.size() + 1) {
-    for (const PointConditions& conditions : plan.subsets)
-        Subsets.emplace_back(conditions);
+    for (std::size_t i = 0; i < plan.subsets.size(); ++i)
+        Subsets.emplace_back(plan.subsets[i], axesOf(plan, i + 1));
     Cells[0].reserve(expected);
     for (const PointColumn& column : plan.columns)
         Columns.push_back(makeColumnStore(column, column.subset == 0 ? expected : 0));
@@ -26,29 +45,37 @@ FoundPoints PointTable::choose(Subset& subset, const FoundPoints& found, std::si
     const std::size_t count = found.ordinals.size();
     const unsigned char* const passes =
         subset.test({found.layout->format, found.records, found.ordinals, found.coordinates});
+    std::vector<std::uint32_t>& kept = subset.kept;
+    kept.resize(count);
+    std::size_t passed = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        kept[passed] = static_cast<std::uint32_t>(i);
+        passed += passes[i];
+    }
+    kept.resize(passed);
+    const auto keep = [&kept](const auto* from, auto* to) {
+        for (const std::uint32_t i : kept)
+            *to++ = from[i];
+    };
     std::vector<std::uint32_t>& cells = Cells[number];
     const std::size_t before = cells.size();
-    const std::uint32_t* const from = Cells[0].data() + Cells[0].size() - count;
-    // Room for all of them: the next point overwrites what was written for one that fails.
-    cells.resize(before + count);
-    subset.ordinals.resize(count);
-    for (std::vector<double>& axis : subset.coordinates)
-        axis.resize(count);
-    const std::size_t axes = found.coordinates[3] ? 4 : 3;
-    std::size_t kept = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-        cells[before + kept] = from[i];
-        subset.ordinals[kept] = found.ordinals[i];
-        for (std::size_t axis = 0; axis < axes; ++axis)
-            subset.coordinates[axis][kept] = found.coordinates[axis][i];
-        kept += passes[i];
-    }
-    cells.resize(before + kept);
-    return {found.layout,
-            found.records,
-            std::span(subset.ordinals.data(), kept),
-            {subset.coordinates[0].data(), subset.coordinates[1].data(), subset.coordinates[2].data(),
-             axes == 4 ? subset.coordinates[3].data() : nullptr}};
+    cells.resize(before + passed);
+    keep(Cells[0].data() + Cells[0].size() - count, cells.data() + before);
+    FoundPoints points = found;
+    if (passed == count)
+        return points;
+    subset.ordinals.resize(passed);
+    keep(found.ordinals.data(), subset.ordinals.data());
+    points.ordinals = subset.ordinals;
+    for (std::size_t axis = 0; axis < points.coordinates.size(); ++axis)
+        if (subset.axes[axis]) {
+            subset.coordinates[axis].resize(passed);
+            keep(found.coordinates[axis], subset.coordinates[axis].data());
+            points.coordinates[axis] = subset.coordinates[axis].data();
+        } else {
+            points.coordinates[axis] = nullptr;
+        }
+    return points;
 }
 
 void PointTable::clear() {

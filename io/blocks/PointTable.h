@@ -38,9 +38,12 @@ public:
 private:
     /// The conditions of a subset, and its points among those that were found last.
     struct Subset {
-        explicit Subset(const PointConditions& conditions) : test(conditions) {}
+        Subset(const PointConditions& conditions, std::array<bool, 4> coordinatesWanted)
+            : test(conditions), axes(coordinatesWanted) {}
 
         ConditionTest test;
+        std::array<bool, 4> axes;
+        std::vector<std::uint32_t> kept;
         std::vector<std::uint32_t> ordinals;
         std::array<std::vector<double>, 4> coordinates;
     };
