@@ -57,8 +57,10 @@ void PolygonArea::layOut() {
     for (const Edge& edge : Edges)
         length += std::fabs(edge.highX - edge.lowX) + (edge.highY - edge.lowY);
     // Edges run through as many cells as they are long, in sides of cells.
-    const double cells = std::clamp(length * length / (width * height) * cellsPerTouch * cellsPerTouch,
-                                    fewest, width > 0.0 && height > 0.0 ? most : fewest);
+    const double cells =
+        width > 0.0 && height > 0.0
+            ? std::clamp(length / width * (length / height) * cellsPerTouch * cellsPerTouch, fewest, most)
+            : fewest;
     const double shape = width > 0.0 && height > 0.0 ? width / height : 1.0;
     const double across = std::clamp(std::sqrt(cells * shape), 1.0, cells);
     Columns = width > 0.0 ? static_cast<std::size_t>(across) : 1;

@@ -133,10 +133,22 @@ private:
         if (Transformation && geometry.transform(Transformation.get()) != OGRERR_NONE)
             fail("has a polygon that cannot be transformed into the system of the cloud" +
                  (messages.text().empty() ? "" : " (" + messages.text() + ")"));
-        OGREnvelope box;
-        geometry.getEnvelope(&box);
-        if (!std::isfinite(box.MinX + box.MaxX + box.MinY + box.MaxY))
-            fail("has a polygon with coordinates that are no numbers");
+        checkCorners(geometry);
+    }
+
+    /// An envelope would leave out what is not a number.
+    void checkCorners(const OGRGeometry& geometry) const {
+        constexpr double farthest = 1e100;
+        const auto isUsual = [](double coordinate) { return std::fabs(coordinate) <= farthest; };
+        if (OGR_GT_IsSubClassOf(wkbFlatten(geometry.getGeometryType()), wkbGeometryCollection)) {
+            for (const OGRGeometry* const part : *geometry.toGeometryCollection())
+                checkCorners(*part);
+        } else if (wkbFlatten(geometry.getGeometryType()) == wkbPolygon) {
+            for (const OGRLinearRing* const ring : *geometry.toPolygon())
+                for (int i = 0; i < ring->getNumPoints(); ++i)
+                    if (!isUsual(ring->getX(i)) || !isUsual(ring->getY(i)))
+                        fail("has a polygon with coordinates that are too large or no numbers");
+        }
     }
 
     /// A repair may leave lines and points, which have no area.

@@ -124,6 +124,8 @@ TEST_F(Clip, IsRefusedWhereThePolygonsCannotBeMeant) {
     saveLayers("empty.gpkg", 32632, {{"a", "POLYGON EMPTY"}});
     saveLayers("far.gpkg", 32632, {{"a", "POLYGON((0 0,1 0,1 1,0 0))"}});
     saveLayers("pole.gpkg", 4326, {{"a", "POLYGON((0 0,1 0,1 95,0 0))"}});
+    saveLayers("huge.gpkg", 32632,
+               {{"a", "POLYGON((-1e300 -1e300,1e300 -1e300,1e300 1e300,-1e300 -1e300))"}});
     saveAs(Folder / "text.txt", "no polygons");
     for (const auto& [area, words] : std::vector<std::pair<std::string, std::string>>{
              {"area.gpkg", "several layers: a, b; choose one of them with area.gpkg:LAYER"},
@@ -132,6 +134,7 @@ TEST_F(Clip, IsRefusedWhereThePolygonsCannotBeMeant) {
              {"empty.gpkg", "has no polygons"},
              {"far.gpkg", "no points near the polygons, which lie between 0 0 and 1 1"},
              {"pole.gpkg", "cannot be transformed"},
+             {"huge.gpkg", "coordinates that are too large or no numbers"},
              {"text.txt", "is no file of polygons"},
              {"nowhere.gpkg", "nowhere.gpkg: cannot be opened"}}) {
         const Outcome outcome = raster({"--clip", area});
