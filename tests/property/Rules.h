@@ -103,13 +103,20 @@ inline std::vector<point> nodesOf(const Lattice& lattice, const Index& offset) {
     return nodes;
 }
 
+/// To the nearest whole number, halves away from zero. On Windows, std::round gives 1 for the largest number
+/// below a half.
+inline double rounded(double number) {
+    const double whole = std::trunc(number);
+    return std::fabs(number - whole) >= 0.5 ? whole + std::copysign(1.0, number) : whole;
+}
+
 /// The cell with the nearest node.
 inline std::optional<std::size_t> cellOf(const point& p, const Lattice& lattice, const Index& offset) {
     std::size_t cell = 0, stride = 1;
     for (std::size_t a = 0; a < 3; ++a) {
         const Axis& axis = lattice[a];
         const double start = axis.origin + static_cast<double>(offset[a]) * axis.size;
-        const double nearest = axis.size == 0 ? 0 : std::round((p[a] - start) / axis.size);
+        const double nearest = axis.size == 0 ? 0 : rounded((p[a] - start) / axis.size);
         if (!(nearest >= 0 && nearest < static_cast<double>(axis.cells)))
             return {};
         cell += static_cast<std::size_t>(nearest) * stride;
