@@ -194,6 +194,9 @@ std::array<const double*, 4> PointFinder::coordinates() const {
 
 /// Keeps the points that have a 1. Mostly it is all of them or none.
 std::size_t PointFinder::keepPassed(std::size_t found, const unsigned char* passes) {
+    // Where nothing was found the array may have no address, and memchr wants one.
+    if (found == 0)
+        return 0;
     const auto* const firstLost = static_cast<const unsigned char*>(std::memchr(passes, 0, found));
     if (!firstLost)
         return found;
