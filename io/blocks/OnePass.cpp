@@ -120,7 +120,7 @@ class PieceReader {
 public:
     PieceReader(const PointCloud& cloud, const BlockLattice& lattice, const OnePassJob& job)
         : Finder(lattice, lattice.whole(), job.plan.needs), Waiting(job.plan, usualPiece),
-          Measures(job.fieldsToMeasure) {
+          IsMeasured(job.measures), Measures(job.fieldsToMeasure) {
         for (const auto& source : cloud.sources())
             Layouts.push_back({{source->format(), fieldsIn(source->format(), job.plan.needs.fields)},
                                bytesFor(source->format(), job)});
@@ -156,7 +156,8 @@ public:
 
 private:
     void take(const RecordLayout& layout, const std::byte* records, std::size_t count) {
-        Measures.add(layout.format, records, count);
+        if (IsMeasured)
+            Measures.add(layout.format, records, count);
         const FoundPoints& found = Finder.find(layout, records, count);
         Waiting.take(found, Finder);
     }
@@ -165,6 +166,7 @@ private:
     std::vector<std::pair<RecordLayout, ByteSelection>> Layouts;
     PointTable Waiting;
     std::uint64_t Points = 0;
+    bool IsMeasured;
     PointMeasures Measures;
 };
 

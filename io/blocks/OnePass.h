@@ -28,7 +28,7 @@ struct ReducedCells {
     /// Points that lie in the raster and pass the selection.
     std::uint64_t points = 0;
     std::uint64_t pointsWithoutGround = 0;
-    /// Of all points that were read.
+    /// Of all points that were read, if they were asked for.
     PointMeasures measures;
 };
 
@@ -41,6 +41,8 @@ struct OnePassJob {
     /// Attributes that are measured on the way.
     std::vector<std::string> fieldsToMeasure;
     unsigned threads = 1;
+    /// Whether anybody asks for measures.
+    bool measures = true;
 };
 
 /// Reduces the points of all stretches of the index. Points outside the lattice are left out. Throws

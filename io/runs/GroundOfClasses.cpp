@@ -87,9 +87,9 @@ std::vector<double> groundHeights(const PlannedRun& run, const RunProgress& prog
     const BlockLattice lattice = plan.makeLattice();
     std::vector<double> heights;
     {
-        const ReducedCells cells = reduceInOnePass(*run.cloud, run.index, lattice,
-                                                   {meanHeights(plan.groundPoints), {}, plan.job.threads},
-                                                   reportOf(progress, "finding the ground"));
+        const ReducedCells cells = reduceInOnePass(
+            *run.cloud, run.index, lattice, {meanHeights(plan.groundPoints), {}, plan.job.threads, false},
+            reportOf(progress, "finding the ground"));
         if (cells.points == 0)
             throw InputError(plan.cloud + " has no point of the classes of ground in the raster");
         heights = heightsOf(cells, lattice);
