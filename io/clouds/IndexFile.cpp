@@ -17,7 +17,7 @@ namespace Tilewright::Io {
 namespace {
 
 constexpr std::string_view magic = "TWCINDEX";
-constexpr std::uint32_t version = 2;
+constexpr std::uint32_t version = 3;
 constexpr std::uint64_t headBytes = 144;
 constexpr std::uint64_t leastFieldBytes = 28;
 constexpr std::uint64_t stretchBytes = 48;

@@ -3,7 +3,7 @@
 /// All numbers are little-endian, floating ones with 64 bits, and nothing lies between them:
 ///
 /// - 8 bytes: the text `TWCINDEX`;
-/// - 4: version of the format, 2;
+/// - 4: version of the format, 3;
 /// - 4: number of attributes that were measured;
 /// - 8: number of stretches;
 /// - 8: points that are in no stretch;
@@ -15,7 +15,7 @@
 /// bytes
 ///   of its name (4), and the name;
 /// - 48 for each stretch: first (8), count (8), low x, y, high x, y;
-/// - 8: digest of all bytes before it, FNV-1a with 64 bits.
+/// - 8: digest of all bytes before it (io/system/Digest.h).
 #pragma once
 
 #include <cstdint>

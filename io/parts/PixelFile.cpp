@@ -15,7 +15,7 @@ namespace Tilewright::Io {
 namespace {
 
 constexpr std::string_view magic = "TWPIXELS";
-constexpr std::uint32_t version = 1;
+constexpr std::uint32_t version = 2;
 constexpr std::size_t headBytes = 12;
 constexpr std::size_t frameBytes = 40;
 

@@ -3,7 +3,7 @@
 /// All numbers are little-endian, and nothing lies between them:
 ///
 /// - 8 bytes: the text `TWPIXELS`;
-/// - 4: version of the format, 1;
+/// - 4: version of the format, 2;
 /// - for each band of each block that has data: band (4), pixel type (4), column and row of the
 ///   north-western pixel, columns and rows (8 each), and the pixels row by row.
 ///
