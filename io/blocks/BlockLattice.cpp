@@ -86,7 +86,7 @@ std::int64_t LatticeAxis::cellNearEdge(double coordinate) const {
 }
 
 TILEWRIGHT_WIDE_VECTORS void LatticeAxis::locateAll(std::span<const double> coordinates, std::uint32_t* cells,
-                            double* margins) const {
+                                                    double* margins) const {
     const double firstEdge = FirstEdge;
     const double cellsPerUnit = CellsPerUnit;
     const auto end = static_cast<double>(CellCount);
@@ -107,7 +107,8 @@ TILEWRIGHT_WIDE_VECTORS void LatticeAxis::locateAll(std::span<const double> coor
         lowerToEnds(coordinates, margins);
 }
 
-TILEWRIGHT_WIDE_VECTORS void LatticeAxis::lowerToEnds(std::span<const double> coordinates, double* margins) const {
+TILEWRIGHT_WIDE_VECTORS void LatticeAxis::lowerToEnds(std::span<const double> coordinates,
+                                                      double* margins) const {
     const double low = Low;
     const double high = High;
     for (std::size_t i = 0; i < coordinates.size(); ++i) {

@@ -1,4 +1,5 @@
-/// WideVectors: compiles a function for wider vectors too, and takes that version on processors that have them.
+/// WideVectors: compiles a function for wider vectors too, and takes that version on processors that have
+/// them.
 #pragma once
 
 #include <features.h>
