@@ -199,8 +199,8 @@ TEST_F(PartsTest, ArePlannedAgainWithWhatIsKnown) {
 TEST_F(PartsTest, OpenOnlyTheFilesThatReachIntoThem) {
     std::vector<fs::path> files;
     // Beside each other from west to east; the last one has other fields.
-    for (int i = 0; i < 4; ++i) {
-        std::mt19937 random(static_cast<unsigned>(i));
+    for (unsigned i = 0; i < 4; ++i) {
+        std::mt19937 random(i);
         LasBuilder las;
         las.format = i == 3 ? 3 : 1;
         las.points.assign(5000, {});

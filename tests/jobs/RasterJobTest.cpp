@@ -320,7 +320,7 @@ TEST_F(DenseCellTest, AndItsNeighboursAreAddedUpTheSameWayInPieces) {
     Filters = {};
     Statistics = {{Statistic::Kind::InverseDistance, 0.7}};
     const std::string expected = make(directionX, mostPointsAtATime, false);
-    for (const std::uint64_t points : {29, 2000})
+    for (const std::uint64_t points : {29U, 2000U})
         EXPECT_EQ(make(directionX, points, true), expected) << points;
 }
 
