@@ -28,8 +28,9 @@ protected:
     PieceReductionTest() {
         std::mt19937 random(17);
         for (int i = 0; i < 900; ++i) {
-            // Some cells stay empty.
-            Cells.push_back(static_cast<std::uint32_t>(random() % 30));
+            // Some cells stay empty. In the second half, points follow one another in a cell.
+            const bool staysInCell = i > 450 && random() % 20 != 0;
+            Cells.push_back(staysInCell ? Cells.back() : static_cast<std::uint32_t>(random() % 30));
             Values.push_back(valueOf<T>(random));
         }
         std::vector<T> copy = Values;
