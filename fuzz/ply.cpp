@@ -4,6 +4,6 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace Tilewright;
     return Fuzz::tryReader(data, size, [](const auto& path) {
-        return Io::readPly(path, {std::make_shared<Io::ScratchSpace>("."), false, {}});
+        return Io::readPly(path, {std::make_shared<Io::ScratchSpace>(".")});
     });
 }

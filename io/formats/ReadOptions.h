@@ -19,7 +19,7 @@ struct ReadOptions {
     /// Whether files may be mapped, of which a process can have some ten thousand.
     bool mapsFiles = true;
     /// Asked whether to go on; may be empty.
-    StepReport report;
+    StepReport report = {};
 };
 
 ReadOptions readOptionsOf(const CloudOptions& options);

@@ -66,11 +66,7 @@ public:
             .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
         return path;
     }
-    ReadOptions options() const {
-        ReadOptions options;
-        options.scratch = std::make_shared<ScratchSpace>(folder);
-        return options;
-    }
+    ReadOptions options() const { return {std::make_shared<ScratchSpace>(folder)}; }
 
 private:
     fs::path folder;
