@@ -7,7 +7,6 @@
 /// - `parts/7.json`: its receipt, which is written last;
 /// - `parts/7.failed`: why it failed the last time;
 /// - `parts/7-1.tif`: its pixels in the first output, where the outputs are put together from the parts;
-///
 /// - `ground-....tif`: the ground that points of some classes lie on, named by a digest of its heights.
 ///
 /// Every file appears complete or not at all, so that a process may end at any moment, and the same part may

@@ -66,8 +66,8 @@ void expectNoClash(const RunPlan& plan, const std::vector<RasterDescription>& fi
             continue;
         throw OutputError(plan.outputs[f].path.string() + ": a cell with data has the value " +
                           exactNumber(asNumber(*files[f].nodata)) +
-                          ", which stands for no data as nothing else was chosen before the blocks were "
-                          "made; choose a nodata value, or a wider type");
+                          ", which stands for no data unless another value is chosen; choose a nodata value, "
+                          "or a wider type");
     }
 }
 

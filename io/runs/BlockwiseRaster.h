@@ -24,8 +24,8 @@ struct BlockRectangle {
 };
 
 /// Measures the cloud once, and then makes any blocks in any order, from several threads at once if need be.
-/// Their pixels are those that rasterInMemory() gives, with one difference: which value stands for no data is
-/// decided before the first pixel is known, so that it is the first that would be tried.
+/// The pixels are the same as those of rasterInMemory(), except for cells without data: their value has to be
+/// chosen before any pixel is known, so it is always the first one that rasterInMemory() would try.
 class TILEWRIGHT_API BlockwiseRaster {
 public:
     /// The cloud may be null for the inputs of the request. Each call of make() works on one thread; the
