@@ -136,4 +136,12 @@ CellWindow BlockLattice::square(std::uint64_t side, std::uint64_t across, std::u
     return {column, northernRow - rows, std::min(side, X.cells() - column), rows};
 }
 
+CellWindow BlockLattice::windowOf(const BlockRectangle& blocks) const {
+    const CellWindow first = square(blockSide, blocks.west, blocks.north);
+    const CellWindow last = square(blockSide, blocks.east - 1, blocks.south - 1);
+    // Blocks count from the north, and rows of cells from the south.
+    return {first.column, last.row, last.column + last.columns - first.column,
+            first.row + first.rows - last.row};
+}
+
 } // namespace Tilewright::Io

@@ -102,6 +102,20 @@ struct CellWindow {
     std::uint64_t cells() const { return columns * rows; }
 };
 
+/// Blocks from the north-western one of the raster, counted from 0; one after the last of each.
+struct BlockRectangle {
+    std::uint64_t west = 0;
+    std::uint64_t north = 0;
+    std::uint64_t east = 0;
+    std::uint64_t south = 0;
+
+    std::uint64_t across() const { return east - west; }
+    std::uint64_t down() const { return south - north; }
+    std::uint64_t count() const { return across() * down(); }
+
+    bool operator==(const BlockRectangle&) const = default;
+};
+
 class TILEWRIGHT_API BlockLattice {
 public:
     /// Cells along a side of a block. The blocks are the tiles of the file, so they are counted from its
@@ -119,6 +133,10 @@ public:
     std::uint64_t squaresDown(std::uint64_t side) const { return (Y.cells() + side - 1) / side; }
     /// Square number (across, down) of those with `side` cells along a side, from the north-western corner.
     CellWindow square(std::uint64_t side, std::uint64_t across, std::uint64_t down) const;
+
+    BlockRectangle blocks() const { return {0, 0, squaresAcross(blockSide), squaresDown(blockSide)}; }
+    /// The cells of blocks of the raster.
+    CellWindow windowOf(const BlockRectangle& blocks) const;
 
 private:
     LatticeAxis X;

@@ -20,6 +20,13 @@ template <class T> T blankOf(const std::optional<NoData>& nodata) {
 
 } // namespace
 
+PixelWindow pixelsOf(const BlockRectangle& blocks, const RasterGeometry& raster) {
+    constexpr std::uint64_t side = BlockLattice::blockSide;
+    return {blocks.west * side, blocks.north * side,
+            std::min(blocks.east * side, raster.width) - blocks.west * side,
+            std::min(blocks.south * side, raster.height) - blocks.north * side};
+}
+
 void FileSink::take(std::size_t band, const PixelWindow& window, const PixelSpan& pixels) {
     const JobBand& to = Bands[band];
     std::visit(

@@ -8,6 +8,7 @@
 #include <variant>
 #include <vector>
 
+#include <io/blocks/BlockLattice.h>
 #include <io/blocks/JobBand.h>
 #include <io/rasters/RasterDescription.h>
 #include <tilewright/export.h>
@@ -25,6 +26,9 @@ struct PixelWindow {
 
     std::uint64_t pixels() const { return columns * rows; }
 };
+
+/// The pixels of blocks of the raster.
+TILEWRIGHT_API PixelWindow pixelsOf(const BlockRectangle& blocks, const RasterGeometry& raster);
 
 /// Pixels of one type, row by row from north to south. The alternatives are in the order of PixelType.
 using PixelSpan =

@@ -52,12 +52,12 @@ std::vector<Piece> joinStretches(const std::vector<Stretch>& stretches) {
 class CellStates {
 public:
     /// On several threads, because much of the time goes into fetching the memory.
-    CellStates(const ReductionPlan& plan, const BlockLattice& lattice, unsigned threads)
+    CellStates(const ReductionPlan& plan, const CellWindow& window, unsigned threads)
         : Plan(plan), Threads(threads), Counts(plan.subsets.size() + 1), Reductions(plan.reductions.size()) {
-        const Quill::MultiIndex<3> sizes(lattice.x().cells(), lattice.y().cells(), 1);
+        const Quill::MultiIndex<3> sizes(window.columns, window.rows, 1);
         forEachPiece(threads, Counts.size() + Reductions.size(), [&](std::size_t i) {
             if (i < Counts.size())
-                Counts[i].resize(lattice.cells());
+                Counts[i].resize(window.cells());
             else
                 Reductions[i - Counts.size()] = make(sizes, plan.reductions[i - Counts.size()]);
         });
@@ -118,9 +118,10 @@ ByteSelection bytesFor(const RecordFormat& format, const OnePassJob& job) {
 /// What a thread needs to read a piece, kept from piece to piece.
 class PieceReader {
 public:
-    PieceReader(const PointCloud& cloud, const BlockLattice& lattice, const OnePassJob& job)
-        : Finder(lattice, lattice.whole(), job.plan.needs), Waiting(job.plan, usualPiece),
-          IsMeasured(job.measures), Measures(job.fieldsToMeasure) {
+    PieceReader(const PointCloud& cloud, const BlockLattice& lattice, const CellWindow& window,
+                const OnePassJob& job)
+        : Finder(lattice, window, job.plan.needs), Waiting(job.plan, usualPiece), IsMeasured(job.measures),
+          Measures(job.fieldsToMeasure) {
         for (const auto& source : cloud.sources())
             Layouts.push_back({{source->format(), fieldsIn(source->format(), job.plan.needs.fields)},
                                bytesFor(source->format(), job)});
@@ -172,9 +173,8 @@ private:
 
 } // namespace
 
-std::optional<std::uint64_t> bytesOfStates(const ReductionPlan& plan, const BlockLattice& lattice) {
-    const std::uint64_t across = lattice.x().cells();
-    if (across > std::numeric_limits<std::uint32_t>::max() / lattice.y().cells())
+std::optional<std::uint64_t> bytesOfStates(const ReductionPlan& plan, const CellWindow& window) {
+    if (window.columns > std::numeric_limits<std::uint32_t>::max() / window.rows)
         return std::nullopt;
     std::uint64_t perCell = sizeof(std::uint32_t) * (plan.subsets.size() + 1);
     for (const ReductionPlan::Reduction& reduction : plan.reductions) {
@@ -184,16 +184,19 @@ std::optional<std::uint64_t> bytesOfStates(const ReductionPlan& plan, const Bloc
             return std::nullopt;
         perCell += made->bytesPerCell();
     }
-    return perCell * lattice.cells();
+    return perCell * window.cells();
 }
 
 ReducedCells reduceInOnePass(const PointCloud& cloud, const CloudIndex& index, const BlockLattice& lattice,
                              const OnePassJob& job, const StepReport& report) {
     const std::vector<Piece> pieces = joinStretches(index.stretches);
-    const std::uint64_t points = cloud.pointCount() - index.skippedPoints;
-    CellStates states(job.plan, lattice, job.threads);
+    std::uint64_t points = 0;
+    for (const Piece& piece : pieces)
+        points += piece.count;
+    const CellWindow window = job.window.value_or(lattice.whole());
+    CellStates states(job.plan, window, job.threads);
     using Readers = Workspaces<PieceReader>;
-    Readers readers([&] { return std::make_unique<PieceReader>(cloud, lattice, job); });
+    Readers readers([&] { return std::make_unique<PieceReader>(cloud, lattice, window, job); });
     OrderedQueue<Readers::Loan> queue(2 * std::size_t(job.threads),
                                       [&](const Readers::Loan& reader) { reader->addTo(states); });
     std::atomic<std::uint64_t> done = 0;
@@ -216,6 +219,7 @@ ReducedCells reduceInOnePass(const PointCloud& cloud, const CloudIndex& index, c
         },
         [&] { queue.abandon(); });
     ReducedCells result;
+    result.window = window;
     result.measures = PointMeasures(job.fieldsToMeasure);
     readers.forEach([&](const PieceReader& reader) {
         result.points += reader.points();

@@ -18,23 +18,24 @@
 
 namespace Tilewright::Io {
 
-/// The cells of a whole raster, row by row from the south.
+/// The cells of a window of the raster, row by row from the south.
 struct ReducedCells {
+    CellWindow window;
     std::vector<std::uint32_t> counts;
     /// The same for each subset of the points.
     std::vector<std::vector<std::uint32_t>> subsetCounts;
     /// One array per reduction.
     std::vector<Quill::ArrayPtr> values;
-    /// Points that lie in the raster and pass the selection.
+    /// Points that lie in the window and pass the selection.
     std::uint64_t points = 0;
     std::uint64_t pointsWithoutGround = 0;
     /// Of all points that were read, if they were asked for.
     PointMeasures measures;
 };
 
-/// Bytes of the states of all cells; none for a plan with a reduction that needs all values of a cell at
-/// once, and for a raster of too many cells.
-std::optional<std::uint64_t> bytesOfStates(const ReductionPlan& plan, const BlockLattice& lattice);
+/// Bytes of the states of all cells of a window; none for a plan with a reduction that needs all values of a
+/// cell at once, and for too many cells.
+std::optional<std::uint64_t> bytesOfStates(const ReductionPlan& plan, const CellWindow& window);
 
 struct OnePassJob {
     ReductionPlan plan;
@@ -43,9 +44,11 @@ struct OnePassJob {
     unsigned threads = 1;
     /// Whether anybody asks for measures.
     bool measures = true;
+    /// The cells that are wanted; none for the whole raster.
+    std::optional<CellWindow> window = {};
 };
 
-/// Reduces the points of all stretches of the index. Points outside the lattice are left out. Throws
+/// Reduces the points of all stretches of the index. Points outside the window are left out. Throws
 /// Interruption when `report` answers false, which counts points; and InputError for a cell with more points
 /// than can be counted.
 ReducedCells reduceInOnePass(const PointCloud& cloud, const CloudIndex& index, const BlockLattice& lattice,

@@ -22,17 +22,17 @@ using BlockTiles = std::vector<std::unique_ptr<BandTile>>;
 /// The windows of a raster whose cells are all in memory.
 class CellSource : public WindowSource {
 public:
-    CellSource(const RasterJob& job, const BlockLattice& lattice, const ReducedCells& cells)
-        : Job(job), Lattice(lattice), Cells(cells) {}
+    CellSource(const RasterJob& job, const ReducedCells& cells) : Job(job), Cells(cells) {}
 
     std::size_t partsOfBlock() const override { return 1; }
 
     void visit(const Block& block, std::size_t, const Visit& visit) override {
         if (Stopped)
             throw Interruption();
-        const std::uint64_t stride = Lattice.x().cells();
+        const CellWindow& all = Cells.window;
+        const std::uint64_t stride = all.columns;
         const WindowResult result{block.window,
-                                  block.window.row * stride + block.window.column,
+                                  (block.window.row - all.row) * stride + block.window.column - all.column,
                                   stride,
                                   Cells.counts,
                                   Cells.values,
@@ -47,7 +47,6 @@ public:
 
 private:
     const RasterJob& Job;
-    const BlockLattice& Lattice;
     const ReducedCells& Cells;
     std::atomic<bool> Stopped = false;
 };
@@ -57,15 +56,19 @@ class BlockMaker {
 public:
     BlockMaker(const RasterJob& job, const BlockLattice& lattice, WindowSource& source,
                const std::vector<RasterDescription>& files)
-        : Job(job), Lattice(lattice), Source(source), Files(files) {}
+        : Job(job), Lattice(lattice), All(job.blocks.value_or(lattice.blocks())), Source(source),
+          Files(files) {}
 
-    std::size_t blocks() const { return blockCount(Lattice); }
+    std::size_t blocks() const { return All.count(); }
 
-    /// Makes a part of a block. True for the part that completes it: then `tiles` are those of the block.
+    /// Makes a part of a block; they count row by row. True for the part that completes it: then `tiles` are
+    /// those of the block.
     bool make(std::size_t number, std::size_t part, BlockTiles& tiles) {
-        const CellWindow window = blockWindow(Lattice, number);
+        const std::uint64_t across = All.west + number % All.across();
+        const std::uint64_t down = All.north + number / All.across();
+        const CellWindow window = Lattice.square(BlockLattice::blockSide, across, down);
         Unfinished& block = begin(number);
-        Source.visit({number % across(), number / across(), window}, part, [&](const WindowResult& result) {
+        Source.visit({across, down, window}, part, [&](const WindowResult& result) {
             const std::lock_guard guard(block.lock);
             if (block.tiles.empty())
                 addTiles(window, block.tiles);
@@ -93,8 +96,6 @@ private:
         BlockTiles tiles;
     };
 
-    std::uint64_t across() const { return Lattice.squaresAcross(BlockLattice::blockSide); }
-
     Unfinished& begin(std::size_t number) {
         const std::lock_guard guard(Lock);
         return Blocks.try_emplace(number, Source.partsOfBlock()).first->second;
@@ -121,6 +122,7 @@ private:
 
     const RasterJob& Job;
     const BlockLattice& Lattice;
+    BlockRectangle All;
     WindowSource& Source;
     const std::vector<RasterDescription>& Files;
     std::mutex Lock;
@@ -135,8 +137,6 @@ JobResult makeBlocks(const RasterJob& job, const BlockLattice& lattice, WindowSo
     result.clashes.resize(descriptions.size());
     result.cutCells.resize(job.bands.size());
     BlockMaker maker(job, lattice, source, descriptions);
-    const std::size_t end = std::min(job.blocks.end, maker.blocks());
-    const std::size_t first = std::min(job.blocks.first, end);
     OrderedQueue<BlockTiles> queue(2 * std::size_t(job.threads), [&](const BlockTiles& tiles) {
         for (std::size_t b = 0; b < tiles.size(); ++b)
             result.cutCells[b] +=
@@ -144,10 +144,10 @@ JobResult makeBlocks(const RasterJob& job, const BlockLattice& lattice, WindowSo
     });
     const std::size_t parts = source.partsOfBlock();
     forEachPiece(
-        job.threads, (end - first) * parts,
+        job.threads, maker.blocks() * parts,
         [&](std::size_t piece) {
             BlockTiles tiles;
-            if (maker.make(first + piece / parts, piece % parts, tiles))
+            if (maker.make(piece / parts, piece % parts, tiles))
                 queue.put(piece / parts, std::move(tiles));
         },
         [&] {
@@ -156,8 +156,7 @@ JobResult makeBlocks(const RasterJob& job, const BlockLattice& lattice, WindowSo
         });
     result.points = maker.points();
     result.filledCells = maker.filledCells();
-    const bool isWhole = end - first == maker.blocks();
-    if (isWhole && result.points != source.wantedPoints())
+    if (!job.blocks && result.points != source.wantedPoints())
         throw Error("the counts don't add up: " + std::to_string(source.wantedPoints()) +
                     " points were to be rastered, " + std::to_string(result.points) +
                     " were; nothing was written, please report this");
@@ -165,32 +164,6 @@ JobResult makeBlocks(const RasterJob& job, const BlockLattice& lattice, WindowSo
 }
 
 } // namespace
-
-std::size_t blockCount(const BlockLattice& lattice) {
-    return lattice.squaresAcross(BlockLattice::blockSide) * lattice.squaresDown(BlockLattice::blockSide);
-}
-
-CellWindow blockWindow(const BlockLattice& lattice, std::size_t number) {
-    const std::uint64_t across = lattice.squaresAcross(BlockLattice::blockSide);
-    return lattice.square(BlockLattice::blockSide, number % across, number / across);
-}
-
-std::optional<CellWindow> partOf(const BlockRange& blocks, const BlockLattice& lattice) {
-    const std::size_t end = std::min(blocks.end, blockCount(lattice));
-    if (blocks.first >= end || end - blocks.first == blockCount(lattice))
-        return std::nullopt;
-    const std::uint64_t across = lattice.squaresAcross(BlockLattice::blockSide);
-    const CellWindow first = blockWindow(lattice, blocks.first);
-    const CellWindow last = blockWindow(lattice, end - 1);
-    const bool isInOneRow = blocks.first / across == (end - 1) / across;
-    // Blocks count from the north, and rows of cells from the south.
-    CellWindow window{0, last.row, lattice.x().cells(), first.row + first.rows - last.row};
-    if (isInOneRow) {
-        window.column = first.column;
-        window.columns = last.column + last.columns - first.column;
-    }
-    return window;
-}
 
 JobResult runJob(const RasterJob& job, const BlockLattice& lattice, const SquareReader& reader,
                  const std::vector<RasterDescription>& descriptions, BlockSink& sink,
@@ -203,7 +176,7 @@ JobResult runJob(const RasterJob& job, const BlockLattice& lattice, const Square
 
 JobResult runJob(const RasterJob& job, const BlockLattice& lattice, const ReducedCells& cells,
                  const std::vector<RasterDescription>& descriptions, BlockSink& sink) {
-    CellSource source(job, lattice, cells);
+    CellSource source(job, cells);
     JobResult result = makeBlocks(job, lattice, source, descriptions, sink);
     result.pointsWithoutGround = cells.pointsWithoutGround;
     return result;

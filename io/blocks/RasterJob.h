@@ -24,19 +24,6 @@ namespace Tilewright::Io {
 /// No more points than this are loaded at a time.
 inline constexpr std::uint64_t mostPointsAtATime = 1'500'000;
 
-/// Blocks of a raster, numbered row by row from the north-western one.
-struct BlockRange {
-    std::size_t first = 0;
-    /// After the last one; any number beyond the last block of the raster will do.
-    std::size_t end = std::numeric_limits<std::size_t>::max();
-};
-
-std::size_t blockCount(const BlockLattice& lattice);
-/// The cells of a block.
-CellWindow blockWindow(const BlockLattice& lattice, std::size_t number);
-/// A window that holds all cells of the blocks; none if they are all of the raster.
-std::optional<CellWindow> partOf(const BlockRange& blocks, const BlockLattice& lattice);
-
 struct RasterJob {
     ReductionPlan plan;
     /// Cells with no more points than this have no data.
@@ -50,8 +37,8 @@ struct RasterJob {
     std::uint64_t pointsOfWindow = mostPointsAtATime;
     /// A single cell with more points is reduced in pieces.
     std::uint64_t pointsOfCell = mostPointsAtATime;
-    /// To be made: all of them, unless several jobs share a raster.
-    BlockRange blocks = {};
+    /// To be made: none for all of them; some where several jobs share a raster.
+    std::optional<BlockRectangle> blocks = {};
 };
 
 struct ReducedCells;

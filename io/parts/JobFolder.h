@@ -38,7 +38,7 @@ struct PartFile {
 struct PartReceipt {
     /// Digest of the plan that it belongs to.
     std::uint64_t plan = 0;
-    BlockRange blocks;
+    BlockRectangle blocks;
     std::uint64_t points = 0;
     std::uint64_t filledCells = 0;
     std::vector<std::uint64_t> cutCells;

@@ -1,6 +1,10 @@
 #include <io/parts/MadeParts.h>
 
+#include <algorithm>
 #include <cmath>
+#include <map>
+#include <numeric>
+#include <utility>
 
 #include <io/blocks/BandTile.h>
 #include <io/rasters/PixelTypes.h>
@@ -57,6 +61,12 @@ private:
     std::vector<To> Pixels;
 };
 
+/// A part whose pixels are handed out as their rows come.
+struct PartCopy {
+    std::size_t number;
+    PixelFileReader pixels;
+};
+
 /// "part 3", or "parts 3, 5-7".
 std::string listOf(const std::vector<std::size_t>& parts) {
     std::string text = parts.size() == 1 ? "part " : "parts ";
@@ -94,10 +104,31 @@ MadeParts::MadeParts(const JobFolder& folder, const RunPlan& plan) : Folder(fold
 JobResult MadeParts::copy(const std::vector<RasterDescription>& files, BlockSink& sink,
                           const StepReport& report) const {
     JobResult all = result(files.size());
-    for (std::size_t i = 0; i < Receipts.size(); ++i) {
-        if (report && !report(i, Receipts.size()))
-            throw Interruption();
-        copyPart(i, files, sink, all);
+    const BlockRectangle blocks = Plan.makeLattice().blocks();
+    std::vector<std::size_t> parts(Receipts.size());
+    std::iota(parts.begin(), parts.end(), std::size_t(0));
+    std::ranges::sort(parts, {}, [&](std::size_t part) { return Plan.parts[part].north; });
+    auto next = parts.begin();
+    // Those that have blocks in a row, from west to east.
+    std::map<std::uint64_t, PartCopy> open;
+    std::uint64_t done = 0;
+    for (std::uint64_t row = 0; row < blocks.south; ++row) {
+        for (; next != parts.end() && Plan.parts[*next].north == row; ++next)
+            open.emplace(Plan.parts[*next].west, PartCopy{*next, read(*next)});
+        for (auto part = open.begin(); part != open.end();) {
+            if (report && !report(done, blocks.count()))
+                throw Interruption();
+            const BlockRectangle& own = Plan.parts[part->second.number];
+            part->second.pixels.readTo((row + 1) * BlockLattice::blockSide,
+                                       visitorOf(part->second.number, files, sink, all));
+            done += own.across();
+            if (own.south != row + 1) {
+                ++part;
+                continue;
+            }
+            part->second.pixels.finish();
+            part = open.erase(part);
+        }
     }
     return all;
 }
@@ -105,12 +136,15 @@ JobResult MadeParts::copy(const std::vector<RasterDescription>& files, BlockSink
 JobResult MadeParts::result(std::size_t files) const {
     JobResult all = Sums;
     all.clashes.assign(files, {});
+    for (const PartReceipt& receipt : Receipts)
+        for (std::size_t f = 0; f < files; ++f)
+            all.clashes[f].happened |= receipt.files[f].isShared;
     return all;
 }
 
-bool MadeParts::isSound(const PartReceipt& receipt, const BlockRange& blocks) const {
-    return receipt.blocks.first == blocks.first && receipt.blocks.end == blocks.end &&
-           receipt.files.size() == Plan.outputs.size() && receipt.cutCells.size() == Plan.job.bands.size();
+bool MadeParts::isSound(const PartReceipt& receipt, const BlockRectangle& blocks) const {
+    return receipt.blocks == blocks && receipt.files.size() == Plan.outputs.size() &&
+           receipt.cutCells.size() == Plan.job.bands.size();
 }
 
 void MadeParts::addUp() {
@@ -128,27 +162,35 @@ void MadeParts::addUp() {
                     " were; nothing was written, please report this");
 }
 
-void MadeParts::copyPart(std::size_t i, const std::vector<RasterDescription>& files, BlockSink& sink,
+void MadeParts::copyPart(std::size_t part, const std::vector<RasterDescription>& files, BlockSink& sink,
                          JobResult& result) const {
-    const PartReceipt& receipt = Receipts[i];
-    PixelFileShape shape{Plan.geometry.width, Plan.geometry.height, {}};
+    PixelFileReader pixels = read(part);
+    pixels.readTo(Plan.geometry.height, visitorOf(part, files, sink, result));
+    pixels.finish();
+}
+
+PixelFileReader MadeParts::read(std::size_t part) const {
+    const PartReceipt& receipt = Receipts[part];
+    PixelFileShape shape{pixelsOf(receipt.blocks, Plan.geometry), {}};
     for (const JobBand& band : Plan.job.bands)
         shape.types.push_back(receipt.files[band.file].type);
-    readPixelFile(Folder.pixels(i + 1), receipt.pixels, shape,
-                  [&](std::size_t b, const PixelWindow& window, const PixelSpan& pixels) {
-                      const JobBand& band = Plan.job.bands[b];
-                      const RasterDescription& file = files[band.file];
-                      withPixelType(file.type, [&]<class To>(To) {
-                          PixelConversion<To> conversion(band, receipt.files[band.file], file);
-                          std::visit(
-                              [&]<class From>(std::span<const From> from) {
-                                  sink.take(b, window, conversion.convert(from, result.clashes[band.file]));
-                              },
-                              pixels);
-                      });
-                  });
-    for (std::size_t f = 0; f < files.size(); ++f)
-        result.clashes[f].happened |= receipt.files[f].isShared;
+    return {Folder.pixels(part + 1), receipt.pixels, std::move(shape)};
+}
+
+PixelVisitor MadeParts::visitorOf(std::size_t part, const std::vector<RasterDescription>& files,
+                                  BlockSink& sink, JobResult& result) const {
+    return [&, part](std::size_t b, const PixelWindow& window, const PixelSpan& pixels) {
+        const JobBand& band = Plan.job.bands[b];
+        const RasterDescription& file = files[band.file];
+        withPixelType(file.type, [&]<class To>(To) {
+            PixelConversion<To> conversion(band, Receipts[part].files[band.file], file);
+            std::visit(
+                [&]<class From>(std::span<const From> from) {
+                    sink.take(b, window, conversion.convert(from, result.clashes[band.file]));
+                },
+                pixels);
+        });
+    };
 }
 
 } // namespace Tilewright::Io

@@ -15,40 +15,31 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::uint64_t cellsOf(const BlockRange& blocks, const BlockLattice& lattice) {
-    std::uint64_t cells = 0;
-    for (std::size_t b = blocks.first; b < blocks.end; ++b)
-        cells += blockWindow(lattice, b).cells();
-    return cells;
-}
-
 PlannedRun openPart(RunPlan plan, const JobFolder& folder, std::size_t part, const RunProgress& progress) {
+    if (plan.parts.size() == 1)
+        return openPlan(std::move(plan), folder.indices(), progress);
     plan.job.blocks = plan.parts[part - 1];
     const BlockLattice lattice = plan.makeLattice();
-    std::optional<CellWindow> window = partOf(plan.job.blocks, lattice);
-    if (window)
-        window = windowWithReach(*window, plan.job.plan, lattice);
-    StretchTest wanted;
-    if (window)
-        wanted = [&](const Stretch& stretch) { return reaches(stretch, lattice, *window); };
-    return openPlan(std::move(plan), folder.indices(), progress, wanted);
+    const CellWindow window = windowWithReach(lattice.windowOf(*plan.job.blocks), plan.job.plan, lattice);
+    return openPlan(std::move(plan), folder.indices(), progress,
+                    [&](const Stretch& stretch) { return reaches(stretch, lattice, window); });
 }
 
 /// The pixels get their name here, and the receipt is for the caller to write.
-PartReceipt makePixels(const PlannedRun& run, const fs::path& path, const RunProgress& progress) {
+PartReceipt makePixels(const PlannedRun& run, const BlockRectangle& blocks, const fs::path& path,
+                       const RunProgress& progress) {
     const BlockLattice lattice = run.plan.makeLattice();
     const BlockMaking make = makingFromPoints(run, lattice, progress);
     std::optional<PixelFileWriter> writer;
     JobResult result;
-    const std::vector<RasterDescription> files =
-        makeWithoutClash(run.plan, cellsOf(run.plan.job.blocks, lattice),
-                         [&](const std::vector<RasterDescription>& descriptions) {
-                             writer.emplace(path);
-                             result = make(descriptions, *writer);
-                             return result;
-                         });
+    const std::vector<RasterDescription> files = makeWithoutClash(
+        run.plan, lattice.windowOf(blocks).cells(), [&](const std::vector<RasterDescription>& descriptions) {
+            writer.emplace(path);
+            result = make(descriptions, *writer);
+            return result;
+        });
     PartReceipt receipt;
-    receipt.blocks = run.plan.job.blocks;
+    receipt.blocks = blocks;
     receipt.points = result.points;
     receipt.filledCells = result.filledCells;
     receipt.cutCells = result.cutCells;
@@ -62,9 +53,10 @@ PartReceipt makePixels(const PlannedRun& run, const fs::path& path, const RunPro
 void make(const JobFolder& folder, RunPlan plan, std::size_t part, std::uint64_t digest,
           const RunProgress& progress) {
     const auto start = std::chrono::steady_clock::now();
+    const BlockRectangle blocks = plan.parts[part - 1];
     const PlannedRun run = openPart(std::move(plan), folder, part, progress);
     PartReceipt receipt =
-        whileUnchanged(*run.cloud, [&] { return makePixels(run, folder.pixels(part), progress); });
+        whileUnchanged(*run.cloud, [&] { return makePixels(run, blocks, folder.pixels(part), progress); });
     expectUnchanged(run.plan);
     receipt.plan = digest;
     receipt.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();

@@ -1,14 +1,17 @@
 #include <algorithm>
 #include <limits>
-#include <numeric>
+#include <optional>
 
-#include <io/blocks/SquareGeometry.h>
+#include <io/blocks/OnePass.h>
+#include <io/blocks/SquareReader.h>
 #include <io/clouds/FileSearch.h>
 #include <io/gdal/VirtualFile.h>
 #include <io/parts/JobFolder.h>
 #include <io/parts/Parts.h>
+#include <io/parts/PartsLayout.h>
 #include <io/rasters/RasterWriter.h>
 #include <io/runs/GroundOfClasses.h>
+#include <io/runs/Resources.h>
 #include <io/runs/RunSteps.h>
 #include <io/runs/UnchangedCloud.h>
 #include <io/system/Digest.h>
@@ -21,61 +24,6 @@ namespace fs = std::filesystem;
 
 /// Of a part, where nobody says how many there are to be.
 constexpr double usualPoints = 50e6;
-/// What a cell costs, counted in points: it is made and written though no point may lie in it.
-constexpr double costOfCell = 0.05;
-
-/// Of each block, counted in points. Stretches are spread over the blocks that they reach into: only the
-/// corners of each are noted at first, as a stretch of a cloud in no order reaches into all of them.
-std::vector<double> costsOfBlocks(const CloudIndex& index, const BlockLattice& lattice) {
-    const std::uint64_t across = lattice.squaresAcross(BlockLattice::blockSide);
-    const std::uint64_t down = lattice.squaresDown(BlockLattice::blockSide);
-    std::vector<double> changes((across + 1) * (down + 1));
-    for (const Stretch& stretch : index.stretches) {
-        const std::optional<CellWindow> cells = cellsOf(stretch, lattice);
-        if (!cells)
-            continue;
-        const SquareRange blocks = squaresOf(*cells, lattice, BlockLattice::blockSide);
-        const double each = static_cast<double>(stretch.count) / static_cast<double>(blocks.count());
-        double* const first = changes.data() + blocks.firstDown * (across + 1);
-        double* const end = changes.data() + (blocks.lastDown + 1) * (across + 1);
-        first[blocks.firstAcross] += each;
-        first[blocks.lastAcross + 1] -= each;
-        end[blocks.firstAcross] -= each;
-        end[blocks.lastAcross + 1] += each;
-    }
-    std::vector<double> costs(blockCount(lattice));
-    std::vector<double> above(across);
-    for (std::uint64_t d = 0; d < down; ++d) {
-        double row = 0.0;
-        for (std::uint64_t a = 0; a < across; ++a) {
-            row += changes[d * (across + 1) + a];
-            above[a] += row;
-            const std::size_t block = d * across + a;
-            const auto cells = static_cast<double>(blockWindow(lattice, block).cells());
-            costs[block] = costOfCell * cells + std::max(above[a], 0.0);
-        }
-    }
-    return costs;
-}
-
-/// Ranges of about equal cost, none empty.
-std::vector<BlockRange> cut(const std::vector<double>& costs, std::uint64_t parts) {
-    const double all = std::accumulate(costs.begin(), costs.end(), 0.0);
-    std::vector<BlockRange> ranges;
-    double before = 0.0;
-    for (std::size_t b = 0; b < costs.size(); ++b) {
-        const double aim = all * static_cast<double>(ranges.size()) / static_cast<double>(parts);
-        const bool isNeeded = costs.size() - b <= parts - ranges.size();
-        if (ranges.empty() || (ranges.size() < parts && (before >= aim || isNeeded))) {
-            if (!ranges.empty())
-                ranges.back().end = b;
-            ranges.push_back({b, costs.size()});
-        }
-        before += costs[b];
-    }
-    return ranges;
-}
-
 /// Whatever the folder in which a part is made.
 void makeAbsolute(fs::path& path) {
     if (!path.empty() && !isVirtualPath(path))
@@ -105,12 +53,28 @@ void makePathsAbsolute(RunPlan& plan) {
         makeAbsolute(plan.picture->path);
 }
 
-void shareOut(PlannedRun& run, std::uint64_t parts, const RunProgress& progress) {
+/// Makes each part in one pass over its points, where the cells of the largest have room.
+void choosePasses(const RasterRequest& request, RunPlan& plan) {
+    const std::optional<std::uint64_t> states = bytesOfStates(plan.job.plan, plan.largestWindow());
+    std::uint64_t taken = 0;
+    for (const PlannedInput& input : plan.inputs)
+        taken += plan.reading.keepsPages ? input.bytes : 0;
+    if (!states || *states > mostBytesOfStates(request, taken, plan.points() / plan.parts.size()))
+        return;
+    plan.reading.inOnePass = true;
+    plan.reading.isSorted = false;
+    plan.job.threads = threadsWanted(request);
+    plan.memory = *states;
+}
+
+void shareOut(const RasterRequest& request, PlannedRun& run, std::uint64_t parts,
+              const RunProgress& progress) {
     RunPlan& plan = run.plan;
     const BlockLattice lattice = plan.makeLattice();
     if (parts == 0)
         parts = static_cast<std::uint64_t>(static_cast<double>(plan.points()) / usualPoints) + 1;
-    plan.parts = cut(costsOfBlocks(run.index, lattice), std::min<std::uint64_t>(parts, blockCount(lattice)));
+    plan.parts = shareBlocks(run.index, lattice, parts);
+    choosePasses(request, plan);
     const PointCounts counts = countWanted(*run.cloud, run.index, lattice, plan.job.plan.needs,
                                            {plan.job.threads, 0, {}, reportOf(progress, "counting", ""), {}});
     plan.wantedPoints = counts.wanted;
@@ -166,7 +130,7 @@ PlannedRun makePlan(const RasterRequest& request, const JobFolder& folder, std::
     checkOutputs(run.plan);
     whileUnchanged(*run.cloud, [&] {
         makeGround(run, folder, progress);
-        shareOut(run, parts, progress);
+        shareOut(request, run, parts, progress);
         return true;
     });
     makePathsAbsolute(run.plan);

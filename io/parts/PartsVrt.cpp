@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <chrono>
 #include <memory>
 
@@ -19,36 +18,6 @@ namespace Tilewright::Io {
 namespace {
 
 namespace fs = std::filesystem;
-
-/// The pixels around the blocks of a part, of which those of its first and last row of blocks may belong to
-/// other parts.
-PixelWindow frameOf(const BlockRange& blocks, const RasterGeometry& raster) {
-    constexpr std::uint64_t side = BlockLattice::blockSide;
-    const std::uint64_t across = (raster.width + side - 1) / side;
-    const std::uint64_t top = blocks.first / across, bottom = (blocks.end - 1) / across;
-    const bool isOneRow = top == bottom;
-    const std::uint64_t column = isOneRow ? blocks.first % across * side : 0;
-    const std::uint64_t endColumn =
-        isOneRow ? std::min(raster.width, ((blocks.end - 1) % across + 1) * side) : raster.width;
-    return {column, top * side, endColumn - column,
-            std::min(raster.height, (bottom + 1) * side) - top * side};
-}
-
-/// The rectangles that the blocks of a part fill, up to three: the rest of a row of blocks, whole rows, and
-/// the beginning of one.
-std::vector<PixelWindow> rectanglesOf(const BlockRange& blocks, const RasterGeometry& raster) {
-    constexpr std::uint64_t side = BlockLattice::blockSide;
-    const std::uint64_t across = (raster.width + side - 1) / side;
-    std::vector<PixelWindow> rectangles;
-    for (std::uint64_t next = blocks.first; next < blocks.end;) {
-        const bool isWhole = next % across == 0 && blocks.end - next >= across;
-        const std::uint64_t end = isWhole ? blocks.end / across * across
-                                          : std::min<std::uint64_t>(blocks.end, (next / across + 1) * across);
-        rectangles.push_back(frameOf({next, end}, raster));
-        next = end;
-    }
-    return rectangles;
-}
 
 /// Writes pixels of the raster into files that hold a frame of it.
 class FrameSink : public BlockSink {
@@ -117,18 +86,16 @@ public:
     std::vector<VrtTile> tilesOf(std::size_t output) const {
         std::vector<VrtTile> tiles;
         for (std::size_t part = 0; part < Plan.parts.size(); ++part) {
-            const PixelWindow frame = frameOf(Plan.parts[part], Plan.geometry);
-            for (const PixelWindow& place : rectanglesOf(Plan.parts[part], Plan.geometry))
-                tiles.push_back({fs::absolute(Folder.raster(part + 1, output)).lexically_normal(),
-                                 frame.columns, frame.rows, place.column - frame.column,
-                                 place.row - frame.row, place.columns, place.rows, place.column, place.row});
+            const PixelWindow place = pixelsOf(Plan.parts[part], Plan.geometry);
+            tiles.push_back({fs::absolute(Folder.raster(part + 1, output)).lexically_normal(), place.column,
+                             place.row, place.columns, place.rows});
         }
         return tiles;
     }
 
 private:
     void makePart(std::size_t part, std::vector<RasterDescription> files, JobResult& result) {
-        const PixelWindow frame = frameOf(Plan.parts[part], Plan.geometry);
+        const PixelWindow frame = pixelsOf(Plan.parts[part], Plan.geometry);
         const std::vector<RasterDescription> whole = files;
         std::vector<RasterWriter> writers;
         for (std::size_t f = 0; f < files.size(); ++f) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include <utility>
 
 #include <io/blocks/BlockLattice.h>
 #include <io/rasters/PixelTypes.h>
@@ -23,70 +24,6 @@ template <class T> void append(std::vector<std::byte>& bytes, T value) {
     const std::size_t size = bytes.size();
     bytes.resize(size + sizeof(T));
     copyAsLittleEndian<sizeof(T)>(std::as_bytes(std::span(&value, 1)).data(), bytes.data() + size);
-}
-
-/// Reads a file from front to back, and adds up its digest.
-class SealedInput {
-public:
-    explicit SealedInput(const std::filesystem::path& path) : File(path) {}
-
-    std::uint64_t size() const { return File.size(); }
-    bool isAtEnd() const { return Offset == File.size(); }
-    std::uint64_t digest() const { return Sum.value(); }
-
-    void take(std::span<std::byte> room) {
-        if (File.read(Offset, room) != room.size())
-            fail();
-        Offset += room.size();
-        Sum.add(room);
-    }
-    template <class T> T take() {
-        std::array<std::byte, sizeof(T)> bytes;
-        take(bytes);
-        return loadLittleEndian<T>(bytes.data());
-    }
-
-    [[noreturn]] void fail() const {
-        throw InputError(File.name() + ": is damaged; make this part once more");
-    }
-
-private:
-    InputFile File;
-    std::uint64_t Offset = 0;
-    Digest Sum;
-};
-
-struct Frame {
-    std::size_t band;
-    PixelType type;
-    PixelWindow window;
-};
-
-/// A wrong number must not become a wrong place or too much memory.
-Frame takeFrame(SealedInput& in, const PixelFileShape& shape) {
-    if (in.size() < frameBytes)
-        in.fail();
-    const auto band = in.take<std::uint32_t>();
-    const auto type = in.take<std::uint32_t>();
-    PixelWindow window;
-    for (std::uint64_t* number : {&window.column, &window.row, &window.columns, &window.rows})
-        *number = in.take<std::uint64_t>();
-    const auto fits = [](std::uint64_t first, std::uint64_t count, std::uint64_t all) {
-        return count <= BlockLattice::blockSide && first <= all && count <= all - first;
-    };
-    if (band >= shape.types.size() || type != static_cast<std::uint32_t>(shape.types[band]) ||
-        !fits(window.column, window.columns, shape.width) || !fits(window.row, window.rows, shape.height))
-        in.fail();
-    return {band, shape.types[band], window};
-}
-
-template <class P> void takePixels(SealedInput& in, const Frame& frame, const PixelVisitor& visitor) {
-    std::vector<std::byte> bytes(frame.window.pixels() * sizeof(P));
-    in.take(bytes);
-    std::vector<P> pixels(frame.window.pixels());
-    for (std::size_t i = 0; i < pixels.size(); ++i)
-        pixels[i] = loadLittleEndian<P>(bytes.data() + i * sizeof(P));
-    visitor(frame.band, frame.window, std::span<const P>(pixels));
 }
 
 } // namespace
@@ -110,9 +47,12 @@ void PixelFileWriter::take(std::size_t band, const PixelWindow& window, const Pi
     for (const std::uint64_t number : {window.column, window.row, window.columns, window.rows})
         append(Buffer, number);
     std::visit(
-        [&](const auto& values) {
-            for (const auto value : values)
-                append(Buffer, value);
+        [&]<class P>(std::span<const P> values) {
+            const std::span<const std::byte> bytes = std::as_bytes(values);
+            const std::size_t head = Buffer.size();
+            Buffer.resize(head + bytes.size());
+            for (std::size_t i = 0; i < bytes.size(); i += sizeof(P))
+                copyAsLittleEndian<sizeof(P)>(bytes.data() + i, Buffer.data() + head + i);
         },
         pixels);
     write(Buffer);
@@ -123,36 +63,92 @@ FileSeal PixelFileWriter::publish() {
     return {Bytes, Sum.value()};
 }
 
-void readPixelFile(const std::filesystem::path& path, const FileSeal& seal, const PixelFileShape& shape,
-                   const PixelVisitor& visitor) {
-    SealedInput in(path);
-    if (in.size() != seal.bytes || in.size() < headBytes)
-        in.fail();
-    for (const char c : magic)
-        if (in.take<char>() != c)
-            in.fail();
-    if (in.take<std::uint32_t>() != version)
-        in.fail();
-    while (!in.isAtEnd()) {
-        const Frame frame = takeFrame(in, shape);
-        withPixelType(frame.type, [&]<class P>(P) { takePixels<P>(in, frame, visitor); });
+PixelFileReader::PixelFileReader(const std::filesystem::path& path, const FileSeal& seal,
+                                 PixelFileShape shape)
+    : File(std::make_unique<ReopenedFile>(path)), Seal(seal), Shape(std::move(shape)) {
+    std::array<std::byte, headBytes> head;
+    if (File->size() != Seal.bytes || File->size() < head.size())
+        fail();
+    take(head);
+    const auto name = std::as_bytes(std::span(magic));
+    if (!std::ranges::equal(name, std::span(head).first(name.size())) ||
+        loadLittleEndian<std::uint32_t>(head.data() + name.size()) != version)
+        fail();
+}
+
+void PixelFileReader::readTo(std::uint64_t row, const PixelVisitor& visitor) {
+    while (Next || !isAtEnd()) {
+        if (!Next)
+            Next = takeFrame();
+        if (Next->window.row >= row)
+            return;
+        withPixelType(Next->type, [&]<class P>(P) { takePixels<P>(visitor); });
+        Next.reset();
     }
-    if (in.digest() != seal.digest)
-        in.fail();
+}
+
+void PixelFileReader::finish() const {
+    if (!isAtEnd() || Sum.value() != Seal.digest)
+        fail();
+}
+
+void PixelFileReader::take(std::span<std::byte> room) {
+    if (File->read(Offset, room) != room.size())
+        fail();
+    Offset += room.size();
+    Sum.add(room);
+}
+
+/// A wrong number must not become a wrong place or too much memory.
+PixelFileReader::Frame PixelFileReader::takeFrame() {
+    std::array<std::byte, frameBytes> bytes;
+    take(bytes);
+    const auto band = loadLittleEndian<std::uint32_t>(bytes.data());
+    const auto type = loadLittleEndian<std::uint32_t>(bytes.data() + 4);
+    const auto number = [&](std::size_t i) {
+        return loadLittleEndian<std::uint64_t>(bytes.data() + 8 + 8 * i);
+    };
+    const PixelWindow window{number(0), number(1), number(2), number(3)};
+    const auto fits = [](std::uint64_t first, std::uint64_t count, std::uint64_t low, std::uint64_t all) {
+        return count <= BlockLattice::blockSide && first >= low && first - low <= all &&
+               count <= all - (first - low);
+    };
+    const PixelWindow& place = Shape.place;
+    if (band >= Shape.types.size() || type != static_cast<std::uint32_t>(Shape.types[band]) ||
+        !fits(window.column, window.columns, place.column, place.columns) ||
+        !fits(window.row, window.rows, place.row, place.rows))
+        fail();
+    return {band, Shape.types[band], window};
+}
+
+template <class P> void PixelFileReader::takePixels(const PixelVisitor& visitor) {
+    std::vector<P> pixels(Next->window.pixels());
+    const std::span<std::byte> bytes = std::as_writable_bytes(std::span(pixels));
+    take(bytes);
+    for (std::size_t i = 0; i < pixels.size(); ++i)
+        pixels[i] = loadLittleEndian<P>(bytes.data() + i * sizeof(P));
+    visitor(Next->band, Next->window, std::span<const P>(pixels));
+}
+
+void PixelFileReader::fail() const {
+    throw InputError(File->name() + ": is damaged; make this part once more");
 }
 
 bool isIntact(const std::filesystem::path& path, const FileSeal& seal) {
     try {
-        SealedInput in(path);
-        if (in.size() != seal.bytes)
+        const InputFile file(path);
+        if (file.size() != seal.bytes)
             return false;
-        std::vector<std::byte> buffer(std::size_t(1) << 20);
-        for (std::uint64_t left = seal.bytes; left != 0;) {
-            const std::size_t n = std::min<std::uint64_t>(left, buffer.size());
-            in.take(std::span(buffer).first(n));
-            left -= n;
+        Digest sum;
+        std::vector<std::byte> buffer(std::min<std::uint64_t>(seal.bytes, std::uint64_t(1) << 20));
+        for (std::uint64_t at = 0; at < seal.bytes;) {
+            const std::size_t n = file.read(at, buffer);
+            if (n == 0)
+                return false;
+            sum.add(std::span(buffer).first(n));
+            at += n;
         }
-        return in.digest() == seal.digest;
+        return sum.value() == seal.digest;
     } catch (const InputError&) {
         return false;
     }

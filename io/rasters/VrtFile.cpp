@@ -114,11 +114,11 @@ private:
             << "      <SourceBand>" << band
             << "</SourceBand>\n"
             // With them a file is not opened before its pixels are read.
-            << "      <SourceProperties RasterXSize=\"" << tile.fileWidth << "\" RasterYSize=\""
-            << tile.fileHeight << "\" DataType=\"" << type << "\" BlockXSize=\"" << width
-            << "\" BlockYSize=\"" << height << "\" />\n";
-        writeRectangle("SrcRect", tile.column, tile.row, tile);
-        writeRectangle("DstRect", tile.columnInRaster, tile.rowInRaster, tile);
+            << "      <SourceProperties RasterXSize=\"" << tile.columns << "\" RasterYSize=\"" << tile.rows
+            << "\" DataType=\"" << type << "\" BlockXSize=\"" << width << "\" BlockYSize=\"" << height
+            << "\" />\n";
+        writeRectangle("SrcRect", 0, 0, tile);
+        writeRectangle("DstRect", tile.column, tile.row, tile);
         Out << "    </SimpleSource>\n";
     }
 

@@ -10,17 +10,13 @@
 
 namespace Tilewright::Io {
 
-/// A rectangle of pixels in a file, and where it belongs.
+/// A file of so many pixels, and where in the raster they begin.
 struct VrtTile {
     std::filesystem::path file;
-    std::uint64_t fileWidth;
-    std::uint64_t fileHeight;
     std::uint64_t column;
     std::uint64_t row;
     std::uint64_t columns;
     std::uint64_t rows;
-    std::uint64_t columnInRaster;
-    std::uint64_t rowInRaster;
 };
 
 /// Adds the statistics of other pixels of a band. The last digits depend on the order.

@@ -22,8 +22,6 @@ namespace Tilewright::Io {
 
 namespace {
 
-constexpr std::uint64_t side = BlockLattice::blockSide;
-
 PlannedRun planBlocks(const std::shared_ptr<const PointCloud>& cloud, const RasterRequest& request,
                       const RunProgress& progress) {
     if (request.fill > 0.0)
@@ -43,13 +41,13 @@ std::vector<RasterDescription> likelyFiles(const RunPlan& plan) {
 }
 
 /// The index of what is in reach of the blocks.
-PlannedRun partOfRun(const PlannedRun& run, const BlockRange& blocks, const BlockLattice& lattice) {
+PlannedRun partOfRun(const PlannedRun& run, const BlockRectangle& blocks, const BlockLattice& lattice) {
     PlannedRun part{run.plan, run.cloud, {}};
-    part.plan.job.blocks = blocks;
+    if (blocks != lattice.blocks())
+        part.plan.job.blocks = blocks;
     // Others are made at the same time, each on the thread of its caller.
     part.plan.reading.memory /= std::exchange(part.plan.job.threads, 1);
-    const CellWindow window =
-        windowWithReach(partOf(blocks, lattice).value_or(lattice.whole()), run.plan.job.plan, lattice);
+    const CellWindow window = windowWithReach(lattice.windowOf(blocks), run.plan.job.plan, lattice);
     part.index.bounds = run.index.bounds;
     part.index.ranges = run.index.ranges;
     part.index.skippedPoints = run.index.skippedPoints;
@@ -80,9 +78,9 @@ BlockwiseRaster::BlockwiseRaster(const std::shared_ptr<const PointCloud>& cloud,
         outputOf(Run.plan.outputs[f], Files[f]);
 }
 
-std::uint64_t BlockwiseRaster::blocksAcross() const { return Run.plan.makeLattice().squaresAcross(side); }
+std::uint64_t BlockwiseRaster::blocksAcross() const { return Run.plan.makeLattice().blocks().across(); }
 
-std::uint64_t BlockwiseRaster::blocksDown() const { return Run.plan.makeLattice().squaresDown(side); }
+std::uint64_t BlockwiseRaster::blocksDown() const { return Run.plan.makeLattice().blocks().down(); }
 
 MemoryRaster BlockwiseRaster::describe(const RunProgress& progress) const {
     const RunPlan& plan = Run.plan;
@@ -104,31 +102,19 @@ MemoryRaster BlockwiseRaster::describe(const RunProgress& progress) const {
 
 std::vector<MemoryOutput> BlockwiseRaster::make(const BlockRectangle& blocks,
                                                 const RunProgress& progress) const {
-    const std::uint64_t across = blocksAcross();
-    if (blocks.west >= blocks.east || blocks.east > across || blocks.north >= blocks.south ||
-        blocks.south > blocksDown())
-        throw std::invalid_argument("BlockwiseRaster: there are no such blocks");
-    const RasterGeometry& geometry = Run.plan.geometry;
-    const PixelWindow window{blocks.west * side, blocks.north * side,
-                             std::min(blocks.east * side, geometry.width) - blocks.west * side,
-                             std::min(blocks.south * side, geometry.height) - blocks.north * side};
-    std::vector<MemoryOutput> outputs;
-    const std::unique_ptr<BlockSink> sink = openArrays(Run.plan, Files, window, outputs);
-    if (blocks.east - blocks.west == across)
-        makeRange({blocks.north * across, blocks.south * across}, *sink, progress);
-    else
-        for (std::uint64_t row = blocks.north; row < blocks.south; ++row)
-            makeRange({row * across + blocks.west, row * across + blocks.east}, *sink, progress);
-    return outputs;
-}
-
-void BlockwiseRaster::makeRange(const BlockRange& blocks, BlockSink& sink,
-                                const RunProgress& progress) const {
     const BlockLattice lattice = Run.plan.makeLattice();
+    const BlockRectangle all = lattice.blocks();
+    if (blocks.west >= blocks.east || blocks.east > all.east || blocks.north >= blocks.south ||
+        blocks.south > all.south)
+        throw std::invalid_argument("BlockwiseRaster: there are no such blocks");
+    std::vector<MemoryOutput> outputs;
+    const std::unique_ptr<BlockSink> sink =
+        openArrays(Run.plan, Files, pixelsOf(blocks, Run.plan.geometry), outputs);
     const PlannedRun part = partOfRun(Run, blocks, lattice);
     const JobResult result =
-        whileUnchanged(*part.cloud, [&] { return makingFromPoints(part, lattice, progress)(Files, sink); });
+        whileUnchanged(*part.cloud, [&] { return makingFromPoints(part, lattice, progress)(Files, *sink); });
     expectNoClash(part.plan, Files, result);
+    return outputs;
 }
 
 } // namespace Tilewright::Io

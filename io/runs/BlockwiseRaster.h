@@ -15,14 +15,6 @@
 
 namespace Tilewright::Io {
 
-/// Blocks from the north-western one of the raster, counted from 0; one after the last of each.
-struct BlockRectangle {
-    std::uint64_t west = 0;
-    std::uint64_t north = 0;
-    std::uint64_t east = 0;
-    std::uint64_t south = 0;
-};
-
 /// Measures the cloud once, and then makes any blocks in any order, from several threads at once if need be.
 /// The pixels are the same as those of rasterInMemory(), except for cells without data: their value has to be
 /// chosen before any pixel is known, so it is always the first one that rasterInMemory() would try.
@@ -49,8 +41,6 @@ public:
     std::vector<MemoryOutput> make(const BlockRectangle& blocks, const RunProgress& progress = {}) const;
 
 private:
-    void makeRange(const BlockRange& blocks, BlockSink& sink, const RunProgress& progress) const;
-
     PlannedRun Run;
     std::vector<RasterDescription> Files;
 };

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
+#include <map>
 
 #include <io/blocks/OnePass.h>
 #include <io/system/Errors.h>
@@ -136,24 +138,51 @@ std::string faultOfWork(const RunPlan& plan) {
         return "threads: " + std::to_string(job.threads);
     if (job.pointsOfWindow == 0 || job.pointsOfCell == 0)
         return "room for no points";
-    if (plan.reading.inOnePass && !bytesOfStates(job.plan, plan.makeLattice()))
-        return "one pass for reductions that take more";
     if (!isSideSound(plan.reading.side))
         return "squares of " + std::to_string(plan.reading.side) + " cells, which do not fill a block";
     return "";
 }
 
+bool holds(const BlockRectangle& all, const BlockRectangle& part) {
+    return part.west < part.east && part.east <= all.east && part.north < part.south &&
+           part.south <= all.south;
+}
+
+/// Goes through them from north to south.
+bool areApart(std::vector<BlockRectangle> parts) {
+    std::ranges::sort(parts, {}, &BlockRectangle::north);
+    // By their first columns, of which none share any.
+    std::map<std::uint64_t, BlockRectangle> lowest;
+    for (const BlockRectangle& part : parts) {
+        // What ends north of this part ends north of all that follow.
+        auto next = lowest.lower_bound(part.west);
+        if (next != lowest.begin() && std::prev(next)->second.east > part.west)
+            --next;
+        while (next != lowest.end() && next->first < part.east) {
+            if (next->second.south > part.north)
+                return false;
+            next = lowest.erase(next);
+        }
+        lowest.emplace(part.west, part);
+    }
+    return true;
+}
+
 /// Each block has to be in one part.
 std::string faultOfParts(const RunPlan& plan) {
-    std::size_t next = 0;
-    for (const BlockRange& part : plan.parts) {
-        if (part.first != next || part.end <= part.first)
-            return "parts that leave blocks out or share some";
-        next = part.end;
+    const BlockLattice lattice = plan.makeLattice();
+    std::uint64_t left = lattice.blocks().count();
+    for (const BlockRectangle& part : plan.parts) {
+        if (!holds(lattice.blocks(), part) || part.count() > left)
+            return "parts that are not in the raster, or share blocks";
+        left -= part.count();
     }
-    if (!plan.parts.empty() && next != blockCount(plan.makeLattice()))
-        return "parts that are not all of the raster";
-    return plan.parts.empty() || !plan.reading.inOnePass ? "" : "one pass for several parts";
+    if (!plan.parts.empty() && (left != 0 || !areApart(plan.parts)))
+        return "parts that leave blocks out or share some";
+    const bool isOnePass = plan.reading.inOnePass;
+    return isOnePass && !bytesOfStates(plan.job.plan, plan.largestWindow())
+               ? "one pass for reductions that take more"
+               : "";
 }
 
 std::string faultOfOutputs(const RunPlan& plan) {

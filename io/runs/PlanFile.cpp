@@ -18,7 +18,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* formatName = "tilewright plan";
-constexpr int formatVersion = 2;
+constexpr int formatVersion = 3;
 
 std::string textOf(const fs::path& path) {
     constexpr std::uint64_t longest = std::uint64_t(1) << 30;
@@ -36,7 +36,7 @@ Json parse(const fs::path& path) {
         throw InputError(path.string() + ": is no plan of a raster");
     if (!document.contains("version") || document["version"] != formatVersion)
         throw InputError(path.string() + ": is a plan of another version than " +
-                         std::to_string(formatVersion) + ", the only one that is known");
+                         std::to_string(formatVersion) + ", the only one that is known; make a new plan");
     return document;
 }
 

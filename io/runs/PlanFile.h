@@ -1,7 +1,7 @@
 /// PlanFile: the plan of a run as a file, so that it can be carried out later, elsewhere or in parts.
 ///
 /// The file is a JSON document with the members of RunPlan under their own names, and two that identify it:
-/// `"format": "tilewright plan"` and `"version": 2`. The version changes with whatever an older reader would
+/// `"format": "tilewright plan"` and `"version": 3`. The version changes with whatever an older reader would
 /// misunderstand; members that a reader does not know have no meaning for it.
 ///
 /// - Numbers come back bit for bit. What JSON has no number for is one of the words "inf", "-inf", "nan" and
@@ -11,6 +11,8 @@
 ///   hexadecimal digits per byte.
 /// - Kinds are words: pixel types as GDAL calls them, and filters and directions as in requests.
 /// - What a plan may lack is null.
+/// - `parts` are rectangles of blocks, 256 x 256 cells each, counted from the north-western one: `west` and
+///   `north` are the first, and `east` and `south` one after the last. Their order is that of their numbers.
 /// - `job` is made of all blocks, and the descriptions of outputs have the geometry of the plan.
 #pragma once
 

@@ -215,9 +215,11 @@ void list(auto& members, Like<PlannedPicture> auto& picture) {
     members("classes", picture.classes);
 }
 
-void list(auto& members, Like<BlockRange> auto& blocks) {
-    members("first", blocks.first);
-    members("end", blocks.end);
+void list(auto& members, Like<BlockRectangle> auto& blocks) {
+    members("west", blocks.west);
+    members("north", blocks.north);
+    members("east", blocks.east);
+    members("south", blocks.south);
 }
 
 void list(auto& members, Like<RunPlan> auto& plan) {

@@ -63,9 +63,9 @@ std::unique_ptr<SquareReader> makeReader(const PlannedRun& run, const BlockLatti
                                          const RunProgress& progress) {
     const RunPlan& plan = run.plan;
     const PlannedReading& reading = plan.reading;
-    std::optional<CellWindow> part = partOf(plan.job.blocks, lattice);
-    if (part)
-        part = windowWithReach(*part, plan.job.plan, lattice);
+    std::optional<CellWindow> part;
+    if (plan.job.blocks)
+        part = windowWithReach(lattice.windowOf(*plan.job.blocks), plan.job.plan, lattice);
     const auto make = reading.isSorted ? makeSortedReader : makeStretchReader;
     return make(*run.cloud, run.index, lattice, plan.job.plan.needs, reading.side,
                 {plan.job.threads, reading.memory, reading.scratch, reportOf(progress, "sorting", ""), part});
@@ -144,10 +144,12 @@ BlockMaking makingFromPoints(const PlannedRun& run, const BlockLattice& lattice,
                    const std::vector<RasterDescription>& files, BlockSink& sink) {
             return runJob(job, lattice, *reader, files, sink, reportOf(progress, "rastering"));
         };
-    const auto cells = run.cells ? run.cells
-                                 : std::make_shared<const ReducedCells>(reduceInOnePass(
-                                       *run.cloud, run.index, lattice, {job.plan, {}, job.threads},
-                                       reportOf(progress, "rastering")));
+    const CellWindow window = job.blocks ? lattice.windowOf(*job.blocks) : lattice.whole();
+    const auto cells = run.cells
+                           ? run.cells
+                           : std::make_shared<const ReducedCells>(reduceInOnePass(
+                                 *run.cloud, run.index, lattice, {job.plan, {}, job.threads, false, window},
+                                 reportOf(progress, "rastering")));
     return [&, cells](const std::vector<RasterDescription>& files, BlockSink& sink) {
         return runJob(job, lattice, *cells, files, sink);
     };

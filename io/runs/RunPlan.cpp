@@ -199,7 +199,7 @@ private:
     void planResources(const ReductionPlan& points, const Resources& shares) {
         PlannedReading& reading = Plan.reading;
         reading.side = chooseSide(*Lattice, Input.cloud->pointCount());
-        const std::optional<std::uint64_t> states = bytesOfStates(points, *Lattice);
+        const std::optional<std::uint64_t> states = bytesOfStates(points, Lattice->whole());
         reading.inOnePass =
             MayBeOnePass && states &&
             *states <= mostBytesOfStates(Request, Input.mappedBytes, Input.cloud->pointCount());
@@ -404,6 +404,15 @@ std::uint64_t RunPlan::points() const {
     for (const PlannedInput& input : inputs)
         sum += input.points;
     return sum;
+}
+
+CellWindow RunPlan::largestWindow() const {
+    const BlockLattice lattice = makeLattice();
+    CellWindow largest = parts.empty() ? lattice.whole() : CellWindow();
+    for (const BlockRectangle& part : parts)
+        if (const CellWindow window = lattice.windowOf(part); window.cells() > largest.cells())
+            largest = window;
+    return largest;
 }
 
 PlannedRun planRun(const RasterRequest& request, const RunProgress& progress, const IndexFolder* indices) {

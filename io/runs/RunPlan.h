@@ -61,8 +61,8 @@ struct PlannedPicture {
 struct PlannedReading {
     /// Cells along a side of the squares that are read at a time.
     std::uint64_t side = BlockLattice::blockSide;
-    /// Whether the cells of the whole raster are kept in memory, so that one pass over the points in any
-    /// order is enough.
+    /// Whether the cells of the whole raster, or of a part where it is made in parts, are kept in memory, so
+    /// that one pass over the points in any order is enough.
     bool inOnePass = false;
     /// If it takes more: whether the points lie in no order and are sorted first.
     bool isSorted = false;
@@ -107,8 +107,8 @@ struct RunPlan {
     std::optional<double> nodata;
     bool overwrite = false;
 
-    /// How the blocks are shared out, if they are: all of them, in ascending order.
-    std::vector<BlockRange> parts;
+    /// How the blocks are shared out, if they are: each is in one part.
+    std::vector<BlockRectangle> parts;
     /// Points in the raster that pass the selection, where the parts have to add up to them.
     std::uint64_t wantedPoints = 0;
     /// Points that would be among them if there were ground below them.
@@ -120,6 +120,8 @@ struct RunPlan {
     std::vector<std::string> notes;
 
     std::uint64_t points() const;
+    /// The cells of the largest part, or of the raster if there are no parts.
+    CellWindow largestWindow() const;
     BlockLattice makeLattice() const { return {lattice[0], lattice[1]}; }
 };
 

@@ -3,6 +3,8 @@
 
 #include <random>
 
+#include <gmock/gmock.h>
+
 #include <io/clouds/IndexFolder.h>
 #include <tests/io/FolderTest.h>
 
@@ -170,8 +172,8 @@ TEST_F(PlanFileTest, SaysWhatIsWrongWithIt) {
     };
     EXPECT_EQ(fault("{"), "is no plan of a raster");
     EXPECT_EQ(fault(std::string(100'000, '[')), "is no plan of a raster");
-    EXPECT_EQ(fault(replaced(sound, "\"version\": 2", "\"version\": 3")),
-              "is a plan of another version than 2, the only one that is known");
+    EXPECT_EQ(fault(replaced(sound, "\"version\": 3", "\"version\": 2")),
+              "is a plan of another version than 3, the only one that is known; make a new plan");
     EXPECT_EQ(fault(replaced(sound, "\"points\": 5000", "\"points\": -5000")),
               "the plan.inputs[0].points is not a whole number in its range");
     EXPECT_EQ(fault(replaced(sound, "\"overwrite\"", "\"overwrote\"")), "the plan has no overwrite");
@@ -189,6 +191,30 @@ TEST_F(PlanFileTest, SaysWhatIsWrongWithIt) {
               self + "a band of nothing, or of no output");
     EXPECT_EQ(fault(replaced(sound, "\"width\": ", "\"width\": 1")),
               self + "a lattice of other cells than the raster");
+}
+
+TEST_F(PlanFileTest, NeedsEachBlockInOnePart) {
+    Request.cell = {{0.2, 0.2}};
+    RunPlan plan = planRunInBlocks(Request).plan;
+    const BlockRectangle all = plan.makeLattice().blocks();
+    ASSERT_TRUE(all.east >= 3 && all.south >= 3);
+    const auto fault = [&](const std::vector<BlockRectangle>& parts) {
+        plan.parts = parts;
+        writePlan(Plan, plan);
+        return messageOf([&] { static_cast<void>(readPlan(Plan)); });
+    };
+    EXPECT_EQ(fault({{2, 0, all.east, 2}, {0, 1, 2, all.south}, {0, 0, 2, 1}, {2, 2, all.east, all.south}}),
+              noFailure);
+    const std::vector<std::vector<BlockRectangle>> faults = {
+        {{0, 0, all.east, 2}},
+        {{0, 0, all.east, 1}, {0, 1, all.east + 1, all.south}},
+        {{0, 0, all.east, 0}, {0, 0, all.east, all.south}},
+        {{0, 0, all.east, all.south}, {1, 1, 1, 2}},
+        {{0, 0, all.east, 1}, {0, 0, all.east, 1}, {0, 2, all.east, all.south}},
+        {{0, 0, 2, 2}, {2, 0, all.east, all.south}, {1, 1, 2, all.south}, {0, 3, 1, all.south}},
+    };
+    for (const std::vector<BlockRectangle>& parts : faults)
+        EXPECT_THAT(fault(parts), testing::HasSubstr("contradicts itself: parts that"));
 }
 
 TEST_F(PlanFileTest, ComesBackOrIsRefusedWhateverItsBytes) {

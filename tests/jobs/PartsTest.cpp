@@ -1,6 +1,7 @@
 // A raster made in parts, whatever happens to them, against the raster made at once.
 #include <io/parts/Parts.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <random>
@@ -10,6 +11,7 @@
 #include <gdal_priv.h>
 #include <gmock/gmock.h>
 
+#include <io/parts/PartsLayout.h>
 #include <io/system/Errors.h>
 #include <tests/io/FolderTest.h>
 
@@ -60,10 +62,10 @@ protected:
             EXPECT_EQ(textOf(Top / "whole" / name), textOf(Top / "joined" / name)) << name;
     }
 
-    void expectSameIn(std::uint64_t parts) {
+    void expectSameIn(std::uint64_t parts, std::uint64_t blocks = 9) {
         SCOPED_TRACE(parts);
         const std::uint64_t count = plan(parts);
-        EXPECT_EQ(count, std::min<std::uint64_t>(parts, 9));
+        EXPECT_EQ(count, std::min(parts, blocks));
         for (std::uint64_t part = count; part != 0; --part)
             EXPECT_EQ(makePart(Job, part), PartOutcome::Made);
         joinParts(Job, false);
@@ -93,6 +95,41 @@ TEST_F(PartsTest, AreTheRasterTogetherHoweverManyTheyAre) {
         runRaster(into("whole"));
         for (const std::uint64_t parts : {1U, 4U, 100U})
             expectSameIn(parts);
+    }
+}
+
+TEST_F(PartsTest, AreTheRasterTogetherWhateverItsShape) {
+    using Bounds = std::array<double, 4>;
+    struct Shape {
+        std::vector<std::string> bands;
+        Bounds bounds;
+        std::uint64_t blocks;
+        std::vector<std::string> creationOptions = {};
+    };
+    const std::vector<std::string> inOnePass = {"Height:Mean", "UserData:Max", "count[2@Classification]"};
+    const Bounds all = {0.0, 0.0, 600.0, 600.0};
+    const std::vector<Shape> shapes = {
+        {inOnePass, all, 100},
+        {{"Height:Median", "Height:IDW(3)"}, all, 100, {"BLOCKXSIZE=512", "BLOCKYSIZE=512"}},
+        {inOnePass, {10.0, 7.0, 590.0, 60.0}, 10},
+        {inOnePass, {30.0, 0.0, 90.0, 600.0}, 10},
+    };
+    saveScan(true);
+    Request.cell = {{0.25, 0.25}};
+    Request.overwrite = true;
+    for (const Shape& shape : shapes) {
+        Request.bands = shape.bands;
+        Request.bounds = shape.bounds;
+        Request.creationOptions = shape.creationOptions;
+        for (const bool isStack : {false, true}) {
+            SCOPED_TRACE(shape.bands.front() + " " + std::to_string(isStack));
+            Request.stack = isStack;
+            fs::remove_all(Top / "whole");
+            fs::create_directory(Top / "whole");
+            runRaster(into("whole"));
+            for (const std::uint64_t parts : {7U, 23U})
+                expectSameIn(parts, shape.blocks);
+        }
     }
 }
 
@@ -213,7 +250,6 @@ TEST_F(PartsTest, OpenOnlyTheFilesThatReachIntoThem) {
     Request.inputs = {(Top / "*.las").string()};
     Request.bands = {"Height:Mean", "Intensity:Median", "Height:IDW(20)"};
     runRaster(into("whole"));
-    // Rows of blocks, so that each part has points of all files; and then one row alone.
     const std::uint64_t parts = plan(100);
     for (std::uint64_t part = 1; part <= parts; ++part)
         makePart(Job, part);
@@ -275,6 +311,48 @@ TEST_F(PartsTest, KnowPolygonsAndTheGround) {
     }
 }
 
+/// A cloud of 40 x 30 blocks whose stretches are of that size, in cells, beside each other.
+CloudIndex stretchesOf(std::uint64_t columns, std::uint64_t rows) {
+    CloudIndex index;
+    const double width = 40 * 256.0, height = 30 * 256.0;
+    const auto across = static_cast<double>(columns), down = static_cast<double>(rows);
+    for (double y = 0.0; y < height; y += down)
+        for (double x = 0.0; x < width; x += across)
+            index.stretches.push_back(
+                {0, 0, columns * rows * 8, {x + 0.1, y + 0.1}, {x + across - 0.1, y + down - 0.1}});
+    return index;
+}
+
+TEST(PartsLayoutTest, FitsThePartsToTheLinesOfTheCloud) {
+    const BlockLattice lattice({0.0, 40 * 256.0 - 0.5, 1.0, 0.0, {}}, {0.0, 30 * 256.0 - 0.5, 1.0, 0.0, {}});
+    const auto shapesOf = [&](const CloudIndex& index, std::uint64_t parts) {
+        const std::vector<BlockRectangle> all = shareBlocks(index, lattice, parts);
+        EXPECT_EQ(all.size(), parts);
+        std::uint64_t blocks = 0;
+        BlockRectangle most;
+        for (const BlockRectangle& part : all) {
+            blocks += part.count();
+            most.east = std::max(most.east, part.across());
+            most.south = std::max(most.south, part.down());
+            EXPECT_LT(part.count(), 3 * lattice.blocks().count() / parts);
+        }
+        EXPECT_EQ(blocks, lattice.blocks().count());
+        return most;
+    };
+    // Lines along the rows, lines along the columns, and files of 5 x 5 blocks in no order.
+    const BlockRectangle alongRows = shapesOf(stretchesOf(10240, 64), 20);
+    EXPECT_EQ(alongRows.east, 40U);
+    const BlockRectangle alongColumns = shapesOf(stretchesOf(64, 7680), 20);
+    EXPECT_EQ(alongColumns.south, 30U);
+    const BlockRectangle unordered = shapesOf(stretchesOf(1280, 1280), 48);
+    EXPECT_EQ(unordered.east, 5U);
+    EXPECT_EQ(unordered.south, 5U);
+    // One file over all, and none.
+    EXPECT_LE(shapesOf(stretchesOf(40 * 256, 30 * 256), 12).east, 20U);
+    EXPECT_LE(shapesOf({}, 12).south, 14U);
+    shapesOf(stretchesOf(1280, 1280), 1200);
+}
+
 /// All pixels as numbers, and what is said of them.
 std::string rasterText(const fs::path& path) {
     const GDALDatasetUniquePtr data(GDALDataset::Open(path.c_str(), GDAL_OF_RASTER | GDAL_OF_VERBOSE_ERROR));
@@ -319,7 +397,6 @@ TEST_F(PartsTest, MayStayWhereTheyAre) {
         Request.stack = isStack;
         Request.overwrite = true;
         runRaster(into("whole"));
-        // Parts that begin and end within rows of blocks.
         const std::uint64_t parts = plan(isStack ? 2 : 5);
         for (std::uint64_t part = 1; part <= parts; ++part)
             makePart(Job, part);
