@@ -69,7 +69,12 @@ void IndexFolder::keep(const fs::path& file, const FileIndex& index) const {
 
 std::vector<Stretch> IndexFolder::read(const FileState& file, std::uint64_t points,
                                        const StretchTest& wanted) const {
-    FileIndex index = readIndex(placeOf(file.path), wanted);
+    FileIndex index;
+    try {
+        index = readIndex(placeOf(file.path), wanted);
+    } catch (const InputError& fault) {
+        throw InputError(std::string(fault.what()) + "; make a new plan");
+    }
     if (!isOf(index, file, points))
         throw InputError(placeOf(file.path).string() + ": is the index of another file than " +
                          file.path.string() + "; make a new plan");

@@ -53,14 +53,21 @@ void makePathsAbsolute(RunPlan& plan) {
         makeAbsolute(plan.picture->path);
 }
 
-/// Makes each part in one pass over its points, where the cells of the largest have room.
-void choosePasses(const RasterRequest& request, RunPlan& plan) {
+/// Makes each part in one pass over its points, where the cells of the largest have room, and else in several
+/// windows: a process has no memory when it begins, and to get more for each takes longer than to read a few
+/// points twice.
+void chooseWindows(const RasterRequest& request, RunPlan& plan) {
     const std::optional<std::uint64_t> states = bytesOfStates(plan.job.plan, plan.largestWindow());
     std::uint64_t taken = 0;
     for (const PlannedInput& input : plan.inputs)
         taken += plan.reading.keepsPages ? input.bytes : 0;
-    if (!states || *states > mostBytesOfStates(request, taken, plan.points() / plan.parts.size()))
+    const std::uint64_t points = plan.points() / plan.parts.size();
+    if (!states || *states > mostBytesOfStates(request, taken, points)) {
+        constexpr std::uint64_t fewestPoints = 200'000;
+        constexpr std::uint64_t windows = 4;
+        plan.job.pointsOfWindow = std::min(plan.job.pointsOfWindow, std::max(points / windows, fewestPoints));
         return;
+    }
     plan.reading.inOnePass = true;
     plan.reading.isSorted = false;
     plan.job.threads = threadsWanted(request);
@@ -74,7 +81,7 @@ void shareOut(const RasterRequest& request, PlannedRun& run, std::uint64_t parts
     if (parts == 0)
         parts = static_cast<std::uint64_t>(static_cast<double>(plan.points()) / usualPoints) + 1;
     plan.parts = shareBlocks(run.index, lattice, parts);
-    choosePasses(request, plan);
+    chooseWindows(request, plan);
     const PointCounts counts = countWanted(*run.cloud, run.index, lattice, plan.job.plan.needs,
                                            {plan.job.threads, 0, {}, reportOf(progress, "counting", ""), {}});
     plan.wantedPoints = counts.wanted;

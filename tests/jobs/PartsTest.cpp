@@ -205,6 +205,23 @@ TEST_F(PartsTest, AreRefusedForAnotherCloudAndSayWhy) {
     EXPECT_THROW(statusOfParts(Top), InputError);
 }
 
+TEST_F(PartsTest, AreRefusedForADamagedIndexUntilANewPlan) {
+    saveScan(true);
+    plan(3);
+    makePart(Job, 1);
+    const fs::path index = *fs::directory_iterator(Job / "index");
+    std::string damaged = textOf(index);
+    damaged[damaged.size() / 2] ^= 1;
+    saveAs(index, damaged);
+    EXPECT_THAT(messageOf([&] { makePart(Job, 2); }), EndsWith("; make a new plan"));
+    fs::remove(index);
+    EXPECT_THAT(messageOf([&] { makePart(Job, 2); }), EndsWith("; make a new plan"));
+    saveAs(index, damaged);
+    plan(3);
+    EXPECT_EQ(makePart(Job, 1), PartOutcome::WasThere);
+    EXPECT_EQ(makePart(Job, 2), PartOutcome::Made);
+}
+
 TEST_F(PartsTest, ArePlannedAgainWithWhatIsKnown) {
     saveScan(true);
     plan(4);
