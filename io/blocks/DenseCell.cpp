@@ -33,7 +33,7 @@ public:
 
     void take(const ColumnStore& values, std::size_t count) override {
         Cells.resize(std::max(Cells.size(), count), 0);
-        values.reduce(std::span(Cells.data(), count), *Pieces);
+        values.reduce(std::span(Cells.data(), count), std::array{Pieces.get()});
     }
     bool endPass(std::uint32_t count) override {
         Pieces->finish(0, std::span(&count, 1));

@@ -53,7 +53,8 @@ class CellStates {
 public:
     /// On several threads, because much of the time goes into fetching the memory.
     CellStates(const ReductionPlan& plan, const CellWindow& window, unsigned threads)
-        : Plan(plan), Threads(threads), Counts(plan.subsets.size() + 1), Reductions(plan.reductions.size()) {
+        : Plan(plan), Threads(threads), Counts(plan.subsets.size() + 1), Reductions(plan.reductions.size()),
+          OfColumns(plan.columns.size()) {
         const Quill::MultiIndex<3> sizes(window.columns, window.rows, 1);
         forEachPiece(threads, Counts.size() + Reductions.size(), [&](std::size_t i) {
             if (i < Counts.size())
@@ -61,19 +62,20 @@ public:
             else
                 Reductions[i - Counts.size()] = make(sizes, plan.reductions[i - Counts.size()]);
         });
+        for (std::size_t r = 0; r < Reductions.size(); ++r)
+            OfColumns[plan.reductions[r].column].push_back(Reductions[r].get());
     }
 
     void take(const PointTable& points) {
         for (std::size_t subset = 0; subset < Counts.size(); ++subset)
-            takeByCell(points.cells(subset), Counts[subset].data(), [](std::uint32_t& count, std::size_t) {
-                if (++count == 0)
-                    throw InputError(
-                        "more than 4294967295 points lie in a single cell; choose smaller cells");
-            });
-        for (std::size_t r = 0; r < Reductions.size(); ++r) {
-            const std::size_t column = Plan.reductions[r].column;
-            points.columns()[column]->reduce(points.cellsOfColumn(column), *Reductions[r]);
-        }
+            takeByCell(points.cells(subset), StatesInArray<std::uint32_t>{Counts[subset].data()},
+                       [](std::uint32_t& count, std::size_t) {
+                           if (++count == 0)
+                               throw InputError(
+                                   "more than 4294967295 points lie in a single cell; choose smaller cells");
+                       });
+        for (std::size_t column = 0; column < OfColumns.size(); ++column)
+            points.columns()[column]->reduce(points.cellsOfColumn(column), OfColumns[column]);
     }
 
     void finish(ReducedCells& result) {
@@ -106,6 +108,7 @@ private:
     /// Of all points, and of each subset.
     std::vector<std::vector<std::uint32_t>> Counts;
     std::vector<std::unique_ptr<ColumnReduction>> Reductions;
+    std::vector<std::vector<ColumnReduction*>> OfColumns;
 };
 
 ByteSelection bytesFor(const RecordFormat& format, const OnePassJob& job) {

@@ -116,8 +116,12 @@ public:
             return nullptr;
     }
 
-    void reduce(std::span<const std::uint32_t> cells, ColumnReduction& reduction) const override {
-        static_cast<TypedReduction<T>&>(reduction).Reduction->take(cells, Values.data());
+    void reduce(std::span<const std::uint32_t> cells,
+                std::span<ColumnReduction* const> reductions) const override {
+        std::vector<PieceReduction<T>*> typed;
+        for (ColumnReduction* const reduction : reductions)
+            typed.push_back(static_cast<TypedReduction<T>&>(*reduction).Reduction.get());
+        takeTogether<T>(typed, cells, Values.data());
     }
 
     const void* data() const override { return Values.data(); }
@@ -192,8 +196,10 @@ public:
                                                    const ReductionPlan::Reduction& wanted) const override {
         return makeStates<ValueAtHeight<T>>(sizes, wanted.statistic);
     }
-    void reduce(std::span<const std::uint32_t> cells, ColumnReduction& reduction) const override {
-        static_cast<TypedReduction<ValueAtHeight<T>>&>(reduction).Reduction->take(cells, Values.data());
+    void reduce(std::span<const std::uint32_t> cells,
+                std::span<ColumnReduction* const> reductions) const override {
+        for (ColumnReduction* const reduction : reductions)
+            static_cast<TypedReduction<ValueAtHeight<T>>&>(*reduction).Reduction->take(cells, Values.data());
     }
     std::vector<Quill::ArrayPtr> reduceByOrder(const CellLists&,
                                                std::span<const Statistic> wanted) const override {

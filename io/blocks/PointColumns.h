@@ -103,8 +103,9 @@ public:
     /// Null if it needs all values of a cell at once.
     virtual std::unique_ptr<ColumnReduction> makeReduction(const Quill::MultiIndex<3>& sizes,
                                                            const ReductionPlan::Reduction& wanted) const = 0;
-    /// Feeds a reduction that a store of the same column made.
-    virtual void reduce(std::span<const std::uint32_t> cells, ColumnReduction& reduction) const = 0;
+    /// Feeds reductions that stores of the same column made.
+    virtual void reduce(std::span<const std::uint32_t> cells,
+                        std::span<ColumnReduction* const> reductions) const = 0;
     /// Reduces all values at once by statistics that go by order: an array of the cells for each.
     virtual std::vector<Quill::ArrayPtr> reduceByOrder(const CellLists& cells,
                                                        std::span<const Statistic> wanted) const = 0;

@@ -126,7 +126,7 @@ void SquareMaker::reduceByStatistics(const PointTable& points, const std::vector
         const CellLists& ofColumn = cellsOf(reduction.column);
         if (const auto states = column.makeReduction(ofColumn.sizes, reduction)) {
             goOn();
-            column.reduce(points.cellsOfColumn(reduction.column), *states);
+            column.reduce(points.cellsOfColumn(reduction.column), std::array{states.get()});
             states->finish(0, ofColumn.counts());
             result.values[r] = states->results();
         }

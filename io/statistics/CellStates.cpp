@@ -27,7 +27,8 @@ public:
           Results(Larder::Ref<Quill::MemArray<3, Result>>(sizes)) {}
 
     void take(std::span<const std::uint32_t> cells, const Value* values) override {
-        takeByCell(cells, States.data(), [=](State& state, std::size_t i) { state.take(values[i]); });
+        takeByCell(cells, StatesInArray<State>{States.data()},
+                   [=](State& state, std::size_t i) { state.take(values[i]); });
     }
 
     void finish(std::uint64_t firstCell, std::span<const std::uint32_t> counts) override {

@@ -15,29 +15,41 @@ inline bool haveLongRuns(std::span<const std::uint32_t> cells) {
 }
 
 /// Calls `take(state, i)` for each point i in ascending order, where `state` is that of its cell: `cells` has
-/// the cell of each point, and `states` one state per cell.
+/// the cell of each point. `states.load(cell)` is the state of a cell, and `states.store(cell, state)` keeps
+/// what it became.
 ///
 /// In memory, the state of a cell has to be stored for one point before the next one can have it. Where many
 /// points follow one another in a cell, it is held in registers for as long. Where few do, that would cost
 /// more: a processor cannot guess when the cell changes.
-template <class State, class Take>
-void takeByCell(std::span<const std::uint32_t> cells, State* states, const Take& take) {
+template <class States, class Take>
+void takeByCell(std::span<const std::uint32_t> cells, const States& states, const Take& take) {
     if (!haveLongRuns(cells)) {
-        for (std::size_t i = 0; i < cells.size(); ++i)
-            take(states[cells[i]], i);
+        for (std::size_t i = 0; i < cells.size(); ++i) {
+            auto state = states.load(cells[i]);
+            take(state, i);
+            states.store(cells[i], state);
+        }
         return;
     }
     std::uint32_t cell = cells.front();
-    State state = states[cell];
+    auto state = states.load(cell);
     for (std::size_t i = 0; i < cells.size(); ++i) {
         if (cells[i] != cell) {
-            states[cell] = state;
+            states.store(cell, state);
             cell = cells[i];
-            state = states[cell];
+            state = states.load(cell);
         }
         take(state, i);
     }
-    states[cell] = state;
+    states.store(cell, state);
 }
+
+/// States in an array, one per cell.
+template <class State> struct StatesInArray {
+    State* states;
+
+    State load(std::uint32_t cell) const { return states[cell]; }
+    void store(std::uint32_t cell, const State& state) const { states[cell] = state; }
+};
 
 } // namespace Tilewright

@@ -66,8 +66,10 @@ template <> struct IsSimpleType<false> {
     };
 };
 
+/// A plain number looks the same in all directions, so that one view of it stands for all.
 template <class T, int Dir>
-using Filter1DOf = typename IsSimpleType<std::is_arithmetic_v<T>>::template Filter1D<T, Dir>;
+using Filter1DOf =
+    typename IsSimpleType<std::is_arithmetic_v<T>>::template Filter1D<T, std::is_arithmetic_v<T> ? 0 : Dir>;
 template <class T>
 using FilterRegressionOf = typename IsSimpleType<std::is_arithmetic_v<T>>::template FilterRegression<T>;
 
