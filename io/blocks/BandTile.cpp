@@ -149,9 +149,10 @@ private:
                 const double value = values[first + column];
                 const P pixel = static_cast<P>(value);
                 const unsigned hasData = counts[first + column] > result.sparseLimit ? 1 : 0;
-                odd |= std::fabs(value) <= most ? 0 : hasData;
-                blank |= pixel == Blank ? hasData : 0;
-                out[column] = hasData != 0 ? pixel : out[column];
+                const unsigned isPlaced = std::fabs(value) <= most ? hasData : 0;
+                odd |= hasData ^ isPlaced;
+                blank |= pixel == Blank ? isPlaced : 0;
+                out[column] = isPlaced != 0 ? pixel : out[column];
             }
         }
         if (odd != 0)

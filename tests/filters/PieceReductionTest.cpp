@@ -84,5 +84,33 @@ TYPED_TEST(PieceReductionTest, ComesToTheBitsOfAllAtOnce) {
         }
 }
 
+TYPED_TEST(PieceReductionTest, ComesToTheSameTogether) {
+    using Reductions = std::vector<std::unique_ptr<PieceReduction<TypeParam>>>;
+    for (const auto& wanted : std::vector<std::vector<unsigned>>{
+             {filterMean, filterMin, filterMax, filterMaxOccurrence, filterMean},
+             {filterMax, filterMean},
+             {filterMaxOccurrence, filterMin, filterMean},
+             {filterMin, filterMax},
+             {filterMax}}) {
+        Reductions alone, together;
+        std::vector<PieceReduction<TypeParam>*> all;
+        for (const unsigned filter : wanted) {
+            const DirectionAndFilter way{alone.empty() ? directionY : directionX, filter};
+            alone.push_back(makePieceReduction<TypeParam>(sizes, way));
+            together.push_back(makePieceReduction<TypeParam>(sizes, way));
+            all.push_back(together.back().get());
+        }
+        for (std::size_t first = 0; first < this->Cells.size(); first += 101) {
+            const std::size_t count = std::min<std::size_t>(101, this->Cells.size() - first);
+            const auto cells = std::span(this->Cells).subspan(first, count);
+            takeTogether<TypeParam>(all, cells, this->Values.data() + first);
+            for (const auto& reduction : alone)
+                reduction->take(cells, this->Values.data() + first);
+        }
+        for (std::size_t r = 0; r < wanted.size(); ++r)
+            EXPECT_EQ(this->bytesOf(alone[r]->results()), this->bytesOf(together[r]->results())) << r;
+    }
+}
+
 } // namespace
 } // namespace Tilewright

@@ -289,6 +289,18 @@ TEST_F(Types, CutCellsAreCountedAndAlphaIs255InAnyStack) {
     }
 }
 
+TEST_F(Types, ValuesWithoutAPixelStandBesideOthers) {
+    saveAs(Folder / "odd.csv",
+           "x,y,z,v\n.5,.5,1,7\n.5,.5,1,9\n1.5,.5,1,1e300\n1.5,.5,1,1e300\n600.5,.5,1,5\n");
+    const double most = std::numeric_limits<float>::max();
+    const Outcome outcome =
+        rasterOf("odd.csv", {"--band", "v:SampleVariance", "v:Max", "--nodata", "-9999", "-ot", "Float32"});
+    EXPECT_EQ((Numbers{2, 0, -9999, -9999}), valuesOf("out-v-SampleVariance.tif", 1)) << "one point has none";
+    EXPECT_EQ((Numbers{9, most, -9999, 5}), valuesOf("out-v-Max.tif", 1));
+    EXPECT_NE(std::string::npos, outcome.err.find("note: 1 cell of the band v-Max had to be cut"))
+        << outcome.err;
+}
+
 TEST_F(Types, TheOneThatWasChosenStaysOrTheRunFails) {
     std::string text = "x,y,z,v\n";
     for (int i = 0; i < 256; ++i)

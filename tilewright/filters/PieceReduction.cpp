@@ -136,6 +136,11 @@ template <class Value, std::size_t N> struct StatesInArrays {
         for (std::size_t n = 0; n < N; ++n)
             arrays[n][cell] = state[n];
     }
+    template <class Change> void update(std::uint32_t cell, const Change& change) const {
+        State state = load(cell);
+        change(state);
+        store(cell, state);
+    }
 };
 
 /// A point has to wait until the one before in its cell has been added, and the next point in another cell

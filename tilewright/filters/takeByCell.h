@@ -15,8 +15,8 @@ inline bool haveLongRuns(std::span<const std::uint32_t> cells) {
 }
 
 /// Calls `take(state, i)` for each point i in ascending order, where `state` is that of its cell: `cells` has
-/// the cell of each point. `states.load(cell)` is the state of a cell, and `states.store(cell, state)` keeps
-/// what it became.
+/// the cell of each point. `states.load(cell)` is the state of a cell, `states.store(cell, state)` keeps what
+/// it became, and `states.update(cell, change)` does both around `change(state)`.
 ///
 /// In memory, the state of a cell has to be stored for one point before the next one can have it. Where many
 /// points follow one another in a cell, it is held in registers for as long. Where few do, that would cost
@@ -24,11 +24,8 @@ inline bool haveLongRuns(std::span<const std::uint32_t> cells) {
 template <class States, class Take>
 void takeByCell(std::span<const std::uint32_t> cells, const States& states, const Take& take) {
     if (!haveLongRuns(cells)) {
-        for (std::size_t i = 0; i < cells.size(); ++i) {
-            auto state = states.load(cells[i]);
-            take(state, i);
-            states.store(cells[i], state);
-        }
+        for (std::size_t i = 0; i < cells.size(); ++i)
+            states.update(cells[i], [&](auto& state) { take(state, i); });
         return;
     }
     std::uint32_t cell = cells.front();
@@ -50,6 +47,10 @@ template <class State> struct StatesInArray {
 
     State load(std::uint32_t cell) const { return states[cell]; }
     void store(std::uint32_t cell, const State& state) const { states[cell] = state; }
+    /// In place: most states are changed in part only.
+    template <class Change> void update(std::uint32_t cell, const Change& change) const {
+        change(states[cell]);
+    }
 };
 
 } // namespace Tilewright
