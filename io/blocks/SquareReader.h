@@ -83,8 +83,8 @@ struct PointCounts {
     std::uint64_t withoutGround = 0;
 };
 
-/// Looks at all points unless the index and the lattice
-/// leave no doubt.
+/// Looks at all points of stretches about which the index and the lattice leave a doubt. Where the index has
+/// counts of selected points, `needs` are those that they were counted by.
 TILEWRIGHT_API PointCounts countWanted(const PointCloud& cloud, const CloudIndex& index,
                                        const BlockLattice& lattice, const PointNeeds& needs,
                                        const ReadingPlan& plan);

@@ -117,7 +117,11 @@ std::optional<std::uint64_t> countByBox(const Stretch& stretch, const BlockLatti
         return 0;
     const bool isInside = lattice.x().holds(stretch.low[0], stretch.high[0]) &&
                           lattice.y().holds(stretch.low[1], stretch.high[1]);
-    return isInside && !needs.areSelective() ? std::optional(stretch.count) : std::nullopt;
+    if (!isInside)
+        return std::nullopt;
+    if (!needs.areSelective())
+        return stretch.count;
+    return stretch.selected != Stretch::notCounted ? std::optional(stretch.selected) : std::nullopt;
 }
 
 } // namespace

@@ -74,15 +74,29 @@ void append(CloudIndex& all, CloudIndex&& one) {
             all.ranges[f].add(one.ranges[f]);
 }
 
-/// Measures a stretch and notes its box.
-PointMeasures measure(const PointSource& source, const std::vector<std::string>& fields, Stretch& stretch) {
-    PointMeasures measures(fields);
-    ByteSelection bytes = ByteSelection::positions(source.format());
-    for (const std::string& field : fields)
-        bytes.add(*source.format().findField(field));
-    source.visit(stretch.first, stretch.count, bytes, [&](const std::byte* records, std::size_t count) {
-        measures.add(source.format(), records, count);
-    });
+ByteSelection bytesToMeasure(const RecordFormat& format, const IndexingPlan& plan) {
+    ByteSelection bytes = ByteSelection::positions(format);
+    for (const std::string& field : plan.fields)
+        bytes.add(*format.findField(field));
+    if (plan.counted)
+        for (const std::string& field : attributesOf(plan.counted->selection))
+            bytes.add(*format.findField(field));
+    return bytes;
+}
+
+/// Measures a stretch and notes its box, and how many points are selected if that is asked for.
+PointMeasures measure(const PointSource& source, const IndexingPlan& plan,
+                      std::optional<SelectionCounter>& counter, Stretch& stretch) {
+    PointMeasures measures(plan.fields);
+    std::uint64_t selected = 0;
+    source.visit(stretch.first, stretch.count, bytesToMeasure(source.format(), plan),
+                 [&](const std::byte* records, std::size_t count) {
+                     measures.add(source.format(), records, count);
+                     if (counter)
+                         selected += counter->count(source.format(), records, count);
+                 });
+    if (counter)
+        stretch.selected = selected;
     stretch.low = {measures.bounds().low[0], measures.bounds().low[1]};
     stretch.high = {measures.bounds().high[0], measures.bounds().high[1]};
     return measures;
@@ -103,6 +117,8 @@ void coarsen(std::vector<Stretch>& stretches, std::size_t most) {
             continue;
         }
         last->count += stretch.count;
+        const bool areCounted = std::max(last->selected, stretch.selected) != Stretch::notCounted;
+        last->selected = areCounted ? last->selected + stretch.selected : Stretch::notCounted;
         for (std::size_t axis = 0; axis < 2; ++axis) {
             last->low[axis] = std::min(last->low[axis], stretch.low[axis]);
             last->high[axis] = std::max(last->high[axis], stretch.high[axis]);
@@ -217,9 +233,12 @@ private:
 
     void measureStretches(const Work& work) {
         PointMeasures measures(Plan.fields);
+        std::optional<SelectionCounter> counter;
+        if (Plan.counted)
+            counter.emplace(*Plan.counted);
         for (std::size_t s = work.first; s < work.end; ++s) {
             Stretch& stretch = work.item->index.stretches[s];
-            measures.add(measure(sourceOf(*work.item), Plan.fields, stretch));
+            measures.add(measure(sourceOf(*work.item), Plan, counter, stretch));
             Done += stretch.count;
         }
         const std::lock_guard guard(work.item->lock);

@@ -6,10 +6,12 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include <io/clouds/CloudSelection.h>
 #include <io/clouds/PointCloud.h>
 #include <io/clouds/PointMeasures.h>
 #include <io/system/StepReport.h>
@@ -18,6 +20,8 @@
 namespace Tilewright::Io {
 
 struct Stretch {
+    static constexpr std::uint64_t notCounted = std::numeric_limits<std::uint64_t>::max();
+
     /// Which of PointCloud::sources().
     std::uint32_t source;
     std::uint64_t first;
@@ -25,6 +29,8 @@ struct Stretch {
     /// Of x and y.
     std::array<double, 2> low;
     std::array<double, 2> high;
+    /// The points that are selected, if they were counted.
+    std::uint64_t selected = notCounted;
 };
 
 struct CloudIndex {
@@ -58,6 +64,9 @@ struct IndexingPlan {
     /// Where the indices of files are kept, in finer stretches than those of a large cloud; null for nowhere.
     /// Those that are there already, and still right, are not made again.
     const IndexFolder* folder = nullptr;
+    /// Points to be counted on the way, of stretches that have to be measured; null for none. Without a
+    /// ground.
+    const PointNeeds* counted = nullptr;
 };
 
 /// Throws Interruption when `report` answers false; it counts points. Throws OutputError if an index can't be

@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numeric>
 #include <type_traits>
+
+#include <io/clouds/PolygonArea.h>
 
 namespace Tilewright::Io {
 
@@ -188,6 +191,33 @@ const unsigned char* ConditionTest::operator()(const PointBatch& batch) {
     for (const auto& test : Tests)
         test->drop(batch, Passes.data());
     return Passes.data();
+}
+
+std::uint64_t SelectionCounter::count(const RecordFormat& format, const std::byte* records,
+                                      std::size_t count) {
+    // So few that their coordinates stay in the innermost cache.
+    constexpr std::size_t pointsAtATime = 512;
+    std::uint64_t all = 0;
+    for (std::size_t at = 0; at < count; at += pointsAtATime) {
+        const std::size_t n = std::min(pointsAtATime, count - at);
+        const std::byte* const first = records + at * format.recordLength;
+        Ordinals.resize(n);
+        std::iota(Ordinals.begin(), Ordinals.end(), 0U);
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            Coordinates[axis].resize(n);
+            decodeField(format, format.coordinates[axis], first, std::span(Coordinates[axis]));
+        }
+        const unsigned char* const passes =
+            Selected({format,
+                      first,
+                      Ordinals,
+                      {Coordinates[0].data(), Coordinates[1].data(), Coordinates[2].data(), nullptr}});
+        Passes.assign(passes, passes + n);
+        if (Clip)
+            Clip->drop(Coordinates[0].data(), Coordinates[1].data(), n, Passes.data());
+        all += static_cast<std::uint64_t>(std::ranges::count(Passes, 1));
+    }
+    return all;
 }
 
 } // namespace Tilewright::Io

@@ -109,4 +109,20 @@ private:
     std::vector<unsigned char> Passes;
 };
 
+/// Counts the points that count by themselves, wherever the raster lies: there is no ground. For one thread.
+class TILEWRIGHT_API SelectionCounter {
+public:
+    explicit SelectionCounter(const PointNeeds& needs) : Selected(needs.selection), Clip(needs.clip) {}
+
+    /// Of records that lie one after the other.
+    std::uint64_t count(const RecordFormat& format, const std::byte* records, std::size_t count);
+
+private:
+    ConditionTest Selected;
+    std::shared_ptr<const PolygonArea> Clip;
+    std::vector<std::uint32_t> Ordinals;
+    std::array<std::vector<double>, 3> Coordinates;
+    std::vector<unsigned char> Passes;
+};
+
 } // namespace Tilewright::Io

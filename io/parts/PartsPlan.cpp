@@ -167,6 +167,9 @@ void measureShare(const RasterRequest& request, const fs::path& job, std::uint64
         const std::vector<fs::path> files = findPointFiles(request.inputs);
         RasterRequest own = request;
         own.inputs.clear();
+        // What they select is not kept.
+        own.selections.clear();
+        own.returns.clear();
         for (std::uint64_t i = share - 1; i < files.size(); i += shares)
             own.inputs.push_back(files[i].string());
         if (own.inputs.empty())

@@ -327,10 +327,13 @@ public:
           FieldsToMeasure(fieldsToMeasure(Wanted, *Input.cloud)) {}
 
     PlannedRun planMeasured(bool mayBeOnePass = true, const IndexFolder* indices = nullptr) const {
-        PlannedRun run =
-            planBy(indexCloud(*Input.cloud, {FieldsToMeasure, threadsWanted(Request),
-                                             reportOf(Progress, "measuring"), window(), indices}),
-                   mayBeOnePass);
+        // The points of a run in blocks are counted before any is made.
+        const PointNeeds counted{{}, Selection, Input.clip};
+        const bool areCounted = !mayBeOnePass && counted.areSelective() && !hasGround(Request);
+        PlannedRun run = planBy(indexCloud(*Input.cloud, {FieldsToMeasure, threadsWanted(Request),
+                                                          reportOf(Progress, "measuring"), window(), indices,
+                                                          areCounted ? &counted : nullptr}),
+                                mayBeOnePass);
         noteBoxes(run.index, run.plan.inputs);
         return run;
     }
