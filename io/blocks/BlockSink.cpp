@@ -27,6 +27,8 @@ PixelWindow pixelsOf(const BlockRectangle& blocks, const RasterGeometry& raster)
             std::min(blocks.south * side, raster.height) - blocks.north * side};
 }
 
+std::size_t BlockSink::queueOf(std::size_t) const { return 0; }
+
 void FileSink::take(std::size_t band, const PixelWindow& window, const PixelSpan& pixels) {
     const JobBand& to = Bands[band];
     std::visit(

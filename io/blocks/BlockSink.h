@@ -45,8 +45,8 @@ template <class Variant> PixelType typeOf(const Variant& pixels) {
     return static_cast<PixelType>(pixels.index());
 }
 
-/// Takes block after block in ascending order, and of a block its bands in theirs; from several threads, but
-/// never from two at once.
+/// Takes the bands of each queue block after block in ascending order, and of a block its bands in theirs;
+/// from several threads, but never from two at once. Bands of different queues may come at once.
 class TILEWRIGHT_API BlockSink {
 public:
     BlockSink() = default;
@@ -58,6 +58,8 @@ public:
     /// of the band's file. Blocks in which no cell has data may be left out: their pixels are the nodata
     /// value, or 0 where there is none. What is thrown here ends the job.
     virtual void take(std::size_t band, const PixelWindow& window, const PixelSpan& pixels) = 0;
+    /// The queue of a band; they count from 0 without gaps. One for all, unless the sink can do better.
+    virtual std::size_t queueOf(std::size_t band) const;
 };
 
 /// Writes each band into the file that JobBand names. Both arguments must outlive the sink.
@@ -67,6 +69,8 @@ public:
         : Writers(writers), Bands(bands) {}
 
     void take(std::size_t band, const PixelWindow& window, const PixelSpan& pixels) override;
+    /// Files don't know of one another.
+    std::size_t queueOf(std::size_t band) const override { return Bands[band].file; }
 
 private:
     std::vector<RasterWriter>& Writers;

@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <deque>
 #include <map>
+#include <memory>
 #include <mutex>
+#include <utility>
 
 #include <io/blocks/BandTile.h>
 #include <io/blocks/OnePass.h>
@@ -131,28 +134,58 @@ private:
     std::atomic<std::uint64_t> FilledCells = 0;
 };
 
+/// Hands blocks on to the queues of a sink.
+class SinkQueues {
+public:
+    SinkQueues(const RasterJob& job, std::uint64_t rasterRows, BlockSink& sink, JobResult& result) {
+        std::size_t queues = 0;
+        for (std::size_t b = 0; b < job.bands.size(); ++b)
+            queues = std::max(queues, sink.queueOf(b) + 1);
+        for (std::size_t q = 0; q < queues; ++q)
+            Queues.emplace_back(2 * std::size_t(job.threads),
+                                [&, q, rasterRows](const std::shared_ptr<const BlockTiles>& tiles) {
+                                    for (std::size_t b = 0; b < tiles->size(); ++b)
+                                        if (sink.queueOf(b) == q)
+                                            result.cutCells[b] += (*tiles)[b]->write(
+                                                sink, b, rasterRows, result.clashes[job.bands[b].file]);
+                                });
+    }
+
+    void put(std::size_t block, BlockTiles tiles) {
+        const auto shared = std::make_shared<const BlockTiles>(std::move(tiles));
+        for (Queue& queue : Queues)
+            queue.put(block, shared);
+    }
+
+    void abandon() {
+        for (Queue& queue : Queues)
+            queue.abandon();
+    }
+
+private:
+    using Queue = OrderedQueue<std::shared_ptr<const BlockTiles>>;
+
+    std::deque<Queue> Queues;
+};
+
 JobResult makeBlocks(const RasterJob& job, const BlockLattice& lattice, WindowSource& source,
                      const std::vector<RasterDescription>& descriptions, BlockSink& sink) {
     JobResult result;
     result.clashes.resize(descriptions.size());
     result.cutCells.resize(job.bands.size());
     BlockMaker maker(job, lattice, source, descriptions);
-    OrderedQueue<BlockTiles> queue(2 * std::size_t(job.threads), [&](const BlockTiles& tiles) {
-        for (std::size_t b = 0; b < tiles.size(); ++b)
-            result.cutCells[b] +=
-                tiles[b]->write(sink, b, lattice.y().cells(), result.clashes[job.bands[b].file]);
-    });
+    SinkQueues queues(job, lattice.y().cells(), sink, result);
     const std::size_t parts = source.partsOfBlock();
     forEachPiece(
         job.threads, maker.blocks() * parts,
         [&](std::size_t piece) {
             BlockTiles tiles;
             if (maker.make(piece / parts, piece % parts, tiles))
-                queue.put(piece / parts, std::move(tiles));
+                queues.put(piece / parts, std::move(tiles));
         },
         [&] {
             source.stop();
-            queue.abandon();
+            queues.abandon();
         });
     result.points = maker.points();
     result.filledCells = maker.filledCells();

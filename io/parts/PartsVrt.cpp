@@ -29,6 +29,7 @@ public:
         Files.take(band, {window.column - Frame.column, window.row - Frame.row, window.columns, window.rows},
                    pixels);
     }
+    std::size_t queueOf(std::size_t band) const override { return Files.queueOf(band); }
 
 private:
     FileSink Files;

@@ -77,7 +77,7 @@ template <class T> bool RasterBlocksOf<T>::hasHoles(std::size_t band) const {
     return alphaIsMask || (nodata && band != alphaBand);
 }
 
-template <class T> bool RasterBlocksOf<T>::isAbsent(const Planes& planes) const {
+template <class T> bool RasterBlocksOf<T>::isAbsent(std::span<const T> planes) const {
     return std::all_of(planes.begin(), planes.end(), [&](T pixel) { return isBlank(pixel, absent); });
 }
 
@@ -109,10 +109,13 @@ void RasterBlocksOf<T>::write(std::size_t band, std::uint64_t column, std::uint6
             }
             const std::uint64_t unit = unitOf(band, block);
             waiting.erase(unit);
-            if (scratch.empty() || part.columns < blockWidth || part.rows < blockHeight)
-                scratch = emptyPlanes(unit);
-            copyInto(scratch.data(), block, part, first, columns);
-            put(unit, scratch);
+            if (columns == blockWidth && part.rows == blockHeight) {
+                put(unit, {first, blockWidth * blockHeight});
+                continue;
+            }
+            Planes padded = emptyPlanes(unit);
+            copyInto(padded.data(), block, part, first, columns);
+            put(unit, padded);
         }
 }
 
@@ -154,7 +157,7 @@ void RasterBlocksOf<T>::putAside(std::size_t band, std::uint64_t block, const Re
     }
 }
 
-template <class T> void RasterBlocksOf<T>::put(std::uint64_t unit, const Planes& planes) {
+template <class T> void RasterBlocksOf<T>::put(std::uint64_t unit, std::span<const T> planes) {
     if (!written[unit] && isAbsent(planes))
         return;
     written[unit] = true;
@@ -163,7 +166,7 @@ template <class T> void RasterBlocksOf<T>::put(std::uint64_t unit, const Planes&
         write(firstBandOf(unit) + i, unit % blocks, planes.data() + i * blockWidth * blockHeight);
 }
 
-template <class T> void RasterBlocksOf<T>::tally(std::uint64_t unit, const Planes& planes) {
+template <class T> void RasterBlocksOf<T>::tally(std::uint64_t unit, std::span<const T> planes) {
     const Rectangle whole = rectangleOf(unit % blocks);
     const std::size_t plane = blockWidth * blockHeight;
     for (std::size_t i = 0; i < bandsPerUnit; ++i) {

@@ -86,17 +86,17 @@ private:
     Rectangle rectangleOf(std::uint64_t block) const;
     bool holds(std::uint64_t unit, std::optional<std::size_t> band) const;
     bool hasHoles(std::size_t band) const;
-    bool isAbsent(const Planes& planes) const;
+    bool isAbsent(std::span<const T> planes) const;
     Planes emptyPlanes(std::uint64_t unit) const;
 
     void read(std::size_t band, std::uint64_t block, T* plane);
     void write(std::size_t band, std::uint64_t block, const T* plane);
-    void put(std::uint64_t unit, const Planes& planes);
+    void put(std::uint64_t unit, std::span<const T> planes);
     void putAside(std::size_t band, std::uint64_t block, const Rectangle& part, const T* values,
                   std::uint64_t stride);
     void copyInto(T* plane, std::uint64_t block, const Rectangle& part, const T* values,
                   std::uint64_t stride) const;
-    void tally(std::uint64_t unit, const Planes& planes);
+    void tally(std::uint64_t unit, std::span<const T> planes);
 
     void fillBand(std::size_t band, double distance, const std::filesystem::path& folder,
                   const FilledVisitor& visit);
@@ -124,7 +124,6 @@ private:
     std::vector<bool> isCategory; ///< by band
 
     std::map<std::uint64_t, Unit> waiting;
-    Planes scratch;
     std::vector<bool> written;                    ///< by unit
     std::vector<std::vector<PixelTally>> tallies; ///< by band and block
     std::vector<std::uint64_t> filledHoles;       ///< pixels, by band
