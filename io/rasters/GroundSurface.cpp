@@ -8,6 +8,7 @@
 #include <io/gdal/Gdal.h>
 #include <io/rasters/ExistingRaster.h>
 #include <io/system/Errors.h>
+#include <io/system/WideVectors.h>
 
 namespace Tilewright::Io {
 
@@ -170,7 +171,7 @@ struct GroundSurface::Places {
     std::array<double, most> toSouth;
 
     /// Where a share is not between 0 and 1, a point is not between four centres.
-    static void find(const double* distances, std::size_t count, double perUnit, std::uint64_t cells,
+    TILEWRIGHT_WIDE_VECTORS static void find(const double* distances, std::size_t count, double perUnit, std::uint64_t cells,
                      std::uint32_t* firsts, double* shares) {
         const auto last = static_cast<double>(cells - 2);
         for (std::size_t i = 0; i < count; ++i) {
