@@ -20,7 +20,7 @@ Cells<T> arrayIn(const Quill::Representation& fields, const std::string& name, c
     return field ? field->getData(field->getFragmentID(fragment)) : Quill::ArrayPtr();
 }
 
-Quill::RepresentationPtr cellsOf(Quill::Grid& grid) {
+Quill::RepresentationPtr skeletonCells(Quill::Grid& grid) {
     return grid[Quill::SkeletonID(3, 1)](grid[Quill::SkeletonID(1, 0)]);
 }
 
@@ -75,8 +75,8 @@ TEST(CellSkeleton, FreshGridGetsVerticesAndFragmentsButNoFieldUntilTheCellsArePr
     EXPECT_EQ("", rasterWithCellSkeleton(cloud.grid(), *out));
     EXPECT_TRUE(out->CartesianPositions());
     EXPECT_TRUE(Quill::RegularlyFragmentedGrid<3>(Quill::GridPtr(&*out)).FragmentArray);
-    ASSERT_TRUE(cellsOf(*out));
-    EXPECT_FALSE(cellsOf(*out)->findField("CellType"));
+    ASSERT_TRUE(skeletonCells(*out));
+    EXPECT_FALSE(skeletonCells(*out)->findField("CellType"));
     EXPECT_EQ("Have no getCartesianRepresentation for In-File", rasterWithCellSkeleton(*nothing, *out));
     EXPECT_EQ("in positions not regularly fragmented", prepareCellSkeleton(*nothing, *out));
 
@@ -85,9 +85,9 @@ TEST(CellSkeleton, FreshGridGetsVerticesAndFragmentsButNoFieldUntilTheCellsArePr
     const Quill::RepresentationPtr onVertices = out->getCartesianRepresentation("");
     EXPECT_EQ(onVertices.rawptr(), &out->makeCartesianRepresentation(1, "", 0));
     std::array<unsigned, 9> vertexCounts{};
-    expectMeans<double>(*cellsOf(*out), *onVertices, "Height", {}, vertexCounts);
+    expectMeans<double>(*skeletonCells(*out), *onVertices, "Height", {}, vertexCounts);
     EXPECT_FALSE(onVertices->findField("CellType"));
-    const Cells<unsigned char> types = arrayIn<unsigned char>(*cellsOf(*out), "CellType", {});
+    const Cells<unsigned char> types = arrayIn<unsigned char>(*skeletonCells(*out), "CellType", {});
     ASSERT_TRUE(types);
     EXPECT_EQ(std::ranges::count(std::span(types->data, types->nElements()), 0), 2) << "cells of one point";
 }
