@@ -42,7 +42,7 @@ std::optional<NoData> nodataOf(const NoDataMembers& members) {
     return std::nullopt;
 }
 
-std::string textOf(const fs::path& path) {
+std::string contentsOf(const fs::path& path) {
     const InputFile file(path);
     std::string text(file.size(), '\0');
     text.resize(file.read(0, std::as_writable_bytes(std::span(text))));
@@ -124,7 +124,7 @@ void JobFolder::discardParts() const {
 void JobFolder::writePlan(const RunPlan& written, bool discardsParts) const {
     std::error_code ignored;
     if (fs::exists(plan(), ignored)) {
-        if (textOf(plan()) == textOfPlan(written))
+        if (contentsOf(plan()) == textOfPlan(written))
             return;
         if (!discardsParts && hasReceipts())
             throw OutputError(Folder.string() +
@@ -147,7 +147,7 @@ RunPlan JobFolder::readPlan() const {
 
 std::uint64_t JobFolder::planDigest() const {
     Digest sum;
-    const std::string text = textOf(plan());
+    const std::string text = contentsOf(plan());
     sum.add(std::as_bytes(std::span(text)));
     return sum.value();
 }
@@ -161,7 +161,7 @@ void JobFolder::writeReceipt(std::size_t part, const PartReceipt& written) const
 
 std::optional<PartReceipt> JobFolder::readReceipt(std::size_t part, std::uint64_t digest) const {
     try {
-        const Json document = Json::parse(textOf(receipt(part)), nullptr, false);
+        const Json document = Json::parse(contentsOf(receipt(part)), nullptr, false);
         PartReceipt found;
         JsonReader(document, receipt(part).string()).read(found);
         if (found.plan == digest)
