@@ -8,7 +8,7 @@ namespace Tilewright::Io {
 
 struct Resources {
     unsigned threads = 1;
-    /// That a thread loads at a time, of more than one cell.
+    /// That a thread loads at a time.
     std::uint64_t points = mostPointsAtATime;
     /// Bytes for points that have to be sorted.
     std::uint64_t sorting = 0;

@@ -208,7 +208,7 @@ private:
         reading.scratch = scratchOf(Request);
         reading.keepsPages = Input.mappedBytes != 0;
         Plan.job.threads = reading.inOnePass ? threadsWanted(Request) : shares.threads;
-        Plan.job.pointsOfWindow = shares.points;
+        Plan.job.pointsOfWindow = Plan.job.pointsOfCell = shares.points;
         // Half of what sorting may take can still be in use.
         Plan.job.memoryForPlanes = shares.sorting / (reading.isSorted ? 2 : 1);
         Plan.memory = reading.inOnePass ? *states : shares.working;

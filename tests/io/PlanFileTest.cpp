@@ -105,6 +105,16 @@ TEST_F(PlanFileTest, NeedsTheFilesOfPolygonsAndGround) {
               area.string() + ": has changed since the plan was made; make a new plan");
 }
 
+TEST_F(PlanFileTest, LoadsNoMorePointsOfOneCellThanMemoryHolds) {
+    Request.memory = std::uint64_t(1) << 26;
+    Request.bands.clear();
+    for (const std::string field : {"Height", "X", "Y", "Intensity", "UserData", "ReturnNumber"})
+        for (const std::string condition : {"", "[first]", "[last]", "[only]"})
+            Request.bands.push_back(field + ":Median" + condition);
+    const RasterJob job = planRun(Request).plan.job;
+    EXPECT_LE(job.pointsOfCell * job.plan.columns.size() * sizeof(float), *Request.memory);
+}
+
 TEST_F(PlanFileTest, GivesBackEveryNumberAndText) {
     RunPlan plan = planRun(Request).plan;
     plan.lattice[0].low = 0x1.fffffffffffffp-1022;
