@@ -89,6 +89,13 @@ void readFill(const std::string& word, Io::RasterRequest& options) {
         throw CLI::ValidationError("--fill", "expected a number of cells, 0 or more, not " + word);
 }
 
+/// Of options that mean nothing without a word, as a variable of a script that was not set.
+std::string readWord(const std::string& option, const std::string& word) {
+    if (word.empty())
+        throw CLI::ValidationError(option, "is empty");
+    return word;
+}
+
 double readNodata(const std::string& word) {
     const std::optional<double> value = Io::parseDouble(word);
     if (!value)
@@ -173,21 +180,21 @@ void addPointOptions(CLI::App& command, Io::RasterRequest& options) {
     addOption(command, "--returns", "WORDS", 1,
               "Use only these returns of a pulse: first, last, only or intermediate, or several with commas "
               "between them",
-              [&options](const Words& words) { options.returns = words[0]; });
+              [&options](const Words& words) { options.returns = readWord("--returns", words[0]); });
     addOption(command, "--clip", "FILE[:LAYER]", 1,
               "Use only points in the polygons of this vector file, transformed to the system of the cloud; "
               "without --bounds the raster covers no more than their box",
-              [&options](const Words& words) { options.clip = words[0]; });
+              [&options](const Words& words) { options.clip = readWord("--clip", words[0]); });
     addOption(
         command, "--ground", "FILE", 1,
         "A raster of the ground, which gives the field HeightAboveGround to bands and conditions; points "
         "without ground below are left out",
-        [&options](const Words& words) { options.ground = words[0]; });
+        [&options](const Words& words) { options.ground = readWord("--ground", words[0]); });
     addOption(
         command, "--ground-classes", "CLASSES", 1,
         "The same with the ground found first, from points of these classes, for example 2,9: their mean "
         "height per cell, with holes filled",
-        [&options](const Words& words) { options.groundClasses = words[0]; })
+        [&options](const Words& words) { options.groundClasses = readWord("--ground-classes", words[0]); })
         ->excludes("--ground");
     addOption(command, "--bounds,--te", "WEST SOUTH EAST NORTH", 4,
               "Use only points in this rectangle; those on its upper edges are outside",
@@ -204,7 +211,7 @@ void addGridOptions(CLI::App& command, Io::RasterRequest& options) {
               [&options](const Words& words) { options.shift = readPair("--shift", words); });
     CLI::Option* const like = addOption(
         command, "--like", "FILE", 1, "Take cell size, edges, bounds and coordinate system from this raster",
-        [&options](const Words& words) { options.like = words[0]; });
+        [&options](const Words& words) { options.like = readWord("--like", words[0]); });
     for (const char* const other : {"--cell", "--origin", "--shift", "--bounds"})
         like->excludes(other);
     addOption(command, "--sparse-limit", "N", 1,

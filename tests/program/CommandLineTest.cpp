@@ -73,6 +73,8 @@ TEST(CommandLine, ValuesThatMakeNoSenseAreRefused) {
         {{"-ot", "Int16"}, "Byte|UInt16"},
         {{"-co", "TILED"}, "KEY=VALUE"},
         {{"--nodata", ""}, "''"},
+        {{"--clip", ""}, "--clip: is empty"},
+        {{"--ground-classes", ""}, "--ground-classes: is empty"},
         {{"-overwrit"}, "no option -overwrit; the nearest is --overwrite"},
         {{"--cel=2"}, "no option --cel; the nearest is --cell"},
         {{"-qz"}, "no option -qz"},
