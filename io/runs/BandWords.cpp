@@ -64,7 +64,8 @@ bool looksLikeFilter(const std::string& word) {
     const std::size_t end = std::min(word.find('('), word.size());
     const auto isIt = [&](const BandFilter& filter) {
         if (filter.form == BandFilter::Form::Percent)
-            return word.size() > 1 && (word[0] == 'P' || word[0] == 'p') && word[1] >= '0' && word[1] <= '9';
+            return word.size() > 1 && (word[0] == 'P' || word[0] == 'p') &&
+                   std::string_view(".0123456789").find(word[1]) != std::string_view::npos;
         return isSameWord(word, filter.word) ||
                (filter.form != BandFilter::Form::Word && isSameWord(word.substr(0, end), filter.word));
     };

@@ -91,10 +91,10 @@ TEST(CommandLine, ValuesThatMakeNoSenseAreRefused) {
 
 TEST(CommandLine, SeveralBandsMayFollowOneOption) {
     const Io::RasterRequest options =
-        parse({"--band", "Height:Max", "roof=Z:Min", "count", "a.las", "--request", "Alpha", "Red:Mean:All",
-               "b", "c.tif", "--band=rgb"})
+        parse({"--band", "Height:Max", "roof=Z:Min", "Height:P.5", "count", "a.las", "--request", "Alpha",
+               "Red:Mean:All", "b", "c.tif", "--band=rgb"})
             .options;
-    EXPECT_EQ((Words{"Height:Max", "roof=Z:Min", "count", "rgb"}), options.bands);
+    EXPECT_EQ((Words{"Height:Max", "roof=Z:Min", "Height:P.5", "count", "rgb"}), options.bands);
     EXPECT_EQ((Words{"Alpha", "Red:Mean:All"}), options.requests);
     EXPECT_EQ((Words{"a.las", "b"}), options.inputs);
     EXPECT_EQ((Words{"./count"}), parse({"./count", "c.tif"}).options.inputs);
