@@ -259,13 +259,18 @@ std::vector<double> triangulate(const Tile& tile, double distance) {
     return filled;
 }
 
+std::uint64_t reachOfTriangles(double distance) {
+    return static_cast<std::uint64_t>(std::ceil(2.0 * distance));
+}
+
 /// Works on tiles with what is around them: no corner of a triangle is farther from what it covers than its
 /// longest edge.
 void fillByTriangles(const BandWithHoles& band, double distance, const std::filesystem::path& folder) {
     if (GDALHasTriangulation() == 0)
         throw std::runtime_error(std::string(cannotFill) + " by triangles: GDAL was built without Qhull");
-    constexpr std::uint64_t side = 256;
-    const auto margin = static_cast<std::uint64_t>(std::ceil(2.0 * distance));
+    constexpr std::uint64_t side = tileOfFilling;
+    const std::uint64_t margin = reachOfTriangles(distance);
+    const PixelPlace all = band.wanted.value_or(PixelPlace{0, 0, band.width, band.height});
     const auto given = workingFile(band, 1, GDT_Float64, folder / "holes.tif");
     const auto filled = workingFile(band, 1, GDT_Float64, folder / "filled.tif");
     copyHoles(band, *given->GetRasterBand(1));
@@ -277,10 +282,13 @@ void fillByTriangles(const BandWithHoles& band, double distance, const std::file
                    static_cast<int>(place.columns), static_cast<int>(place.rows), GDT_Float64, 0, 0, nullptr),
                messages, cannotFill);
     };
-    for (std::uint64_t row = 0; row < band.height; row += side)
-        for (std::uint64_t column = 0; column < band.width; column += side) {
-            Tile inner = {
-                column, row, std::min(side, band.width - column), std::min(side, band.height - row), {}};
+    for (std::uint64_t row = all.row; row < all.row + all.rows; row += side)
+        for (std::uint64_t column = all.column; column < all.column + all.columns; column += side) {
+            Tile inner = {column,
+                          row,
+                          std::min(side, all.column + all.columns - column),
+                          std::min(side, all.row + all.rows - row),
+                          {}};
             Tile tile;
             tile.column = column - std::min(column, margin);
             tile.row = row - std::min(row, margin);
@@ -302,6 +310,12 @@ void fillByTriangles(const BandWithHoles& band, double distance, const std::file
 }
 
 } // namespace
+
+std::uint64_t reachOfFilling(Filling filling, double distance) {
+    // A row or column more than the distance, so that what is wanted never lies at the edge of the window.
+    return filling == Filling::Triangles ? reachOfTriangles(distance)
+                                         : static_cast<std::uint64_t>(std::ceil(distance)) + 1;
+}
 
 void fillHoles(const BandWithHoles& band, Filling filling, double distance,
                const std::filesystem::path& folder) {

@@ -1,7 +1,6 @@
 #include <io/runs/BlockwiseRaster.h>
 
 #include <algorithm>
-#include <cmath>
 #include <stdexcept>
 #include <utility>
 
@@ -9,14 +8,14 @@
 #include <io/blocks/SquareGeometry.h>
 #include <io/blocks/SquareReader.h>
 #include <io/runs/GroundOfClasses.h>
+#include <io/runs/MemoryFilling.h>
 #include <io/runs/MemoryOutputs.h>
-#include <io/runs/NoDataChoice.h>
+#include <io/runs/NoDataForecast.h>
 #include <io/runs/Rastering.h>
 #include <io/runs/RunReport.h>
+#include <io/runs/RunState.h>
 #include <io/runs/RunSteps.h>
 #include <io/runs/UnchangedCloud.h>
-#include <io/system/Errors.h>
-#include <io/system/NumberText.h>
 
 namespace Tilewright::Io {
 
@@ -24,20 +23,9 @@ namespace {
 
 PlannedRun planBlocks(const std::shared_ptr<const PointCloud>& cloud, const RasterRequest& request,
                       const RunProgress& progress) {
-    if (request.fill > 0.0)
-        throw UsageError("holes are filled from cells of other blocks; fill them when the raster is whole");
-    PlannedRun run = planRunInBlocks({cloud, true}, request, progress);
+    PlannedRun run = planRunInBlocks({cloud, true, true}, request, progress);
     run.plan.job.plan = withGround(run, progress);
     return run;
-}
-
-/// Types and nodata values as they are unless some cell has that value.
-std::vector<RasterDescription> likelyFiles(const RunPlan& plan) {
-    return makeWithoutClash(plan, 0, [&](const std::vector<RasterDescription>& files) {
-        JobResult nothing;
-        nothing.clashes.resize(files.size());
-        return nothing;
-    });
 }
 
 /// The index of what is in reach of the blocks.
@@ -56,27 +44,27 @@ PlannedRun partOfRun(const PlannedRun& run, const BlockRectangle& blocks, const 
     return part;
 }
 
-void expectNoClash(const RunPlan& plan, const std::vector<RasterDescription>& files,
-                   const JobResult& result) {
-    for (std::size_t f = 0; f < files.size(); ++f) {
-        if (!result.clashes[f].happened || plan.nodata || !files[f].nodata ||
-            std::isnan(asNumber(*files[f].nodata)))
-            continue;
-        throw OutputError(plan.outputs[f].path.string() + ": a cell with data has the value " +
-                          exactNumber(asNumber(*files[f].nodata)) +
-                          ", which stands for no data unless another value is chosen; choose a nodata value, "
-                          "or a wider type");
-    }
-}
-
 } // namespace
 
 BlockwiseRaster::BlockwiseRaster(const std::shared_ptr<const PointCloud>& cloud, RasterRequest request,
                                  const RunProgress& progress)
-    : Run(planBlocks(cloud, withoutFiles(std::move(request)), progress)), Files(likelyFiles(Run.plan)) {
+    : Run(planBlocks(cloud, withoutFiles(std::move(request)), progress)) {
+    RasteredBlocks forecast = forecastNoData(Run, progress);
+    Files = std::move(forecast.descriptions);
+    Notes = std::move(forecast.notes);
     for (std::size_t f = 0; f < Files.size(); ++f)
         outputOf(Run.plan.outputs[f], Files[f]);
 }
+
+BlockwiseRaster::BlockwiseRaster(const std::shared_ptr<const PointCloud>& cloud, std::string_view state,
+                                 const RunProgress& progress) {
+    SettledRun settled = runOfBytes(state, cloud, progress);
+    Run = std::move(settled.run);
+    Files = std::move(settled.files);
+    Run.plan.job.plan = withGround(Run, progress);
+}
+
+std::string BlockwiseRaster::state() const { return bytesOfRun({Run, Files}); }
 
 std::uint64_t BlockwiseRaster::blocksAcross() const { return Run.plan.makeLattice().blocks().across(); }
 
@@ -86,6 +74,7 @@ MemoryRaster BlockwiseRaster::describe(const RunProgress& progress) const {
     const RunPlan& plan = Run.plan;
     RasteredBlocks blocks;
     blocks.descriptions = Files;
+    blocks.notes = Notes;
     const BlockLattice lattice = plan.makeLattice();
     const PointCounts counts = countWanted(*Run.cloud, Run.index, lattice, plan.job.plan.needs,
                                            {plan.job.threads, 0, {}, reportOf(progress, "counting"), {}});
@@ -111,10 +100,21 @@ std::vector<MemoryOutput> BlockwiseRaster::make(const BlockRectangle& blocks,
     const std::unique_ptr<BlockSink> sink =
         openArrays(Run.plan, Files, pixelsOf(blocks, Run.plan.geometry), outputs);
     const PlannedRun part = partOfRun(Run, blocks, lattice);
-    const JobResult result =
-        whileUnchanged(*part.cloud, [&] { return makingFromPoints(part, lattice, progress)(Files, *sink); });
-    expectNoClash(part.plan, Files, result);
+    whileUnchanged(*part.cloud, [&] { return makingFromPoints(part, lattice, progress)(Files, *sink); });
     return outputs;
+}
+
+std::uint64_t BlockwiseRaster::reachOfFilling() const { return Io::reachOfFilling(Run.plan); }
+
+std::vector<MemoryOutput> BlockwiseRaster::room(const PixelWindow& window) const {
+    std::vector<MemoryOutput> outputs;
+    openArrays(Run.plan, Files, window, outputs);
+    return outputs;
+}
+
+void BlockwiseRaster::fill(std::vector<MemoryOutput>& outputs, const PixelWindow& window,
+                           const PixelWindow& wanted) const {
+    fillOutputs(Run.plan, window, wanted, outputs);
 }
 
 } // namespace Tilewright::Io

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include <io/blocks/BlockSink.h>
@@ -16,15 +18,23 @@
 namespace Tilewright::Io {
 
 /// Measures the cloud once, and then makes any blocks in any order, from several threads at once if need be.
-/// The pixels are the same as those of rasterInMemory(), except for cells without data: their value has to be
-/// chosen before any pixel is known, so it is always the first one that rasterInMemory() would try.
+/// The pixels are the same as those of rasterInMemory().
+///
+/// What stands for cells without data is chosen before any block is made. Where some cell with data may have
+/// that value, as whole numbers may, all blocks are made once to find one that none has.
 class TILEWRIGHT_API BlockwiseRaster {
 public:
     /// The cloud may be null for the inputs of the request. Each call of make() works on one thread; the
-    /// memory of the request is for as many of them as its threads. Throws as rasterInMemory() does, and
-    /// UsageError for holes to be filled, as they reach into other blocks.
+    /// memory of the request is for as many of them as its threads. Throws as rasterInMemory() does.
     BlockwiseRaster(const std::shared_ptr<const PointCloud>& cloud, RasterRequest request,
                     const RunProgress& progress = {});
+    /// From the state of another of this version, which has measured the same cloud: null for the same files.
+    /// Throws InputError if they have changed since.
+    BlockwiseRaster(const std::shared_ptr<const PointCloud>& cloud, std::string_view state,
+                    const RunProgress& progress = {});
+
+    /// What was measured and chosen.
+    std::string state() const;
 
     const PointCloud& cloud() const { return *Run.cloud; }
     std::uint64_t blocksAcross() const;
@@ -36,13 +46,22 @@ public:
     /// The report and the outputs, without pixels. Counts the points of the raster.
     MemoryRaster describe(const RunProgress& progress = {}) const;
 
-    /// Makes these blocks of all outputs. Throws OutputError if a cell with data has the value that stands
-    /// for no data, unless that was the user's choice, and InputError if a file has changed.
+    /// Makes these blocks of all outputs; holes that are to be filled are left to fill(). Throws InputError
+    /// if a file has changed.
     std::vector<MemoryOutput> make(const BlockRectangle& blocks, const RunProgress& progress = {}) const;
+
+    /// So many cells around a block decide what its holes are filled with; 0 if none are to be filled.
+    std::uint64_t reachOfFilling() const;
+    /// Arrays for the pixels of a window of all outputs.
+    std::vector<MemoryOutput> room(const PixelWindow& window) const;
+    /// Fills the holes of `wanted`, whole blocks, from the pixels of a window that has that many cells around
+    /// them or ends with the raster. What is around them comes out as anything.
+    void fill(std::vector<MemoryOutput>& outputs, const PixelWindow& window, const PixelWindow& wanted) const;
 
 private:
     PlannedRun Run;
     std::vector<RasterDescription> Files;
+    std::vector<std::string> Notes;
 };
 
 } // namespace Tilewright::Io

@@ -30,13 +30,13 @@ std::string textOf(const fs::path& path) {
     return text;
 }
 
-Json parse(const fs::path& path) {
-    Json document = Json::parse(textOf(path), nullptr, false);
+Json parse(std::string_view text, const std::string& name) {
+    Json document = Json::parse(text, nullptr, false);
     if (!document.is_object() || !document.contains("format") || document["format"] != formatName)
-        throw InputError(path.string() + ": is no plan of a raster");
+        throw InputError(name + ": is no plan of a raster");
     if (!document.contains("version") || document["version"] != formatVersion)
-        throw InputError(path.string() + ": is a plan of another version than " +
-                         std::to_string(formatVersion) + ", the only one that is known; make a new plan");
+        throw InputError(name + ": is a plan of another version than " + std::to_string(formatVersion) +
+                         ", the only one that is known; make a new plan");
     return document;
 }
 
@@ -94,6 +94,17 @@ CloudIndex readIndices(const RunPlan& plan, const PointCloud& cloud, const Index
     return index;
 }
 
+std::shared_ptr<const PointCloud> openCloud(const RunPlan& plan, const RunProgress& progress) {
+    expectUnchanged(plan);
+    std::vector<fs::path> files;
+    for (const PlannedInput& input : plan.inputs)
+        files.push_back(input.path);
+    const CloudOptions options{plan.reading.scratch, reportOf(progress, "reading"), plan.reading.keepsPages};
+    auto cloud = std::make_shared<const PointCloud>(files, options, true);
+    checkCloud(plan, *cloud);
+    return cloud;
+}
+
 } // namespace
 
 std::string textOfPlan(const RunPlan& plan) {
@@ -109,16 +120,18 @@ void writePlan(const fs::path& path, const RunPlan& plan) {
     file.publish();
 }
 
-RunPlan readPlan(const fs::path& path) {
-    const Json document = parse(path);
+RunPlan planOfText(std::string_view text, const std::string& name) {
+    const Json document = parse(text, name);
     RunPlan plan;
-    JsonReader(document, path.string() + ": the plan").read(plan);
+    JsonReader(document, name + ": the plan").read(plan);
     for (PlannedOutput& output : plan.outputs)
         output.description.geometry = plan.geometry;
     if (const std::string fault = faultOf(plan); !fault.empty())
-        throw InputError(path.string() + ": the plan contradicts itself: " + fault);
+        throw InputError(name + ": the plan contradicts itself: " + fault);
     return plan;
 }
+
+RunPlan readPlan(const fs::path& path) { return planOfText(textOf(path), path.string()); }
 
 void expectUnchanged(const RunPlan& plan) {
     for (const std::vector<PlannedInput>* files : {&plan.otherFiles, &plan.inputs})
@@ -128,19 +141,19 @@ void expectUnchanged(const RunPlan& plan) {
 
 PlannedRun openPlan(RunPlan plan, const IndexFolder& indices, const RunProgress& progress,
                     const StretchTest& wanted) {
-    PlannedRun run;
     if (wanted)
         std::erase_if(plan.inputs, [&](const PlannedInput& input) {
             return !wanted({0, 0, input.points, input.low, input.high});
         });
-    expectUnchanged(plan);
-    std::vector<fs::path> files;
-    for (const PlannedInput& input : plan.inputs)
-        files.push_back(input.path);
-    const CloudOptions options{plan.reading.scratch, reportOf(progress, "reading"), plan.reading.keepsPages};
-    run.cloud = std::make_shared<const PointCloud>(files, options, true);
-    checkCloud(plan, *run.cloud);
-    run.index = readIndices(plan, *run.cloud, indices, wanted);
+    PlannedRun run = openPlan(std::move(plan), nullptr, progress);
+    run.index = readIndices(run.plan, *run.cloud, indices, wanted);
+    return run;
+}
+
+PlannedRun openPlan(RunPlan plan, const std::shared_ptr<const PointCloud>& cloud,
+                    const RunProgress& progress) {
+    PlannedRun run;
+    run.cloud = cloud ? cloud : openCloud(plan, progress);
     if (!plan.clip.empty())
         plan.job.plan.needs.clip =
             std::make_shared<const PolygonArea>(readPolygons(plan.clip, plan.geometry.wkt).rings);

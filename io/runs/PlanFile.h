@@ -17,7 +17,9 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <string>
+#include <string_view>
 
 #include <io/clouds/IndexFolder.h>
 #include <io/runs/RunPlan.h>
@@ -34,6 +36,9 @@ std::string textOfPlan(const RunPlan& plan);
 /// Throws InputError for a file that is no plan, or one that contradicts itself.
 TILEWRIGHT_API RunPlan readPlan(const std::filesystem::path& path);
 
+/// The plan of such a text. Throws as readPlan() does, with `name` as what is wrong.
+RunPlan planOfText(std::string_view text, const std::string& name);
+
 /// Opens the cloud of a plan. Throws InputError for files that cannot be read, that have changed since the
 /// plan was made, or that lack what the plan needs of them, and where the index of one is missing or of
 /// another file.
@@ -42,6 +47,10 @@ TILEWRIGHT_API RunPlan readPlan(const std::filesystem::path& path);
 /// not looked at, and not among the inputs of the plan that comes back.
 TILEWRIGHT_API PlannedRun openPlan(RunPlan plan, const IndexFolder& indices, const RunProgress& progress = {},
                                    const StretchTest& wanted = {});
+
+/// The same without an index, and with a cloud that is open already unless it is null.
+PlannedRun openPlan(RunPlan plan, const std::shared_ptr<const PointCloud>& cloud,
+                    const RunProgress& progress = {});
 
 /// Throws InputError if a file of the plan has changed since it was made, as far as its size and time show.
 TILEWRIGHT_API void expectUnchanged(const RunPlan& plan);

@@ -324,17 +324,21 @@ public:
         : Request(request), Progress(progress), InMemory(ends.inMemory), Style(styleOf(request)),
           Input(openInput(request, ends.cloud, progress)), Wanted(readBands(request, *Input.cloud)),
           Selection(readSelection(request, *Input.cloud)),
-          FieldsToMeasure(fieldsToMeasure(Wanted, *Input.cloud)) {}
+          FieldsToMeasure(fieldsToMeasure(Wanted, *Input.cloud)), Measured(FieldsToMeasure) {
+        if (ends.measuresWholeNumbers)
+            addWholeNumbers();
+    }
 
     PlannedRun planMeasured(bool mayBeOnePass = true, const IndexFolder* indices = nullptr) const {
         // The points of a run in blocks are counted before any is made.
         const PointNeeds counted{{}, Selection, Input.clip};
         const bool areCounted = !mayBeOnePass && counted.areSelective() && !hasGround(Request);
-        PlannedRun run = planBy(indexCloud(*Input.cloud, {FieldsToMeasure, threadsWanted(Request),
-                                                          reportOf(Progress, "measuring"), window(), indices,
-                                                          areCounted ? &counted : nullptr}),
-                                mayBeOnePass);
+        PlannedRun run = planBy(
+            indexCloud(*Input.cloud, {Measured, threadsWanted(Request), reportOf(Progress, "measuring"),
+                                      window(), indices, areCounted ? &counted : nullptr}),
+            mayBeOnePass);
         noteBoxes(run.index, run.plan.inputs);
+        run.measured = Measured;
         return run;
     }
 
@@ -364,6 +368,16 @@ private:
         RunPlan plan =
             PlanMaker(Request, Style, Input, index, mayBeOnePass, InMemory).make(Wanted, Selection);
         return {std::move(plan), Input.cloud, std::move(index)};
+    }
+
+    /// Besides those that the plan depends on.
+    void addWholeNumbers() {
+        for (const WantedBand& band : Wanted) {
+            const CloudField* const field = Input.cloud->findField(band.field);
+            const bool isWhole = field && field->type != FieldType::Float && field->type != FieldType::Double;
+            if (isWhole && std::ranges::find(Measured, band.field) == Measured.end())
+                Measured.push_back(band.field);
+        }
     }
 
     /// How attributes are scaled depends on all points, so that a run that measures some reads them all.
@@ -398,6 +412,8 @@ private:
     std::vector<WantedBand> Wanted;
     PointConditions Selection;
     std::vector<std::string> FieldsToMeasure;
+    /// Those, and others.
+    std::vector<std::string> Measured;
 };
 
 } // namespace

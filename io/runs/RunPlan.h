@@ -134,6 +134,8 @@ struct PlannedRun {
     CloudIndex index;
     /// The points, reduced already, if it took all of them to find out that the plan is right.
     std::shared_ptr<const ReducedCells> cells = {};
+    /// The attributes that the index has ranges of, in their order.
+    std::vector<std::string> measured = {};
 };
 
 /// Opens and measures the cloud; the indices of its files are kept in a folder that is there, or nowhere.
@@ -155,6 +157,8 @@ struct RunEnds {
     std::shared_ptr<const PointCloud> cloud;
     /// The outputs are not files: their paths are the names of the bands.
     bool inMemory = false;
+    /// Measures the ranges of all attributes of whole numbers that bands are made of.
+    bool measuresWholeNumbers = false;
 };
 
 /// The same for other ends; of a dry run as planRun() does.

@@ -151,8 +151,8 @@ def raster(
     chunks : dict, int or "auto"
         Give arrays of Dask, whose blocks are made when they are computed: ``{}`` for the blocks that take the
         least work, ``{"y": 1024, "x": 1024}``, a number or ``"auto"`` as with xarray. The points are only
-        measured now. Integers have a value for no data that is chosen before the first of them is known: a
-        block in which a cell with data has that value is an OSError. Not with `fill`.
+        measured now. Where integers reach the value that stands for no data, all blocks are made once now, to find
+        one that is free.
 
     Returns
     -------

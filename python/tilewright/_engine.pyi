@@ -1,7 +1,7 @@
 """The engine in plain types; see module.cpp."""
 
 from collections.abc import Callable, Sequence
-from typing import Any, Optional
+from typing import Any, Optional, overload
 
 import numpy as np
 
@@ -34,12 +34,22 @@ class OpenFiles:
     def measure_bounds(self, threads: int) -> Optional[list[float]]: ...
 
 class Blocks:
-    """Counts of blocks are of rows first; make() takes the first block and one after the last."""
+    """Counts of blocks are of rows first; make() takes the first block and one after the last.
+
+    fill() takes the pixels of a window and gives those that are wanted: first column and row, columns and rows.
+    """
 
     side: int
+    @overload
     def __init__(
         self, arrays: Optional[Sequence[PointArrays]], keywords: dict[str, Any], progress: Progress
     ) -> None: ...
+    @overload
+    def __init__(self, arrays: Optional[Sequence[PointArrays]], state: bytes) -> None: ...
+    @property
+    def state(self) -> bytes: ...
+    @property
+    def reach_of_filling(self) -> int: ...
     @property
     def shape(self) -> tuple[int, int]: ...
     @property
@@ -48,6 +58,12 @@ class Blocks:
     def reads_all_points(self) -> bool: ...
     def describe(self, progress: Progress) -> dict[str, Any]: ...
     def make(self, rows: tuple[int, int], columns: tuple[int, int]) -> list[list[np.ndarray[Any, Any]]]: ...
+    def fill(
+        self,
+        pixels: Sequence[Sequence[np.ndarray[Any, Any]]],
+        window: tuple[int, int, int, int],
+        wanted: tuple[int, int, int, int],
+    ) -> list[list[np.ndarray[Any, Any]]]: ...
 
 Progress = Optional[Callable[[str, int, int, str], object]]
 

@@ -2,6 +2,7 @@
 #include <io/runs/BlockwiseRaster.h>
 
 #include <atomic>
+#include <chrono>
 #include <random>
 #include <stdexcept>
 #include <thread>
@@ -87,6 +88,25 @@ TEST_F(BlockwiseRasterTest, MakesAnyBlocksOnAnyThread) {
     }
 }
 
+TEST_F(BlockwiseRasterTest, IsTheSameFromItsState) {
+    saveScan(true);
+    Request.bands = {"Height:Median", "Classification:Max"};
+    const BlockwiseRaster raster(nullptr, Request);
+    const std::string state = raster.state();
+    const BlockRectangle blocks = {1, 0, 3, 2};
+    expectSame(BlockwiseRaster(nullptr, std::string_view(state)).make(blocks), blocks,
+               rasterInMemory(nullptr, Request));
+    for (std::size_t length = 0; length < state.size(); length += 997) {
+        const std::string_view cut = std::string_view(state).substr(0, length);
+        EXPECT_THROW(BlockwiseRaster(nullptr, cut), InputError) << length;
+    }
+    std::string other = state;
+    other[other.size() - 45] = '\x7f'; // a stretch that begins after the last point
+    EXPECT_THROW(BlockwiseRaster(nullptr, std::string_view(other)), InputError);
+    fs::last_write_time(Top / "scan.las", fs::file_time_type::clock::now() + std::chrono::seconds(9));
+    EXPECT_THROW(BlockwiseRaster(nullptr, std::string_view(state)), InputError);
+}
+
 TEST_F(BlockwiseRasterTest, RefusesWhatHasNoBlocks) {
     saveScan(true);
     const BlockwiseRaster raster(nullptr, Request);
@@ -94,8 +114,6 @@ TEST_F(BlockwiseRasterTest, RefusesWhatHasNoBlocks) {
          {BlockRectangle{0, 0, 4, 1}, {0, 0, 1, 4}, {1, 0, 1, 1}, {0, 2, 1, 1}})
         EXPECT_THROW(raster.make(blocks), std::invalid_argument);
     EXPECT_THROW(raster.make({0, 0, 3, 3}, [](auto...) { return false; }), Interruption);
-    Request.fill = 1.0;
-    EXPECT_THROW(BlockwiseRaster(nullptr, Request), UsageError);
 }
 
 } // namespace

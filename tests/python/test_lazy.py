@@ -95,24 +95,58 @@ def test_another_process_makes_the_blocks(scan, points, kind, tmp_path, monkeypa
             pickle.loads((tmp_path / "lazy.pickle").read_bytes()).compute()
 
 
+def test_another_process_measures_nothing(scan, tmp_path, monkeypatch):
+    """Not even where it gets the dataset anew with each block."""
+    shutil.copy(scan, tmp_path / "scan.las")
+    lazy = tilewright.raster(tmp_path / "scan.las", 0.5, ["Height:Mean", "Classification:Mode"], chunks={}, fill=3)
+    pickled = pickle.dumps(lazy)
+    expected = lazy.compute()
+    opened = []
+
+    class Blocks(_lazy._engine.Blocks):
+        def __init__(self, *arguments):
+            opened.append(arguments)
+            super().__init__(*arguments)
+
+    monkeypatch.setattr(_lazy._engine, "Blocks", Blocks)
+    _lazy._known.clear()
+    for _ in range(2):
+        xr.testing.assert_identical(pickle.loads(pickled).compute(), expected)
+    assert len(opened) == 1 and isinstance(opened[0][1], bytes)
+
+
 def test_a_value_that_stands_for_no_data(points):
-    """Integers have no NaN: a clash ends the block, and what was chosen by the user is kept."""
+    """Integers have no NaN: what stands for no data is found before the first block is made."""
     x = points["X"]
     points["Intensity"][(x > x.min() + 30)] = 65535
+    points["Class"] = np.arange(x.size).astype(np.uint8)
     ordered = {name: column[np.argsort(x)] for name, column in points.items()}
-    lazy = tilewright.raster(ordered, 0.05, "Intensity:Max", chunks={})["Intensity:Max"]
-    assert lazy.attrs["_FillValue"] == 65535
-    with pytest.raises(OSError, match="has the value 65535, .* choose a nodata value, or a wider type"):
-        lazy.compute()
-    for keywords in ({"nodata": 0}, {"type": "UInt32"}):
-        eager = tilewright.raster(ordered, 0.05, "Intensity:Max", **keywords)
-        lazy = tilewright.raster(ordered, 0.05, "Intensity:Max", chunks={}, **keywords)
-        xr.testing.assert_equal(lazy.compute(), eager)
+    bands = ["Intensity:Max", "Class:Max", "Class:Mean", "count"]
+    for keywords in ({}, {"type": "UInt32"}):
+        arguments = {"bands": bands, **keywords}
+        lazy = tilewright.raster(ordered, 0.05, chunks={}, **arguments)
+        expect_identical(lazy, tilewright.raster(ordered, 0.05, **arguments))
+    lazy = tilewright.raster(ordered, 0.05, bands, nodata=0, chunks={})
+    xr.testing.assert_equal(lazy.compute(), tilewright.raster(ordered, 0.05, bands, nodata=0))
+    assert tilewright.raster(ordered, 0.05, bands, chunks={})["Intensity:Max"].attrs["_FillValue"] == 65534
+    # With every value in use the type is a wider one.
+    ordered["Class"] = np.tile(np.arange(256, dtype=np.uint8), x.size)[: x.size]
+    lazy = tilewright.raster(ordered, 0.05, "Class:First", chunks={})
+    expect_identical(lazy, tilewright.raster(ordered, 0.05, "Class:First"))
+    assert lazy["Class:First"].dtype == np.uint16 and "UInt16" in str(lazy.attrs["notes"])
 
 
-def test_holes_are_not_filled_by_blocks(scan):
-    with pytest.raises(ValueError, match="holes are filled from cells of other blocks"):
-        tilewright.raster(scan, 1, fill=2, chunks={})
+@pytest.mark.parametrize("fill", [1, 20.5, (3.2, "tin"), (300, "nearest")])
+def test_holes_are_filled_as_in_the_whole(scan, fill):
+    bands = ["Height:Mean", "Classification:Mode", "rgb", "filled"]
+    eager = tilewright.raster(scan, 0.25, bands, fill=fill)
+    chunks = 200 if fill == 1 else {}
+    expect_identical(tilewright.raster(scan, 0.25, bands, fill=fill, chunks=chunks), eager)
+
+
+def test_holes_of_points_in_no_order(points):
+    eager = tilewright.raster(points, 0.05, ["Height:Mean", "count"], fill=7)
+    expect_identical(tilewright.raster(points, 0.05, ["Height:Mean", "count"], fill=7, chunks={}), eager)
 
 
 def test_without_dask_the_error_says_what_to_install():

@@ -1,0 +1,14 @@
+/// NoDataForecast: what stands for the cells without data, before any pixel is handed out.
+#pragma once
+
+#include <io/runs/Rastering.h>
+#include <io/runs/RunPlan.h>
+
+namespace Tilewright::Io {
+
+/// The types and nodata values that rasterBlocks() would come to, and its notes on them. Where what was
+/// measured does not show that no cell with data has the usual value, all blocks are made once to find out,
+/// and their pixels dropped. Throws as rasterBlocks() does.
+RasteredBlocks forecastNoData(const PlannedRun& run, const RunProgress& progress);
+
+} // namespace Tilewright::Io
