@@ -106,7 +106,8 @@ struct PartRange {
 };
 
 PartRange readRange(const std::string& word) {
-    const std::size_t dash = word.find('-');
+    // A number may have a sign, which readCount() refuses.
+    const std::size_t dash = word.find('-', 1);
     PartRange range;
     range.first = readCount("part", word.substr(0, dash), 1, mostParts);
     range.last =
@@ -168,7 +169,7 @@ void addPart(CLI::App& app, std::ostream& out) {
 void addJoin(CLI::App& app, std::ostream& out) {
     struct State {
         Words words;
-        bool keepsJob = false;
+        Io::JoinOptions options;
         bool asVrt = false;
         bool json = false;
         bool quiet = false;
@@ -178,7 +179,9 @@ void addJoin(CLI::App& app, std::ostream& out) {
     command.footer("Examples:\n  tilewright join job\n  tilewright join --vrt job");
     addPositionals(command, "job", "JOB", "The folder of the job, which goes when the raster is complete",
                    state->words);
-    command.add_flag("--keep", state->keepsJob, "Keep the folder of the job");
+    command.add_flag("--keep", state->options.keepsJob, "Keep the folder of the job");
+    command.add_flag("--overwrite", state->options.overwrite,
+                     "Replace outputs that are there, also those that were not when the job was planned");
     command.add_flag("--vrt", state->asVrt,
                      "Leave the pixels in the folder of the job, which stays, and write VRTs of them");
     command.add_flag("--json", state->json, "Print the summary as JSON");
@@ -186,8 +189,7 @@ void addJoin(CLI::App& app, std::ostream& out) {
     command.callback([&out, state] {
         ProgressBar bar(state->quiet);
         const std::string& job = onlyJob("join", state->words);
-        const Io::RasterReport report = state->asVrt ? Io::joinPartsAsVrt(job, progressOn(bar))
-                                                     : Io::joinParts(job, state->keepsJob, progressOn(bar));
+        const Io::RasterReport report = (state->asVrt ? Io::joinPartsAsVrt : Io::joinParts)(job, state->options, progressOn(bar));
         printNotes(report);
         if (state->json)
             printJson(out, report);

@@ -46,15 +46,23 @@ enum class PartOutcome { Made, WasThere };
 TILEWRIGHT_API PartOutcome makePart(const std::filesystem::path& job, std::uint64_t part,
                                     const RunProgress& progress = {});
 
-/// Makes the files, and removes the job unless it is to be kept. Throws InputError if parts are missing or
-/// damaged, and Error if some point is in no part or in two.
-TILEWRIGHT_API RasterReport joinParts(const std::filesystem::path& job, bool keepsJob,
+struct JoinOptions {
+    /// The job stays when the files are complete.
+    bool keepsJob = false;
+    /// Files that were not there yet when the job was planned are replaced too.
+    bool overwrite = false;
+};
+
+/// Makes the files. Throws InputError if parts are missing or damaged, OutputError for files that are there
+/// and that neither the plan nor the options allow to replace, and Error if some point is in no part or in
+/// two.
+TILEWRIGHT_API RasterReport joinParts(const std::filesystem::path& job, const JoinOptions& options = {},
                                       const RunProgress& progress = {});
 
-/// The same with the pixels left to the parts: each becomes GeoTIFFs in the folder of the job, which stays,
-/// and the outputs are VRTs of them. They have the names that were planned, with the extension .vrt. Throws
+/// The same with the pixels left to the parts: each becomes GeoTIFFs in the folder of the job, which stays in
+/// any case, and the outputs are VRTs of them. They have the names that were planned, with the extension .vrt. Throws
 /// UsageError for what takes the whole raster at once: filled holes and a picture.
-TILEWRIGHT_API RasterReport joinPartsAsVrt(const std::filesystem::path& job,
+TILEWRIGHT_API RasterReport joinPartsAsVrt(const std::filesystem::path& job, const JoinOptions& options = {},
                                            const RunProgress& progress = {});
 
 struct PartStatus {

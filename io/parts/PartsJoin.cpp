@@ -13,10 +13,11 @@ namespace Tilewright::Io {
 
 namespace fs = std::filesystem;
 
-RasterReport joinParts(const fs::path& job, bool keepsJob, const RunProgress& progress) {
+RasterReport joinParts(const fs::path& job, const JoinOptions& options, const RunProgress& progress) {
     const auto start = std::chrono::steady_clock::now();
     const JobFolder folder(job);
-    const RunPlan plan = folder.readPlan();
+    RunPlan plan = folder.readPlan();
+    plan.overwrite |= options.overwrite;
     const MadeParts parts(folder, plan);
     expectUnchanged(plan);
     checkOutputs(plan);
@@ -28,7 +29,7 @@ RasterReport joinParts(const fs::path& job, bool keepsJob, const RunProgress& pr
     finishFiles(plan, files, guard, progress);
     RasterReport report = reportOn(plan, files);
     report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    if (!keepsJob)
+    if (!options.keepsJob)
         folder.remove(plan.parts.size());
     return report;
 }

@@ -127,10 +127,11 @@ private:
 
 } // namespace
 
-RasterReport joinPartsAsVrt(const fs::path& job, const RunProgress& progress) {
+RasterReport joinPartsAsVrt(const fs::path& job, const JoinOptions& options, const RunProgress& progress) {
     const auto start = std::chrono::steady_clock::now();
     const JobFolder folder(job);
-    const RunPlan plan = planAsVrt(folder.readPlan());
+    RunPlan plan = planAsVrt(folder.readPlan());
+    plan.overwrite |= options.overwrite;
     PartRasters rasters(folder, plan);
     expectUnchanged(plan);
     checkOutputs(plan);

@@ -171,8 +171,8 @@ struct GroundSurface::Places {
     std::array<double, most> toSouth;
 
     /// Where a share is not between 0 and 1, a point is not between four centres.
-    TILEWRIGHT_WIDE_VECTORS static void find(const double* distances, std::size_t count, double perUnit, std::uint64_t cells,
-                     std::uint32_t* firsts, double* shares) {
+    TILEWRIGHT_WIDE_VECTORS static void find(const double* distances, std::size_t count, double perUnit,
+                                             std::uint64_t cells, std::uint32_t* firsts, double* shares) {
         const auto last = static_cast<double>(cells - 2);
         for (std::size_t i = 0; i < count; ++i) {
             const double place = distances[i] * perUnit - 0.5;

@@ -68,7 +68,7 @@ protected:
         EXPECT_EQ(count, std::min(parts, blocks));
         for (std::uint64_t part = count; part != 0; --part)
             EXPECT_EQ(makePart(Job, part), PartOutcome::Made);
-        joinParts(Job, false);
+        joinParts(Job);
         expectSame();
         EXPECT_FALSE(fs::exists(Job));
         for (const std::string& name : namesIn(Top / "joined"))
@@ -147,7 +147,7 @@ TEST_F(PartsTest, AgreeAboutNoDataSelectionsAndAStack) {
         plan(3);
         for (std::uint64_t part = 1; part <= 3; ++part)
             makePart(Job, part);
-        EXPECT_EQ(joinParts(Job, false).notes.size(), notes.size());
+        EXPECT_EQ(joinParts(Job).notes.size(), notes.size());
         expectSame();
     }
 }
@@ -156,7 +156,7 @@ TEST_F(PartsTest, AreMadeOnceOrAgainWhenTheyAreDamaged) {
     saveScan(true);
     runRaster(into("whole"));
     plan(4);
-    const auto fault = [&] { return messageOf([&] { joinParts(Job, true); }); };
+    const auto fault = [&] { return messageOf([&] { joinParts(Job, {.keepsJob = true}); }); };
     EXPECT_THAT(fault(), HasSubstr("parts 1-4 of 4 are missing"));
     EXPECT_THROW(makePart(Job, 0), UsageError);
     EXPECT_THROW(makePart(Job, 5), UsageError);
@@ -186,9 +186,11 @@ TEST_F(PartsTest, AreMadeOnceOrAgainWhenTheyAreDamaged) {
     EXPECT_THAT(fault(), HasSubstr("part 1 of 4 is missing"));
     EXPECT_EQ(makePart(Job, 1), PartOutcome::Made);
     EXPECT_EQ(makePart(Job, 3), PartOutcome::Made);
-    joinParts(Job, true);
-    expectSame();
+    joinParts(Job, {.keepsJob = true});
     EXPECT_TRUE(fs::exists(Job / "plan.json"));
+    EXPECT_THROW(fault(), OutputError) << "the files are there";
+    joinParts(Job, {.overwrite = true});
+    expectSame();
 }
 
 TEST_F(PartsTest, AreRefusedForAnotherCloudAndSayWhy) {
@@ -243,7 +245,7 @@ TEST_F(PartsTest, ArePlannedAgainWithWhatIsKnown) {
     EXPECT_EQ(fs::last_write_time(index), indexed);
     for (std::uint64_t part = 1; part <= 4; ++part)
         EXPECT_EQ(makePart(Job, part), PartOutcome::Made);
-    joinParts(Job, false);
+    joinParts(Job);
     runRaster(into("whole"));
     expectSame();
     EXPECT_FALSE(fs::exists(Job));
@@ -271,7 +273,7 @@ TEST_F(PartsTest, OpenOnlyTheFilesThatReachIntoThem) {
     const std::uint64_t parts = plan(100);
     for (std::uint64_t part = 1; part <= parts; ++part)
         makePart(Job, part);
-    joinParts(Job, true);
+    joinParts(Job, {.keepsJob = true});
     expectSame();
 
     saveAs(files[3], "gone");
@@ -280,7 +282,7 @@ TEST_F(PartsTest, OpenOnlyTheFilesThatReachIntoThem) {
     EXPECT_EQ(makePart(Job, 1), PartOutcome::Made) << "the north-west";
     for (const std::string& name : namesIn(Top / "joined"))
         fs::remove(Top / "joined" / name);
-    EXPECT_THAT(messageOf([&] { joinParts(Job, true); }), HasSubstr("3.las: has changed since the plan"));
+    EXPECT_THAT(messageOf([&] { joinParts(Job, {.keepsJob = true}); }), HasSubstr("3.las: has changed since the plan"));
     EXPECT_EQ(namesIn(Top / "joined"), Names{});
 }
 
@@ -309,7 +311,7 @@ TEST_F(PartsTest, KnowPolygonsAndTheGround) {
         EXPECT_EQ(textOf(Job / "plan.json"), first);
         for (std::uint64_t part = 1; part <= 4; ++part)
             makePart(Job, part);
-        const RasterReport joined = joinParts(Job, true);
+        const RasterReport joined = joinParts(Job, {.keepsJob = true});
         EXPECT_EQ(joined.rastered, whole.rastered);
         EXPECT_EQ(joined.withoutGround, whole.withoutGround);
         EXPECT_EQ(whole.withoutGround != 0, !isFound);
@@ -324,7 +326,7 @@ TEST_F(PartsTest, KnowPolygonsAndTheGround) {
             fs::last_write_time(path, time);
         }
         EXPECT_EQ(makePart(Job, 2), PartOutcome::Made);
-        joinParts(Job, false);
+        joinParts(Job);
         EXPECT_FALSE(fs::exists(Job));
     }
 }
@@ -476,7 +478,7 @@ TEST_F(PartsTest, StopWhenAskedToAndLeaveNothing) {
     EXPECT_EQ(namesIn(Job / "parts"), Names{});
     for (std::uint64_t part = 1; part <= 3; ++part)
         makePart(Job, part);
-    EXPECT_THROW(joinParts(Job, false, stop), Interruption);
+    EXPECT_THROW(joinParts(Job, {}, stop), Interruption);
     EXPECT_EQ(namesIn(Top / "joined"), Names{});
     EXPECT_TRUE(fs::exists(Job / "plan.json"));
 }
