@@ -44,7 +44,8 @@ bool make(const fs::path& job, std::uint64_t part, const py::object& progress) {
 
 py::dict join(const fs::path& job, bool keepsJob, const py::object& progress) {
     Io::RasterReport made;
-    doWatched(progress, [&](const Io::RunProgress& report) { made = Io::joinParts(job, {keepsJob}, report); });
+    doWatched(progress,
+              [&](const Io::RunProgress& report) { made = Io::joinParts(job, {keepsJob}, report); });
     return reportOf(made);
 }
 

@@ -189,7 +189,8 @@ void addJoin(CLI::App& app, std::ostream& out) {
     command.callback([&out, state] {
         ProgressBar bar(state->quiet);
         const std::string& job = onlyJob("join", state->words);
-        const Io::RasterReport report = (state->asVrt ? Io::joinPartsAsVrt : Io::joinParts)(job, state->options, progressOn(bar));
+        const Io::RasterReport report =
+            (state->asVrt ? Io::joinPartsAsVrt : Io::joinParts)(job, state->options, progressOn(bar));
         printNotes(report);
         if (state->json)
             printJson(out, report);

@@ -60,8 +60,8 @@ TILEWRIGHT_API RasterReport joinParts(const std::filesystem::path& job, const Jo
                                       const RunProgress& progress = {});
 
 /// The same with the pixels left to the parts: each becomes GeoTIFFs in the folder of the job, which stays in
-/// any case, and the outputs are VRTs of them. They have the names that were planned, with the extension .vrt. Throws
-/// UsageError for what takes the whole raster at once: filled holes and a picture.
+/// any case, and the outputs are VRTs of them. They have the names that were planned, with the extension
+/// .vrt. Throws UsageError for what takes the whole raster at once: filled holes and a picture.
 TILEWRIGHT_API RasterReport joinPartsAsVrt(const std::filesystem::path& job, const JoinOptions& options = {},
                                            const RunProgress& progress = {});
 

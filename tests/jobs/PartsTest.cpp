@@ -282,7 +282,8 @@ TEST_F(PartsTest, OpenOnlyTheFilesThatReachIntoThem) {
     EXPECT_EQ(makePart(Job, 1), PartOutcome::Made) << "the north-west";
     for (const std::string& name : namesIn(Top / "joined"))
         fs::remove(Top / "joined" / name);
-    EXPECT_THAT(messageOf([&] { joinParts(Job, {.keepsJob = true}); }), HasSubstr("3.las: has changed since the plan"));
+    EXPECT_THAT(messageOf([&] { joinParts(Job, {.keepsJob = true}); }),
+                HasSubstr("3.las: has changed since the plan"));
     EXPECT_EQ(namesIn(Top / "joined"), Names{});
 }
 
