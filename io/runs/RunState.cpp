@@ -68,6 +68,8 @@ void putFile(StateWriter& out, const RasterDescription& file) {
 RasterDescription takeFile(StateReader& in, const PlannedOutput& output) {
     RasterDescription file = output.description;
     file.type = static_cast<PixelType>(in.take<std::uint8_t>());
+    if (file.type > PixelType::Int32)
+        throw InputError("the state of a run has a pixel type that is none");
     switch (in.take<std::uint8_t>()) {
     case 1:
         file.nodata = in.take<double>();
