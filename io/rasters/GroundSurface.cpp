@@ -23,6 +23,22 @@ double blend(double a, double b, double c, double d, double toEast, double toSou
     return north + toSouth * (south - north);
 }
 
+/// Finds for points at these distances from the edge of the first cell between the centres of which two cells
+/// each lies: the first of the two, and the distance from its centre in cells. A point that is not between
+/// centres has a distance that is not between 0 and 1.
+TILEWRIGHT_WIDE_VECTORS void findPlaces(const double* distances, std::size_t count, double perUnit,
+                                        std::uint64_t cells, std::uint32_t* firsts, double* shares) {
+    const auto last = static_cast<double>(cells - 2);
+    for (std::size_t i = 0; i < count; ++i) {
+        const double place = distances[i] * perUnit - 0.5;
+        double first = place > 0.0 ? place : 0.0;
+        first = first < last ? first : last;
+        const auto cell = static_cast<std::int32_t>(first);
+        firsts[i] = static_cast<std::uint32_t>(cell);
+        shares[i] = place - static_cast<double>(cell);
+    }
+}
+
 } // namespace
 
 /// The first band of a raster.
@@ -170,20 +186,6 @@ struct GroundSurface::Places {
     std::array<double, most> toEast;
     std::array<double, most> toSouth;
 
-    /// Where a share is not between 0 and 1, a point is not between four centres.
-    TILEWRIGHT_WIDE_VECTORS static void find(const double* distances, std::size_t count, double perUnit,
-                                             std::uint64_t cells, std::uint32_t* firsts, double* shares) {
-        const auto last = static_cast<double>(cells - 2);
-        for (std::size_t i = 0; i < count; ++i) {
-            const double place = distances[i] * perUnit - 0.5;
-            double first = place > 0.0 ? place : 0.0;
-            first = first < last ? first : last;
-            const auto cell = static_cast<std::int32_t>(first);
-            firsts[i] = static_cast<std::uint32_t>(cell);
-            shares[i] = place - static_cast<double>(cell);
-        }
-    }
-
     bool areBetween(std::size_t i) const {
         const double least = std::min(toEast[i], toSouth[i]), greatest = std::max(toEast[i], toSouth[i]);
         return least >= 0.0 && greatest < 1.0;
@@ -204,12 +206,12 @@ std::size_t GroundSurface::subtract(const double* x, const double* y, const doub
         if (isUsual) {
             for (std::size_t i = 0; i < n; ++i)
                 distances[i] = x[first + i] - Geometry.west;
-            Places::find(distances.data(), n, 1.0 / Geometry.pixelWidth, Geometry.width,
-                         places.columns.data(), places.toEast.data());
+            findPlaces(distances.data(), n, 1.0 / Geometry.pixelWidth, Geometry.width, places.columns.data(),
+                       places.toEast.data());
             for (std::size_t i = 0; i < n; ++i)
                 distances[i] = Geometry.north - y[first + i];
-            Places::find(distances.data(), n, 1.0 / Geometry.pixelHeight, Geometry.height, places.rows.data(),
-                         places.toSouth.data());
+            findPlaces(distances.data(), n, 1.0 / Geometry.pixelHeight, Geometry.height, places.rows.data(),
+                       places.toSouth.data());
             if (Source)
                 subtractTiles(places, z + first, n, above + first);
             else
