@@ -92,7 +92,7 @@ void readFill(const std::string& word, Io::RasterRequest& options) {
 /// Of options that mean nothing without a word, as a variable of a script that was not set.
 std::string readWord(const std::string& option, const std::string& word) {
     if (word.empty())
-        throw CLI::ValidationError(option, "is empty");
+        throw CLI::ValidationError(option, "is empty; leave the option out to do without it");
     return word;
 }
 

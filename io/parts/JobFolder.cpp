@@ -42,13 +42,6 @@ std::optional<NoData> nodataOf(const NoDataMembers& members) {
     return std::nullopt;
 }
 
-std::string contentsOf(const fs::path& path) {
-    const InputFile file(path);
-    std::string text(file.size(), '\0');
-    text.resize(file.read(0, std::as_writable_bytes(std::span(text))));
-    return text;
-}
-
 bool isOurs(const std::string& name) {
     const bool isIndex = name.size() == 16 && name.find_first_not_of("0123456789abcdef") == std::string::npos;
     const bool isGround = name.starts_with("ground-") && name.ends_with(".tif");
@@ -124,7 +117,7 @@ void JobFolder::discardParts() const {
 void JobFolder::writePlan(const RunPlan& written, bool discardsParts) const {
     std::error_code ignored;
     if (fs::exists(plan(), ignored)) {
-        if (contentsOf(plan()) == textOfPlan(written))
+        if (readDocument(plan()) == textOfPlan(written))
             return;
         if (!discardsParts && hasReceipts())
             throw OutputError(Folder.string() +
@@ -147,7 +140,7 @@ RunPlan JobFolder::readPlan() const {
 
 std::uint64_t JobFolder::planDigest() const {
     Digest sum;
-    const std::string text = contentsOf(plan());
+    const std::string text = readDocument(plan());
     sum.add(std::as_bytes(std::span(text)));
     return sum.value();
 }
@@ -161,7 +154,7 @@ void JobFolder::writeReceipt(std::size_t part, const PartReceipt& written) const
 
 std::optional<PartReceipt> JobFolder::readReceipt(std::size_t part, std::uint64_t digest) const {
     try {
-        const Json document = Json::parse(contentsOf(receipt(part)), nullptr, false);
+        const Json document = Json::parse(readDocument(receipt(part)), nullptr, false);
         PartReceipt found;
         JsonReader(document, receipt(part).string()).read(found);
         if (found.plan == digest)

@@ -270,7 +270,7 @@ void fillByTriangles(const BandWithHoles& band, double distance, const std::file
         throw std::runtime_error(std::string(cannotFill) + " by triangles: GDAL was built without Qhull");
     constexpr std::uint64_t side = tileOfFilling;
     const std::uint64_t margin = reachOfTriangles(distance);
-    const PixelPlace all = band.wanted.value_or(PixelPlace{0, 0, band.width, band.height});
+    const PixelRectangle all = band.wanted.value_or(PixelRectangle{0, 0, band.width, band.height});
     const auto given = workingFile(band, 1, GDT_Float64, folder / "holes.tif");
     const auto filled = workingFile(band, 1, GDT_Float64, folder / "filled.tif");
     copyHoles(band, *given->GetRasterBand(1));

@@ -11,7 +11,7 @@
 namespace Tilewright::Io {
 
 /// Pixels from (column, row) on.
-struct PixelPlace {
+struct PixelRectangle {
     std::uint64_t column, row, columns, rows;
 };
 
@@ -28,7 +28,7 @@ struct BandWithHoles {
     /// What is to be filled, of a window; none for all. What is around it is there to be looked at, and may
     /// come back as anything. It begins at a multiple of tileOfFilling of the band, and ends at one or at the
     /// edge of the band.
-    std::optional<PixelPlace> wanted = {};
+    std::optional<PixelRectangle> wanted = {};
 };
 
 /// Triangles are made tile by tile.

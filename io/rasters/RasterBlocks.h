@@ -23,15 +23,11 @@
 
 #include <gdal_priv.h>
 
+#include <io/rasters/HoleFilling.h>
 #include <io/rasters/PixelTally.h>
 #include <io/rasters/RasterDescription.h>
 
 namespace Tilewright::Io {
-
-/// Pixels from (column, row) on.
-struct PixelRectangle {
-    std::uint64_t column, row, columns, rows;
-};
 
 /// All operations throw std::runtime_error with GDAL's reason if the file cannot grow.
 class RasterBlocks {

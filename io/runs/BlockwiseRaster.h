@@ -20,8 +20,8 @@ namespace Tilewright::Io {
 /// Measures the cloud once, and then makes any blocks in any order, from several threads at once if need be.
 /// The pixels are the same as those of rasterInMemory().
 ///
-/// What stands for cells without data is chosen before any block is made. Where some cell with data may have
-/// that value, as whole numbers may, all blocks are made once to find one that none has.
+/// Nodata values are chosen before any block is made. Where some cell with data may have such a value, as
+/// integers may, all blocks are made once to find one that no cell has.
 class TILEWRIGHT_API BlockwiseRaster {
 public:
     /// The cloud may be null for the inputs of the request. Each call of make() works on one thread; the

@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 struct FillingPlace {
     PixelWindow window;
     /// Counted in the window.
-    PixelPlace wanted;
+    PixelRectangle wanted;
     double distance;
     fs::path folder;
 };
@@ -44,7 +44,7 @@ std::vector<char> fillBand(const FillingPlace& at, Filling filling, std::vector<
     constexpr double hole = std::numeric_limits<double>::quiet_NaN();
     std::vector<char> isFilled(pixels.size());
     const std::uint64_t width = at.window.columns, height = at.window.rows;
-    constexpr std::uint64_t rowsAtATime = 256;
+    constexpr std::uint64_t rowsAtATime = tileOfFilling;
     const auto endOf = [=](std::uint64_t row) { return std::min(row + rowsAtATime, height) * width; };
     const BandWithHoles band = {width,
                                 height,

@@ -1,4 +1,4 @@
-/// NoDataForecast: what stands for the cells without data, before any pixel is handed out.
+/// NoDataForecast: chooses the nodata values of a raster before any of its pixels is handed out.
 #pragma once
 
 #include <io/runs/Rastering.h>

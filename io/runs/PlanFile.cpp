@@ -20,16 +20,6 @@ namespace fs = std::filesystem;
 constexpr const char* formatName = "tilewright plan";
 constexpr int formatVersion = 3;
 
-std::string textOf(const fs::path& path) {
-    constexpr std::uint64_t longest = std::uint64_t(1) << 30;
-    const InputFile file(path);
-    if (file.size() > longest)
-        throw InputError(file.name() + ": is too long for a plan");
-    std::string text(file.size(), '\0');
-    text.resize(file.read(0, std::as_writable_bytes(std::span(text))));
-    return text;
-}
-
 Json parse(std::string_view text, const std::string& name) {
     Json document = Json::parse(text, nullptr, false);
     if (!document.is_object() || !document.contains("format") || document["format"] != formatName)
@@ -131,7 +121,7 @@ RunPlan planOfText(std::string_view text, const std::string& name) {
     return plan;
 }
 
-RunPlan readPlan(const fs::path& path) { return planOfText(textOf(path), path.string()); }
+RunPlan readPlan(const fs::path& path) { return planOfText(readDocument(path), path.string()); }
 
 void expectUnchanged(const RunPlan& plan) {
     for (const std::vector<PlannedInput>* files : {&plan.otherFiles, &plan.inputs})

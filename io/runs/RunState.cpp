@@ -47,7 +47,7 @@ public:
 private:
     std::string_view takeBytes(std::uint64_t count) {
         if (count > Rest.size())
-            throw InputError("the state of a run ends too early");
+            throw InputError("the state of a run ends too early; take it anew");
         const std::string_view bytes = Rest.substr(0, count);
         Rest.remove_prefix(count);
         return bytes;
@@ -69,7 +69,7 @@ RasterDescription takeFile(StateReader& in, const PlannedOutput& output) {
     RasterDescription file = output.description;
     file.type = static_cast<PixelType>(in.take<std::uint8_t>());
     if (file.type > PixelType::Int32)
-        throw InputError("the state of a run has a pixel type that is none");
+        throw InputError("the state of a run has a pixel type that is none; take it anew");
     switch (in.take<std::uint8_t>()) {
     case 1:
         file.nodata = in.take<double>();

@@ -63,4 +63,14 @@ std::size_t InputFile::read(std::uint64_t offset, std::span<std::byte> room) con
     return done;
 }
 
+std::string readDocument(const std::filesystem::path& path) {
+    constexpr std::uint64_t longest = std::uint64_t(1) << 30;
+    const InputFile file(path);
+    if (file.size() > longest)
+        throw InputError(file.name() + ": is too long for a document");
+    std::string text(file.size(), '\0');
+    text.resize(file.read(0, std::as_writable_bytes(std::span(text))));
+    return text;
+}
+
 } // namespace Tilewright::Io

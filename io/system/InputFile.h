@@ -30,4 +30,7 @@ private:
     std::uint64_t length = 0;
 };
 
+/// All of a document. Throws InputError as InputFile does, and for more than 1 GiB.
+std::string readDocument(const std::filesystem::path& path);
+
 } // namespace Tilewright::Io
