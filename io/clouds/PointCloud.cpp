@@ -10,6 +10,7 @@
 #include <io/gdal/CoordinateSystem.h>
 #include <io/gdal/VirtualFile.h>
 #include <io/system/Errors.h>
+#include <io/system/Parallel.h>
 
 namespace Tilewright::Io {
 
@@ -125,6 +126,15 @@ void PointCloud::add(std::unique_ptr<PointSource> added, bool ignoreSystems) {
 const CloudField* PointCloud::findField(std::string_view name) const noexcept {
     const auto found = std::ranges::find(Fields, name, &CloudField::name);
     return found != Fields.end() ? &*found : nullptr;
+}
+
+void PointCloud::release(unsigned threads) const {
+    constexpr std::uint64_t pointsAtATime = std::uint64_t{1} << 20;
+    for (const auto& source : Sources)
+        forEachPiece(threads, source->pointCount() / pointsAtATime + 1, [&](std::size_t i) {
+            const std::uint64_t first = i * pointsAtATime;
+            source->release(first, std::min(pointsAtATime, source->pointCount() - first));
+        });
 }
 
 void PointCloud::checkUnchanged() const {

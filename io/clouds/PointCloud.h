@@ -57,6 +57,10 @@ public:
     /// and what was read before a change does not fit what was read after it.
     void checkUnchanged() const;
 
+    /// Gives back the memory that reading has left behind, on up to `threads` threads. For a large file that
+    /// takes as long as a good part of the work on it, and a source that ends does it on a single one.
+    void release(unsigned threads) const;
+
 private:
     void add(std::unique_ptr<PointSource> source, bool ignoreSystems);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <condition_variable>
 #include <mutex>
 #include <stdexcept>
 
@@ -19,6 +20,11 @@ namespace {
 /// Blocks bypass GDAL's cache when they are written. What uses it, such as overviews, needs a few rows of
 /// blocks and not the default of a twentieth of the machine's memory.
 constexpr GIntBig cacheSize = 32 << 20;
+
+std::mutex cacheLock;
+std::condition_variable cacheChange;
+/// Bytes of the rooms that there are.
+GIntBig cacheInUse = 0;
 
 std::string oneLine(std::string text) {
     std::replace_if(
@@ -75,6 +81,19 @@ GDALDriver* findDriver(const std::string& name) {
     return GetGDALDriverManager()->GetDriverByName(name.c_str());
 }
 
+GDALDriver* findDriverOf(const std::filesystem::path& raster) {
+    const GdalMessages unheard;
+    const auto identify = [&] {
+        return GDALDriver::FromHandle(GDALIdentifyDriverEx(raster.c_str(), GDAL_OF_RASTER, nullptr, nullptr));
+    };
+    registerUsualDrivers();
+    GDALDriver* const usual = identify();
+    if (usual)
+        return usual;
+    registerAllDrivers();
+    return identify();
+}
+
 GDALDriver& driverFor(const std::string& name) {
     GDALDriver* const driver = findDriver(name);
     if (!driver)
@@ -111,16 +130,25 @@ std::string wktOf(const OGRSpatialReference* system) {
     return wkt;
 }
 
-void makeRoomForBlocks(GDALDataset& dataset) {
+BlockRoom::BlockRoom(GDALDataset& dataset) {
     GDALRasterBand& band = *dataset.GetRasterBand(1);
     int across, down;
     band.GetBlockSize(&across, &down);
-    const GIntBig row = GIntBig(dataset.GetRasterXSize() + across) * down * dataset.GetRasterCount() *
-                        GDALGetDataTypeSizeBytes(band.GetRasterDataType());
-    static std::mutex guard;
-    const std::lock_guard lock(guard);
-    if (GDALGetCacheMax64() < 2 * row)
-        GDALSetCacheMax64(2 * row);
+    bytes = 2 * GIntBig(dataset.GetRasterXSize() + across) * down * dataset.GetRasterCount() *
+            GDALGetDataTypeSizeBytes(band.GetRasterDataType());
+    std::unique_lock lock(cacheLock);
+    cacheChange.wait(lock, [&] { return cacheInUse == 0 || cacheInUse + bytes <= GDALGetCacheMax64(); });
+    cacheInUse += bytes;
+    if (GDALGetCacheMax64() < bytes)
+        GDALSetCacheMax64(bytes);
+}
+
+BlockRoom::~BlockRoom() {
+    {
+        const std::lock_guard guard(cacheLock);
+        cacheInUse -= bytes;
+    }
+    cacheChange.notify_all();
 }
 
 } // namespace Tilewright::Io

@@ -50,6 +50,9 @@ private:
 /// necessary.
 GDALDriver* findDriver(const std::string& name);
 
+/// The driver that a raster needs, null for other files. Loads all drivers only if necessary.
+GDALDriver* findDriverOf(const std::filesystem::path& raster);
+
 /// A driver that should exist. Throws std::runtime_error if GDAL was built without it.
 GDALDriver& driverFor(const std::string& name);
 
@@ -61,8 +64,20 @@ std::string wktOf(const OGRSpatialReference* system);
 /// Null if the file is not a raster.
 GDALDatasetUniquePtr openRaster(const std::filesystem::path& path);
 
-/// Lets GDAL's cache hold two rows of blocks of all bands. Otherwise code that walks a raster line by line
+/// Room in GDAL's cache for two rows of blocks of all bands. Otherwise code that walks a raster line by line
 /// would read each block once per line.
-void makeRoomForBlocks(GDALDataset& dataset);
+///
+/// Rasters on several threads share the cache. Those that would make it larger than one of them needs alone
+/// wait for others to end. So a thread must not ask for a second room.
+class BlockRoom {
+public:
+    explicit BlockRoom(GDALDataset& dataset);
+    ~BlockRoom();
+    BlockRoom(const BlockRoom&) = delete;
+    BlockRoom& operator=(const BlockRoom&) = delete;
+
+private:
+    GIntBig bytes;
+};
 
 } // namespace Tilewright::Io

@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include <io/system/Errors.h>
+#include <io/system/Parallel.h>
 
 namespace Tilewright::Io {
 
@@ -278,12 +279,26 @@ void HiddenFolder::takeBack() noexcept {
     published = false;
 }
 
+void HiddenFolder::writeAhead() const {
+    std::error_code error;
+    for (const fs::path& file : filesWith(main)) {
+        if (!fs::exists(placeOf(file), error))
+            continue;
+        const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+        if (descriptor < 0)
+            continue;
+        // Where the system can't, it will do so when the file is moved.
+        ::sync_file_range(descriptor, 0, 0, SYNC_FILE_RANGE_WRITE);
+        ::close(descriptor);
+    }
+}
+
 void HiddenFolder::publish() {
     HiddenFolder* const self = this;
     publishAll({&self, 1});
 }
 
-void HiddenFolder::publishAll(std::span<HiddenFolder* const> folders) {
+void HiddenFolder::publishAll(std::span<HiddenFolder* const> folders, unsigned threads) {
     std::vector<HiddenFolder*> done;
     try {
         for (HiddenFolder* const folder : folders)
@@ -296,8 +311,7 @@ void HiddenFolder::publishAll(std::span<HiddenFolder* const> folders) {
             (*folder)->takeBack();
         throw;
     }
-    for (HiddenFolder* const folder : done)
-        folder->folder.remove();
+    forEachPiece(threads, done.size(), [&](std::size_t i) { done[i]->folder.remove(); });
 }
 
 } // namespace Tilewright::Io

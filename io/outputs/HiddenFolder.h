@@ -62,14 +62,20 @@ public:
     /// for companions of the output and must not be removed.
     void check(const std::vector<std::filesystem::path>& made) const;
 
+    /// Has the system begin to write those files to the disk that will replace older ones. File systems do so
+    /// anyway before they let a file take the place of another, one after the other; here it takes as many
+    /// threads as call it for different folders.
+    void writeAhead() const;
+
     /// Moves the output and all files beside it to the folder of the output, the output itself last, and
     /// removes files that GDAL would take for its companions but that describe an older one. Throws
     /// OutputError if one of them must not be replaced or appears meanwhile, or if the system refuses; then
     /// everything is as before. Repeating it does nothing.
     void publish();
 
-    /// Does the same for several outputs: all of them or none.
-    static void publishAll(std::span<HiddenFolder* const> folders);
+    /// Does the same for several outputs: all of them or none. What they replace goes on up to `threads`
+    /// threads.
+    static void publishAll(std::span<HiddenFolder* const> folders, unsigned threads = 1);
 
 private:
     /// A file that was put in place; `former` is the one that it replaced, empty for none.

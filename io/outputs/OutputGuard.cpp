@@ -78,10 +78,8 @@ bool hasFile(const std::vector<fs::path>& files, const fs::path& file) {
 
 /// GDAL's name of the format of a raster; empty for none.
 std::string formatOf(const fs::path& path) {
-    registerAllDrivers();
-    const GdalMessages unheard;
-    GDALDriverH const driver = GDALIdentifyDriverEx(path.c_str(), GDAL_OF_RASTER, nullptr, nullptr);
-    return driver ? GDALGetDriverShortName(driver) : "";
+    const GDALDriver* const driver = findDriverOf(path);
+    return driver ? driver->GetDescription() : "";
 }
 
 /// Why a file is not an older output; empty if it is one.

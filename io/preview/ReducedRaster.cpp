@@ -154,7 +154,7 @@ ReducedRaster readReduced(const std::filesystem::path& path, std::size_t band, i
         fail(path, "is not a raster (" + messages.text() + ")");
     if (band >= static_cast<std::size_t>(dataset->GetRasterCount()))
         fail(path, "has no band " + std::to_string(band + 1));
-    makeRoomForBlocks(*dataset);
+    const BlockRoom room(*dataset);
 
     ReducedRaster reduced;
     const int across = dataset->GetRasterXSize(), down = dataset->GetRasterYSize();

@@ -245,7 +245,7 @@ void copyRaster(GDALDataset& source, const fs::path& target, const RasterDescrip
     // GeoTIFF and COG hold everything themselves. Other formats need a side file to say where they are.
     const bool complete = description.driver == "GTiff" || description.driver == "COG";
     const ThreadOption sideFiles("GDAL_PAM_ENABLED", complete ? "NO" : "YES");
-    makeRoomForBlocks(source);
+    const BlockRoom room(source);
     Options options = copyOptions(description, resamplingOf(description));
     GDALDriver& driver = driverFor(description.driver);
     // A strict driver fails rather than leave out bands or digits. Not all drivers have this mode.
@@ -299,7 +299,7 @@ void addOverviews(const fs::path& path, const RasterDescription& description) {
         const GDALDatasetUniquePtr dataset(GDALDataset::Open(path.c_str(), GDAL_OF_RASTER | access));
         if (!dataset)
             throw std::runtime_error("cannot be read back (" + messages.text() + ")");
-        makeRoomForBlocks(*dataset);
+        const BlockRoom room(*dataset);
         dataset->BuildOverviews(resamplingOf(description), static_cast<int>(atOnce), &factors[i], 0, nullptr,
                                 nullptr, nullptr);
     }

@@ -126,7 +126,7 @@ Fidelity compareCopy(GDALDataset& source, const fs::path& copy) {
         found.complaint = messages.text();
         return found;
     }
-    makeRoomForBlocks(*dataset);
+    const BlockRoom room(*dataset);
     try {
         found.exactPixels = comparePixels(source, *dataset);
     } catch (const std::runtime_error& error) {

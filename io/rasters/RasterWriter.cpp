@@ -258,6 +258,7 @@ void RasterWriter::Output::close() {
             copy();
         if (description.overviews && description.driver != "COG")
             addOverviews(folder.file(), description);
+        folder.writeAhead();
     });
 }
 
@@ -317,9 +318,9 @@ const fs::path& RasterWriter::path() const { return output->path(); }
 
 const std::vector<fs::path>& RasterWriter::places() const { return output->places(); }
 
-void finishAll(std::span<RasterWriter> writers) { finishAll(writers, nullptr); }
+void finishAll(std::span<RasterWriter> writers) { finishAll(writers, nullptr, 1); }
 
-void finishAll(std::span<RasterWriter> writers, HiddenFolder* other) {
+void finishAll(std::span<RasterWriter> writers, HiddenFolder* other, unsigned threads) {
     std::vector<HiddenFolder*> folders;
     for (RasterWriter& writer : writers) {
         writer.close();
@@ -327,7 +328,7 @@ void finishAll(std::span<RasterWriter> writers, HiddenFolder* other) {
     }
     if (other)
         folders.push_back(other);
-    HiddenFolder::publishAll(folders);
+    HiddenFolder::publishAll(folders, threads);
 }
 
 template void RasterWriter::write(std::size_t, std::uint64_t, std::uint64_t, std::uint64_t, std::uint64_t,

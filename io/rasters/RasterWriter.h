@@ -91,7 +91,7 @@ public:
     const std::vector<std::filesystem::path>& places() const;
 
 private:
-    friend void finishAll(std::span<RasterWriter> writers, HiddenFolder* other);
+    friend void finishAll(std::span<RasterWriter> writers, HiddenFolder* other, unsigned threads);
 
     class Output;
     std::unique_ptr<Output> output;
@@ -101,7 +101,8 @@ private:
 /// published ones back if a later one fails.
 TILEWRIGHT_API void finishAll(std::span<RasterWriter> writers);
 
-/// The same with a file of another kind, which comes last and may be null. Not for clients.
-void finishAll(std::span<RasterWriter> writers, HiddenFolder* other);
+/// The same on several threads, and with a file of another kind, which comes last and may be null. Not for
+/// clients.
+void finishAll(std::span<RasterWriter> writers, HiddenFolder* other, unsigned threads);
 
 } // namespace Tilewright::Io

@@ -94,6 +94,9 @@ public:
     void visit(std::uint64_t first, std::uint64_t count, const ByteSelection& wanted,
                const RecordVisitor& visitor) const;
 
+    /// Gives back the memory that reading these records has left behind, if any. They can be read again.
+    virtual void release(std::uint64_t /*first*/, std::uint64_t /*count*/) const {}
+
     /// The box of the points' own coordinates, exactly as they are read; empty without points.
     PointBounds bounds(std::uint64_t first, std::uint64_t count) const;
 

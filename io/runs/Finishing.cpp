@@ -1,6 +1,7 @@
 #include <io/runs/Finishing.h>
 
 #include <algorithm>
+#include <atomic>
 #include <optional>
 
 #include <io/preview/Preview.h>
@@ -9,22 +10,48 @@
 #include <io/runs/RunSteps.h>
 #include <io/system/Errors.h>
 #include <io/system/NumberText.h>
+#include <io/system/Parallel.h>
 
 namespace Tilewright::Io {
 
 namespace {
 
 /// Makes each band `filled` show the filled pixels of the first band of another kind. Gives the file of that
-/// one, which has to be closed before the others.
-std::size_t markFilled(const RunPlan& plan, std::vector<RasterWriter>& writers) {
+/// one, which has to be closed before the others; none if there are no such bands.
+std::optional<std::size_t> markFilled(const RunPlan& plan, std::vector<RasterWriter>& writers) {
     const auto isMark = [](const JobBand& band) { return band.source == JobBand::Source::Filled; };
     const auto first = std::ranges::find_if_not(plan.job.bands, isMark);
-    if (first == plan.job.bands.end())
-        return 0;
+    if (first == plan.job.bands.end() || std::ranges::none_of(plan.job.bands, isMark))
+        return std::nullopt;
     for (const JobBand& band : plan.job.bands)
         if (isMark(band))
             writers[first->file].markFilled(first->number, writers[band.file], band.number);
     return first->file;
+}
+
+bool isFilled(const PlannedOutput& output) { return output.description.fillDistance > 0; }
+
+/// Side by side, because overviews and copies take long. Not so where holes are filled: GDAL does that by way
+/// of its cache, and two files at once take longer than one after the other.
+void closeFiles(const RunPlan& plan, RasteredFiles& files, const StepReport& report) {
+    const std::size_t count = files.writers.size();
+    std::atomic<std::size_t> done = 0;
+    const auto close = [&](std::size_t f) {
+        RasterWriter& writer = files.writers[f];
+        writer.addMetadata("RASTERED_POINTS", std::to_string(files.result.points));
+        writer.close();
+        checkBits(files.descriptions[f], writer);
+        if (report && !report(done++, count))
+            throw Interruption();
+    };
+    const std::optional<std::size_t> first = markFilled(plan, files.writers);
+    if (first)
+        close(*first);
+    const unsigned threads = std::ranges::any_of(plan.outputs, isFilled) ? 1 : plan.job.threads;
+    forEachPiece(threads, count, [&](std::size_t f) {
+        if (f != first)
+            close(f);
+    });
 }
 
 } // namespace
@@ -43,17 +70,7 @@ void checkBits(const RasterDescription& file, const RasterWriter& writer) {
 
 void finishFiles(const RunPlan& plan, RasteredFiles& files, const OutputGuard& guard,
                  const RunProgress& progress) {
-    const StepReport report = reportOf(progress, "finishing", "");
-    const std::size_t first = markFilled(plan, files.writers);
-    for (std::size_t i = 0; i < files.writers.size(); ++i) {
-        const std::size_t f = i == 0 ? first : i - (i <= first ? 1 : 0);
-        RasterWriter& writer = files.writers[f];
-        writer.addMetadata("RASTERED_POINTS", std::to_string(files.result.points));
-        writer.close();
-        checkBits(files.descriptions[f], writer);
-        if (report && !report(i, files.writers.size()))
-            throw Interruption();
-    }
+    closeFiles(plan, files, reportOf(progress, "finishing", ""));
     std::optional<PendingPreview> preview;
     if (plan.picture) {
         PreviewOptions options;
@@ -61,7 +78,7 @@ void finishFiles(const RunPlan& plan, RasteredFiles& files, const OutputGuard& g
         options.classes = plan.picture->classes;
         preview.emplace(files.writers.front().hiddenPath(), options, plan.picture->path, guard);
     }
-    finishAll(files.writers, preview ? preview->folder() : nullptr);
+    finishAll(files.writers, preview ? preview->folder() : nullptr, plan.job.threads);
 }
 
 } // namespace Tilewright::Io

@@ -28,6 +28,7 @@ void expectUnchanged(const std::vector<PlannedInput>& files) {
 RasterReport makeFiles(const PlannedRun& run, const RunProgress& progress) {
     const OutputGuard guard = guardOf(run.plan);
     RasteredFiles files = rasterFiles(run, guard, progress);
+    run.cloud->release(run.plan.job.threads);
     expectUnchanged(run.plan.otherFiles);
     finishFiles(run.plan, files, guard, progress);
     return reportOn(run.plan, files);

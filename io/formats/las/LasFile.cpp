@@ -43,6 +43,10 @@ std::string LasFile::coordinateSystem() const {
     return system;
 }
 
+void LasFile::release(std::uint64_t first, std::uint64_t count) const {
+    file.release(head.pointOffset + first * head.recordLength, count * head.recordLength);
+}
+
 void LasFile::visitRecords(std::uint64_t first, std::uint64_t count, const RecordVisitor& visitor) const {
     const std::uint64_t recordsAtATime = blockBytes / head.recordLength;
     std::uint64_t position = head.pointOffset + first * head.recordLength;

@@ -41,6 +41,7 @@ public:
     std::uint64_t pointCount() const noexcept override { return head.pointCount; }
     std::string coordinateSystem() const override;
     std::optional<PointBounds> statedBounds() const override { return statedBoundsOf(head); }
+    void release(std::uint64_t first, std::uint64_t count) const override;
 
 private:
     void visitRecords(std::uint64_t first, std::uint64_t count, const RecordVisitor& visitor) const override;
