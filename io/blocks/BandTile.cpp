@@ -55,6 +55,35 @@ template <class P, class O> NearestPixel<P> pixelOf(O value, double scale) {
     }
 }
 
+/// What was found in rows of values that all should have pixels of their own.
+struct OrdinaryRows {
+    /// Not zero if a cell with data has none.
+    unsigned odd = 0;
+    /// Not zero if the pixel of a cell with data is `blank`.
+    unsigned blank = 0;
+
+    /// Places the values of cells with more than `sparseLimit` points. Nothing jumps, and each pixel is
+    /// stored: else the compiler uses no vectors.
+    template <class P>
+    void place(std::span<const double> values, const std::uint32_t* counts, std::uint32_t sparseLimit,
+               P blankPixel, P* pixels) {
+        constexpr double most = std::numeric_limits<P>::max();
+        unsigned oddHere = 0;
+        unsigned blankHere = 0;
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            const P pixel = static_cast<P>(values[i]);
+            const bool hasData = counts[i] > sparseLimit;
+            const bool isOrdinary = std::fabs(values[i]) <= most;
+            const bool isPlaced = hasData & isOrdinary;
+            oddHere |= (hasData & !isOrdinary) ? 1U : 0U;
+            blankHere |= (isPlaced & (pixel == blankPixel)) ? 1U : 0U;
+            pixels[i] = isPlaced ? pixel : pixels[i];
+        }
+        odd |= oddHere;
+        blank |= blankHere;
+    }
+};
+
 template <class P> class TypedTile : public BandTile {
 public:
     TypedTile(const JobBand& band, const RasterDescription& file, const CellWindow& block)
@@ -136,28 +165,17 @@ private:
     /// What place() does, in half the time, where the values of all cells with data have a pixel of their
     /// own. False where some have not; then place() has to follow.
     bool placeOrdinary(const WindowResult& result, const double* values) {
-        constexpr double most = std::numeric_limits<P>::max();
         const CellWindow& window = result.window;
         const std::uint32_t* const counts = result.countsOf(Band.subset).data();
-        // Numbers and no truth values, and a store to each pixel: there is nothing to jump over.
-        unsigned odd = 0;
-        unsigned blank = 0;
+        OrdinaryRows found;
         for (std::uint64_t row = 0; row < window.rows; ++row) {
-            P* const out = rowOf(window, row);
             const std::uint64_t first = result.place(0, row);
-            for (std::uint64_t column = 0; column < window.columns; ++column) {
-                const double value = values[first + column];
-                const P pixel = static_cast<P>(value);
-                const unsigned hasData = counts[first + column] > result.sparseLimit ? 1 : 0;
-                const unsigned isPlaced = std::fabs(value) <= most ? hasData : 0;
-                odd |= hasData ^ isPlaced;
-                blank |= pixel == Blank ? isPlaced : 0;
-                out[column] = isPlaced != 0 ? pixel : out[column];
-            }
+            found.place({values + first, window.columns}, counts + first, result.sparseLimit, Blank,
+                        rowOf(window, row));
         }
-        if (odd != 0)
+        if (found.odd != 0)
             return false;
-        Clash.happened |= blank != 0 && IsMasked;
+        Clash.happened |= found.blank != 0 && IsMasked;
         return true;
     }
 

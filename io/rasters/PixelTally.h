@@ -54,68 +54,120 @@ struct PixelTally {
     }
 };
 
+/// Sums run in several lanes so that the compiler can use vectors. The number of lanes affects the last
+/// digits of the result.
+using TallyLanes = std::array<double, 8>;
+
+/// So many pixels of a row are worked on at a time: what is found of them stays in the innermost cache.
+inline constexpr std::size_t tallyStretch = 256;
+using TallyValues = std::array<double, tallyStretch>;
+
+/// Adds the first `count` values to the lanes in turn, by `add(lane, value)`, and those of an incomplete last
+/// turn to the first lane.
+template <class Add>
+void addToLanes(TallyLanes& lanes, const TallyValues& values, std::size_t count, const Add& add) {
+    TallyLanes sums = lanes;
+    std::size_t i = 0;
+    for (; i + sums.size() <= count; i += sums.size())
+        for (std::size_t lane = 0; lane < sums.size(); ++lane)
+            sums[lane] = add(sums[lane], values[i + lane]);
+    for (; i < count; ++i)
+        sums[0] = add(sums[0], values[i]);
+    lanes = sums;
+}
+
+/// The sums over pixels, stretch by stretch: all but the last stretch of a row fill all lanes.
+///
+/// There is a short loop for each sum, because all of them at once need more registers than a processor has,
+/// and no condition in a loop skips another: the compiler would use no vectors then, which takes up to three
+/// times as long.
+class PixelSums {
+public:
+    PixelSums() {
+        Least.fill(infinity);
+        Greatest.fill(-infinity);
+    }
+
+    template <class T, class HasData> void add(const T* pixels, std::size_t count, const HasData& hasData) {
+        for (std::size_t i = 0; i < count; ++i) {
+            const auto value = static_cast<double>(pixels[i]);
+            const bool in = isFinite(value) & hasData(i);
+            Ones[i] = in ? 1.0 : 0.0;
+            Values[i] = in ? value : 0.0;
+            Lows[i] = in ? value : infinity;
+            Highs[i] = in ? value : -infinity;
+        }
+        addToLanes(Count, Ones, count, plus);
+        addToLanes(Sum, Values, count, plus);
+        addToLanes(Least, Lows, count, [](double a, double b) { return b < a ? b : a; });
+        addToLanes(Greatest, Highs, count, [](double a, double b) { return b > a ? b : a; });
+    }
+
+    /// Adds the squared differences from the mean, once that is known.
+    template <class T, class HasData>
+    void addSquares(const T* pixels, std::size_t count, double mean, const HasData& hasData) {
+        for (std::size_t i = 0; i < count; ++i) {
+            const auto value = static_cast<double>(pixels[i]);
+            const bool in = isFinite(value) & hasData(i);
+            const double apart = value - mean;
+            Values[i] = in ? apart * apart : 0.0;
+        }
+        addToLanes(Squares, Values, count, plus);
+    }
+
+    PixelTally tally() const {
+        PixelTally all;
+        double count = 0;
+        for (std::size_t lane = 0; lane < Sum.size(); ++lane) {
+            count += Count[lane];
+            all.sum += Sum[lane];
+            all.squares += Squares[lane];
+            all.least = std::min(all.least, Least[lane]);
+            all.greatest = std::max(all.greatest, Greatest[lane]);
+        }
+        all.count = static_cast<std::uint64_t>(count);
+        return all;
+    }
+
+private:
+    static constexpr double infinity = std::numeric_limits<double>::infinity();
+
+    static constexpr auto plus = [](double a, double b) { return a + b; };
+    static bool isFinite(double value) { return std::fabs(value) <= std::numeric_limits<double>::max(); }
+
+    TallyLanes Count = {}, Sum = {}, Least, Greatest, Squares = {};
+    /// Of a stretch.
+    TallyValues Ones = {}, Values = {}, Lows = {}, Highs = {};
+};
+
 /// A window of pixels in memory.
 template <class T> struct PixelWindow {
     const T* first;
     std::size_t columns;
     std::size_t rows;
     std::size_t stride; ///< pixels from one row to the next
+
+    /// Calls `visit(offset from the first pixel, count)` for stretches of the rows.
+    template <class Visit> void forEachStretch(const Visit& visit) const {
+        for (std::size_t row = 0; row < rows; ++row)
+            for (std::size_t column = 0; column < columns; column += tallyStretch)
+                visit(row * stride + column, std::min(tallyStretch, columns - column));
+    }
 };
 
 /// Tallies the finite pixels of the window for which `hasData(offset from the first pixel)` is true.
-///
-/// The sums run in several lanes so that the compiler can vectorise them. Their number affects the last
-/// digits of the result.
 template <class T, class HasData> PixelTally tallyOf(const PixelWindow<T>& window, HasData hasData) {
-    constexpr std::size_t lanes = 8;
-    using Lanes = std::array<double, lanes>;
-    const auto forAll = [&](auto each) {
-        for (std::size_t row = 0; row < window.rows; ++row) {
-            const std::size_t start = row * window.stride;
-            std::size_t column = 0;
-            for (; column + lanes <= window.columns; column += lanes)
-                for (std::size_t lane = 0; lane < lanes; ++lane)
-                    each(lane, start + column + lane);
-            for (; column < window.columns; ++column)
-                each(0, start + column);
-        }
-    };
-    const auto counts = [&](std::size_t i, double value) { return hasData(i) && std::isfinite(value); };
-
-    Lanes count = {}, sum = {}, least, greatest;
-    least.fill(std::numeric_limits<double>::infinity());
-    greatest.fill(-std::numeric_limits<double>::infinity());
-    forAll([&](std::size_t lane, std::size_t i) {
-        const auto value = static_cast<double>(window.first[i]);
-        const bool in = counts(i, value);
-        count[lane] += in ? 1.0 : 0.0;
-        sum[lane] += in ? value : 0.0;
-        least[lane] = in && value < least[lane] ? value : least[lane];
-        greatest[lane] = in && value > greatest[lane] ? value : greatest[lane];
+    PixelSums sums;
+    const auto from = [=](std::size_t first) { return [=](std::size_t i) { return hasData(first + i); }; };
+    window.forEachStretch(
+        [&](std::size_t first, std::size_t count) { sums.add(window.first + first, count, from(first)); });
+    const PixelTally tally = sums.tally();
+    if (tally.count == 0)
+        return {};
+    window.forEachStretch([&](std::size_t first, std::size_t count) {
+        sums.addSquares(window.first + first, count, tally.mean(), from(first));
     });
-    PixelTally tally;
-    double allCount = 0, allSum = 0;
-    for (std::size_t lane = 0; lane < lanes; ++lane) {
-        allCount += count[lane];
-        allSum += sum[lane];
-        tally.least = std::min(tally.least, least[lane]);
-        tally.greatest = std::max(tally.greatest, greatest[lane]);
-    }
-    if (allCount == 0)
-        return tally;
-    tally.count = static_cast<std::uint64_t>(allCount);
-    tally.sum = allSum;
-    const double mean = tally.mean();
-
-    Lanes squares = {};
-    forAll([&](std::size_t lane, std::size_t i) {
-        const auto value = static_cast<double>(window.first[i]);
-        const double apart = value - mean;
-        squares[lane] += counts(i, value) ? apart * apart : 0.0;
-    });
-    for (const double lane : squares)
-        tally.squares += lane;
-    return tally;
+    return sums.tally();
 }
 
 } // namespace Tilewright::Io

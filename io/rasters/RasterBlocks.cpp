@@ -175,9 +175,12 @@ template <class T> void RasterBlocksOf<T>::tally(std::uint64_t unit, std::span<c
         const PixelWindow<T> window = {planes.data() + i * plane, whole.columns, whole.rows, blockWidth};
         if (alphaIsMask && band != alphaBand) {
             const T* alpha = planes.data() + *alphaBand * plane;
-            sum = tallyOf(window, [&](std::size_t pixel) { return alpha[pixel] != T(); });
+            sum = tallyOf(window, [=](std::size_t pixel) { return alpha[pixel] != T(); });
         } else if (nodata && band != alphaBand) {
-            sum = tallyOf(window, [&](std::size_t pixel) { return window.first[pixel] != *nodata; });
+            const auto hasData = [pixels = window.first, blank = *nodata](std::size_t pixel) {
+                return pixels[pixel] != blank;
+            };
+            sum = tallyOf(window, hasData);
         } else {
             sum = tallyOf(window, [](std::size_t) { return true; });
         }
