@@ -15,7 +15,14 @@ namespace Tilewright {
 
 namespace {
 
-/// Where results are kept, one for each cell, all zero at first.
+/// An array that gets its value as its memory is fetched, which a second pass over it would fetch again.
+template <class Value>
+Larder::Ref<Quill::MemArray<3, Value>> filledArray(const Quill::MultiIndex<3>& sizes, const Value& value) {
+    const Larder::Ref<Larder::Chunk<Value>> chunk(std::vector<Value>(sizes.product(), value));
+    return Larder::Ref<Quill::MemArray<3, Value>>(chunk, sizes);
+}
+
+/// Where results are kept, one for each cell.
 template <class FilterT> class KeptResults : public PieceReduction<typename FilterT::value_type> {
 public:
     Quill::ArrayPtr results() const final { return Results; }
@@ -25,8 +32,8 @@ public:
     Value* values() const { return Results->data; }
 
 protected:
-    explicit KeptResults(const Quill::MultiIndex<3>& sizes)
-        : Results(Larder::Ref<Quill::MemArray<3, Value>>(sizes)) {}
+    explicit KeptResults(const Quill::MultiIndex<3>& sizes, const Value& start = Value())
+        : Results(filledArray(sizes, start)) {}
 
 private:
     Larder::StrongPtr<Quill::MemArray<3, Value>, Larder::Cacheable> Results;
@@ -38,10 +45,8 @@ public:
     using StepsOfValue = Steps;
     using typename KeptResults<FilterT>::Value;
 
-    explicit StreamingReduction(const Quill::MultiIndex<3>& sizes) : KeptResults<FilterT>(sizes) {
-        if (Steps::start() != Value())
-            std::fill_n(this->values(), sizes.product(), Steps::start());
-    }
+    explicit StreamingReduction(const Quill::MultiIndex<3>& sizes)
+        : KeptResults<FilterT>(sizes, Steps::start()) {}
 
     void take(std::span<const std::uint32_t> cells, const typename FilterT::value_type* values) override {
         takeByCell(cells, StatesInArray<Value>{this->values()},
