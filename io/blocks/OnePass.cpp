@@ -139,9 +139,7 @@ public:
         cloud.sources()[piece.source]->visit(piece.first, piece.count, bytes,
                                              [&](const std::byte* records, std::size_t count) {
                                                  watch();
-                                                 for (std::size_t at = 0; at < count; at += pointsAtATime)
-                                                     take(layout, records + at * layout.format.recordLength,
-                                                          std::min(pointsAtATime, count - at));
+                                                 takeAll(layout, records, count);
                                                  if (Waiting.size() >= mostWaiting)
                                                      makeRoom();
                                              });
@@ -159,10 +157,22 @@ public:
     const PointMeasures& measures() const { return Measures; }
 
 private:
-    void take(const RecordLayout& layout, const std::byte* records, std::size_t count) {
+    void takeAll(const RecordLayout& layout, const std::byte* records, std::size_t count) {
+        const std::size_t length = layout.format.recordLength;
+        while (count != 0) {
+            const std::size_t n = std::min(pointsAtATime, count);
+            const std::size_t after = std::min(pointsAtATime, count - n);
+            take(layout, records, n, {records + n * length, after * length});
+            records += n * length;
+            count -= n;
+        }
+    }
+
+    void take(const RecordLayout& layout, const std::byte* records, std::size_t count,
+              std::span<const std::byte> next) {
         if (IsMeasured)
             Measures.add(layout.format, records, count);
-        const FoundPoints& found = Finder.find(layout, records, count);
+        const FoundPoints& found = Finder.find(layout, records, count, next);
         Waiting.take(found, Finder);
     }
 

@@ -55,8 +55,8 @@ PointFinder::PointFinder(const BlockLattice& lattice, const CellWindow& window, 
       HeightsAboveGround(conditionsOf(needs, Stage::HeightsAboveGround, areSelected)),
       Clip(areSelected ? nullptr : needs.clip.get()), Ground(needs.ground.get()) {}
 
-const FoundPoints& PointFinder::find(const RecordLayout& layout, const std::byte* records,
-                                     std::size_t count) {
+const FoundPoints& PointFinder::find(const RecordLayout& layout, const std::byte* records, std::size_t count,
+                                     std::span<const std::byte> next) {
     if (Ordinals.size() < count) {
         Ordinals.resize(count);
         Columns.resize(count);
@@ -67,7 +67,7 @@ const FoundPoints& PointFinder::find(const RecordLayout& layout, const std::byte
     }
     std::size_t found = findCandidates(layout.format, records, count);
     found = dropByAttributes(layout.format, records, found);
-    decode(layout.format, records, count, found);
+    decode(layout.format, records, count, found, FetchAhead(next));
     if (!locate(found) || !IsWhole)
         found = keepInWindow(found);
     found = dropByPlace(layout.format, records, found);
@@ -97,11 +97,11 @@ std::size_t PointFinder::dropByAttributes(const RecordFormat& format, const std:
 }
 
 void PointFinder::decode(const RecordFormat& format, const std::byte* records, std::size_t count,
-                         std::size_t found) {
+                         std::size_t found, FetchAhead next) {
     for (std::size_t axis = 0; axis < 3; ++axis) {
         const std::span<double> values(Coordinates[axis].data(), found);
         if (found == count)
-            decodeField(format, format.coordinates[axis], records, values);
+            decodeField(format, format.coordinates[axis], records, values, next.take(3 - axis));
         else
             decodeFieldAt(format, format.coordinates[axis], records, std::span(Ordinals.data(), found),
                           values);

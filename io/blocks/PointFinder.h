@@ -2,11 +2,13 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include <io/blocks/BlockLattice.h>
 #include <io/blocks/PointColumns.h>
 #include <io/clouds/CloudSelection.h>
+#include <io/system/FetchAhead.h>
 
 namespace Tilewright::Io {
 
@@ -17,8 +19,10 @@ public:
     PointFinder(const BlockLattice& lattice, const CellWindow& window, const PointNeeds& needs,
                 bool areSelected = false);
 
-    /// Finds the points among `count` records; what it gives is valid until the next call.
-    const FoundPoints& find(const RecordLayout& layout, const std::byte* records, std::size_t count);
+    /// Finds the points among `count` records; what it gives is valid until the next call. Meanwhile it has
+    /// `next` fetched, which is what will be read after them.
+    const FoundPoints& find(const RecordLayout& layout, const std::byte* records, std::size_t count,
+                            std::span<const std::byte> next = {});
 
     /// Of the points that were found last the column and the row in the window, from its south-western
     /// corner.
@@ -35,7 +39,8 @@ public:
 private:
     std::size_t findCandidates(const RecordFormat& format, const std::byte* records, std::size_t count);
     std::size_t dropByAttributes(const RecordFormat& format, const std::byte* records, std::size_t found);
-    void decode(const RecordFormat& format, const std::byte* records, std::size_t count, std::size_t found);
+    void decode(const RecordFormat& format, const std::byte* records, std::size_t count, std::size_t found,
+                FetchAhead next);
     bool locate(std::size_t found);
     std::size_t keepInWindow(std::size_t found);
     std::size_t dropByPlace(const RecordFormat& format, const std::byte* records, std::size_t found);

@@ -214,13 +214,19 @@ std::size_t findInBox(const RecordFormat& format, const std::byte* records, std:
 
 template <class T>
 void decodeField(const RecordFormat& format, const PointField& field, const std::byte* records,
-                 std::span<T> out) {
+                 std::span<T> out, FetchAhead next) {
     withReader<T>(field, [&, length = format.recordLength](const auto& read) {
+        constexpr std::size_t atATime = 8;
         const std::byte* at = records + field.position;
-        for (T& value : out) {
-            value = read(at);
-            at += length;
+        const std::size_t fetched = next.share(out.size() / atATime);
+        std::size_t i = 0;
+        for (; i + atATime <= out.size(); i += atATime) {
+            next.fetch(fetched);
+            for (std::size_t k = i; k < i + atATime; ++k, at += length)
+                out[k] = read(at);
         }
+        for (; i < out.size(); ++i, at += length)
+            out[i] = read(at);
     });
 }
 
@@ -235,7 +241,8 @@ void decodeFieldAt(const RecordFormat& format, const PointField& field, const st
 }
 
 #define TILEWRIGHT_DECODE_FIELD(T)                                                                           \
-    template void decodeField(const RecordFormat&, const PointField&, const std::byte*, std::span<T>);       \
+    template void decodeField(const RecordFormat&, const PointField&, const std::byte*, std::span<T>,        \
+                              FetchAhead);                                                                   \
     template void decodeFieldAt(const RecordFormat&, const PointField&, const std::byte*,                    \
                                 std::span<const std::uint32_t>, std::span<T>);
 TILEWRIGHT_DECODE_FIELD(float)

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include <io/records/PointField.h>
+#include <io/system/FetchAhead.h>
 #include <tilewright/export.h>
 
 namespace Tilewright::Io {
@@ -61,7 +62,7 @@ TILEWRIGHT_API void decodePositionsAt(const RecordFormat& format, const std::byt
 /// seven that its values are to be converted to.
 template <class T>
 TILEWRIGHT_API void decodeField(const RecordFormat& format, const PointField& field, const std::byte* records,
-                                std::span<T> out);
+                                std::span<T> out, FetchAhead next = {});
 
 /// Decodes a field of the records with the given ordinals, as many as `out` has room for.
 template <class T>
