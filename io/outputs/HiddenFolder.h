@@ -62,9 +62,9 @@ public:
     /// for companions of the output and must not be removed.
     void check(const std::vector<std::filesystem::path>& made) const;
 
-    /// Has the system begin to write those files to the disk that will replace older ones. File systems do so
-    /// anyway before they let a file take the place of another, one after the other; here it takes as many
-    /// threads as call it for different folders.
+    /// Has the system begin to write those files to the disk that will replace older ones, so that a power cut
+    /// does not lose both. Many file systems do so by themselves when a file takes the place of another, but
+    /// then one file has to wait for the other.
     void writeAhead() const;
 
     /// Moves the output and all files beside it to the folder of the output, the output itself last, and
@@ -73,8 +73,8 @@ public:
     /// everything is as before. Repeating it does nothing.
     void publish();
 
-    /// Does the same for several outputs: all of them or none. What they replace goes on up to `threads`
-    /// threads.
+    /// Does the same for several outputs: all of them or none. Older files are removed on up to
+    /// `threads` threads.
     static void publishAll(std::span<HiddenFolder* const> folders, unsigned threads = 1);
 
 private:

@@ -59,7 +59,7 @@ TILEWRIGHT_API void decodePositionsAt(const RecordFormat& format, const std::byt
                                       std::span<const std::uint32_t> ordinals, double* xyz);
 
 /// Decodes a field of the first `out.size()` records. T is the type of the field, or any other one of the
-/// seven that its values are to be converted to.
+/// seven that its values are to be converted to. Meanwhile it has `next` fetched.
 template <class T>
 TILEWRIGHT_API void decodeField(const RecordFormat& format, const PointField& field, const std::byte* records,
                                 std::span<T> out, FetchAhead next = {});
