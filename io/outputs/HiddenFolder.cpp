@@ -48,17 +48,30 @@ int openFolder(const fs::path& folder) {
     return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
 }
 
-/// Needs a single descriptor however deep the tree is, because this must work even if all others are in use.
-void removeTree(const fs::path& folder) {
+/// All but `kept`. Needs a single descriptor however deep the tree is, because this must work even if all
+/// others are in use.
+void removeContent(const fs::path& folder, const fs::path& kept) {
     std::error_code error;
     std::vector<fs::path> entries;
     for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error))
-        entries.push_back(entry->path());
-    for (const fs::path& entry : entries)
+        if (entry->path() != kept)
+            entries.push_back(entry->path());
+    for (const fs::path& entry : entries) {
         if (fs::symlink_status(entry, error).type() == fs::file_type::directory)
-            removeTree(entry);
-        else
-            fs::remove(entry, error);
+            removeContent(entry, kept);
+        fs::remove(entry, error);
+    }
+}
+
+/// Of one of ours that has lost its mark: nobody else gives a folder this one bit, which has no use there.
+constexpr fs::perms lastPermissions = fs::perms::owner_all | fs::perms::sticky_bit;
+
+/// The mark goes last. Whenever the process is killed, the next one knows the folder.
+void removeMarked(const fs::path& folder) {
+    std::error_code error;
+    removeContent(folder, folder / mark);
+    fs::permissions(folder, lastPermissions, error);
+    fs::remove(folder / mark, error);
     fs::remove(folder, error);
 }
 
@@ -154,7 +167,7 @@ void LockedFolder::remove() noexcept {
     if (descriptor >= 0)
         ::close(std::exchange(descriptor, -1));
     try {
-        removeTree(place);
+        removeMarked(place);
     } catch (const std::exception&) { // If memory is short, it remains until the next run.
     }
 }
@@ -171,9 +184,12 @@ void LockedFolder::removeAbandoned(const fs::path& parent) {
         if (descriptor < 0)
             continue;
         std::error_code ignored;
-        if (::flock(descriptor, LOCK_EX | LOCK_NB) == 0 &&
-            fs::is_directory(fs::symlink_status(path / mark, ignored)))
-            removeTree(path);
+        if (::flock(descriptor, LOCK_EX | LOCK_NB) == 0) {
+            if (fs::is_directory(fs::symlink_status(path / mark, ignored)))
+                removeMarked(path);
+            else if (fs::symlink_status(path, ignored).permissions() == lastPermissions)
+                fs::remove(path, ignored); // Only if it is empty.
+        }
         ::close(descriptor);
     }
 }

@@ -248,6 +248,8 @@ TEST_F(RasterWriterTest, OlderOutputStaysUntilTheNewOneIsCompleteAndGoesWithWhat
 
 TEST_F(RasterWriterTest, WhatAKilledProcessLeftBehindGoesAndWhatAnotherOneWorksOnStays) {
     fs::create_directories(file(".out.tif.part-backup") / "mine"); // only has such a name
+    fs::create_directory(file(".out.tif.part-killed"));            // while it was removed
+    fs::permissions(file(".out.tif.part-killed"), fs::perms::owner_all | fs::perms::sticky_bit);
     const pid_t child = ::fork();
     if (child == 0) {
         RasterWriter abandoned(file(), rasterOf<int>(1, 1));
