@@ -62,9 +62,9 @@ public:
     /// for companions of the output and must not be removed.
     void check(const std::vector<std::filesystem::path>& made) const;
 
-    /// Has the system begin to write those files to the disk that will replace older ones, so that a power cut
-    /// does not lose both. Many file systems do so by themselves when a file takes the place of another, but
-    /// then one file has to wait for the other.
+    /// Has the system begin to write those files to the disk that will replace older ones, so that a power
+    /// cut does not lose both. Many file systems do so by themselves when a file takes the place of another,
+    /// but then one file has to wait for the other.
     void writeAhead() const;
 
     /// Moves the output and all files beside it to the folder of the output, the output itself last, and
