@@ -67,7 +67,7 @@ const FoundPoints& PointFinder::find(const RecordLayout& layout, const std::byte
     }
     std::size_t found = findCandidates(layout.format, records, count);
     found = dropByAttributes(layout.format, records, found);
-    decode(layout.format, records, count, found, FetchAhead(next));
+    decode(layout.format, records, count, found, next);
     if (!locate(found) || !IsWhole)
         found = keepInWindow(found);
     found = dropByPlace(layout.format, records, found);
@@ -97,11 +97,12 @@ std::size_t PointFinder::dropByAttributes(const RecordFormat& format, const std:
 }
 
 void PointFinder::decode(const RecordFormat& format, const std::byte* records, std::size_t count,
-                         std::size_t found, FetchAhead next) {
+                         std::size_t found, std::span<const std::byte> next) {
+    const std::size_t third = next.size() / 3;
     for (std::size_t axis = 0; axis < 3; ++axis) {
         const std::span<double> values(Coordinates[axis].data(), found);
         if (found == count)
-            decodeField(format, format.coordinates[axis], records, values, next.take(3 - axis));
+            decodeField(format, format.coordinates[axis], records, values, next.subspan(axis * third, third));
         else
             decodeFieldAt(format, format.coordinates[axis], records, std::span(Ordinals.data(), found),
                           values);

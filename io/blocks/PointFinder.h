@@ -8,7 +8,6 @@
 #include <io/blocks/BlockLattice.h>
 #include <io/blocks/PointColumns.h>
 #include <io/clouds/CloudSelection.h>
-#include <io/system/FetchAhead.h>
 
 namespace Tilewright::Io {
 
@@ -40,7 +39,7 @@ private:
     std::size_t findCandidates(const RecordFormat& format, const std::byte* records, std::size_t count);
     std::size_t dropByAttributes(const RecordFormat& format, const std::byte* records, std::size_t found);
     void decode(const RecordFormat& format, const std::byte* records, std::size_t count, std::size_t found,
-                FetchAhead next);
+                std::span<const std::byte> next);
     bool locate(std::size_t found);
     std::size_t keepInWindow(std::size_t found);
     std::size_t dropByPlace(const RecordFormat& format, const std::byte* records, std::size_t found);

@@ -7,6 +7,7 @@
 
 #include <io/records/CoordinateStorage.h>
 #include <io/system/Bytes.h>
+#include <io/system/FetchAhead.h>
 
 namespace Tilewright::Io {
 
@@ -214,14 +215,15 @@ std::size_t findInBox(const RecordFormat& format, const std::byte* records, std:
 
 template <class T>
 void decodeField(const RecordFormat& format, const PointField& field, const std::byte* records,
-                 std::span<T> out, FetchAhead next) {
+                 std::span<T> out, std::span<const std::byte> next) {
     withReader<T>(field, [&, length = format.recordLength](const auto& read) {
         constexpr std::size_t atATime = 8;
         const std::byte* at = records + field.position;
-        const std::size_t fetched = next.share(out.size() / atATime);
+        FetchAhead ahead(next);
+        const std::size_t fetched = ahead.share(out.size() / atATime);
         std::size_t i = 0;
         for (; i + atATime <= out.size(); i += atATime) {
-            next.fetch(fetched);
+            ahead.fetch(fetched);
             for (std::size_t k = i; k < i + atATime; ++k, at += length)
                 out[k] = read(at);
         }
@@ -242,7 +244,7 @@ void decodeFieldAt(const RecordFormat& format, const PointField& field, const st
 
 #define TILEWRIGHT_DECODE_FIELD(T)                                                                           \
     template void decodeField(const RecordFormat&, const PointField&, const std::byte*, std::span<T>,        \
-                              FetchAhead);                                                                   \
+                              std::span<const std::byte>);                                                   \
     template void decodeFieldAt(const RecordFormat&, const PointField&, const std::byte*,                    \
                                 std::span<const std::uint32_t>, std::span<T>);
 TILEWRIGHT_DECODE_FIELD(float)

@@ -12,7 +12,6 @@
 #include <vector>
 
 #include <io/records/PointField.h>
-#include <io/system/FetchAhead.h>
 #include <tilewright/export.h>
 
 namespace Tilewright::Io {
@@ -59,10 +58,11 @@ TILEWRIGHT_API void decodePositionsAt(const RecordFormat& format, const std::byt
                                       std::span<const std::uint32_t> ordinals, double* xyz);
 
 /// Decodes a field of the first `out.size()` records. T is the type of the field, or any other one of the
-/// seven that its values are to be converted to. Meanwhile it has `next` fetched.
+/// seven that its values are to be converted to. Meanwhile it has `next` fetched, which
+/// will be read soon.
 template <class T>
 TILEWRIGHT_API void decodeField(const RecordFormat& format, const PointField& field, const std::byte* records,
-                                std::span<T> out, FetchAhead next = {});
+                                std::span<T> out, std::span<const std::byte> next = {});
 
 /// Decodes a field of the records with the given ordinals, as many as `out` has room for.
 template <class T>

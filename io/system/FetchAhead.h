@@ -11,7 +11,6 @@ namespace Tilewright::Io {
 /// to memory under way: more at once would wait for each other, and the work for them.
 class FetchAhead {
 public:
-    FetchAhead() = default;
     explicit FetchAhead(std::span<const std::byte> bytes) : Bytes(bytes) {}
 
     /// Fetches the next ones, into the second cache: the innermost holds what is worked on.
@@ -25,14 +24,6 @@ public:
     /// How much to fetch at a time to be done after so many times.
     std::size_t share(std::size_t times) const {
         return (Bytes.size() / std::max<std::size_t>(times, 1) + line - 1) / line * line;
-    }
-
-    /// Takes the first of so many parts.
-    FetchAhead take(std::size_t parts) {
-        const std::size_t bytes = Bytes.size() / parts;
-        const FetchAhead first(Bytes.first(bytes));
-        Bytes = Bytes.subspan(bytes);
-        return first;
     }
 
 private:
