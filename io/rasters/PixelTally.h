@@ -91,7 +91,7 @@ public:
     template <class T, class HasData> void add(const T* pixels, std::size_t count, const HasData& hasData) {
         for (std::size_t i = 0; i < count; ++i) {
             const auto value = static_cast<double>(pixels[i]);
-            const bool in = isFinite(value) & hasData(i);
+            const bool in = both(isFinite(value), hasData(i));
             Ones[i] = in ? 1.0 : 0.0;
             Values[i] = in ? value : 0.0;
             Lows[i] = in ? value : infinity;
@@ -108,7 +108,7 @@ public:
     void addSquares(const T* pixels, std::size_t count, double mean, const HasData& hasData) {
         for (std::size_t i = 0; i < count; ++i) {
             const auto value = static_cast<double>(pixels[i]);
-            const bool in = isFinite(value) & hasData(i);
+            const bool in = both(isFinite(value), hasData(i));
             const double apart = value - mean;
             Values[i] = in ? apart * apart : 0.0;
         }
@@ -133,6 +133,8 @@ private:
     static constexpr double infinity = std::numeric_limits<double>::infinity();
 
     static constexpr auto plus = [](double a, double b) { return a + b; };
+    /// && would skip the second condition.
+    static bool both(bool a, bool b) { return a & b; }
     static bool isFinite(double value) { return std::fabs(value) <= std::numeric_limits<double>::max(); }
 
     TallyLanes Count = {}, Sum = {}, Least, Greatest, Squares = {};
